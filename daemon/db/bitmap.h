@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+//
+// VLAN bitmaps and flag bytes. One numbering serves both: bit index n is mask 0x80 >> (n mod 8) of
+// byte n / 8. In a VLAN bitmap index n stands for VLAN ID n + 1.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "platform/contract/types.h"
+
+/// VLAN IDs with state of their own: 1 to 4095, at index VLAN ID - 1 of every per-VLAN array.
+inline constexpr u32 kMvrpVlanFirst = 1;
+inline constexpr u32 kMvrpVlanLast = 4095;
+inline constexpr u32 kMvrpVlanCount = kMvrpVlanLast;
+
+/// VLAN ID 1: the default VLAN, always there and always static.
+inline constexpr u32 kMvrpDefaultVlan = 1;
+
+/// Bits of a VLAN bitmap.
+inline constexpr u32 kMvrpBitmapBits = kVlanBitmapBytes * 8;
+
+using MvrpVlanBitmap = std::array<u8, kVlanBitmapBytes>;
+
+/// Masks of the bits of one byte, by bit index.
+inline constexpr std::array<u8, 8> kMvrpBitMask = {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01};
+
+/// No bound is checked: indexes are below 4096 for bitmaps and below 8 for flag bytes.
+constexpr void mvrpBitSet(u8* bytes, u32 index)
+{
+    bytes[index / 8] = static_cast<u8>(bytes[index / 8] | kMvrpBitMask[index % 8]);
+}
+
+constexpr void mvrpBitClear(u8* bytes, u32 index)
+{
+    bytes[index / 8] = static_cast<u8>(bytes[index / 8] & ~kMvrpBitMask[index % 8]);
+}
+
+constexpr u32 mvrpBitTest(const u8* bytes, u32 index)
+{
+    return (bytes[index / 8] & kMvrpBitMask[index % 8]) != 0 ? 1 : 0;
+}
+
+/// Bit indexes of a `vlanFlag` byte.
+enum MvrpVlanFlag : u32 {
+    MVRP_FLAG_APPLIED = 0,  ///< 0x80: the port is a dynamic member of the VLAN on the switch
+    MVRP_FLAG_ADD = 1,      ///< 0x40: addition pending
+    MVRP_FLAG_REMOVE = 2,   ///< 0x20: removal pending
+};
+
+/// Sets `destination` to the AND of two bitmaps over their first `bits` bits; a trailing partial
+/// byte is masked to its first bits mod 8 bits. Bytes beyond are left alone.
+void mvrpBitmapIntersect(std::span<u8> destination, std::span<const u8> a, std::span<const u8> b,
+                         u32 bits);
+
+/// Descriptor of a bitmap, as the platform's VLAN calls take it.
+inline QorBuffer mvrpBitmapBuffer(MvrpVlanBitmap& bitmap)
+{
+    return {bitmap.data(), kVlanBitmapBytes};
+}

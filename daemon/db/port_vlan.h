@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+//
+// Pending pairs: a MvrpPortVlanEntry marks that a VLAN on a port has a change waiting to be applied
+// to the switch. Its existence is the information; what is pending stands in the port's `vlanFlag`.
+//
+// Lock: all functions run with gMvrpInfo.sem held by the caller.
+#pragma once
+
+#include "daemon/core/info.h"
+#include "daemon/db/port.h"
+
+struct MvrpPortVlanEntry {
+    AvlNode link;
+    u32 portUnit;
+    u16 vid;  ///< 1 to 4095
+};
+
+/// Bytes of a pair in its pool and in the tree. There are as many as ports times VLANs.
+inline constexpr u32 kMvrpPortVlanEntryBytes = 24;
+static_assert(sizeof(MvrpPortVlanEntry) == kMvrpPortVlanEntryBytes);
+static_assert(offsetof(MvrpPortVlanEntry, link) == 0);
+
+/// Order of the tree: port unit, then VLAN ID; a null record is less than any. @return -1, 0 or 1
+int mvrpPortVlanComp(const void* a, const void* b);
+
+/// Pool access with gMvrpInfo.vlanEntryNum kept.
+MvrpPortVlanEntry* mvrpPortVlanEntryAlloc();
+void mvrpPortVlanEntryFree(MvrpPortVlanEntry* entry);
+
+/// @return the pair, or null
+MvrpPortVlanEntry* mvrpPortVlanEntryGet(u32 portUnit, u16 vid);
+/// Adds a pair that is not there yet. @return it, or null when the pool is exhausted
+MvrpPortVlanEntry* mvrpPortVlanEntryAdd(u32 portUnit, u16 vid);
+/// Deletes a pair; null is accepted. @return 0
+u32 mvrpPortVlanEntryDel(MvrpPortVlanEntry* entry);
+
+/// Marks a VLAN of a port for removal from the switch, in place of a pending addition.
+void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid);
+/// Clears what is applied and pending for a VLAN of a port.
+void mvrpVlanFlagReset(MvrpPortEntry* port, u32 vid);
+
+/// Empties the port's set of learnt VLANs, then tells the VLAN service to drop the learnt VLANs of
+/// the bitmap. @return 0, or -1 when the platform refused either
+s32 mvrpPortVlanClear(QorBuffer* bitmapDescriptor, MvrpPortEntry* port);

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// The protocol timers of a port: join, leave, vector join, periodic and leave-all. Handlers run in
+// the protocol task with gMvrpInfo.sem held; the argument is the MvrpPortEntry. All timers are
+// one-shot, and only the leave-all handler re-arms its own slot.
+#pragma once
+
+#include "daemon/db/port.h"
+
+/// Delay of the joins that a received Lv or a platform event calls for, in milliseconds.
+inline constexpr u32 kMvrpPromptJoinMs = 1000;
+
+/// Stops a slot of the port and starts it anew, with the port as the handler's argument.
+void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms, SilTimerHandler handler);
+/// Stops the port's five slots: join, leave, periodic, vector join, leave-all.
+void mvrpPortTimersStop(MvrpPortEntry* port);
+/// Has the port send what `flag` says when `ms` have passed.
+void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms);
+
+/// Sends what joinTimerFlag says, then synchronises the standby. @return 0
+u32 mvrpJoinTimerHandler(void* port);
+/// Ends the registrations that were withdrawn and not refreshed, and propagates that.
+/// @return 0; -1 when the leave indication failed
+u32 mvrpLeaveTimerHandler(void* port);
+/// Declares everything anew and asks the peers to; nothing while the link is down. @return 0
+u32 mvrpLeaveallTimerHandler(void* port);
+/// Has no effect: the slot is armed and stopped, its expiry does nothing. @return 0
+u32 mvrpPeriodTransTimerHandler(void* port);
+/// Handler of a leave slot that was armed to send: mvrpPortSendPkt(). @return its result
+u32 mvrpSendTimerHandler(void* port);
