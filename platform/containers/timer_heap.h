@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The timer list behind the contract's silTimer* calls, with the clock as an argument, so that a
-// host with a real clock and one with virtual time share it. A 4-ary heap over one array, ordered by
-// due time, then by the order of starting; a node knows its place, so start and stop are O(log n).
+// host with a real clock and one with virtual time share it. A 4-ary heap over one array, ordered
+// by due time, then by the order of starting; a node knows its place, so start and stop are O(log
+// n).
 //
 // Not locked: the owner of a list serialises every call on it.
 #pragma once
@@ -21,7 +22,8 @@ void timerHeapInit(SilTimerList& list);
 void timerHeapDestroy(SilTimerList& list);
 
 /// Starts or restarts `node`, due at `dueMs` on the caller's clock.
-void timerHeapStart(SilTimerList& list, SilTimerNode& node, u64 dueMs, SilTimerHandler handler,
+/// @return false when there was no memory to grow the list; `node` is idle then
+bool timerHeapStart(SilTimerList& list, SilTimerNode& node, u64 dueMs, SilTimerHandler handler,
                     void* argument);
 /// @return whether the node was running
 bool timerHeapStop(SilTimerList& list, SilTimerNode& node);
