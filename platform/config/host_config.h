@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+//
+// What one configuration file says, checked and with its defaults filled in: plain records without
+// behaviour. Owned by whoever loaded the file; read-only from then on, so it needs no lock.
+#pragma once
+
+#include <array>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/command/wire.h"
+#include "platform/config/vlan_ranges.h"
+#include "platform/contract/types.h"
+
+namespace platform {
+
+enum class CableKind { None, Unix, Interface };
+
+/// What a port is connected to. Written as "none", "unix:LOCAL,PEER" (paths of two datagram
+/// sockets: this port's and that of the port at the other end) or "interface:NAME".
+struct CableConfig {
+    CableKind kind = CableKind::None;
+    std::string localPath;      ///< Unix
+    std::string peerPath;       ///< Unix
+    std::string interfaceName;  ///< Interface
+
+    bool operator==(const CableConfig&) const = default;
+};
+
+inline constexpr const char* kCableAllowed =
+    "\"none\", \"unix:LOCAL,PEER\" (two socket paths of at most 107 bytes) or \"interface:NAME\"";
+
+/// @return the cable, or nothing when `text` is not of the form of kCableAllowed
+std::optional<CableConfig> parseCable(const std::string& text);
+std::string formatCable(const CableConfig& cable);
+
+/// One port or aggregation of the software switch.
+struct PortConfig {
+    u32 unit = 0;
+    bool isAggregation = false;
+    std::string name;
+    std::array<u8, 6> mac{};
+    u32 mtu = 1500;  ///< bytes
+    u32 pvid = 1;
+    VlanBitmap permitTagged{};  ///< carried tagged, without those of `permitUntagged`
+    VlanBitmap permitUntagged{};
+    bool linkUp = true;
+    bool eligible = true;  ///< may run the protocol
+    CableConfig cable;
+    WireForm wireForm = WireForm::Native;
+    u32 aggregation = 0;     ///< unit of the aggregation it is a member of; 0: none
+    std::string recordFile;  ///< pcap file that its frames are written to; empty: none
+    std::string replayFile;  ///< pcap file whose frames are fed into it; empty: none
+
+    bool operator==(const PortConfig&) const = default;
+};
+
+struct SwitchConfig {
+    DriverKind driver = DriverKind::SoftwareSwitch;
+    std::string name;               ///< of this switch; the host's name unless given
+    std::vector<PortConfig> ports;  ///< ascending by unit
+    VlanBitmap staticVlans{};       ///< VLAN 1 always among them
+
+    bool operator==(const SwitchConfig&) const = default;
+};
+
+/// Management settings of a port. What is absent is left as the daemon has it. Times in ms.
+struct PortManagement {
+    std::optional<u32> enable;        ///< 1 on, 2 off
+    std::optional<u32> registration;  ///< 1 normal, 2 fixed, 3 forbidden
+    std::optional<u32> participant;   ///< 1 full, 2 no-observe, 3 quiet
+    std::optional<u32> periodicTime;
+    std::optional<u32> joinTime;
+    std::optional<u32> leaveTime;
+    std::optional<u32> leaveAllTime;
+
+    bool operator==(const PortManagement&) const = default;
+};
+
+/// Management settings, applied at start through the handlers of the command channel.
+struct ManagementConfig {
+    std::optional<u32> enable;            ///< 1 on, 2 off
+    std::optional<u32> compliance;        ///< 1 on, 2 off
+    std::map<u32, PortManagement> ports;  ///< by unit
+
+    bool operator==(const ManagementConfig&) const = default;
+};
+
+struct StandbyConfig {
+    bool configured = false;  ///< false: a single card, never a peer
+    HostRole role = HostRole::Active;
+    std::string listenPath;  ///< of a standby: the stream socket that it listens on
+    std::string peerPath;    ///< of an active: the standby's socket
+    u32 takeOverAfterS = 0;  ///< a standby without its active for so long takes over; 0: never
+
+    bool operator==(const StandbyConfig&) const = default;
+};
+
+struct HostConfig {
+    std::map<std::string, std::string> options;  ///< start-up options by name, as text
+    SwitchConfig network;
+    ManagementConfig management;
+    std::string commandGroup;  ///< group whose members may use the command channel; empty: none
+    bool debugSocket = false;  ///< run the daemon's debug socket server
+    StandbyConfig standby;
+    std::string storeFile;  ///< configuration store; empty: none
+
+    bool operator==(const HostConfig&) const = default;
+};
+
+}  // namespace platform
