@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+//
+// A crash leaves the name of the signal and a stack trace on the console, then ends the process as
+// the signal would have. Sanitizers bring their own, better reports: theirs are left in place.
+#include "platform/runtime/crash.h"
+
+#include <execinfo.h>
+#include <signal.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstddef>
+#include <memory>
+
+#include "platform/contract/sil.h"
+
+namespace platform {
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitizerReports = true;
+#else
+constexpr bool kSanitizerReports = false;
+#endif
+
+constexpr std::size_t kCrashStackBytes = 64 * 1024;
+constexpr std::array kCrashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+/// Only what is safe inside a signal handler: no allocation, no buffered output.
+void writeText(const char* text) {
+    const auto ignored = write(STDERR_FILENO, text, strlen(text));
+    (void)ignored;
+}
+
+void onCrash(int signalNumber) {
+    writeText("mvrp: ended by signal ");
+    const char* name = sigabbrev_np(signalNumber);
+    writeText(name == nullptr ? "?" : name);
+    writeText("; stack, innermost first:\n");
+    std::array<void*, 64> frames{};
+    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+    backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
+    raise(signalNumber);  // the handler was taken away when it was entered
+}
+
+struct CrashStack {
+    std::unique_ptr<std::byte[]> bytes{new std::byte[kCrashStackBytes]};
+
+    CrashStack() {
+        stack_t stack{};
+        stack.ss_sp = bytes.get();
+        stack.ss_size = kCrashStackBytes;
+        sigaltstack(&stack, nullptr);
+    }
+    ~CrashStack() {
+        stack_t stack{};
+        stack.ss_flags = SS_DISABLE;
+        sigaltstack(&stack, nullptr);
+    }
+    CrashStack(const CrashStack&) = delete;
+    CrashStack& operator=(const CrashStack&) = delete;
+};
+
+}  // namespace
+
+void useCrashStack() {
+    if constexpr (!kSanitizerReports)
+        static thread_local const CrashStack stack;
+}
+
+}  // namespace platform
+
+void silCatchSegFault() {
+    if constexpr (platform::kSanitizerReports)
+        return;
+    platform::useCrashStack();
+    void* frame = nullptr;
+    backtrace(&frame, 1);  // loads what it needs now, not inside the handler
+    struct sigaction action {};
+    action.sa_handler = platform::onCrash;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_ONSTACK | SA_NODEFER);
+    for (const int signalNumber : platform::kCrashSignals)
+        sigaction(signalNumber, &action, nullptr);
+}

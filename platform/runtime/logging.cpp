@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "platform/contract/logging.h"
+#include "platform/runtime/log.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kLineEnds = "\r\n";
+constexpr u32 kNoLogId = 0;
+constexpr u32 kLeastPriority = static_cast<u32>(LogPriority::Debug);
+
+const char* priorityName(LogPriority priority) {
+    switch (priority) {
+        case LogPriority::Error:
+            return "error";
+        case LogPriority::Warning:
+            return "warning";
+        case LogPriority::Notice:
+            return "notice";
+        case LogPriority::Info:
+            return "info";
+        case LogPriority::Debug:
+            return "debug";
+    }
+    return "critical";  // the more urgent priorities, which only the daemon's levels can name
+}
+
+/// systemd names the device and inode of the stream that it connected to its journal; a program
+/// started from such a service may have another console all the same.
+LogForm detectForm() {
+    const char* stream = std::getenv("JOURNAL_STREAM");
+    struct stat console {};
+    if (stream == nullptr || fstat(STDERR_FILENO, &console) != 0)
+        return LogForm::Console;
+    const std::string own = std::to_string(console.st_dev) + ":" + std::to_string(console.st_ino);
+    return own == stream ? LogForm::Journal : LogForm::Console;
+}
+
+int formatPrefix(char* line, LogForm form, LogPriority priority) {
+    if (form == LogForm::Journal)
+        return std::snprintf(line, kMaxLogLine, "<%d>", static_cast<int>(priority));
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    return std::snprintf(line, kMaxLogLine, "%02d:%02d:%02d.%03ld %-7s ", local.tm_hour,
+                         local.tm_min, local.tm_sec, now.tv_nsec / 1000000, priorityName(priority));
+}
+
+std::string_view strippedText(std::string_view text) {
+    const auto first = text.find_first_not_of(kLineEnds);
+    if (first == std::string_view::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(kLineEnds) - first + 1);
+}
+
+void writeLine(LogPriority priority, u32 logId, const char* format, std::va_list arguments) {
+    static const LogForm form = detectForm();
+    std::array<char, kMaxLogLine> text;
+    const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
+    const auto length =
+        std::clamp<std::size_t>(static_cast<std::size_t>(std::max(wanted, 0)), 0, text.size() - 1);
+    std::array<char, kMaxLogLine> line;
+    const u32 lineLength = formatLogLine(line.data(), form, priority, logId, {text.data(), length});
+    const auto ignored = write(STDERR_FILENO, line.data(), lineLength);
+    (void)ignored;
+}
+
+}  // namespace
+
+u32 formatLogLine(char* line, LogForm form, LogPriority priority, u32 logId,
+                  std::string_view text) {
+    auto used = static_cast<std::size_t>(formatPrefix(line, form, priority));
+    if (logId != kNoLogId)
+        used += static_cast<std::size_t>(
+            std::snprintf(line + used, kMaxLogLine - used, "%08x ", logId));
+    const std::string_view kept = strippedText(text).substr(0, kMaxLogLine - used - 1);
+    for (const char character : kept)
+        line[used++] = static_cast<unsigned char>(character) < ' ' ? ' ' : character;
+    line[used++] = '\n';
+    return static_cast<u32>(used);
+}
+
+void logMessage(LogPriority priority, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(priority, kNoLogId, format, arguments);
+    va_end(arguments);
+}
+
+std::string errorText(int error) {
+    std::array<char, 128> buffer{};
+    return strerror_r(error, buffer.data(), buffer.size());
+}
+
+}  // namespace platform
+
+using namespace platform;
+
+void loggingDebugOutput(u32 logId, u32, u32, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(LogPriority::Debug, logId, format, arguments);
+    va_end(arguments);
+}
+
+void loggingLogOutput(u32 logId, u32 level, u32, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    writeLine(static_cast<LogPriority>(std::min(level, kLeastPriority)), logId, format, arguments);
+    va_end(arguments);
+}
