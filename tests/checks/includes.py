@@ -16,7 +16,8 @@ RULES = {
     "platform/contract": (False, ("platform/contract/",)),
     "daemon": (True, ("daemon/", "platform/contract/")),
     "platform": (False, ("platform/",)),
-    "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h")),
+    "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h",
+                    "platform/config/vlan_ranges.h")),
 }
 
 

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+//
+// The client's end of the command channel: connects to a daemon, sends requests, many at a time,
+// and collects the replies in order.
+//
+// Errors: ConnectionError for everything that ends the connection, with a text for the person at
+// the keyboard. What a daemon answers to a request is a status of the reply, not an error. A Client
+// belongs to one thread.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "platform/command/wire.h"
+
+namespace cli {
+
+class ConnectionError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Request {
+    platform::Request number;
+    u32 unit = 0;
+    u32 attribute = 0;
+    std::vector<std::byte> value = {};
+};
+
+struct Reply {
+    u32 status = 0;  ///< 0 for success
+    std::vector<std::byte> value;
+};
+
+/// Path of the command socket of the daemon whose runtime directory is $MVRP_RUNTIME_DIR, or of the
+/// only daemon of this machine when that is not set.
+std::string defaultSocketPath();
+
+class Client {
+  public:
+    /// Connects to the command socket `path`.
+    explicit Client(const std::string& path);
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    /// Sends all requests and waits for all replies, which are returned in the same order. No more
+    /// than kMaxInFlight requests are unanswered at any time.
+    std::vector<Reply> exchange(std::span<const Request> requests);
+    Reply exchange(const Request& request);
+
+    /// Requests sent ahead of their replies: enough to hide the way there and back, few enough that
+    /// their values and replies fit a socket's buffers.
+    static constexpr std::size_t kMaxInFlight = 32;
+
+  private:
+    void fillSendBuffer(std::span<const Request> requests);
+    void waitReady();
+    void sendSome();
+    void receiveSome();
+    void takeReplies(std::vector<Reply>& replies);
+    [[noreturn]] void lost(const std::string& reason) const;
+
+    std::string path_;
+    int socket_ = -1;
+    std::size_t queued_ = 0;    ///< requests of this exchange that went into sendBuffer_
+    std::size_t answered_ = 0;  ///< replies of this exchange
+    std::vector<std::byte> sendBuffer_;
+    std::size_t sent_ = 0;  ///< bytes of sendBuffer_ that are gone
+    std::vector<std::byte> receiveBuffer_;
+};
+
+}  // namespace cli

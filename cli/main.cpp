@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+//
+// mvrpctl: looks at and changes a running mvrp through its command channel.
+//
+// Exit status: 0 done; 1 the daemon refused; 2 a mistake in the command line, or no connection.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <deque>
+#include <iostream>
+#include <map>
+
+#include "cli/commands.h"
+#include "cli/json.h"
+
+namespace {
+
+enum ExitStatus : int { kDone = 0, kRefused = 1, kUsage = 2 };
+
+/// What the command line says; CLI11 fills it in.
+struct Line {
+    std::string socket = cli::defaultSocketPath();
+    bool json = false;
+    const cli::Command* command = nullptr;
+    std::vector<std::string>* arguments = nullptr;
+};
+
+/// Help texts of the words that stand before a command.
+const std::map<std::string, const char*> kGroups = {
+    {"set", "change settings of the protocol"},
+    {"switch", "change the software switch below the protocol"},
+    {"switch port", "ports of the software switch"},
+    {"switch vlan", "VLANs of the software switch"},
+    {"debug", "look into the daemon"},
+};
+
+class CommandLine {
+  public:
+    CommandLine() {
+        app_.require_subcommand(1);
+        app_.fallthrough();
+        app_.add_option("--socket", line_.socket, "command socket of the daemon")
+            ->type_name("PATH")
+            ->capture_default_str();
+        app_.add_flag("-j,--json", line_.json, "print JSON");
+        app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION);
+        app_.footer(
+            "The daemon is the one whose runtime directory is $MVRP_RUNTIME_DIR, or the only one.\n"
+            "VLANs are written as ranges: 1-3,7; \"-\" for none, \"all\" for 1-4094.\n"
+            "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
+        for (const auto table :
+             {cli::kShowCommands, cli::kSetCommands, cli::kSwitchCommands, cli::kDebugCommands}) {
+            for (const cli::Command& command : table)
+                add(command);
+        }
+    }
+
+    /// @return 0 with the line filled in, or throws what CLI11 throws
+    Line parse(int argc, char** argv) {
+        app_.parse(argc, argv);
+        return line_;
+    }
+
+    int report(const CLI::ParseError& error) { return app_.exit(error) == 0 ? kDone : kUsage; }
+
+  private:
+    CLI::App* enter(const std::string& path) {
+        const std::size_t blank = path.rfind(' ');
+        CLI::App* const parent = blank == std::string::npos ? &app_ : enter(path.substr(0, blank));
+        const std::string word = blank == std::string::npos ? path : path.substr(blank + 1);
+        const auto known = parent->get_subcommands(
+            [&word](const CLI::App* child) { return child->get_name() == word; });
+        if (!known.empty())
+            return known.front();
+        CLI::App* const made = parent->add_subcommand(word);
+        if (const auto group = kGroups.find(path); group != kGroups.end()) {
+            made->description(group->second);
+            made->require_subcommand(1);
+        }
+        return made;
+    }
+
+    void add(const cli::Command& command) {
+        CLI::App* const app = enter(command.path);
+        app->description(command.help);
+        std::vector<std::string>& arguments = arguments_.emplace_back();
+        for (const cli::Argument& argument : command.arguments) {
+            if (argument.name == nullptr)
+                break;
+            addArgument(*app, argument, arguments);
+        }
+        app->callback([this, app, &command, &arguments] {
+            if (app->get_subcommands().empty()) {
+                line_.command = &command;
+                line_.arguments = &arguments;
+            }
+        });
+    }
+
+    static void addArgument(CLI::App& app, const cli::Argument& argument,
+                            std::vector<std::string>& arguments) {
+        const auto take = [&arguments](const CLI::results_t& words) {
+            arguments.insert(arguments.end(), words.begin(), words.end());
+            return true;
+        };
+        CLI::Option* const option = app.add_option(argument.name, take, argument.help);
+        option->type_name("")->required(!argument.optional);
+        if (argument.rest)
+            option->expected(0, CLI::detail::expected_max_vector_size);
+    }
+
+    CLI::App app_{"Looks at and changes a running mvrp."};
+    Line line_;
+    std::deque<std::vector<std::string>> arguments_;  ///< one for each command
+};
+
+int fail(const Line& line, u32 status, const std::string& message, ExitStatus exitStatus) {
+    if (line.json)
+        std::cout << cli::errorJson(status, message);
+    std::cerr << "mvrpctl: " << message << "\n";
+    return exitStatus;
+}
+
+int run(const Line& line) {
+    const bool colour = isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    try {
+        cli::Client client(line.socket);
+        line.command->run(cli::Context(client, *line.arguments, line.json, cli::Style{colour}));
+        return kDone;
+    } catch (const cli::RefusedError& error) {
+        return fail(line, error.status, error.what(), kRefused);
+    } catch (const cli::UsageError& error) {
+        return fail(line, 0, error.what(), kUsage);
+    } catch (const cli::ConnectionError& error) {
+        return fail(line, 0, error.what(), kUsage);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        CommandLine commandLine;
+        try {
+            return run(commandLine.parse(argc, argv));
+        } catch (const CLI::ParseError& error) {
+            return commandLine.report(error);
+        }
+    } catch (const std::exception& error) {
+        std::cerr << "mvrpctl: " << error.what() << "\n";
+        return kUsage;
+    }
+}

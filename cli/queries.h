@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+//
+// The questions of mvrpctl and their answers as records: what the requests of the command channel
+// say about a switch, its ports and its VLANs. Each call is one exchange of pipelined requests, or
+// two where the first says what to ask.
+//
+// Errors: ConnectionError when the connection ends or an answer has the wrong size; RefusedError
+// when the daemon refused a question that can not be left out.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cli/client.h"
+#include "platform/command/wire.h"
+#include "platform/config/vlan_ranges.h"
+
+namespace cli {
+
+/// A daemon refused a request.
+class RefusedError : public std::runtime_error {
+  public:
+    RefusedError(u32 code, const std::string& text) : std::runtime_error(text), status(code) {}
+    u32 status;
+};
+
+/// Attributes of requests 3 to 8.
+enum class Scalar : u32 {
+    Enable = 1,
+    Debug = 2,
+    Compliance = 3,
+    SyncPacket = 4,
+    Version = 5,
+    MvrpNum = 6,
+    PendingPairs = 7,
+    Status = 8,
+};
+enum class PortAttribute : u32 {
+    Enable = 1,
+    Registration = 2,
+    Participant = 3,
+    PeriodicTime = 4,
+    JoinTime = 5,
+    LeaveTime = 6,
+    LeaveAllTime = 7,
+    Applicant = 8,
+    Registrar = 9,
+    RegBit = 10,
+    PropagateBit = 11,
+};
+
+struct GlobalView {
+    platform::HostInfoRecord host{};
+    bool enabled = false;
+    bool compliance = false;
+    u32 debugMask = 0;
+    u32 pendingPairs = 0;  ///< {port, VLAN} pairs that wait to be applied to the switch
+    std::string version;
+};
+
+/// Settings of a port that runs the protocol. Times in ms.
+struct PortSettings {
+    bool enabled = false;
+    u32 registration = 0;
+    u32 participant = 0;
+    u32 periodicTime = 0;
+    u32 joinTime = 0;
+    u32 leaveTime = 0;
+    u32 leaveAllTime = 0;
+};
+
+struct PortView {
+    platform::SwitchPortRecord port{};
+    std::optional<PortSettings> settings;           ///< none: MVRP is not switched on here
+    std::vector<platform::MachineRecord> machines;  ///< by VLAN ID - 1; empty without settings
+    platform::VlanBitmap registered{};              ///< REG-BIT
+    platform::VlanBitmap declared{};                ///< applicant in a declaring state
+    platform::VlanBitmap propagated{};              ///< PROPAGATE-BIT
+    platform::VlanBitmap permittedTagged{};
+    platform::VlanBitmap permitted{};  ///< tagged and untagged
+    platform::VlanBitmap dynamic{};    ///< learnt memberships in the switch now
+    platform::PortCountersRecord counters{};
+};
+
+struct VlansView {
+    platform::VlanBitmap staticVlans{};
+    platform::VlanBitmap dynamicVlans{};
+    std::vector<PortView> ports;
+};
+
+/// True for the applicant states in which a participant declares an attribute: VP, VN, AN, AA, QA,
+/// AP, QP and, for GVRP, VA.
+bool isDeclaring(u32 applicant);
+
+GlobalView queryGlobal(Client& client);
+
+/// Ports of the switch in ascending order of units.
+std::vector<platform::SwitchPortRecord> queryPortList(Client& client);
+
+/// Everything about each of these ports.
+std::vector<PortView> queryPorts(Client& client,
+                                 const std::vector<platform::SwitchPortRecord>& ports);
+
+/// Kinds of all VLANs, and the ports.
+VlansView queryVlans(Client& client);
+
+/// The switch's port of this unit or name. Throws RefusedError, with the ports that there are.
+platform::SwitchPortRecord findPort(Client& client, const std::string& unitOrName);
+
+/// A set request with a number as its value. @return the status
+u32 setNumber(Client& client, platform::Request request, u32 unit, u32 attribute, u32 value);
+
+}  // namespace cli

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "cli/table.h"
+
+#include <algorithm>
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kColumnGap = "  ";
+
+std::string padded(const std::string& text, std::size_t width, bool right) {
+    const std::string blanks(width > text.size() ? width - text.size() : 0, ' ');
+    return right ? blanks + text : text + blanks;
+}
+
+}  // namespace
+
+std::string Style::paint(Colour colour_, const std::string& text) const {
+    const char* code = nullptr;
+    switch (colour_) {
+        case Colour::Plain:
+            break;
+        case Colour::Good:
+            code = "32";
+            break;
+        case Colour::Bad:
+            code = "31";
+            break;
+        case Colour::Dim:
+            code = "2";
+            break;
+        case Colour::Strong:
+            code = "1";
+            break;
+    }
+    if (!colour || code == nullptr)
+        return text;
+    return std::string("\x1b[") + code + "m" + text + "\x1b[0m";
+}
+
+std::string Table::print(const Style& style) const {
+    std::vector<std::size_t> widths;
+    std::vector<bool> right;
+    std::vector<Cell> titles;
+    for (const std::string& heading : headings_) {
+        right.push_back(heading.starts_with('>'));
+        titles.emplace_back(heading.substr(right.back() ? 1 : 0), Colour::Strong);
+        widths.push_back(titles.back().text.size());
+    }
+    for (const auto& row : rows_) {
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].text.size());
+    }
+    std::string text;
+    const auto addRow = [&](const std::vector<Cell>& row) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const bool last = i + 1 == row.size();
+            // No blanks at the end of a line.
+            const std::size_t width = last && !right[i] ? 0 : widths[i];
+            text += style.paint(row[i].colour, padded(row[i].text, width, right[i]));
+            text += last ? "\n" : kColumnGap;
+        }
+    };
+    addRow(titles);
+    for (const auto& row : rows_)
+        addRow(row);
+    return text;
+}
+
+std::string Sheet::print(const Style& style) const {
+    std::size_t width = 0;
+    for (const auto& line : lines_)
+        width = std::max(width, line.first.size());
+    std::string text;
+    for (const auto& [title, cell] : lines_) {
+        text +=
+            padded(title, width, false) + kColumnGap + style.paint(cell.colour, cell.text) + "\n";
+    }
+    return text;
+}
+
+}  // namespace cli

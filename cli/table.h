@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+//
+// Text for a terminal: columns that line up, and colours where they are wanted.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+enum class Colour { Plain, Good, Bad, Dim, Strong };
+
+/// Whether escape sequences may be written; false gives the bare text.
+struct Style {
+    bool colour = false;
+
+    std::string paint(Colour colour_, const std::string& text) const;
+};
+
+struct Cell {
+    std::string text;
+    Colour colour = Colour::Plain;
+
+    Cell(std::string text_, Colour colour_ = Colour::Plain)
+        : text(std::move(text_)), colour(colour_) {}
+    Cell(const char* text_, Colour colour_ = Colour::Plain) : text(text_), colour(colour_) {}
+};
+
+/// Rows under a heading. A column whose heading starts with '>' is aligned to the right.
+class Table {
+  public:
+    explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
+
+    void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
+    bool empty() const { return rows_.empty(); }
+    std::string print(const Style& style) const;
+
+  private:
+    std::vector<std::string> headings_;
+    std::vector<std::vector<Cell>> rows_;
+};
+
+/// "Title      text", one line each, texts in one column.
+class Sheet {
+  public:
+    void add(std::string title, Cell text) {
+        lines_.emplace_back(std::move(title), std::move(text));
+    }
+    std::string print(const Style& style) const;
+
+  private:
+    std::vector<std::pair<std::string, Cell>> lines_;
+};
+
+}  // namespace cli
