@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <map>
 #include <optional>
 #include <string>
@@ -15,6 +16,9 @@
 #include "platform/contract/types.h"
 
 namespace platform {
+
+/// Longest path of a UNIX socket, without its end.
+inline constexpr std::size_t kMaxSocketPath = 107;
 
 enum class CableKind { None, Unix, Interface };
 

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include "platform/config/load.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <utility>
+
+#include "platform/config/load_sections.h"
+
+namespace platform {
+namespace {
+
+LoadedConfig refused(const std::string& text) {
+    return {std::nullopt, {{ConfigPlace{}, text}}};
+}
+
+}  // namespace
+
+LoadedConfig parseConfig(std::string_view document) {
+    LoadedConfig loaded;
+    ConfigProblem problem;
+    const auto tree = parseConfigTree(document, problem);
+    if (!tree) {
+        loaded.problems.push_back(problem);
+        return loaded;
+    }
+    HostConfig config;
+    ConfigReader top(*tree, "the file", loaded.problems);
+    loadOptions(top, config);
+    loadSwitch(top, config.network);
+    loadPorts(top, config.network);
+    loadVlans(top, config.network);
+    loadManagement(top, config);
+    loadServices(top, config);
+    top.finish();
+    std::ranges::stable_sort(loaded.problems, [](const auto& a, const auto& b) {
+        return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);
+    });
+    if (loaded.problems.empty())
+        loaded.config = std::move(config);
+    return loaded;
+}
+
+LoadedConfig loadConfig(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file)
+        return refused(std::string("can not be read: ") + std::strerror(errno));
+    std::string document(kMaxConfigBytes + 1, '\0');
+    file.read(document.data(), static_cast<std::streamsize>(document.size()));
+    if (file.bad() || (file.fail() && !file.eof()))
+        return refused("can not be read: not a file");
+    document.resize(static_cast<std::size_t>(file.gcount()));
+    if (document.size() > kMaxConfigBytes)
+        return refused("is larger than the " + std::to_string(kMaxConfigBytes) + " bytes allowed");
+    return parseConfig(document);
+}
+
+std::string formatProblem(const std::string& path, const ConfigProblem& problem) {
+    std::string place = path + ":";
+    if (problem.place.line != 0)
+        place +=
+            std::to_string(problem.place.line) + ":" + std::to_string(problem.place.column) + ":";
+    return place + " " + problem.text;
+}
+
+}  // namespace platform
