@@ -107,6 +107,8 @@ struct PortCountersRecord {
     u64 droppedDisabled;  ///< the port does not take part
     u64 droppedTunnel;    ///< taken by a receive match
     u64 sendFailed;
+    u64 forwarded;       ///< frames of a port that takes no part, sent out of other ports
+    u64 ignored;         ///< other destination or type, or VLAN-tagged
 };
 
 /// One VLAN of a port, by VLAN ID - 1.
@@ -123,7 +125,7 @@ struct ShellCallRecord {
 
 /// Changes of the software switch at run time.
 enum class SwitchChangeKind : u32 {
-    PortAdd = 1,        ///< unit, text name
+    PortAdd = 1,        ///< unit, text name; value 2 adds an aggregation
     PortDelete = 2,     ///< unit
     PortLink = 3,       ///< unit, value 1 up, 0 down
     PortPvid = 4,       ///< unit, value
@@ -134,7 +136,9 @@ enum class SwitchChangeKind : u32 {
     PortReset = 9,      ///< unit
     PortCable = 10,     ///< unit, text: the cable as the configuration writes it
     PortWireForm = 11,  ///< unit, value WireForm
-    PortReplay = 12,    ///< unit, text: pcap file fed into the port
+    PortReplay = 12,     ///< unit, text: pcap file fed into the port; value: how many times the
+                         ///< speed of the capture, 0 as fast as possible
+    PortRecord = 13,     ///< unit, text: pcap file that both directions go to, empty: stop
     VlanCreate = 20,    ///< bitmap: made static VLANs
     VlanDelete = 21,    ///< bitmap
     VlanType = 22,      ///< bitmap, value QorVlanType

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+//
+// The switch behind the contract: ports, VLANs, memberships. The contract calls qorIf*, qorVlan*
+// and qorIndexTrans (contract_calls.cpp) check their arguments and hand them to the installed
+// driver; the frame layer asks it which ports take part. Drivers are siblings and pass the same
+// contract tests (tests/unit/switch/driver_contract.h).
+//
+// Locking: a driver is called by the protocol task (under the daemon's lock), the command thread
+// and the receive thread at the same time, and guards itself. Its reads come from memory, without a
+// system call, and it never calls back into the daemon. Every bool result: false when the call had
+// no effect; outputs are untouched then.
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/command/wire.h"
+#include "platform/config/vlan_ranges.h"
+#include "platform/contract/qor_if.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace platform {
+
+/// What the attributes of a port read.
+struct PortState {
+    bool linkUp;
+    bool eligible;  ///< a switch port that may run the protocol: not a member of an aggregation
+    u32 mtu;        ///< bytes
+    u32 pvid;
+    std::array<u8, 6> mac;
+};
+
+/// What the frame layer needs to know about a port that a frame arrived at.
+struct FramePolicy {
+    u32 unit = 0;  ///< that the frame counts for: the port, or its aggregation; 0: no such port
+    bool active = false;  ///< the platform is in the active role
+    bool linkUp = false;
+    bool mvrp = false;  ///< MVRP frames of the unit reach the daemon
+    bool gvrp = false;  ///< GVRP frames of the unit reach the daemon
+
+    /// The port takes part: the switch itself does not forward its frames to the group address.
+    bool takesPart() const { return active && (mvrp || gvrp); }
+};
+
+/// A port as the command channel lists it; what the frame layer knows is added by the caller.
+struct PortSummary {
+    u32 unit;
+    QorEndType endType;
+    PortState state;
+    bool mvrp;
+    bool gvrp;
+    u32 aggregation;  ///< unit of the aggregation the port is a member of, 0 none
+    std::string name;
+};
+
+class SwitchDriver {
+  public:
+    virtual ~SwitchDriver() = default;
+
+    // Ports. A unit is a port or an aggregation.
+    virtual bool portState(u32 unit, PortState& state) const = 0;
+    virtual bool portName(u32 unit, std::string& name) const = 0;
+    virtual bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const = 0;
+    /// Whether the port carries the VLAN by its permit list, tagged or untagged, existing or not.
+    virtual bool permits(u32 unit, u32 vid) const = 0;
+    /// Whether the frames of protocol kProtocolMvrp or kProtocolGvrp reach the daemon.
+    virtual bool setProtocol(u32 unit, u32 protocol, bool enabled) = 0;
+    /// Adds dynamic tagged memberships. All VLANs have to exist.
+    virtual bool addDynamic(u32 unit, const VlanBitmap& vlans) = 0;
+    /// Removes dynamic memberships; all of them, whatever `vlans` says, on a port that does not run
+    /// MVRP or in the standby role.
+    virtual bool removeDynamic(u32 unit, const VlanBitmap& vlans) = 0;
+
+    // VLANs.
+    virtual std::optional<QorVlanType> vlanType(u32 vid) const = 0;
+    /// Creates, as dynamic, those that do not exist.
+    virtual bool createDynamic(const VlanBitmap& vlans) = 0;
+    /// Deletes those that are dynamic and that no port is a dynamic member of.
+    virtual bool deleteDynamic(const VlanBitmap& vlans) = 0;
+    /// Describes a port, an aggregation or a VLAN interface; one that was just deleted too.
+    virtual bool describeIndex(u32 index, QorIndexInfo& info) const = 0;
+
+    virtual void setRole(HostRole role) = 0;
+
+    // Frames.
+    virtual FramePolicy framePolicy(u32 port) const = 0;
+    /// @return the port whose cable a frame for `unit` goes out of: the unit itself, or a member of
+    ///         an aggregation; 0 when the unit does not exist or has no port with a link
+    virtual u32 egressPort(u32 unit) const = 0;
+
+    // Command channel.
+    virtual DriverKind kind() const = 0;
+    /// The ports above `unit`, ascending, at most `limit`.
+    virtual std::vector<PortSummary> listPorts(u32 unit, std::size_t limit) const = 0;
+    /// A change that an administrator asks for; reported to the daemon by route messages. All of it
+    /// happens or none.
+    /// @param error  receives what was wrong and what is allowed
+    virtual HostStatus change(const SwitchChangeRecord& record, std::string& error) = 0;
+};
+
+/// Installs the driver behind the contract; null takes it out. The caller owns it and keeps it
+/// until no thread calls the contract any more.
+void installSwitchDriver(SwitchDriver* driver);
+/// @return the installed driver, or null
+SwitchDriver* switchDriver();
+
+}  // namespace platform

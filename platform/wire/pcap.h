@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+//
+// Capture files in the classic pcap format: link type Ethernet, microseconds. The reader takes both
+// byte orders and nanosecond files too, and is bounded: a record that claims more than the file
+// holds ends the file, whatever else it says.
+//
+// Not locked: one user at a time per object. Errors are texts for the operator.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/contract/types.h"
+
+namespace platform {
+
+/// Longest record that the reader accepts.
+inline constexpr u32 kPcapLongestRecord = 65535;
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Writes frames as they come; every frame is in the file when write() returns, so that a capture
+/// can be read while it grows and survives a crash.
+class PcapWriter {
+  public:
+    /// Creates or empties the file. @return nothing on failure, with the reason in `error`
+    static std::optional<PcapWriter> open(const std::string& path, std::string& error);
+
+    /// @param timeUs  microseconds since the epoch
+    /// @return false when the file system took it not
+    bool write(std::span<const u8> frame, u64 timeUs);
+
+  private:
+    explicit PcapWriter(FileHandle file) : file_(std::move(file)) {}
+    FileHandle file_;
+};
+
+/// A capture in memory: all frames in one buffer.
+struct PcapFrames {
+    struct Record {
+        u64 timeUs;
+        u32 offset;  ///< into `bytes`
+        u32 length;  ///< bytes captured
+    };
+    std::vector<Record> records;
+    std::vector<u8> bytes;
+
+    std::span<const u8> frame(const Record& record) const {
+        return std::span<const u8>(bytes).subspan(record.offset, record.length);
+    }
+};
+
+/// Parses a whole capture. @return nothing on failure, with the reason in `error`; a last record
+/// that is cut short is left out.
+std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error);
+/// Reads a file of at most 64 MiB.
+std::optional<PcapFrames> readPcap(const std::string& path, std::string& error);
+
+}  // namespace platform
