@@ -38,8 +38,8 @@ struct SoftPort {
 SoftPort softPortFrom(const PortConfig& config);
 
 struct SoftState {
-    std::vector<SoftPort> ports;                   ///< ascending by unit
-    std::array<u8, kVlanBitmapBytes * 8> kinds{};  ///< QorVlanType by VLAN ID, 0: does not exist
+    std::vector<SoftPort> ports;                       ///< ascending by unit
+    std::array<u8, kVlanBitmapBytes * 8 + 1> kinds{};  ///< QorVlanType by VLAN ID, 0: none
 
     /// @return the port or aggregation, or null
     const SoftPort* find(u32 unit) const;
