@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// Logging of the scenario host: every line is an event.
+#include "platform/contract/logging.h"
+
+#include <cstdarg>
+
+#include "tests/scenario/host/format.h"
+#include "tests/scenario/host/host.h"
+
+namespace {
+
+void traceLog(const char* kind, u32 logId, u32 level, u32 tag, const std::string& text) {
+    scenario::traceEvent("%s %08x %u %u %s", kind, logId, level, tag,
+                         scenario::quoteText(text).c_str());
+}
+
+}  // namespace
+
+void loggingDebugOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = scenario::formatText(format, arguments);
+    va_end(arguments);
+    traceLog("log", logId, level, tag, text);
+}
+
+void loggingLogOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = scenario::formatText(format, arguments);
+    va_end(arguments);
+    traceLog("iflog", logId, level, tag, text);
+}

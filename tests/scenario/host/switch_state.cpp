@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "tests/scenario/host/switch_state.h"
+
+#include "platform/contract/qor_vlan.h"
+
+namespace scenario {
+namespace {
+
+constexpr u32 kDynamic = static_cast<u32>(QorVlanType::Dynamic);
+
+/// 02:00 and the unit, most significant byte first.
+MacAddress defaultMac(u32 unit) {
+    return {0x02,
+            0x00,
+            static_cast<u8>(unit >> 24U),
+            static_cast<u8>(unit >> 16U),
+            static_cast<u8>(unit >> 8U),
+            static_cast<u8>(unit)};
+}
+
+}  // namespace
+
+SwitchPort* SwitchState::findPort(u32 unit) {
+    const auto found = ports.find(unit);
+    return found == ports.end() ? nullptr : &found->second;
+}
+
+SwitchPort& SwitchState::addPort(u32 unit) {
+    const auto [entry, created] = ports.try_emplace(unit);
+    if (created) {
+        entry->second.mac = defaultMac(unit);
+        entry->second.name = "eth" + std::to_string(unit);
+    }
+    return entry->second;
+}
+
+std::optional<u32> SwitchState::typeOfVlan(u32 vid) const {
+    return vid < vlanTypes.size() ? vlanTypes[vid] : std::nullopt;
+}
+
+void SwitchState::createDynamicVlans(const VlanSet& vlans) {
+    for (u32 vid = 0; vid < vlanTypes.size(); vid++)
+        if (vlans.test(vid) && !vlanTypes[vid])
+            vlanTypes[vid] = kDynamic;
+}
+
+void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
+    for (u32 vid = 0; vid < vlanTypes.size(); vid++)
+        if (vlans.test(vid) && vlanTypes[vid] == kDynamic)
+            vlanTypes[vid].reset();
+}
+
+}  // namespace scenario
