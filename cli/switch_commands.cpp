@@ -14,6 +14,7 @@ using platform::SwitchChangeKind;
 using platform::SwitchChangeRecord;
 
 constexpr u32 kMaxUnit = 0x00FFFFFF;  ///< above are the interfaces of VLANs
+constexpr u32 kMaxReplaySpeed = 1000;
 
 constexpr Argument kPort = {"port", "name or unit of a port"};
 constexpr Argument kVlans = {"vlans", "VLANs as ranges, for example 10-12,20"};
@@ -81,6 +82,20 @@ template <SwitchChangeKind kKind>
 void portVlans(const Context& context) {
     SwitchChangeRecord record = portChange(context, kKind, 0);
     record.vlans = context.vlans(1);
+    send(context, record);
+}
+
+void portReplay(const Context& context) {
+    SwitchChangeRecord record = portChange(context, SwitchChangeKind::PortReplay, 0);
+    putText(record, context.text(1));
+    record.value = context.count() > 2 ? context.number(2, 0, kMaxReplaySpeed) : 1;
+    send(context, record);
+}
+
+void portRecord(const Context& context) {
+    SwitchChangeRecord record = portChange(context, SwitchChangeKind::PortRecord, 0);
+    if (context.text(1) != "none")
+        putText(record, context.text(1));
     send(context, record);
 }
 
@@ -176,8 +191,14 @@ constexpr Command kCommands[] = {
      portChoice<Kind::PortWireForm, kWireForms>},
     {"switch port replay",
      "feed the frames of a pcap file into a port",
-     {{kPort, {"file", "path of the pcap file, as the daemon sees it"}}},
-     portText<Kind::PortReplay>},
+     {{kPort,
+       {"file", "path of the pcap file, as the daemon sees it"},
+       {"speed", "1 (the default) as captured, N so many times faster, 0 at once", true}}},
+     portReplay},
+    {"switch port record",
+     "record the frames of a port, both ways, in a pcap file",
+     {{kPort, {"file", "path of the pcap file, as the daemon sees it, or none"}}},
+     portRecord},
     {"switch vlan create", "create static VLANs", {{kVlans}}, vlanPlain<Kind::VlanCreate>},
     {"switch vlan delete", "delete VLANs", {{kVlans}}, vlanPlain<Kind::VlanDelete>},
     {"switch vlan type",

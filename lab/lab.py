@@ -1,0 +1,124 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Runs networks of several mvrp processes on this machine, described by topology files."""
+
+import argparse
+import os
+import pathlib
+import shutil
+import signal
+import sys
+import tempfile
+import time
+
+import network
+import node
+import terminal
+import topology
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+
+
+def parse_arguments():
+    parser = argparse.ArgumentParser(prog="lab.py", description=__doc__)
+    commands = parser.add_subparsers(dest="command", required=True)
+    run = commands.add_parser("run", help="start a network, walk through its steps, end it")
+    run.add_argument("topology", type=pathlib.Path)
+    run.add_argument("--build", type=pathlib.Path, default=ROOT / "build",
+                     help="directory with the built programs (default: build)")
+    run.add_argument("--keep", action="store_true", help="leave the network running at the end")
+    run.add_argument("--count", action="store_true", help="end with 'N passed, N failed'")
+    stop = commands.add_parser("stop", help="end a network that was left running")
+    stop.add_argument("directory", type=pathlib.Path)
+    return parser.parse_args()
+
+
+def explain_kept(net, screen, build):
+    """How to look around in a network that goes on running."""
+    pids = net.directory / "pids"
+    pids.write_text("".join(f"{n.process.pid}\n" for n in net.nodes.values()), encoding="utf-8")
+    here = pathlib.Path.cwd()
+    ctl = build / "cli" / "mvrpctl"
+    ctl = ctl.relative_to(here) if ctl.is_relative_to(here) else ctl
+    screen.heading("The network goes on running")
+    screen.line("  Look at a switch with, for example,")
+    for name in net.nodes:
+        screen.line(f"    {ctl} --socket {net.directory / name}/mvrpcmd.socket show ports")
+    screen.line(f"  `{ctl} --help` lists what else there is to see and to change.")
+    screen.line(f"  Configuration and log of each switch are in {net.directory}/NAME/.")
+    screen.line("  End it with")
+    screen.line(f"    python3 lab/lab.py stop {net.directory}")
+
+
+def run(arguments):
+    screen = terminal.Terminal()
+    build = arguments.build.resolve()
+    directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-lab-"))
+    net = network.Network(topology.read(arguments.topology, directory), directory, build)
+    screen.heading(net.topology.title)
+    screen.progress("starting the switches")
+    good, walk, kept = False, None, False
+    os.chdir(ROOT)  # topologies name captures by their place in the tree
+    try:
+        with net:
+            screen.good(f"{len(net.nodes)} switches run: {', '.join(net.nodes)}")
+            walk = network.Walk(net, screen)
+            good = walk.run()
+            if not good:
+                walk.explain_failure()
+            if arguments.keep:
+                explain_kept(net, screen, build)
+                kept = True
+                for each in net.nodes.values():
+                    each.process = None
+        for problem in net.stop():
+            screen.bad(problem)
+            good = False
+    finally:
+        if not kept:
+            shutil.rmtree(directory, ignore_errors=True)
+    screen.line()
+    if arguments.count:
+        screen.line(f"{walk.passed} passed, {max(walk.failed, int(not good))} failed")
+    else:
+        screen.line(screen.paint("32;1", "The network converged in every step.") if good else
+                    screen.paint("31;1", "The network did not do what it should."))
+    return 0 if good else 1
+
+
+def is_ours(pid, directory):
+    """Whether the process is a switch of that network, and not a later one of the same number."""
+    try:
+        return str(directory) in pathlib.Path(f"/proc/{pid}/cmdline").read_text(encoding="utf-8")
+    except OSError:
+        return False
+
+
+def stop(arguments):
+    directory = arguments.directory.resolve()
+    pids = [int(line) for line in (directory / "pids").read_text(encoding="utf-8").split()]
+    running = [pid for pid in pids if is_ours(pid, directory)]
+    for pid in running:
+        os.kill(pid, signal.SIGTERM)
+    deadline = time.monotonic() + 5
+    while any(is_ours(pid, directory) for pid in running) and time.monotonic() < deadline:
+        time.sleep(0.05)
+    shutil.rmtree(directory, ignore_errors=True)
+    print(f"ended {len(running)} switches")
+    return 0
+
+
+def main():
+    arguments = parse_arguments()
+    try:
+        return run(arguments) if arguments.command == "run" else stop(arguments)
+    except (topology.TopologyError, node.NodeError, OSError) as error:
+        print(f"lab: {error}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        print("\nlab: interrupted", file=sys.stderr)
+        return 130
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,131 @@
+# SPDX-License-Identifier: MIT
+"""Topologies: switches, cables between them, recorded hosts, and the steps of a walk through them.
+
+A topology is a TOML file; see lab/README.md for its form. Everything is checked when it is read:
+TopologyError says what is wrong and what is allowed."""
+
+import dataclasses
+import pathlib
+import tomllib
+
+
+class TopologyError(Exception):
+    """The topology file is wrong."""
+
+
+@dataclasses.dataclass
+class Port:
+    unit: int
+    name: str
+    cable: str = "none"
+    timers: dict = dataclasses.field(default_factory=dict)
+    wire_format: str = "native"
+    record: str = ""
+
+
+@dataclasses.dataclass
+class Switch:
+    name: str
+    vlans: str = "-"
+    ports: list = dataclasses.field(default_factory=list)
+
+    def add_port(self, name, **fields):
+        if any(port.name == name for port in self.ports):
+            raise TopologyError(f"switch {self.name} has two ports called {name}; "
+                                "allowed is one cable between two switches")
+        self.ports.append(Port(unit=len(self.ports) + 1, name=name, **fields))
+        return self.ports[-1]
+
+
+@dataclasses.dataclass
+class Step:
+    title: str
+    text: str = ""
+    do: list = dataclasses.field(default_factory=list)
+    expect: dict = dataclasses.field(default_factory=dict)
+    show: list = dataclasses.field(default_factory=list)
+    within: float = 10.0
+
+
+@dataclasses.dataclass
+class Topology:
+    title: str
+    switches: dict
+    steps: list
+
+
+def take(table, place, **kinds):
+    """The table's values by key, each of its kind; `...` as the default makes a key required."""
+    values = {}
+    for key, (kind, default) in kinds.items():
+        if key in table and not isinstance(table[key], kind):
+            raise TopologyError(f"{place}: {key} is not a {kind.__name__}")
+        if key not in table and default is ...:
+            raise TopologyError(f"{place}: {key} is missing")
+        values[key] = table.get(key, default)
+    unknown = set(table) - set(kinds)
+    if unknown:
+        raise TopologyError(f"{place}: {', '.join(sorted(unknown))} is not known; "
+                            f"allowed are {', '.join(kinds)}")
+    return values
+
+
+def add_cable(switches, entry, run_directory, place):
+    fields = take(entry, place, between=(list, ...), timers=(dict, {}), record=(bool, False),
+                  wire_format=(str, "native"))
+    ends = fields["between"]
+    if len(ends) != 2 or ends[0] == ends[1] or not set(ends) <= set(switches):
+        raise TopologyError(f"{place}: between is {ends}; allowed are two different ones of "
+                            f"{', '.join(switches)}")
+    sockets = [run_directory / here / f"to-{there}" for here, there in (ends, reversed(ends))]
+    for index, (here, there) in enumerate((ends, reversed(ends))):
+        switches[here].add_port(
+            there, cable=f"unix:{sockets[index]},{sockets[1 - index]}", timers=fields["timers"],
+            wire_format=fields["wire_format"],
+            record=str(run_directory / here / f"{there}.pcap") if fields["record"] else "")
+
+
+def add_host(switches, entry, place):
+    fields = take(entry, place, name=(str, ...), switch=(str, ...), timers=(dict, {}))
+    if fields["switch"] not in switches:
+        raise TopologyError(f"{place}: there is no switch {fields['switch']}")
+    switches[fields["switch"]].add_port(fields["name"], timers=fields["timers"])
+
+
+def read_step(entry, place, switches):
+    fields = take(entry, place, title=(str, ...), text=(str, ""), do=(list, []),
+                  expect=(dict, {}), show=(list, []), within=((int, float), 10.0))
+    for name in fields["expect"]:
+        if name not in switches:
+            raise TopologyError(f"{place}: expect names {name}, which is no switch")
+    for line in fields["do"] + fields["show"]:
+        if line.split(":")[0] not in switches:
+            raise TopologyError(f"{place}: '{line}' does not begin with a switch and a colon")
+    return Step(**fields)
+
+
+def build(document, run_directory):
+    """A Topology from the tables of its file; sockets and captures lie in run_directory."""
+    top = take(document, "topology", title=(str, ...), timers=(dict, {}), switch=(list, ...),
+               cable=(list, []), host=(list, []), step=(list, []))
+    switches = {}
+    for number, entry in enumerate(top["switch"], 1):
+        fields = take(entry, f"switch {number}", name=(str, ...), vlans=(str, "-"))
+        switches[fields["name"]] = Switch(**fields)
+    for number, entry in enumerate(top["cable"], 1):
+        add_cable(switches, entry, pathlib.Path(run_directory), f"cable {number}")
+    for number, entry in enumerate(top["host"], 1):
+        add_host(switches, entry, f"host {number}")
+    for switch in switches.values():
+        for port in switch.ports:
+            port.timers = top["timers"] | port.timers
+    steps = [read_step(entry, f"step {number}", switches)
+             for number, entry in enumerate(top["step"], 1)]
+    return Topology(top["title"], switches, steps)
+
+
+def read(path, run_directory):
+    try:
+        return build(tomllib.loads(pathlib.Path(path).read_text(encoding="utf-8")), run_directory)
+    except (OSError, tomllib.TOMLDecodeError, TopologyError) as error:
+        raise TopologyError(f"{path}: {error}") from error
