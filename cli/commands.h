@@ -64,6 +64,7 @@ struct Command {
     const char* help;
     std::array<Argument, 4> arguments;
     void (*run)(const Context& context);
+    std::string (*details)() = nullptr;  ///< more help, in lines; null: none
 };
 
 /// The tables, one for each first word.

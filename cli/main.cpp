@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <cstdlib>
 #include <deque>
 #include <iostream>
 #include <map>
+#include <memory>
 
 #include "cli/commands.h"
 #include "cli/json.h"
@@ -35,18 +37,77 @@ const std::map<std::string, const char*> kGroups = {
     {"debug", "look into the daemon"},
 };
 
+/// Help with the arguments in the usage line, and without CLI11's shouting.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App* app, std::string) const override {
+        std::string line;
+        for (const CLI::App* word = app; word != nullptr; word = word->get_parent())
+            line.insert(0, word->get_name() + (line.empty() ? "" : " "));
+        for (const CLI::Option* option : app->get_options()) {
+            if (!option->get_positional())
+                continue;
+            const std::string name = upper(option->get_name(true));
+            line += option->get_required() ? " " + name : " [" + name + "]";
+        }
+        if (!app->get_subcommands({}).empty())
+            line += app->get_require_subcommand_min() > 0 ? " COMMAND" : " [COMMAND]";
+        return "usage: " + line + "\n";
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        return option->get_type_name().empty() ? "" : " " + option->get_type_name();
+    }
+
+    std::string make_option_name(const CLI::Option* option, bool positional) const override {
+        return positional ? upper(option->get_name(true)) : option->get_name(false, true);
+    }
+
+    static std::string upper(std::string text) {
+        for (char& letter : text)
+            letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+        return text;
+    }
+};
+
+/// A mistake in the command line, with what is allowed in its place.
+std::string mistake(const CLI::App* app, const CLI::Error& error) {
+    const std::vector<std::string> rest = app->remaining(true);
+    while (!app->get_subcommands().empty())
+        app = app->get_subcommands().front();
+    const auto* required = dynamic_cast<const CLI::RequiredError*>(&error);
+    const auto words = app->get_subcommands({});
+    std::string text = "mvrpctl: ";
+    if (!rest.empty())
+        text += "'" + rest.front() + "' is not known here";
+    else if (!words.empty() && required != nullptr)
+        text += "a command is missing";
+    else
+        text += error.what();
+    if (!words.empty()) {
+        text += "; allowed are";
+        for (const CLI::App* word : words)
+            text += (word == words.front() ? " " : ", ") + word->get_name();
+    }
+    return text + "\n" + HelpFormatter().make_usage(app, "");
+}
+
 class CommandLine {
   public:
     CommandLine() {
+        app_.formatter(std::make_shared<HelpFormatter>());
+        app_.get_formatter()->column_width(kHelpColumn);
+        app_.failure_message(mistake);
         app_.require_subcommand(1);
         app_.fallthrough();
-        app_.add_option("--socket", line_.socket, "command socket of the daemon")
-            ->type_name("PATH")
-            ->capture_default_str();
+        app_.add_option("--socket", line_.socket,
+                        "command socket of the daemon; default: mvrpcmd.socket in\n"
+                        "$MVRP_RUNTIME_DIR, or in /tmp when that is not set")
+            ->type_name("PATH");
         app_.add_flag("-j,--json", line_.json, "print JSON");
-        app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION);
+        app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION, "print the version");
+        app_.set_help_flag("-h,--help", "print this; `mvrpctl COMMAND --help` says more");
         app_.footer(
-            "The daemon is the one whose runtime directory is $MVRP_RUNTIME_DIR, or the only one.\n"
             "VLANs are written as ranges: 1-3,7; \"-\" for none, \"all\" for 1-4094.\n"
             "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
         for (const auto table :
@@ -56,7 +117,7 @@ class CommandLine {
         }
     }
 
-    /// @return 0 with the line filled in, or throws what CLI11 throws
+    /// @return the line, or throws what CLI11 throws
     Line parse(int argc, char** argv) {
         app_.parse(argc, argv);
         return line_;
@@ -65,6 +126,8 @@ class CommandLine {
     int report(const CLI::ParseError& error) { return app_.exit(error) == 0 ? kDone : kUsage; }
 
   private:
+    static constexpr std::size_t kHelpColumn = 22;
+
     CLI::App* enter(const std::string& path) {
         const std::size_t blank = path.rfind(' ');
         CLI::App* const parent = blank == std::string::npos ? &app_ : enter(path.substr(0, blank));
@@ -74,6 +137,8 @@ class CommandLine {
         if (!known.empty())
             return known.front();
         CLI::App* const made = parent->add_subcommand(word);
+        made->set_help_flag("-h,--help", "print this");
+        made->footer("");
         if (const auto group = kGroups.find(path); group != kGroups.end()) {
             made->description(group->second);
             made->require_subcommand(1);
@@ -84,6 +149,8 @@ class CommandLine {
     void add(const cli::Command& command) {
         CLI::App* const app = enter(command.path);
         app->description(command.help);
+        if (command.details != nullptr)
+            app->footer(command.details());
         std::vector<std::string>& arguments = arguments_.emplace_back();
         for (const cli::Argument& argument : command.arguments) {
             if (argument.name == nullptr)
@@ -110,7 +177,7 @@ class CommandLine {
             option->expected(0, CLI::detail::expected_max_vector_size);
     }
 
-    CLI::App app_{"Looks at and changes a running mvrp."};
+    CLI::App app_{"Looks at and changes a running mvrp.", "mvrpctl"};
     Line line_;
     std::deque<std::vector<std::string>> arguments_;  ///< one for each command
 };

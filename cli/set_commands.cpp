@@ -41,14 +41,22 @@ constexpr Setting kPortSettings[] = {
      "ms between repetitions; 0 switches them off"},
 };
 
+std::string listed(std::span<const Setting> settings) {
+    constexpr std::size_t kNameWidth = 16;
+    std::string text;
+    for (const Setting& setting : settings) {
+        std::string name = setting.name;
+        name.resize(kNameWidth, ' ');
+        text += "\n  " + name + setting.help;
+    }
+    return text;
+}
+
 const Setting& findSetting(std::span<const Setting> settings, const std::string& name) {
     const auto found = std::ranges::find(settings, name, &Setting::name);
     if (found != settings.end())
         return *found;
-    std::string allowed;
-    for (const Setting& setting : settings)
-        allowed += std::string("\n  ") + setting.name + "  " + setting.help;
-    throw UsageError("there is no setting '" + name + "'; settings are:" + allowed);
+    throw UsageError("there is no setting '" + name + "'; allowed are:" + listed(settings));
 }
 
 u32 settingValue(const Context& context, std::size_t index, const Setting& setting) {
@@ -104,22 +112,32 @@ void setDebug(const Context& context) {
         setNumber(context.client, Request::ScalarSet, 0, static_cast<u32>(Scalar::Debug), *mask));
 }
 
+std::string globalDetails() {
+    return "Settings:" + listed(kGlobalSettings);
+}
+
+std::string portDetails() {
+    return "Settings:" + listed(kPortSettings);
+}
+
 constexpr Command kCommands[] = {
     {"set global",
      "settings of the switch",
-     {{{"setting", "enable, compliance"}, {"value", "on|off"}}},
-     setGlobal},
+     {{{"setting", "one of those below"}, {"value", "its new value"}}},
+     setGlobal,
+     globalDetails},
     {"set port",
      "settings of one port",
      {{{"port", "name or unit of a port"},
-       {"setting",
-        "enable, registration, participant, join-time, leave-time, leave-all-time, periodic-time"},
-       {"value", "on|off; normal|fixed|forbidden; full|no-observe|quiet; milliseconds"}}},
-     setPort},
+       {"setting", "one of those below"},
+       {"value", "its new value"}}},
+     setPort,
+     portDetails},
     {"set debug",
      "which trace lines the daemon writes",
      {{{"categories",
-        "receive,transmit,packet,database,state,timer,start with commas, all, none, or a mask"}}},
+        "receive, transmit, packet, database, state, timer and start, with commas between; all; "
+        "none; or a mask"}}},
      setDebug},
 };
 
