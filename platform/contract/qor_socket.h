@@ -22,18 +22,18 @@ inline constexpr int kQorTypeRaw = 3;
 inline constexpr int kQorProtocolMvrp = 0x88F5;
 inline constexpr int kQorProtocolGvrp = 0x2042;
 
-inline constexpr int kQorLevelSocket = 1;      ///< SOL_SOCKET
-inline constexpr int kQorLevelPacket = 263;    ///< SOL_PACKET
+inline constexpr int kQorLevelSocket = 1;    ///< SOL_SOCKET
+inline constexpr int kQorLevelPacket = 263;  ///< SOL_PACKET
 inline constexpr int kQorLevelRoute = 270;
-inline constexpr int kQorOptionReceiveBuffer = 8;       ///< SO_RCVBUF, bytes (u32)
-inline constexpr int kQorOptionOwner = 0x1019;          ///< protocol id that owns the socket (u32)
-inline constexpr int kQorOptionMatchAdd = 0x101A;       ///< QorReceiveMatch
-inline constexpr int kQorOptionMatchRemove = 0x101B;    ///< QorReceiveMatch
-inline constexpr int kQorOptionPacketInfo = 20;         ///< level packet: attach QorPacketInfo (u32)
-inline constexpr int kQorOptionAddMembership = 1;       ///< level route: join a group (u32)
+inline constexpr int kQorOptionReceiveBuffer = 8;     ///< SO_RCVBUF, bytes (u32)
+inline constexpr int kQorOptionOwner = 0x1019;        ///< protocol id that owns the socket (u32)
+inline constexpr int kQorOptionMatchAdd = 0x101A;     ///< QorReceiveMatch
+inline constexpr int kQorOptionMatchRemove = 0x101B;  ///< QorReceiveMatch
+inline constexpr int kQorOptionPacketInfo = 20;       ///< level packet: attach QorPacketInfo (u32)
+inline constexpr int kQorOptionAddMembership = 1;     ///< level route: join a group (u32)
 
-inline constexpr unsigned long kQorIoctlNonBlocking = 0x5421;        ///< FIONBIO, s32
-inline constexpr unsigned long kQorIoctlBytesWaiting = 0x4004667FUL; ///< bytes waiting, s32 out
+inline constexpr unsigned long kQorIoctlNonBlocking = 0x5421;         ///< FIONBIO, s32
+inline constexpr unsigned long kQorIoctlBytesWaiting = 0x4004667FUL;  ///< bytes waiting, s32 out
 
 /// Link-layer address of a frame: where it came from, or where it goes.
 struct QorLinkAddress {

@@ -73,12 +73,12 @@ void silTimerListCheck(SilTimerList* list);
 
 /// A pool of items of one size: one allocation at init, constant-time alloc and free.
 struct SilMemPool {
-    u8* items;       ///< the one allocation; null while the pool does not exist
-    u32 itemSize;    ///< bytes
+    u8* items;     ///< the one allocation; null while the pool does not exist
+    u32 itemSize;  ///< bytes
     u32 itemCount;
-    u32 used;        ///< items handed out
-    u32 firstFree;   ///< 1-based index of the head of the free list; 0: none
-    u32 untouched;   ///< items from this index on were never handed out
+    u32 used;       ///< items handed out
+    u32 firstFree;  ///< 1-based index of the head of the free list; 0: none
+    u32 untouched;  ///< items from this index on were never handed out
     const char* name;
 };
 

@@ -17,10 +17,12 @@ inline constexpr u32 kStatusOk = 0;
 /// Result of a contract call that failed for no more precise reason (-1 in 32 bits).
 inline constexpr u32 kStatusFailed = 0xFFFFFFFFU;
 
-/// Bytes of a VLAN bitmap. Bit index n (mask 0x80 >> (n mod 8) of byte n / 8) stands for VLAN ID n + 1.
+/// Bytes of a VLAN bitmap. Bit index n (mask 0x80 >> (n mod 8) of byte n / 8) stands for VLAN ID n
+/// + 1.
 inline constexpr u32 kVlanBitmapBytes = 512;
 
-/// A buffer handed to the platform by reference. The caller owns the bytes for the length of the call.
+/// A buffer handed to the platform by reference. The caller owns the bytes for the length of the
+/// call.
 struct QorBuffer {
     void* data;
     u32 length;  ///< bytes
