@@ -5,8 +5,6 @@
 // platform's debug shell.
 #pragma once
 
-#include <span>
-
 #include "platform/contract/types.h"
 
 /// Creates the listening socket "/tmp/mvrpdbg.socket". @return 0 or -1
@@ -28,5 +26,6 @@ void mvrpShowPort();
 u32 mvrpVlandbgSet(u16 vid);
 u32 mvrpPortdbgSet(u32 unit);
 
-/// Logs a PDU as hex, 16 bytes to a line, while MVRP_DEBUG_PACKET is set.
-void mvrpPrintPacket(std::span<const u8> frame);
+/// Logs a PDU as hex, 16 bytes to a line, while MVRP_DEBUG_PACKET is set. A length below 0 holds no
+/// byte.
+void mvrpPrintPacket(const u8* frame, s32 length);

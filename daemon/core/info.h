@@ -16,14 +16,14 @@ enum MvrpSwitchState : u8 { MVRP_ON = 1, MVRP_OFF = 2 };
 
 /// Results of the daemon's own operations, beside 0 and kStatusFailed.
 enum MvrpError : u32 {
-    MVRP_ERR_ARGUMENT = 22,             ///< unknown attribute or bad argument
-    MVRP_ERR_NO_MEMORY = 0x03E80001,    ///< memory exhausted, or the port could not be created
-    MVRP_ERR_NO_PORT = 0x03E80002,      ///< no such port
-    MVRP_ERR_POOL_BUSY = 0x03E80003,    ///< the pools could not be released
-    MVRP_ERR_UNREADABLE = 0x03E80010,   ///< the port's eligibility could not be read
-    MVRP_ERR_DISABLED = 0x03E80016,     ///< MVRP is globally disabled
-    MVRP_ERR_NOT_ELIGIBLE = 0x04040002, ///< the port may not run MVRP
-    MVRP_ERR_RANGE = 0x04040003,        ///< value out of range
+    MVRP_ERR_ARGUMENT = 22,              ///< unknown attribute or bad argument
+    MVRP_ERR_NO_MEMORY = 0x03E80001,     ///< memory exhausted, or the port could not be created
+    MVRP_ERR_NO_PORT = 0x03E80002,       ///< no such port
+    MVRP_ERR_POOL_BUSY = 0x03E80003,     ///< the pools could not be released
+    MVRP_ERR_UNREADABLE = 0x03E80010,    ///< the port's eligibility could not be read
+    MVRP_ERR_DISABLED = 0x03E80016,      ///< MVRP is globally disabled
+    MVRP_ERR_NOT_ELIGIBLE = 0x04040002,  ///< the port may not run MVRP
+    MVRP_ERR_RANGE = 0x04040003,         ///< value out of range
 };
 
 /// Bits of MvrpInfo::debug.
@@ -34,7 +34,7 @@ enum MvrpDebug : u8 {
     MVRP_DEBUG_DATABASE = 0x08,  ///< port table, pending entries, start and stop
     MVRP_DEBUG_STATE = 0x20,     ///< port and VLAN state changes, platform failures
     MVRP_DEBUG_TIMER = 0x40,
-    MVRP_DEBUG_START = 0x80,     ///< start-up errors; the only bit set at start
+    MVRP_DEBUG_START = 0x80,  ///< start-up errors; the only bit set at start
 };
 
 /// Log ids, as the number added to kMvrpLogBase and the index into MvrpInfo::logLevel.
@@ -52,36 +52,35 @@ enum MvrpLog : u32 {
 inline constexpr u32 kMvrpLogBase = 0x04040000;
 
 struct MvrpInfo {
-    MvrpListNode portList;     ///< MvrpPortEntry records, ascending portunit
-    SilMemPool portPool;       ///< "mvrp_port"; exists while MVRP is enabled
-    SilTimerList timerList;    ///< every timer of the daemon
+    MvrpListNode portList;   ///< MvrpPortEntry records, ascending portunit
+    SilMemPool portPool;     ///< "mvrp_port"; exists while MVRP is enabled
+    SilTimerList timerList;  ///< every timer of the daemon
     SilTimerNode pendingTimer;
-    SilMemPool vlanPool;       ///< "mvrp_vlan"; exists while MVRP is enabled
-    AvlTree portVlanTree;      ///< MvrpPortVlanEntry records by port unit, then VLAN ID
-    u32 sem;                   ///< the daemon's one mutex
+    SilMemPool vlanPool;   ///< "mvrp_vlan"; exists while MVRP is enabled
+    AvlTree portVlanTree;  ///< MvrpPortVlanEntry records by port unit, then VLAN ID
+    u32 sem;               ///< the daemon's one mutex
     s32 routeSock;
     s32 gvrpDataSock;
     s32 mvrpDataSock;
-    s32 dbgSock;               ///< 0 until mvrpDbgSockInit()
+    s32 dbgSock;  ///< 0 until mvrpDbgSockInit()
     u32 maxPortNum;
-    u32 maxVlanNumPerIf;       ///< pending pairs budgeted per port
-    u8 enable;                 ///< MvrpSwitchState
-    u8 gvrpCompliance;         ///< MvrpSwitchState
-    u8 runningRole;            ///< shown by the global dump only; never written
-    u8 debug;                  ///< MvrpDebug bits
-    u16 dbgVlan;               ///< trace filter: only this VLAN; 0 all
-    u32 dbgPort;               ///< trace filter: only this port unit; 0 all
-    u32 vlanEntryNum;          ///< MvrpPortVlanEntry records in existence
-    u32 mvrpNum;               ///< VLAN interfaces deleted since the start
-    u16 vlanNumPerTimes;       ///< VLANs applied per batch on a plain port
-    u16 vlanNumPerTimesAgg;    ///< the same on an aggregation
+    u32 maxVlanNumPerIf;     ///< pending pairs budgeted per port
+    u8 enable;               ///< MvrpSwitchState
+    u8 gvrpCompliance;       ///< MvrpSwitchState
+    u8 runningRole;          ///< shown by the global dump only; never written
+    u8 debug;                ///< MvrpDebug bits
+    u16 dbgVlan;             ///< trace filter: only this VLAN; 0 all
+    u32 dbgPort;             ///< trace filter: only this port unit; 0 all
+    u32 vlanEntryNum;        ///< MvrpPortVlanEntry records in existence
+    u32 mvrpNum;             ///< VLAN interfaces deleted since the start
+    u16 vlanNumPerTimes;     ///< VLANs applied per batch on a plain port
+    u16 vlanNumPerTimesAgg;  ///< the same on an aggregation
     u8 logLevel[MVRP_LOG_COUNT];
 };
 
 extern MvrpInfo gMvrpInfo;
 
 /// True while the ports speak GVRP instead of MVRP.
-inline bool mvrpGvrpCompliant()
-{
+inline bool mvrpGvrpCompliant() {
     return gMvrpInfo.gvrpCompliance == MVRP_ON;
 }

@@ -9,20 +9,17 @@ struct MvrpListNode {
 };
 
 /// Makes `head` an empty list: both of its links point at itself.
-inline void mvrpListInit(MvrpListNode* head)
-{
+inline void mvrpListInit(MvrpListNode* head) {
     head->next = head;
     head->previous = head;
 }
 
-inline bool mvrpListEmpty(const MvrpListNode* head)
-{
+inline bool mvrpListEmpty(const MvrpListNode* head) {
     return head->next == head;
 }
 
 /// Inserts `node` after `position`, which is the head or a node of the list.
-inline void mvrpListInsertAfter(MvrpListNode* position, MvrpListNode* node)
-{
+inline void mvrpListInsertAfter(MvrpListNode* position, MvrpListNode* node) {
     node->next = position->next;
     node->previous = position;
     position->next->previous = node;
@@ -30,8 +27,7 @@ inline void mvrpListInsertAfter(MvrpListNode* position, MvrpListNode* node)
 }
 
 /// Unlinks `node` from its neighbours; a neighbour link that is null is left alone.
-inline void mvrpListRemove(MvrpListNode* node)
-{
+inline void mvrpListRemove(MvrpListNode* node) {
     if (node->previous != nullptr)
         node->previous->next = node->next;
     if (node->next != nullptr)

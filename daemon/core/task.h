@@ -22,7 +22,7 @@ struct MvrpTask {
     alignas(4) std::array<u8, kMvrpControlBufferBytes> control;
     QorLinkAddress source;
     QorRouteAddress routeSource;
-    s32 highestSocket;         ///< only grows
+    s32 highestSocket;  ///< only grows
     bool packetInfoKnown;
     QorPacketInfo packetInfo;  ///< of the last frame that carried one; kept between frames
 };

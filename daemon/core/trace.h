@@ -6,22 +6,14 @@
 #include "daemon/core/info.h"
 #include "platform/contract/logging.h"
 
-/// The operator messages of a failed protocol enable and disable on an interface.
-inline constexpr char kMvrpProtoEnableText[] =
-    "The interface enable protocol error.(ifName=[%s], proto=[%s], type=[%s])\r\n";
-inline constexpr char kMvrpProtoDisableText[] =
-    "The interface disable protocol error.(ifName=[%s], proto=[%s], type=[%s])\r\n";
-
 /// Whether a filter value (0: all) lets a port unit or VLAN ID (0: none in particular) pass.
-constexpr bool mvrpFilterPasses(u32 filter, u32 subject)
-{
+constexpr bool mvrpFilterPasses(u32 filter, u32 subject) {
     return filter == 0 || subject == 0 || filter == subject;
 }
 
 /// Whether a line of `category` about this port and VLAN is wanted. Pass 0 for a line that is about
 /// no port, or no VLAN, in particular.
-inline bool mvrpTraceWanted(MvrpDebug category, u32 portUnit, u32 vid)
-{
+inline bool mvrpTraceWanted(MvrpDebug category, u32 portUnit, u32 vid) {
     if ((gMvrpInfo.debug & category) == 0) [[likely]]
         return false;
     return mvrpFilterPasses(gMvrpInfo.dbgPort, portUnit) &&
@@ -29,16 +21,15 @@ inline bool mvrpTraceWanted(MvrpDebug category, u32 portUnit, u32 vid)
 }
 
 /// VLAN that the summary lines of a port show: the debug VLAN, or VLAN 2 when none is set.
-inline u16 mvrpTraceVlan()
-{
+inline u16 mvrpTraceVlan() {
     return gMvrpInfo.dbgVlan != 0 ? gMvrpInfo.dbgVlan : u16{2};
 }
 
 /// Writes one trace line when it is wanted. A macro so that the arguments are not evaluated when it
 /// is not, and the compiler checks them against the format.
-#define MVRP_TRACE_ID(log, category, portUnit, vid, ...)                                   \
-    do {                                                                                   \
-        if (mvrpTraceWanted((category), (portUnit), (vid)))                                \
+#define MVRP_TRACE_ID(log, category, portUnit, vid, ...)                                         \
+    do {                                                                                         \
+        if (mvrpTraceWanted((category), (portUnit), (vid)))                                      \
             loggingDebugOutput(kMvrpLogBase + (log), gMvrpInfo.logLevel[(log)], 0, __VA_ARGS__); \
     } while (false)
 

@@ -1,0 +1,4 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/core/info.h"
+
+MvrpInfo gMvrpInfo;
