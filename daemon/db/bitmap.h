@@ -26,18 +26,15 @@ using MvrpVlanBitmap = std::array<u8, kVlanBitmapBytes>;
 inline constexpr std::array<u8, 8> kMvrpBitMask = {0x80, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02, 0x01};
 
 /// No bound is checked: indexes are below 4096 for bitmaps and below 8 for flag bytes.
-constexpr void mvrpBitSet(u8* bytes, u32 index)
-{
+constexpr void mvrpBitSet(u8* bytes, u32 index) {
     bytes[index / 8] = static_cast<u8>(bytes[index / 8] | kMvrpBitMask[index % 8]);
 }
 
-constexpr void mvrpBitClear(u8* bytes, u32 index)
-{
+constexpr void mvrpBitClear(u8* bytes, u32 index) {
     bytes[index / 8] = static_cast<u8>(bytes[index / 8] & ~kMvrpBitMask[index % 8]);
 }
 
-constexpr u32 mvrpBitTest(const u8* bytes, u32 index)
-{
+constexpr u32 mvrpBitTest(const u8* bytes, u32 index) {
     return (bytes[index / 8] & kMvrpBitMask[index % 8]) != 0 ? 1 : 0;
 }
 
@@ -54,7 +51,6 @@ void mvrpBitmapIntersect(std::span<u8> destination, std::span<const u8> a, std::
                          u32 bits);
 
 /// Descriptor of a bitmap, as the platform's VLAN calls take it.
-inline QorBuffer mvrpBitmapBuffer(MvrpVlanBitmap& bitmap)
-{
+inline QorBuffer mvrpBitmapBuffer(MvrpVlanBitmap& bitmap) {
     return {bitmap.data(), kVlanBitmapBytes};
 }

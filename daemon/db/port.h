@@ -6,9 +6,11 @@
 // Lock: all functions run with gMvrpInfo.sem held by the caller, but the two that say otherwise.
 #pragma once
 
+#include <array>
 #include <cstddef>
 
 #include "daemon/core/info.h"
+#include "daemon/core/trace.h"
 #include "daemon/db/bitmap.h"
 #include "platform/contract/qor_if.h"
 
@@ -57,16 +59,16 @@ struct MvrpPortEntry {
     void* mvrp_bind_id;        ///< shown by a dump only; never written
     void* gvrpBindId;          ///< the same
     u8 portMac[6];
-    u8 madMachine[kMvrpVlanCount];  ///< applicant, registrar and flags, by VLAN ID - 1
-    u8 msgNum;                 ///< PDUs sent since the last LeaveAll; wraps
-    u16 mtu;                   ///< bytes
-    u8 participant_mode : 2;   ///< MvrpParticipantMode
-    u8 registration_mode : 2;  ///< MvrpRegistrationMode
-    u8 gvrpCompliance : 1;     ///< GVRP is enabled on the port
-    u8 enable : 1;             ///< MVRP runs on the port
-    u8 peerMode : 1;           ///< 1: the peer speaks MVRP; 0: GVRP
-    u8 linkState : 1;          ///< 1: up
-    u8 joinTimerFlag;          ///< MvrpJoinTimerFlag
+    u8 madMachine[kMvrpVlanCount];    ///< applicant, registrar and flags, by VLAN ID - 1
+    u8 msgNum;                        ///< PDUs sent since the last LeaveAll; wraps
+    u16 mtu;                          ///< bytes
+    u8 participant_mode : 2;          ///< MvrpParticipantMode
+    u8 registration_mode : 2;         ///< MvrpRegistrationMode
+    u8 gvrpCompliance : 1;            ///< GVRP is enabled on the port
+    u8 enable : 1;                    ///< MVRP runs on the port
+    u8 peerMode : 1;                  ///< 1: the peer speaks MVRP; 0: GVRP
+    u8 linkState : 1;                 ///< 1: up
+    u8 joinTimerFlag;                 ///< MvrpJoinTimerFlag
     u8 vlanFlag[kMvrpVlanCount + 1];  ///< what is applied and pending, by VLAN ID - 1
 };
 
@@ -96,20 +98,34 @@ MvrpPortEntry* mvrpPortEntryDel(MvrpPortEntry* entry);
 u32 mvrpPortGetFirst(u32* portUnit);
 u32 mvrpPortGetNext(u32 portUnit, u32* nextUnit);
 
+/// Puts the four timer durations back to their defaults.
+void mvrpPortTimeoutsReset(MvrpPortEntry* entry);
+
 /// Which way a protocol is switched on an interface; the values are the interface attributes.
 enum class MvrpProtocolSwitch : u32 {
     Enable = static_cast<u32>(QorIfAttribute::ProtocolEnable),
     Disable = static_cast<u32>(QorIfAttribute::ProtocolDisable),
 };
 
-/// Switches kProtocolMvrp or kProtocolGvrp on the interface of a port. @return the platform's status
+/// Switches kProtocolMvrp or kProtocolGvrp on the interface of a port. @return the platform's
+/// status
 u32 mvrpPortProtocolSet(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol);
 
+/// Name of an interface for operator messages. One operation keeps one, zeroed at its start: a name
+/// that can not be read leaves the one before in place.
+using MvrpInterfaceName = std::array<char, 64>;
+
 /// Writes the operator message about a switch that failed, with the interface's name.
-void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol);
+void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol,
+                            MvrpInterfaceName* name);
 
 /// True while REG-BIT or PROPAGATE-BIT of the VLAN is set on the port.
-inline bool mvrpVlanActive(u8 machine)
-{
+inline bool mvrpVlanActive(u8 machine) {
     return (machine & 0x03) != 0;
+}
+
+/// Machine byte of the VLAN that summary lines show; 0 for a debug VLAN that no port has.
+inline u8 mvrpTraceMachine(const MvrpPortEntry* port) {
+    const u32 vid = mvrpTraceVlan();
+    return vid <= kMvrpVlanLast ? port->madMachine[vid - 1] : u8{0};
 }

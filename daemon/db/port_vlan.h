@@ -31,6 +31,9 @@ void mvrpPortVlanEntryFree(MvrpPortVlanEntry* entry);
 MvrpPortVlanEntry* mvrpPortVlanEntryGet(u32 portUnit, u16 vid);
 /// Adds a pair that is not there yet. @return it, or null when the pool is exhausted
 MvrpPortVlanEntry* mvrpPortVlanEntryAdd(u32 portUnit, u16 vid);
+/// Adds the pair unless it is there. @return whether it was missing, also when the pool is
+/// exhausted
+bool mvrpPortVlanEntryEnsure(u32 portUnit, u32 vid);
 /// Deletes a pair; null is accepted. @return 0
 u32 mvrpPortVlanEntryDel(MvrpPortVlanEntry* entry);
 
