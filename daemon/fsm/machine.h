@@ -107,19 +107,16 @@ enum MvrpProtocol : u32 { MVRP_PROTOCOL_MVRP = 1, MVRP_PROTOCOL_GVRP = 2 };
 /// Second argument of mvrpFsmInit(). Any value but static means dynamic.
 enum MvrpMachineKind : u32 { MVRP_MACHINE_DYNAMIC = 1, MVRP_MACHINE_STATIC = 2 };
 
-constexpr u32 mvrpApplicant(u8 machine)
-{
+constexpr u32 mvrpApplicant(u8 machine) {
     return machine >> 4U;
 }
 
-constexpr u32 mvrpRegistrar(u8 machine)
-{
+constexpr u32 mvrpRegistrar(u8 machine) {
     return (machine >> 2U) & 3U;
 }
 
 /// True when the registrar is IN or INF.
-constexpr bool mvrpRegistrarIn(u8 machine)
-{
+constexpr bool mvrpRegistrarIn(u8 machine) {
     return mvrpRegistrar(machine) == REG_STATE_IN || mvrpRegistrar(machine) == REG_STATE_INF;
 }
 
@@ -127,8 +124,8 @@ constexpr bool mvrpRegistrarIn(u8 machine)
 void mvrpFsmInit(u8* machine, u32 kind);
 
 /// Applies one event, a row of the tables that `protocol` selects; leaves the flags alone. A state
-/// that only the other protocol knows is looked up as its nearest relation: VA as VN for MVRP, VN as
-/// VA and AN as AA for GVRP. Rows and stored applicants beyond the tables change nothing.
+/// that only the other protocol knows is looked up as its nearest relation: VA as VN for MVRP, VN
+/// as VA and AN as AA for GVRP. Rows and stored applicants beyond the tables change nothing.
 /// @return the new byte
 u8 mvrpFsmChange(u8* machine, u32 event, u32 protocol);
 
