@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/pdu/receive.h"
+
+#include <algorithm>
+
+#include "daemon/core/debug.h"
+#include "daemon/core/trace.h"
+#include "daemon/db/platform_query.h"
+#include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
+#include "daemon/map/propagate.h"
+#include "daemon/pdu/frame.h"
+#include "daemon/pdu/gvrp_receive.h"
+#include "daemon/pdu/gvrp_send.h"
+#include "daemon/pdu/vector.h"
+#include "daemon/sync/standby.h"
+#include "daemon/timers/protocol_timers.h"
+
+namespace {
+
+/// Protocol version 0 (MVRP) or the low byte of the protocol identifier (GVRP), with the attribute
+/// type behind it, read as one number; then the attribute length (MVRP) or type (GVRP).
+constexpr u16 kPduFirstWord = 1;
+constexpr u8 kPduThirdByte = 1;
+constexpr size_t kPduHeaderBytes = 3;
+
+/// Reads numbers off a received PDU and never past its end.
+class MvrpReader {
+  public:
+    explicit MvrpReader(std::span<const u8> bytes) : rest_(bytes) {}
+
+    /// @return whether two bytes were left
+    bool readWord(u32* word) {
+        if (rest_.size() < 2)
+            return false;
+        *word = mvrpReadBe16(rest_.data());
+        rest_ = rest_.subspan(2);
+        return true;
+    }
+
+    /// @return up to `count` bytes, fewer at the end
+    std::span<const u8> take(size_t count) {
+        const std::span<const u8> taken = rest_.first(std::min(count, rest_.size()));
+        rest_ = rest_.subspan(taken.size());
+        return taken;
+    }
+
+  private:
+    std::span<const u8> rest_;
+};
+
+void mvrpMachineInitIfIdle(u8* machine) {
+    if (!mvrpVlanActive(*machine))
+        mvrpFsmInit(machine, MVRP_MACHINE_DYNAMIC);
+}
+
+u32 mvrpPortPvid(const MvrpPortEntry* port) {
+    u32 pvid = kMvrpDefaultVlan;
+    if (qorIfGetApi(port->portunit, static_cast<u32>(QorIfAttribute::Pvid), &pvid) != kStatusOk) {
+        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
+                   "Vector process; get port %d pvid failed\r\n", port->portunit);
+    }
+    return pvid;
+}
+
+/// Marks a newly registered VLAN for the switch, unless it is applied already.
+void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
+    u8* flag = &port->vlanFlag[vid - 1];
+    mvrpBitClear(flag, MVRP_FLAG_REMOVE);
+    if (mvrpBitTest(flag, MVRP_FLAG_APPLIED) != 0)
+        return;
+
+    // The VLAN's own bit stands for the port's list when that can not be read.
+    MvrpVlanBitmap carried = {};
+    mvrpBitSet(carried.data(), vid - 1);
+    if (!mvrpPortVlansRead(port->portunit, QorIfAttribute::Permitted, &carried)) {
+        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+                   "vector process; port %u vlan %u status get failed. (%u)\n\r", port->portunit,
+                   vid, gMvrpInfo.vlanEntryNum);
+    }
+    if (mvrpBitTest(carried.data(), vid - 1) != 0)
+        mvrpBitSet(flag, MVRP_FLAG_ADD);
+
+    if (mvrpPortVlanEntryEnsure(port->portunit, vid)) {
+        MVRP_TRACE(MVRP_DEBUG_DATABASE, port->portunit, vid,
+                   "vector process; port %u vlan %u entry add. (%u)\n\r", port->portunit, vid,
+                   gMvrpInfo.vlanEntryNum);
+    }
+}
+
+/// Writes the line that follows a machine event; `step` numbers the kinds of attribute event.
+void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+               "Vector process step %u; vlan %u change madMachine to 0x%02x\r\n", step, vid,
+               port->madMachine[vid - 1]);
+}
+
+void mvrpJoinReceive(MvrpPortEntry* port, u32 vid, MvrpEvent event) {
+    u8* machine = &port->madMachine[vid - 1];
+    // The others learn of the join before this port's own state changes.
+    mvrpMapPropagateJoin(vid, port);
+    mvrpMachineInitIfIdle(machine);
+    mvrpBitSet(machine, MVRP_REG_BIT);
+    mvrpFsmChange(machine, event, MVRP_PROTOCOL_MVRP);
+    mvrpMachineTrace(port, vid, 2);
+    if (vid != mvrpPortPvid(port))
+        mvrpRegistrationMark(port, vid);
+}
+
+void mvrpObserve(MvrpPortEntry* port, u32 vid, MvrpEvent event, u32 step) {
+    u8* machine = &port->madMachine[vid - 1];
+    mvrpMachineInitIfIdle(machine);
+    mvrpFsmChange(machine, event, MVRP_PROTOCOL_MVRP);
+    mvrpMachineTrace(port, vid, step);
+}
+
+void mvrpLeaveReceive(MvrpPortEntry* port, u32 vid) {
+    const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
+    mvrpFsmChange(&port->madMachine[vid - 1], quiet ? MVRP_EVENT_R_LV_LA_QUIET : MVRP_EVENT_R_LV,
+                  MVRP_PROTOCOL_MVRP);
+    mvrpMachineTrace(port, vid, 5);
+    mvrpPortTimerRestart(port, &port->vectorJoinTimer, kMvrpPromptJoinMs, mvrpJoinTimerHandler);
+    mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+}
+
+void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
+    const bool observes = port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
+    switch (event) {
+        case MVRP_ATTRIBUTE_NEW:
+            mvrpJoinReceive(port, vid, MVRP_EVENT_R_NEW);
+            break;
+        case MVRP_ATTRIBUTE_JOIN_IN:
+            mvrpJoinReceive(port, vid,
+                            observes ? MVRP_EVENT_R_JOIN_IN : MVRP_EVENT_R_JOIN_IN_NO_OBSERVE);
+            break;
+        case MVRP_ATTRIBUTE_JOIN_MT:
+            mvrpJoinReceive(port, vid, MVRP_EVENT_R_JOIN_MT);
+            break;
+        case MVRP_ATTRIBUTE_IN:
+            mvrpObserve(port, vid, MVRP_EVENT_R_IN, 3);
+            break;
+        case MVRP_ATTRIBUTE_MT:
+            mvrpObserve(port, vid, MVRP_EVENT_R_MT, 4);
+            break;
+        case MVRP_ATTRIBUTE_LV:
+            mvrpLeaveReceive(port, vid);
+            break;
+        default:  // a packed byte of 216 or more holds a first event that does not exist
+            break;
+    }
+}
+
+/// Applies the events of one vector. The packed bytes may end early. @return whether all were there
+bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<const u8> packed) {
+    for (u32 i = 0; i < count && firstVid + i <= kMvrpVlanLast; ++i) {
+        const u32 vid = firstVid + i;
+        if (i / kMvrpEventsPerByte >= packed.size())
+            return false;
+        const u32 event = mvrpEventUnpack(packed[i / kMvrpEventsPerByte], i % kMvrpEventsPerByte);
+        // A VLAN that others configured is theirs; one the switch does not know can be registered.
+        if (mvrpVlanKnownAndNot(vid, QorVlanType::Dynamic))
+            continue;
+        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+                   "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
+                   "machine:0x%02x\r\n",
+                   event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
+        mvrpAttributeReceive(port, vid, event);
+    }
+    return packed.size() == mvrpPackedBytes(count);
+}
+
+/// Raises a LeaveAll's event on every active VLAN; under GVRP compliance not on static ones.
+void mvrpLeaveallApply(MvrpPortEntry* port) {
+    const bool compliant = mvrpGvrpCompliant();
+    const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
+    const u32 event = compliant ? u32{GVRP_EVENT_R_LEAVE_ALL}
+                      : quiet   ? u32{MVRP_EVENT_R_LV_LA_QUIET}
+                                : u32{MVRP_EVENT_R_LA};
+    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        if (!mvrpVlanActive(*machine))
+            continue;
+        if (compliant && !mvrpVlanKnownAndNot(vid, QorVlanType::Static))
+            continue;
+        mvrpFsmChange(machine, event, port->peerMode);
+    }
+}
+
+}  // namespace
+
+void mvrpPktProcess(MvrpPortEntry* port, const u8* pdu, s32 length) {
+    if (port->enable == 0)
+        return;
+    MVRP_TRACE(MVRP_DEBUG_PACKET, port->portunit, 0, "pkt process; port:%u, frameLen:%u\r\n",
+               port->portunit, length);
+    mvrpPrintPacket(pdu, length);
+
+    const bool compliant = mvrpGvrpCompliant();
+    if (compliant && port->registration_mode != MVRP_REGISTRATION_NORMAL)
+        return;
+    if (length < static_cast<s32>(kPduHeaderBytes))
+        return;
+    if (mvrpReadBe16(pdu) != kPduFirstWord || pdu[2] != kPduThirdByte)
+        return;
+
+    const std::span<const u8> rest(pdu + kPduHeaderBytes,
+                                   static_cast<size_t>(length) - kPduHeaderBytes);
+    if (compliant)
+        mvrpVlanInfoProcessGvrp(port, rest);
+    else
+        mvrpVectorProcess(port, rest);
+    mvrpSyncPort(port, MVRP_SYNC_ADD);
+}
+
+s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
+    MvrpReader reader(vectors);
+    u32 header = kMvrpEndMark;
+    if (reader.readWord(&header) && (header & kMvrpLeaveAllBit) != 0) {
+        mvrpRcvLeaveall(port);
+        return 0;
+    }
+
+    u32 count = header & kMvrpValueCountMask;
+    while (count != 0) {
+        u32 firstVid = 0;
+        if (!reader.readWord(&firstVid))
+            return 0;
+        if (firstVid < kMvrpVlanFirst || firstVid > kMvrpVlanLast)
+            return 0;
+        if (port->registration_mode != MVRP_REGISTRATION_NORMAL)
+            return 0;
+        if (!mvrpEventsReceive(port, firstVid, count, reader.take(mvrpPackedBytes(count))))
+            return 0;
+
+        header = kMvrpEndMark;
+        reader.readWord(&header);
+        count = header & kMvrpValueCountMask;
+    }
+    mvrpMapPropagateJoinMsgSend(port);
+    return 0;
+}
+
+void mvrpRcvLeaveall(MvrpPortEntry* port) {
+    port->msgNum = 0;
+    mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
+                         mvrpLeaveallTimerHandler);
+    mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
+    if (silTimerRemain(&gMvrpInfo.timerList, &port->leaveTimer) == 0)
+        mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
+               "Rcv leave all; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,
+               gMvrpInfo.gvrpCompliance, mvrpTraceVlan(), mvrpTraceMachine(port));
+    mvrpLeaveallApply(port);
+    if (mvrpGvrpCompliant())
+        mvrpGvrpSendJoinPkt(port);
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
+               "Rcv leave all done; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,
+               gMvrpInfo.gvrpCompliance, mvrpTraceVlan(), mvrpTraceMachine(port));
+}

@@ -1,0 +1,240 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/pdu/send.h"
+
+#include "daemon/core/debug.h"
+#include "daemon/core/trace.h"
+#include "daemon/db/platform_query.h"
+#include "daemon/fsm/machine.h"
+#include "daemon/pdu/frame.h"
+#include "daemon/pdu/vector.h"
+#include "daemon/timers/protocol_timers.h"
+
+namespace {
+
+/// LLC 0xAA 0xAA 0x03, SNAP organisation identifier 00-00-00, protocol 0x88F5.
+constexpr std::array<u8, 8> kMvrpLlcSnap = {0xAA, 0xAA, 0x03, 0x00, 0x00, 0x00, 0x88, 0xF5};
+constexpr u32 kMvrpHeaderBytes = kMvrpEthernetHeaderBytes + kMvrpLlcSnap.size();
+
+/// Protocol version, attribute type, and an attribute length of 1: two bytes would be right for a
+/// VLAN ID, but 1 is what this system's peers write and accept.
+constexpr std::array<u8, 3> kMvrpBodyBegin = {0x00, kMvrpAttributeTypeVlan, 0x01};
+
+/// A PDU body being built. The end mark may stand beyond what vectors are planned for.
+struct MvrpPdu {
+    std::array<u8, kMvrpPduBytes + kMvrpEndMarkBytes> bytes;
+    s32 used;  ///< bytes
+
+    std::span<u8> rest() { return std::span<u8>(bytes).subspan(static_cast<size_t>(used)); }
+    bool fresh() const { return used == static_cast<s32>(kMvrpBodyBegin.size()); }
+};
+
+void mvrpPduBegin(MvrpPdu* pdu) {
+    pdu->bytes = {};
+    std::copy(kMvrpBodyBegin.begin(), kMvrpBodyBegin.end(), pdu->bytes.begin());
+    pdu->used = kMvrpBodyBegin.size();
+}
+
+/// Closes the PDU with the end mark and sends it. @return the socket's result
+s32 mvrpPduSend(MvrpPortEntry* port, const MvrpPdu& pdu) {
+    const size_t length = static_cast<size_t>(pdu.used) + kMvrpEndMarkBytes;
+    return mvrpSendPdu(port, std::span<const u8>(pdu.bytes).first(length));
+}
+
+/// Bytes that the port's PDUs may hold; negative for a port with a very small MTU.
+s32 mvrpPduLimit(const MvrpPortEntry* port) {
+    return static_cast<s32>(mvrpPduBound(port)) - static_cast<s32>(kMvrpPduReserve);
+}
+
+s32 mvrpVectorBytes(u32 count) {
+    return static_cast<s32>(kMvrpVectorHeaderBytes + mvrpPackedBytes(count));
+}
+
+/// Whether a vector of `count` values fits behind what the PDU holds.
+bool mvrpVectorFits(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 count) {
+    const s32 bytes = mvrpVectorBytes(count);
+    return mvrpPduLimit(port) - bytes - pdu.used > 0 &&
+           pdu.used + bytes < static_cast<s32>(kMvrpPduBytes);
+}
+
+/// The same for a LeaveAll vector, whose limit leaves out what the PDU already holds: wanted so.
+bool mvrpLeaveallVectorFits(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 count) {
+    const s32 bytes = mvrpVectorBytes(count);
+    return mvrpPduLimit(port) - bytes >= 1 && pdu.used + bytes < static_cast<s32>(kMvrpPduBytes);
+}
+
+/// What a VLAN does to the run of consecutive VLANs that is being collected.
+enum class MvrpRunStep { Extend, PassOver, Close };
+
+/// The port's declarations: VLANs whose applicant has something to say.
+struct MvrpDeclarations {
+    /// A run is closed before it outgrows the PDU.
+    static constexpr bool kKeepsFitting = true;
+
+    static MvrpRunStep classify(MvrpPortEntry* port, u32 vid) {
+        constexpr u32 kQuiet =
+            1U << APP_STATE_VO | 1U << APP_STATE_AO | 1U << APP_STATE_QO | 1U << APP_STATE_QP;
+        const u32 applicant = mvrpApplicant(port->madMachine[vid - 1]);
+        return (kQuiet >> applicant & 1U) != 0 ? MvrpRunStep::Close : MvrpRunStep::Extend;
+    }
+
+    static void trace(const MvrpPortEntry* port, u32 vid, u32 step) {
+        if (vid > kMvrpVlanLast)
+            return;
+        MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
+                   "port send pkt; step%u: port:%u, vid:%u, madMachine:0x%02x\r\n", step,
+                   port->portunit, vid, port->madMachine[vid - 1]);
+    }
+};
+
+/// The port's fixed registrations. One that the switch does not know is passed over, and the vector
+/// is written as if its VLANs were consecutive up to the one that closes it: wanted so.
+struct MvrpFixedRegistrations {
+    /// A run grows whatever it will need, and is started again in a fresh PDU if it does not fit.
+    static constexpr bool kKeepsFitting = false;
+
+    static MvrpRunStep classify(MvrpPortEntry* port, u32 vid) {
+        if (mvrpRegistrar(port->madMachine[vid - 1]) != REG_STATE_INF)
+            return MvrpRunStep::Close;
+        u32 exists = 0;
+        return qorVlanGetApi(vid, static_cast<u32>(QorVlanAttribute::Exists), &exists) == kStatusOk
+                   ? MvrpRunStep::Extend
+                   : MvrpRunStep::PassOver;
+    }
+
+    static void trace(const MvrpPortEntry* /*port*/, u32 /*vid*/, u32 /*step*/) {}
+};
+
+/// Steps of the walk, as its trace lines number them.
+enum MvrpWalkStep : u32 { WALK_EXTEND = 1, WALK_FULL = 2, WALK_CLOSE = 3, WALK_AGAIN = 4 };
+
+/// Walks all VLANs and sends runs of them as vectors, in as many PDUs as they need; one without
+/// vectors when there are none. A port whose MTU holds no vector at all ends the walk.
+template <class Rule>
+void mvrpRunsSend(MvrpPortEntry* port) {
+    MvrpPdu pdu;
+    mvrpPduBegin(&pdu);
+    u32 first = 0;
+    u32 count = 0;
+
+    u32 vid = kMvrpVlanFirst;
+    while (vid <= kMvrpVlanLast + 1) {  // one beyond the last closes a run that is still open
+        const MvrpRunStep step =
+            vid <= kMvrpVlanLast ? Rule::classify(port, vid) : MvrpRunStep::Close;
+        if (step == MvrpRunStep::Extend) {
+            const bool bounded = Rule::kKeepsFitting || pdu.fresh();
+            if (bounded && !mvrpVectorFits(port, pdu, count + 1)) {
+                if (pdu.fresh() && count == 0)
+                    break;
+                Rule::trace(port, vid, WALK_FULL);
+                if (count != 0)
+                    pdu.used += mvrpVectorBuild(port, vid, count, pdu.rest());
+                mvrpPduSend(port, pdu);
+                mvrpPduBegin(&pdu);
+                count = 0;
+                continue;  // look at this VLAN again
+            }
+            Rule::trace(port, vid, WALK_EXTEND);
+            if (count == 0)
+                first = vid;
+            ++count;
+        } else if (step == MvrpRunStep::Close && count != 0) {
+            if (mvrpVectorFits(port, pdu, count)) {
+                Rule::trace(port, vid, WALK_CLOSE);
+                pdu.used += mvrpVectorBuild(port, vid, count, pdu.rest());
+            } else {
+                Rule::trace(port, vid, WALK_AGAIN);
+                mvrpPduSend(port, pdu);
+                mvrpPduBegin(&pdu);
+                vid = first - 1;
+            }
+            count = 0;
+        }
+        ++vid;
+    }
+    mvrpPduSend(port, pdu);
+}
+
+bool mvrpMaySend(const MvrpPortEntry* port) {
+    return port != nullptr && port->enable != 0 && !mvrpGvrpCompliant();
+}
+
+/// Raises event 25 on what did not fit into the one LeaveAll PDU: it is not sent.
+void mvrpLeaveallRestApply(MvrpPortEntry* port, u32 firstVid) {
+    for (u32 vid = firstVid; vid <= kMvrpVlanLast; ++vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        if (!mvrpVlanActive(*machine) || mvrpApplicant(*machine) == APP_STATE_LO)
+            continue;
+        mvrpFsmChange(machine, MVRP_EVENT_LEAVE_ALL_SENT, MVRP_PROTOCOL_MVRP);
+        MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
+                   "Send leave all pkt2; port:%u, vid:%u, madMachine:0x%02x\r\n", port->portunit,
+                   vid, *machine);
+    }
+}
+
+/// Whether a VLAN belongs into a LeaveAll vector: its applicant is neither idle nor only observing.
+/// A run that is open takes VLANs without either flag along.
+bool mvrpLeaveallCarries(u8 machine, bool runOpen) {
+    constexpr u32 kLeftOut = 1U << APP_STATE_VO | 1U << APP_STATE_LA | 1U << APP_STATE_LO |
+                             1U << APP_STATE_AO | 1U << APP_STATE_QO;
+    return (mvrpVlanActive(machine) || runOpen) && (kLeftOut >> mvrpApplicant(machine) & 1U) == 0;
+}
+
+}  // namespace
+
+s32 mvrpPortSendPkt(MvrpPortEntry* port) {
+    if (!mvrpMaySend(port))
+        return -1;
+    mvrpRunsSend<MvrpDeclarations>(port);
+    mvrpJoinCycleStep(port, MVRP_JOIN_FULL);
+    return 0;
+}
+
+s32 mvrpPortSendJoinPkt(MvrpPortEntry* port) {
+    if (!mvrpMaySend(port))
+        return -1;
+    mvrpRunsSend<MvrpFixedRegistrations>(port);
+    mvrpJoinCycleStep(port, MVRP_JOIN_FIXED_ONLY);
+    return 0;
+}
+
+s32 mvrpSendLeaveallPkt(MvrpPortEntry* port) {
+    if (port == nullptr)
+        return -1;
+    MvrpPdu pdu;
+    mvrpPduBegin(&pdu);
+    u32 first = 0;
+    u32 count = 0;
+    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast + 1; ++vid) {
+        if (vid <= kMvrpVlanLast && mvrpLeaveallCarries(port->madMachine[vid - 1], count != 0)) {
+            if (count == 0)
+                first = vid;
+            ++count;
+            continue;
+        }
+        if (count == 0)
+            continue;
+        if (!mvrpLeaveallVectorFits(port, pdu, count)) {
+            const s32 result = mvrpPduSend(port, pdu);
+            mvrpLeaveallRestApply(port, first);
+            return result;
+        }
+        // An impossible applicant state moves the position back by the builder's -1.
+        pdu.used = std::max(0, pdu.used + mvrpLeaveallVectorBuild(port, vid, count, pdu.rest()));
+        count = 0;
+    }
+    return mvrpPduSend(port, pdu);
+}
+
+s32 mvrpSendPdu(MvrpPortEntry* port, std::span<const u8> body) {
+    std::array<u8, kMvrpHeaderBytes> header;
+    mvrpFrameHeaderBegin(header, port, body.size());
+    std::copy(kMvrpLlcSnap.begin(), kMvrpLlcSnap.end(), header.begin() + kMvrpEthernetHeaderBytes);
+
+    mvrpPrintPacket(body.data(), static_cast<s32>(body.size()));
+    const ssize_t sent =
+        mvrpFrameSend(gMvrpInfo.mvrpDataSock, port, kQorProtocolMvrp, header, body);
+    const bool whole = sent == static_cast<ssize_t>(header.size() + body.size());
+    MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, 0, "send pdu %s; port:%u, len:%u\r\n",
+               whole ? "OK" : "failed", port->portunit, static_cast<u32>(body.size()));
+    return static_cast<s32>(sent);
+}

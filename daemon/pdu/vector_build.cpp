@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+//
+// The builders of one vector: which attribute event each VLAN's applicant and registrar call for,
+// the machine event that follows from sending it, and the packing.
+#include "daemon/core/trace.h"
+#include "daemon/db/platform_query.h"
+#include "daemon/fsm/machine.h"
+#include "daemon/pdu/frame.h"
+#include "daemon/pdu/send.h"
+#include "daemon/pdu/vector.h"
+
+namespace {
+
+/// Packs attribute events three to a byte. A position that is passed over touches neither the
+/// accumulator nor the byte: a later event lands in the byte that it would be in had the VLAN been
+/// present. Wanted so.
+class MvrpEventPacker {
+  public:
+    explicit MvrpEventPacker(std::span<u8> packed) : packed_(packed) {}
+
+    void passOver() { ++position_; }
+
+    void put(u32 event) {
+        switch (position_ % kMvrpEventsPerByte) {
+            case 0:
+                accumulator_ = event * kMvrpFirstEventWeight;
+                break;
+            case 1:
+                accumulator_ += event * kMvrpSecondEventWeight;
+                break;
+            default:
+                accumulator_ += event;
+                packed_[position_ / kMvrpEventsPerByte] = static_cast<u8>(accumulator_);
+                break;
+        }
+        ++position_;
+    }
+
+    /// Writes an incomplete last byte.
+    void finish() {
+        if (position_ % kMvrpEventsPerByte != 0)
+            packed_[position_ / kMvrpEventsPerByte] = static_cast<u8>(accumulator_);
+    }
+
+  private:
+    std::span<u8> packed_;
+    u32 position_ = 0;
+    u32 accumulator_ = 0;
+};
+
+/// Attribute event and machine event of one applicant and registrar, and the number of the trace
+/// line before the machine event; the line after it has the next number.
+struct MvrpSending {
+    MvrpAttributeEvent attribute;
+    MvrpEvent event;
+    u32 traceStep;
+};
+
+/// @return false for an applicant that sends nothing of its own
+bool mvrpSendingChoose(u8 machine, MvrpSending* sending) {
+    const bool in = mvrpRegistrarIn(machine);
+    switch (mvrpApplicant(machine)) {
+        case APP_STATE_VP:
+        case APP_STATE_AA:
+        case APP_STATE_QA:
+        case APP_STATE_AP:
+            *sending = {in ? MVRP_ATTRIBUTE_JOIN_IN : MVRP_ATTRIBUTE_JOIN_MT, MVRP_EVENT_JOIN_SENT,
+                        3};
+            return true;
+        case APP_STATE_VN_M:
+        case APP_STATE_AN_M:
+            *sending = {MVRP_ATTRIBUTE_NEW, in ? MVRP_EVENT_NEW_SENT_IN : MVRP_EVENT_NEW_SENT_OUT,
+                        5};
+            return true;
+        case APP_STATE_LA:
+            *sending = {MVRP_ATTRIBUTE_LV, MVRP_EVENT_LV_SENT, 1};
+            return true;
+        case APP_STATE_LO:
+            *sending = in ? MvrpSending{MVRP_ATTRIBUTE_IN, MVRP_EVENT_IN_SENT, 7}
+                          : MvrpSending{MVRP_ATTRIBUTE_MT, MVRP_EVENT_MT_SENT, 9};
+            return true;
+        default:
+            return false;
+    }
+}
+
+void mvrpVectorTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
+    MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
+               "vector build step%u; port:%u, vid:%u, madMachine:0x%02x\r\n", step, port->portunit,
+               vid, port->madMachine[vid - 1]);
+}
+
+void mvrpSentApply(MvrpPortEntry* port, u32 vid, const MvrpSending& sending) {
+    mvrpVectorTrace(port, vid, sending.traceStep);
+    mvrpFsmChange(&port->madMachine[vid - 1], sending.event, MVRP_PROTOCOL_MVRP);
+    mvrpVectorTrace(port, vid, sending.traceStep + 1);
+}
+
+/// Forgets an inactive VLAN once its last word is sent, if the VLAN below it is a dynamic one. That
+/// the VLAN below is asked about, not this one, is wanted.
+void mvrpInactiveForget(MvrpPortEntry* port, u32 vid) {
+    u8* machine = &port->madMachine[vid - 1];
+    if (mvrpVlanActive(*machine) || mvrpVlanType(vid - 1) != QorVlanType::Dynamic)
+        return;
+    mvrpVectorTrace(port, vid, 11);
+    *machine = 0;
+    mvrpVectorTrace(port, vid, 12);
+}
+
+/// Participant mode 3 says nothing about a VLAN that is not registered: it sends no Mt, and takes a
+/// join as sent without sending it. @return whether the VLAN was passed over
+bool mvrpQuietPassOver(MvrpPortEntry* port, u32 vid, const MvrpSending& sending) {
+    if (port->participant_mode != MVRP_PARTICIPANT_QUIET)
+        return false;
+    if (sending.attribute == MVRP_ATTRIBUTE_MT)
+        return true;
+    if (sending.attribute != MVRP_ATTRIBUTE_JOIN_MT)
+        return false;
+    mvrpSentApply(port, vid, sending);
+    return true;
+}
+
+/// Writes header and first value. @return where the packed events go; empty when there is no room
+std::span<u8> mvrpVectorBegin(std::span<u8> out, u32 header, u32 firstVid, u32 count) {
+    const u32 bytes = kMvrpVectorHeaderBytes + mvrpPackedBytes(count);
+    if (out.size() < bytes)
+        return {};
+    mvrpWriteBe16(&out[0], header);
+    mvrpWriteBe16(&out[2], firstVid);
+    return out.subspan(kMvrpVectorHeaderBytes, mvrpPackedBytes(count));
+}
+
+s32 mvrpVectorLength(std::span<const u8> packed) {
+    return static_cast<s32>(kMvrpVectorHeaderBytes + packed.size());
+}
+
+/// Attribute event of a VLAN in a LeaveAll vector, from the state after its machine event.
+/// @return false for a state that has none
+bool mvrpLeaveallEventChoose(u8 machine, MvrpAttributeEvent* event) {
+    switch (mvrpApplicant(machine)) {
+        case APP_STATE_VP:
+            *event = mvrpRegistrarIn(machine) ? MVRP_ATTRIBUTE_IN : MVRP_ATTRIBUTE_MT;
+            return true;
+        case APP_STATE_VN_M:
+        case APP_STATE_AN_M:
+            *event = MVRP_ATTRIBUTE_NEW;
+            return true;
+        case APP_STATE_AA:
+        case APP_STATE_QA:
+        case APP_STATE_AP:
+        case APP_STATE_QP:
+            *event = mvrpRegistrarIn(machine)                 ? MVRP_ATTRIBUTE_JOIN_IN
+                     : mvrpRegistrar(machine) == REG_STATE_MT ? MVRP_ATTRIBUTE_JOIN_MT
+                                                              : MVRP_ATTRIBUTE_MT;
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+s32 mvrpVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out) {
+    const std::span<u8> packed = mvrpVectorBegin(out, count, endVlan - count, count);
+    if (packed.empty())
+        return -1;
+    MvrpEventPacker packer(packed);
+    MvrpAttributeEvent last = MVRP_ATTRIBUTE_NEW;
+    for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
+        MvrpSending sending;
+        if (mvrpSendingChoose(port->madMachine[vid - 1], &sending)) {
+            if (mvrpQuietPassOver(port, vid, sending)) {
+                packer.passOver();
+                continue;
+            }
+            mvrpSentApply(port, vid, sending);
+            last = sending.attribute;
+        }
+        packer.put(last);
+        mvrpInactiveForget(port, vid);
+    }
+    packer.finish();
+    return mvrpVectorLength(packed);
+}
+
+s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out) {
+    const std::span<u8> packed =
+        mvrpVectorBegin(out, kMvrpLeaveAllBit | count, endVlan - count, count);
+    if (packed.empty())
+        return -1;
+    MvrpEventPacker packer(packed);
+    for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        mvrpFsmChange(machine, MVRP_EVENT_IN_LEAVE_ALL, MVRP_PROTOCOL_MVRP);
+        MvrpAttributeEvent event;
+        if (!mvrpLeaveallEventChoose(*machine, &event))
+            return -1;
+        packer.put(event);
+    }
+    packer.finish();
+    return mvrpVectorLength(packed);
+}
+
+s32 mvrpJoinVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out) {
+    const std::span<u8> packed = mvrpVectorBegin(out, count, endVlan - count, count);
+    if (packed.empty())
+        return -1;
+    MvrpEventPacker packer(packed);
+    for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
+        packer.put(MVRP_ATTRIBUTE_JOIN_MT);
+        mvrpFsmChange(&port->madMachine[vid - 1], MVRP_EVENT_JOIN_SENT, MVRP_PROTOCOL_MVRP);
+    }
+    packer.finish();
+    return mvrpVectorLength(packed);
+}
