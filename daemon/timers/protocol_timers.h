@@ -17,6 +17,10 @@ void mvrpPortTimersStop(MvrpPortEntry* port);
 /// Has the port send what `flag` says when `ms` have passed.
 void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms);
 
+/// Counts a transmission and, while it is not the last of its round, arms the join timer for the
+/// next, which sends what `flag` says.
+void mvrpJoinCycleStep(MvrpPortEntry* port, MvrpJoinTimerFlag flag);
+
 /// Sends what joinTimerFlag says, then synchronises the standby. @return 0
 u32 mvrpJoinTimerHandler(void* port);
 /// Ends the registrations that were withdrawn and not refreshed, and propagates that.

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/timers/protocol_timers.h"
+
+#include "daemon/core/trace.h"
+#include "daemon/db/platform_query.h"
+#include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
+#include "daemon/map/propagate.h"
+#include "daemon/pdu/gvrp_send.h"
+#include "daemon/pdu/send.h"
+#include "daemon/sync/standby.h"
+
+namespace {
+
+MvrpPortEntry* mvrpTimerPort(void* argument) {
+    return static_cast<MvrpPortEntry*>(argument);
+}
+
+/// Writes a line that shows one VLAN of the port, at the start or end of a handler.
+void mvrpHandlerTrace(const MvrpPortEntry* port, const char* text) {
+    MVRP_TRACE(MVRP_DEBUG_TIMER, port->portunit, 0, "%s; port:%u.(vlan %u machine 0x%02x)\r\n",
+               text, port->portunit, mvrpTraceVlan(), mvrpTraceMachine(port));
+}
+
+void mvrpJoinTimerSend(MvrpPortEntry* port) {
+    const bool compliant = mvrpGvrpCompliant();
+    switch (port->joinTimerFlag) {
+        case MVRP_JOIN_FULL:
+            compliant ? mvrpGvrpSendJoinPkt(port) : mvrpPortSendPkt(port);
+            break;
+        case MVRP_JOIN_FIXED_ONLY:
+            compliant ? mvrpForwardGvrpJoinPkt(port) : mvrpPortSendJoinPkt(port);
+            break;
+        default:
+            break;
+    }
+}
+
+/// Forgets a VLAN that neither the port nor another one needs here any more, and has the switch
+/// take the port out of it.
+void mvrpVlanForget(MvrpPortEntry* port, u32 vid) {
+    port->madMachine[vid - 1] = 0;
+    if (mvrpBitTest(&port->vlanFlag[vid - 1], MVRP_FLAG_APPLIED) == 0)
+        return;
+    mvrpVlanFlagRemovePending(port, vid);
+    if (mvrpPortVlanEntryEnsure(port->portunit, vid)) {
+        MVRP_TRACE(MVRP_DEBUG_TIMER, port->portunit, vid,
+                   "leave timer handler; port %u vlan %u entry add. (%u)\n\r", port->portunit, vid,
+                   gMvrpInfo.vlanEntryNum);
+    }
+}
+
+/// Ends a registration whose withdrawal nobody took back.
+void mvrpLeavingExpire(MvrpPortEntry* port, u32 vid) {
+    u8* machine = &port->madMachine[vid - 1];
+    mvrpFsmChange(machine,
+                  mvrpGvrpCompliant() ? MVRP_EVENT_LEAVE_TIMER_GVRP : MVRP_EVENT_LEAVE_TIMER,
+                  port->peerMode);
+    MVRP_TRACE(MVRP_DEBUG_TIMER, port->portunit, vid,
+               "Leave timer handler; port:%u, change vlan %u madMachine to 0x%02x.\r\n",
+               port->portunit, vid, *machine);
+    mvrpMapPropagateLeave(vid, port);
+    mvrpBitClear(machine, MVRP_REG_BIT);
+    if (!mvrpVlanActive(*machine))
+        mvrpVlanForget(port, vid);
+}
+
+/// Raises the LeaveAll event of a GVRP port on every active VLAN that is not static.
+void mvrpGvrpLeaveallRaise(MvrpPortEntry* port) {
+    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        if (mvrpVlanActive(*machine) && mvrpVlanKnownAndNot(vid, QorVlanType::Static))
+            mvrpFsmChange(machine, GVRP_EVENT_R_LEAVE_ALL, MVRP_PROTOCOL_GVRP);
+    }
+}
+
+void mvrpMvrpLeaveallRaise(MvrpPortEntry* port) {
+    const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
+    const u32 event = quiet ? MVRP_EVENT_R_LV_LA_QUIET : MVRP_EVENT_R_LA;
+    for (u8& machine : port->madMachine)
+        if (mvrpVlanActive(machine))
+            mvrpFsmChange(&machine, event, MVRP_PROTOCOL_MVRP);
+}
+
+}  // namespace
+
+static_assert(u32{MVRP_EVENT_LEAVE_TIMER} == u32{GVRP_EVENT_LEAVE_TIMER} &&
+                  u32{MVRP_EVENT_LEAVE_TIMER_GVRP} == u32{GVRP_EVENT_LEAVE_TIMER_GVRP},
+              "the leave timer raises one row, in the tables of either protocol");
+
+void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms,
+                          SilTimerHandler handler) {
+    silTimerStop(&gMvrpInfo.timerList, slot);
+    silTimerStart(&gMvrpInfo.timerList, slot, 0, ms, handler, port, nullptr, nullptr);
+}
+
+void mvrpPortTimersStop(MvrpPortEntry* port) {
+    silTimerStop(&gMvrpInfo.timerList, &port->joinTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->leaveTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->periodTransTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->vectorJoinTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->leaveAllTimer);
+}
+
+void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms) {
+    port->joinTimerFlag = flag;
+    mvrpPortTimerRestart(port, &port->joinTimer, ms, mvrpJoinTimerHandler);
+}
+
+void mvrpJoinCycleStep(MvrpPortEntry* port, MvrpJoinTimerFlag flag) {
+    port->msgNum = static_cast<u8>(port->msgNum + 1);
+    if (port->msgNum < kMvrpJoinRepeats)
+        mvrpJoinTimerArm(port, flag, port->join_timeout);
+}
+
+u32 mvrpJoinTimerHandler(void* argument) {
+    MvrpPortEntry* port = mvrpTimerPort(argument);
+    MVRP_TRACE(MVRP_DEBUG_TIMER, port->portunit, 0,
+               "join timer handler; port:%u.(vlan %u machine 0x%02x, flag:%u)\r\n", port->portunit,
+               mvrpTraceVlan(), mvrpTraceMachine(port), port->joinTimerFlag);
+    mvrpJoinTimerSend(port);
+    mvrpHandlerTrace(port, "join timer handler done");
+    mvrpSyncPort(port, MVRP_SYNC_ADD);
+    return kStatusOk;
+}
+
+u32 mvrpLeaveTimerHandler(void* argument) {
+    MvrpPortEntry* port = mvrpTimerPort(argument);
+    mvrpHandlerTrace(port, "Leave timer handler");
+    MvrpVlanBitmap left = {};
+    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        if (!mvrpVlanActive(*machine))
+            continue;
+        const u32 registrar = mvrpRegistrar(*machine);
+        if (registrar == REG_STATE_LV) {
+            mvrpLeavingExpire(port, vid);
+            mvrpBitSet(left.data(), vid - 1);
+        } else if (registrar == REG_STATE_MT && mvrpBitTest(machine, MVRP_REG_BIT) != 0) {
+            constexpr u32 kRegistrarMask = 3U << 2U;
+            *machine = static_cast<u8>(*machine & ~kRegistrarMask);
+        }
+    }
+    mvrpMapPropagateLeaveMsgSend(port);
+    QorBuffer leftVlans = mvrpBitmapBuffer(left);
+    if (mvrpLeaveIndication(&leftVlans, port) != kStatusOk)
+        return kStatusFailed;
+    mvrpHandlerTrace(port, "Leave timer handler done");
+    return kStatusOk;
+}
+
+u32 mvrpLeaveallTimerHandler(void* argument) {
+    MvrpPortEntry* port = mvrpTimerPort(argument);
+    // Without a link the timer stays idle until something arms it again.
+    if (port->linkState == 0)
+        return kStatusOk;
+    mvrpHandlerTrace(port, "Leave all timer handler");
+    port->msgNum = 0;
+    mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
+    mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+    mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
+                         mvrpLeaveallTimerHandler);
+    if (mvrpGvrpCompliant()) {
+        mvrpGvrpLeaveallRaise(port);
+        mvrpGvrpSendLeaveallPkt(port);
+        mvrpGvrpSendJoinPkt(port);
+    } else {
+        mvrpMvrpLeaveallRaise(port);
+        mvrpSendLeaveallPkt(port);
+        mvrpPortSendPkt(port);
+    }
+    mvrpHandlerTrace(port, "Leave all timer handler done");
+    mvrpSyncPort(port, MVRP_SYNC_ADD);
+    return kStatusOk;
+}
+
+u32 mvrpPeriodTransTimerHandler(void* /*argument*/) {
+    return kStatusOk;
+}
+
+u32 mvrpSendTimerHandler(void* argument) {
+    return static_cast<u32>(mvrpPortSendPkt(mvrpTimerPort(argument)));
+}
