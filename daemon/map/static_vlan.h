@@ -6,7 +6,8 @@
 
 #include "daemon/db/port.h"
 
-/// Set a fixed registration, or withdraw one. REG-BIT is touched only under GVRP compliance. @return 0
+/// Set a fixed registration, or withdraw one. REG-BIT is touched only under GVRP compliance.
+/// @return 0
 u32 mvrpPortAddStaticVlan(MvrpPortEntry* port, u32 vid);
 u32 mvrpPortDelStaticVlan(MvrpPortEntry* port, u32 vid);
 
@@ -19,3 +20,7 @@ s32 mvrpDeregisterDynamicVlan(MvrpPortEntry* port);
 
 /// The same for all the port's VLANs but VLAN 1. No operation of the daemon calls it.
 s32 mvrpDeregisterAllVlans(MvrpPortEntry* port);
+
+/// Declares the static VLANs that the port carries, from `firstVid` on, as if another port had
+/// registered them, and drops what is pending for them. `operation` begins the trace lines.
+void mvrpPortDeclareStaticVlans(MvrpPortEntry* port, u32 firstVid, const char* operation);
