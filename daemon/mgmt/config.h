@@ -29,10 +29,10 @@ enum MvrpPortAttribute : u32 {
     MVRP_PORT_JOIN_TIMEOUT = 5,
     MVRP_PORT_LEAVE_TIMEOUT = 6,
     MVRP_PORT_LEAVE_ALL_TIMEOUT = 7,
-    MVRP_PORT_APPLICANT = 8,      ///< get only; the value carries a VLAN ID in
-    MVRP_PORT_REGISTRAR = 9,      ///< the same
-    MVRP_PORT_REG_BIT = 10,       ///< the same
-    MVRP_PORT_PROPAGATE_BIT = 11, ///< the same
+    MVRP_PORT_APPLICANT = 8,       ///< get only; the value carries a VLAN ID in
+    MVRP_PORT_REGISTRAR = 9,       ///< the same
+    MVRP_PORT_REG_BIT = 10,        ///< the same
+    MVRP_PORT_PROPAGATE_BIT = 11,  ///< the same
 };
 
 /// Command numbers of qorHwilCmdSyncApi(): the attribute id plus one of these.
@@ -52,8 +52,8 @@ u32 mvrpPortGetApi(u32 portUnit, u32 attribute, void* value);
 u32 mvrpPortSetApi(u32 portUnit, u32 attribute, void* value);
 u32 mvrpPortSyncApi(u32 portUnit, u32 attribute, void* value);
 
-/// Applies a new registration mode: forbidden deregisters the port's dynamic VLANs. Lock held by the
-/// caller. @return 0, or the deregistration's result
+/// Applies a new registration mode: forbidden deregisters the port's dynamic VLANs. Lock held by
+/// the caller. @return 0, or the deregistration's result
 s32 mvrpSetPortRegistration(MvrpPortEntry* port);
 
 /// Requests 0 to 8 of the command server.

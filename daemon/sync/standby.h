@@ -37,7 +37,8 @@ void mvrpSyncPort(const MvrpPortEntry* port, MvrpSyncType type);
 /// @return 0 for a message of an unknown type too; MVRP_ERR_ARGUMENT when it is longer than
 ///         kMvrpSyncBufferBytes; else the result of mvrpVlanSyncRecv()
 u32 mvrpSyncPktRecv(const QorBuffer* command);
-/// Applies a message to the switch. @return 0; MVRP_ERR_NO_PORT when the port has no entry
+/// Applies a message, kMvrpSyncMessageBytes long and of a known type, to the switch. @return 0;
+/// MVRP_ERR_NO_PORT when the port has no entry
 u32 mvrpVlanSyncRecv(std::span<u8> message);
 
 /// Role of this card in the numbering of the platform: always 3.
