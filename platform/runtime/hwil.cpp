@@ -5,6 +5,7 @@
 #include "platform/contract/qor_hwil.h"
 
 #include "platform/runtime/process_runtime.h"
+#include "platform/runtime/start_gate.h"
 
 using platform::processRuntime;
 
@@ -12,6 +13,7 @@ u32 qorHwilScalarSet(u32, u32 scalar, void* value, u32) {
     if (scalar != kHwilScalarProtocol || value == nullptr)
         return kStatusFailed;
     processRuntime().announcedProtocol = *static_cast<const u32*>(value);
+    platform::openStartGate();  // the last thing that the daemon does before it sleeps
     return kStatusOk;
 }
 

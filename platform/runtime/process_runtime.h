@@ -10,8 +10,10 @@
 #include <atomic>
 #include <functional>
 #include <map>
+#include <span>
 #include <string>
 
+#include "platform/contract/icm.h"
 #include "platform/contract/types.h"
 
 namespace platform {
@@ -28,6 +30,10 @@ struct ProcessRuntime {
     /// 0 on an active daemon while its standby is connected: what scalar 54 reads. It is asked on
     /// the frame path: no system call. Absent: there is no standby.
     std::function<u32()> standbyState;
+
+    /// Starts the command server: what icmProcTcpInit() does. @return whether it was started
+    std::function<bool(const char* task, const char* path, std::span<const IcmFunc> map)>
+        startCommands;
 
     /// SIGHUP. Runs in the signal task.
     std::function<void()> onReload;

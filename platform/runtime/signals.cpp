@@ -9,9 +9,9 @@
 #include <cstdio>
 
 #include "platform/contract/process.h"
-#include "platform/contract/sil.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
+#include "platform/runtime/thread.h"
 
 namespace platform {
 namespace {
@@ -37,7 +37,7 @@ sigset_t takenSignals() {
     _exit(0);
 }
 
-void signalTask(void*) {
+void signalTask() {
     const sigset_t set = takenSignals();
     for (;;) {
         int signalNumber = 0;
@@ -62,6 +62,6 @@ void holdSignals() {
 void patchSignalHandler() {
     using namespace platform;
     holdSignals();
-    if (silCreateTask("signals", 0, kSignalTaskStack, signalTask, nullptr, 0, nullptr) != kStatusOk)
+    if (!startThread("signals", kSignalTaskStack, signalTask))
         logMessage(LogPriority::Error, "no thread for signals: SIGTERM, SIGINT and SIGHUP wait");
 }

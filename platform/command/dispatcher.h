@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+//
+// From a request to its handler and back: the daemon's handler table for the numbers below 256, the
+// host's own handlers above.
+//
+// All requests are dispatched by one thread, the command task. A handler that returns with a lock
+// of the daemon still held has it given back, with a warning, so that no request can wedge the
+// daemon.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <span>
+#include <vector>
+
+#include "platform/command/wire.h"
+#include "platform/contract/icm.h"
+
+namespace platform {
+
+/// Serves one of the host's own requests: appends the value of the reply to `reply` and returns its
+/// status. With a status other than 0 the value, where there is one, is a text for people.
+using HostHandler = std::function<u32(const RequestHeader& header, std::span<const u8> value,
+                                      std::vector<u8>& reply)>;
+
+/// Answer to a request of wrong size, or a number that the daemon's table does not have.
+inline constexpr u32 kBadArgument = static_cast<u32>(HostStatus::BadArgument);
+
+class Dispatcher {
+  public:
+    /// Before the first dispatch. `number` is kFirstPlatformRequest or more.
+    void registerRequest(Request number, HostHandler handler);
+    /// `table` outlives the dispatcher.
+    void setTable(std::span<const IcmFunc> table) { table_ = table; }
+
+    /// @return the status of the reply, whose value is appended to `reply`
+    u32 dispatch(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply);
+
+    /// Calls a handler of the daemon's table with a number, as a request of the channel would.
+    u32 setNumber(Request request, u32 unit, u32 attribute, u32 value);
+
+  private:
+    u32 dispatchTable(const RequestHeader& header, std::span<const u8> value,
+                      std::vector<u8>& reply) const;
+    const IcmFunc* find(u32 request) const;
+
+    std::span<const IcmFunc> table_;
+    std::map<u32, HostHandler> hostHandlers_;
+};
+
+}  // namespace platform
