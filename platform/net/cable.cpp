@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: MIT
+#include "platform/net/cable.h"
+
+#include <arpa/inet.h>
+#include <linux/filter.h>
+#include <linux/if_ether.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+
+#include "platform/net/frame_socket.h"
+#include "platform/runtime/log.h"
+#include "platform/wire/frame.h"
+
+namespace platform {
+namespace {
+
+/// How long a send waits for room at the other end. The queue of a UNIX datagram socket may be as
+/// short as ten frames, less than one burst of declarations.
+constexpr int kSendWaitMs = 20;
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    return address;
+}
+
+/// The file system's number of the socket at a path; 0 when there is none.
+ino_t socketNumber(const std::string& path) {
+    struct stat entry {};
+    return lstat(path.c_str(), &entry) == 0 && S_ISSOCK(entry.st_mode) ? entry.st_ino : 0;
+}
+
+/// Receives on a bound socket and sends through a connected one of its own: so the other end, which
+/// is not connected to us, may come and go, and a full queue there can be waited for.
+class UnixCable final : public Cable {
+  public:
+    UnixCable(const CableConfig& config, Descriptor receive)
+        : local_(config.localPath),
+          localNumber_(socketNumber(config.localPath)),
+          peer_(config.peerPath),
+          receive_(std::move(receive)) {}
+
+    /// Takes its own socket away, not that of a cable that replaced it.
+    ~UnixCable() override {
+        if (localNumber_ != 0 && socketNumber(local_) == localNumber_) {
+            unlink(local_.c_str());
+        }
+    }
+
+    int descriptor() const override { return receive_.get(); }
+
+    int send(std::span<const u8> frame, bool mayWait) override {
+        std::unique_lock lock(mutex_, std::defer_lock);
+        if (mayWait) {
+            lock.lock();
+        } else if (!lock.try_lock()) {
+            return ENOBUFS;
+        }
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            if (!connectPeer()) {
+                return 0;
+            }
+            if (::send(transmit_.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >=
+                0) {
+                stalled_ = false;
+                return 0;
+            }
+            if (errno != EAGAIN) {
+                transmit_ = Descriptor();
+            } else if (!waitForRoom(mayWait)) {
+                return ENOBUFS;
+            }
+        }
+        return 0;
+    }
+
+  private:
+    static constexpr int kAttempts = 3;
+
+    /// @return false while there is nobody at the other end
+    bool connectPeer() {
+        if (transmit_.isOpen()) {
+            return true;
+        }
+        Descriptor next(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        const sockaddr_un address = addressOf(peer_);
+        if (!next.isOpen() ||
+            connect(next.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+            return false;
+        }
+        transmit_ = std::move(next);
+        return true;
+    }
+
+    /// A peer that does not read is waited for once, not for each frame.
+    bool waitForRoom(bool mayWait) {
+        pollfd item = {transmit_.get(), POLLOUT, 0};
+        if (mayWait && !stalled_ && poll(&item, 1, kSendWaitMs) == 1) {
+            return true;
+        }
+        stalled_ = true;
+        return false;
+    }
+
+    const std::string local_;
+    const ino_t localNumber_;
+    const std::string peer_;
+    const Descriptor receive_;
+    std::mutex mutex_;
+    Descriptor transmit_;   ///< guarded by mutex_; closed while there is no peer
+    bool stalled_ = false;  ///< guarded by mutex_
+};
+
+class InterfaceCable final : public Cable {
+  public:
+    explicit InterfaceCable(Descriptor packet) : packet_(std::move(packet)) {}
+    int descriptor() const override { return packet_.get(); }
+
+    int send(std::span<const u8> frame, bool /*mayWait*/) override {
+        if (::send(packet_.get(), frame.data(), frame.size(), MSG_DONTWAIT) >= 0) {
+            return 0;
+        }
+        // An interface that is down or gone is a cable that is not plugged in.
+        const bool lost = errno == ENETDOWN || errno == ENXIO || errno == ENODEV;
+        return lost ? 0 : errno;
+    }
+
+  private:
+    const Descriptor packet_;
+};
+
+std::shared_ptr<Cable> fail(std::string& error, const std::string& what) {
+    error = what + ": " + errorText(errno);
+    return nullptr;
+}
+
+std::shared_ptr<Cable> openUnix(const CableConfig& config, std::string& error) {
+    Descriptor receive(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!receive.isOpen()) {
+        return fail(error, "cable socket");
+    }
+    if (config.localPath.size() >= sizeof(sockaddr_un::sun_path) ||
+        config.peerPath.size() >= sizeof(sockaddr_un::sun_path)) {
+        error = "a socket path has at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
+                " bytes";
+        return nullptr;
+    }
+    const sockaddr_un address = addressOf(config.localPath);
+    // What a daemon that crashed left at our path is removed; nothing but a socket is.
+    if (socketNumber(config.localPath) != 0) {
+        unlink(config.localPath.c_str());
+    }
+    if (bind(receive.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return fail(error, "cable socket '" + config.localPath + "'");
+    }
+    return std::make_shared<UnixCable>(config, std::move(receive));
+}
+
+/// Lets through what is sent to 01-80-C2-00-00-21. The filter runs before a tag would be seen, so a
+/// tagged frame passes here and is told apart by its auxiliary data.
+bool attachGroupFilter(int descriptor) {
+    std::array<sock_filter, 6> program = {{
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0x0180C200, 0, 3),
+        BPF_STMT(BPF_LD | BPF_H | BPF_ABS, 4),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0x0021, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, 0xFFFFFFFF),
+        BPF_STMT(BPF_RET | BPF_K, 0),
+    }};
+    const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+    return setsockopt(descriptor, SOL_SOCKET, SO_ATTACH_FILTER, &filter, sizeof filter) == 0;
+}
+
+/// The socket sees all ethertypes: one bound to a single ethertype misses 802.3 lengths.
+bool bindInterface(int descriptor, int index) {
+    const int on = 1;
+    packet_mreq membership{};
+    membership.mr_ifindex = index;
+    membership.mr_type = PACKET_MR_MULTICAST;
+    membership.mr_alen = static_cast<unsigned short>(kMvrpGroupAddress.size());
+    std::memcpy(membership.mr_address, kMvrpGroupAddress.data(), kMvrpGroupAddress.size());
+    sockaddr_ll address{};
+    address.sll_family = AF_PACKET;
+    address.sll_protocol = htons(ETH_P_ALL);
+    address.sll_ifindex = index;
+    return setsockopt(descriptor, SOL_PACKET, PACKET_IGNORE_OUTGOING, &on, sizeof on) == 0 &&
+           setsockopt(descriptor, SOL_PACKET, PACKET_AUXDATA, &on, sizeof on) == 0 &&
+           setsockopt(descriptor, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &membership,
+                      sizeof membership) == 0 &&
+           bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+std::shared_ptr<Cable> openInterface(const CableConfig& config, std::string& error) {
+    const unsigned index = if_nametoindex(config.interfaceName.c_str());
+    if (index == 0) {
+        return fail(error, "interface '" + config.interfaceName + "'");
+    }
+    // Protocol 0: nothing is received before the filter is in place.
+    Descriptor packet(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!packet.isOpen()) {
+        return fail(error, "packet socket (needs CAP_NET_RAW)");
+    }
+    if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index))) {
+        return fail(error, "interface '" + config.interfaceName + "'");
+    }
+    return std::make_shared<InterfaceCable>(std::move(packet));
+}
+
+}  // namespace
+
+FrameBatch::FrameBatch() {
+    for (std::size_t i = 0; i < kMostFrames; ++i) {
+        parts_[i] = {buffers_[i].data(), buffers_[i].size()};
+        messages_[i] = {};
+        messages_[i].msg_hdr.msg_iov = &parts_[i];
+        messages_[i].msg_hdr.msg_iovlen = 1;
+        messages_[i].msg_hdr.msg_control = controls_[i].data();
+    }
+}
+
+std::size_t FrameBatch::receiveFrom(int descriptor) {
+    for (mmsghdr& message : messages_) {
+        message.msg_hdr.msg_controllen = kControlBytes;
+    }
+    const int got = recvmmsg(descriptor, messages_.data(), kMostFrames, MSG_DONTWAIT, nullptr);
+    return got > 0 ? static_cast<std::size_t>(got) : 0;
+}
+
+ReceivedFrame FrameBatch::frame(std::size_t index) const {
+    const msghdr& message = messages_[index].msg_hdr;
+    bool tagged = false;
+    for (const cmsghdr* item = CMSG_FIRSTHDR(&message); item != nullptr;
+         item = CMSG_NXTHDR(const_cast<msghdr*>(&message), const_cast<cmsghdr*>(item))) {
+        if (item->cmsg_level == SOL_PACKET && item->cmsg_type == PACKET_AUXDATA) {
+            tpacket_auxdata auxdata{};
+            std::memcpy(&auxdata, CMSG_DATA(item), sizeof auxdata);
+            tagged = (auxdata.tp_status & TP_STATUS_VLAN_VALID) != 0;
+        }
+    }
+    return {std::span(buffers_[index]).first(messages_[index].msg_len), tagged};
+}
+
+std::shared_ptr<Cable> openCable(const CableConfig& config, std::string& error) {
+    switch (config.kind) {
+        case CableKind::Unix:
+            return openUnix(config, error);
+        case CableKind::Interface:
+            return openInterface(config, error);
+        case CableKind::None:
+            break;
+    }
+    return nullptr;
+}
+
+}  // namespace platform

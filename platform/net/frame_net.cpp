@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: MIT
+//
+// Set-up, cables and sending; the receive thread is in frame_net_receive.cpp.
+#include "platform/net/frame_net.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+
+#include "platform/net/clock.h"
+#include "platform/runtime/log.h"
+
+namespace platform {
+namespace {
+
+const PortConfig* findPort(const SwitchConfig& config, u32 unit) {
+    for (const PortConfig& port : config.ports) {
+        if (port.unit == unit) {
+            return &port;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+FrameNet::FrameNet(const SwitchDriver& driver, SocketLayer& sockets)
+    : driver_(driver),
+      sockets_(sockets),
+      batch_(std::make_unique<FrameBatch>()),
+      native_(std::make_unique<NativeFrames>()),
+      epoll_(epoll_create1(EPOLL_CLOEXEC)),
+      wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = 0;  // no port has unit 0
+    epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, wakeUp_.get(), &event);
+}
+
+FrameNet::~FrameNet() {
+    stop();
+}
+
+bool FrameNet::start(const SwitchConfig& config, std::string& error) {
+    if (!epoll_.isOpen() || !wakeUp_.isOpen()) {
+        error = "event descriptors: " + errorText(errno);
+        return false;
+    }
+    if (!reconfigure(config, error)) {
+        stop();
+        return false;
+    }
+    running_ = true;
+    thread_ = std::thread([this] { receiveLoop(); });
+    return true;
+}
+
+bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
+    const std::lock_guard serial(configMutex_);
+    error.clear();
+    for (const PortConfig& port : config_.ports) {
+        if (findPort(config, port.unit) == nullptr) {
+            forget(port.unit);
+        }
+    }
+    for (const PortConfig& port : config.ports) {
+        std::string reason;
+        if (!applyPort(port, findPort(config_, port.unit), reason)) {
+            error +=
+                (error.empty() ? "" : "; ") + ("port " + std::to_string(port.unit)) + ": " + reason;
+        }
+    }
+    config_ = config;
+    return error.empty();
+}
+
+bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::string& error) {
+    setWireForm(port.unit, port.wireForm);
+    const PortConfig fresh;
+    const PortConfig& old = before == nullptr ? fresh : *before;
+    if (port.recordFile != old.recordFile &&
+        setRecording(port.unit, port.recordFile, error) != HostStatus::Ok) {
+        return false;
+    }
+    if (port.cable != old.cable && !plug(port.unit, port.cable, error)) {
+        return false;
+    }
+    return port.replayFile.empty() || port.replayFile == old.replayFile ||
+           replay(port.unit, port.replayFile, 1, error) == HostStatus::Ok;
+}
+
+void FrameNet::stop() {
+    running_ = false;
+    wake();
+    if (thread_.joinable()) {
+        thread_.join();
+    }
+    const std::lock_guard serial(configMutex_);
+    const std::lock_guard lock(mutex_);
+    wires_.clear();
+    config_ = {};
+}
+
+void FrameNet::wake() {
+    const u64 one = 1;
+    [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
+}
+
+bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
+    std::shared_ptr<Cable> cable = openCable(config, error);
+    if (cable == nullptr && config.kind != CableKind::None) {
+        return false;
+    }
+    std::shared_ptr<Cable> old;
+    const std::lock_guard lock(mutex_);
+    PortWire& wire = wires_[unit];
+    old = std::move(wire.cable);
+    if (old != nullptr) {
+        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, old->descriptor(), nullptr);
+    }
+    if (cable != nullptr) {
+        epoll_event event{};
+        event.events = EPOLLIN;
+        event.data.u64 = unit;
+        if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cable->descriptor(), &event) != 0) {
+            error = "event descriptors: " + errorText(errno);
+            wire.cableConfig = {};
+            return false;
+        }
+    }
+    wire.cable = std::move(cable);
+    wire.cableConfig = config;
+    // Whoever is at the other end now has not been heard yet.
+    wire.heard = 0;
+    wire.heardIeee = false;
+    return true;
+}
+
+int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
+    const FramePolicy policy = driver_.framePolicy(unit);
+    if (policy.unit == 0) {
+        return ENXIO;
+    }
+    const u32 port = driver_.egressPort(unit);
+    if (!policy.active || port == 0) {
+        return 0;
+    }
+    std::array<u8, kLongestNativeFrame> converted;
+    std::span<const u8> sent = frame;
+    std::shared_ptr<Cable> cable;
+    {
+        const std::lock_guard lock(mutex_);
+        PortWire& own = wires_[unit];
+        if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
+            sent = std::span(converted).first(nativeToIeee(frame, converted));
+            if (sent.empty()) {
+                return 0;
+            }
+        }
+        PortWire& wire = wires_[port];
+        record(wire, sent);
+        cable = wire.cable;
+    }
+    const int error = cable == nullptr ? 0 : cable->send(sent, true);
+    const std::lock_guard lock(mutex_);
+    PortCountersRecord& counters = wires_[unit].counters;
+    if (error != 0) {
+        ++counters.sendFailed;
+    } else if (cable != nullptr) {
+        ++counters.framesOut;
+        counters.bytesOut += sent.size();
+    }
+    return error;
+}
+
+WireState FrameNet::wireState(u32 unit) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = wires_.find(unit);
+    WireState state;
+    state.cable = formatCable({});
+    if (found != wires_.end()) {
+        const PortWire& wire = found->second;
+        state = {wire.form, wire.heard, wire.peer, formatCable(wire.cableConfig)};
+    }
+    return state;
+}
+
+PortCountersRecord FrameNet::counters(u32 unit) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = wires_.find(unit);
+    return found == wires_.end() ? PortCountersRecord{} : found->second.counters;
+}
+
+HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& error) {
+    const std::optional<CableConfig> config = parseCable(text);
+    if (!config) {
+        error = "the cable is \"" + text + "\"; allowed is " + kCableAllowed;
+        return HostStatus::BadArgument;
+    }
+    return plug(unit, *config, error) ? HostStatus::Ok : HostStatus::BadArgument;
+}
+
+HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {
+    const std::lock_guard lock(mutex_);
+    wires_[unit].form = form;
+    return HostStatus::Ok;
+}
+
+HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string& error) {
+    std::optional<PcapWriter> recorder;
+    if (!file.empty()) {
+        recorder = PcapWriter::open(file, error);
+        if (!recorder) {
+            return HostStatus::BadArgument;
+        }
+    }
+    const std::lock_guard lock(mutex_);
+    PortWire& wire = wires_[unit];
+    wire.recordFile = file;
+    wire.recorder = std::move(recorder);
+    return HostStatus::Ok;
+}
+
+HostStatus FrameNet::replay(u32 unit, const std::string& file, u32 speed, std::string& error) {
+    std::optional<PcapFrames> frames = readPcap(file, error);
+    if (!frames) {
+        return HostStatus::BadArgument;
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        wires_[unit].replay = std::make_shared<Replay>(std::move(*frames), speed, monotonicUs());
+    }
+    wake();
+    return HostStatus::Ok;
+}
+
+void FrameNet::forget(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    const auto found = wires_.find(unit);
+    if (found == wires_.end()) {
+        return;
+    }
+    if (found->second.cable != nullptr) {
+        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, found->second.cable->descriptor(), nullptr);
+    }
+    wires_.erase(found);
+}
+
+void FrameNet::record(PortWire& wire, std::span<const u8> frame) {
+    if (wire.recorder && !wire.recorder->write(frame, wallClockUs())) {
+        logMessage(LogPriority::Warning, "recording to '%s' ends: %s", wire.recordFile.c_str(),
+                   errorText(errno).c_str());
+        wire.recorder.reset();
+    }
+}
+
+}  // namespace platform

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+//
+// The ports' side of the frames: cables, the receive thread between them and the sockets, and the
+// road of a sent frame to its cable.
+//
+//     cable -> adapter -> does the port take part? -> socket layer -> daemon
+//                                   no: out of all other ports that have a cable and a link
+//     daemon -> socket layer -> wire form of the port -> cable
+//
+// Locking: one mutex around the table of wires, held for look-ups and counting and never while a
+// frame is sent. The receive thread works without the daemon's lock; transmit() is called by the
+// protocol task and the command thread (under the daemon's lock), the PortWires calls by the
+// command thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "platform/net/port_wire.h"
+#include "platform/net/socket_layer.h"
+#include "platform/switch/port_wires.h"
+#include "platform/switch/switch_driver.h"
+#include "platform/wire/adapter.h"
+
+namespace platform {
+
+class FrameNet final : public FrameTransmitter, public PortWires {
+  public:
+    /// Both outlive it.
+    FrameNet(const SwitchDriver& driver, SocketLayer& sockets);
+    ~FrameNet() override;
+
+    /// Plugs the configured cables in and starts the receive thread.
+    /// @return false with the reason in `error`: nothing runs then
+    bool start(const SwitchConfig& config, std::string& error);
+    /// Takes another configuration over: cables, wire forms and captures that differ.
+    /// @return false with all that failed in `error`; the rest is in force
+    bool reconfigure(const SwitchConfig& config, std::string& error);
+    /// Ends the receive thread and unplugs all cables.
+    void stop();
+
+    int transmit(u32 unit, std::span<const u8> frame) override;
+
+    WireState wireState(u32 unit) const override;
+    PortCountersRecord counters(u32 unit) const override;
+    HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
+    HostStatus setWireForm(u32 unit, WireForm form) override;
+    HostStatus setRecording(u32 unit, const std::string& file, std::string& error) override;
+    HostStatus replay(u32 unit, const std::string& file, u32 speed, std::string& error) override;
+    void forget(u32 unit) override;
+
+    /// A frame as it comes out of a port's cable; called by the receive thread, and by tests
+    /// instead of it.
+    void frameArrived(u32 port, std::span<const u8> bytes, bool tagged);
+
+  private:
+    /// Changes one port to what its configuration says. @return false with the reason in `error`
+    bool applyPort(const PortConfig& port, const PortConfig* before, std::string& error);
+    bool plug(u32 unit, const CableConfig& config, std::string& error);
+
+    void receiveLoop();
+    void receiveFrom(u32 port);
+    /// Feeds due frames of captures. @return ms until the next is due, -1 when none
+    int runReplays();
+    std::optional<Delivery> offerFrame(const FramePolicy& policy, const FrameView& view,
+                                       DropReason& reason);
+    void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
+    void forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes);
+    void record(PortWire& wire, std::span<const u8> frame);
+    void wake();
+
+    const SwitchDriver& driver_;
+    SocketLayer& sockets_;
+
+    mutable std::mutex mutex_;
+    std::map<u32, PortWire> wires_;  ///< guarded by mutex_
+
+    std::mutex configMutex_;  ///< serialises start, reconfigure and stop
+    SwitchConfig config_;     ///< guarded by configMutex_
+
+    // The receive thread's own.
+    std::unique_ptr<FrameBatch> batch_;
+    std::unique_ptr<NativeFrames> native_;
+    std::vector<std::pair<u32, std::shared_ptr<Cable>>> targets_;
+
+    Descriptor epoll_;
+    Descriptor wakeUp_;
+    std::atomic<bool> running_{false};
+    std::thread thread_;
+};
+
+}  // namespace platform

@@ -1,0 +1,201 @@
+// SPDX-License-Identifier: MIT
+//
+// The receive thread: from a cable or a capture to the daemon's sockets, or to other ports.
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "platform/net/clock.h"
+#include "platform/net/frame_net.h"
+
+namespace platform {
+namespace {
+
+constexpr int kMostEvents = 32;
+/// Frames of a capture that one pass feeds, so that cables are looked at in between.
+constexpr int kReplayBurst = 64;
+
+}  // namespace
+
+void FrameNet::receiveLoop() {
+    std::array<epoll_event, kMostEvents> events;
+    while (running_) {
+        const int waitMs = runReplays();
+        const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
+        for (int i = 0; i < count; ++i) {
+            const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
+            if (unit != 0) {
+                receiveFrom(static_cast<u32>(unit));
+                continue;
+            }
+            u64 signals = 0;
+            [[maybe_unused]] const ssize_t cleared = read(wakeUp_.get(), &signals, sizeof signals);
+        }
+    }
+}
+
+void FrameNet::receiveFrom(u32 port) {
+    std::shared_ptr<Cable> cable;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto found = wires_.find(port);
+        if (found != wires_.end()) {
+            cable = found->second.cable;
+        }
+    }
+    if (cable == nullptr) {
+        return;
+    }
+    const std::size_t count = batch_->receiveFrom(cable->descriptor());
+    for (std::size_t i = 0; i < count; ++i) {
+        const ReceivedFrame frame = batch_->frame(i);
+        frameArrived(port, frame.bytes, frame.tagged);
+    }
+}
+
+int FrameNet::runReplays() {
+    std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays;
+    {
+        const std::lock_guard lock(mutex_);
+        for (const auto& [unit, wire] : wires_) {
+            if (wire.replay != nullptr) {
+                replays.emplace_back(unit, wire.replay);
+            }
+        }
+    }
+    u64 soonestUs = ULLONG_MAX;
+    const u64 nowUs = monotonicUs();
+    for (const auto& [unit, replay] : replays) {
+        for (int burst = 0; burst < kReplayBurst; ++burst) {
+            const std::optional<std::span<const u8>> frame = replay->next(nowUs);
+            if (!frame) {
+                break;
+            }
+            frameArrived(unit, *frame, false);
+        }
+        if (const std::optional<u64> due = replay->dueUs()) {
+            soonestUs = std::min(soonestUs, *due);
+            continue;
+        }
+        const std::lock_guard lock(mutex_);
+        const auto wire = wires_.find(unit);
+        if (wire != wires_.end() && wire->second.replay == replay) {
+            wire->second.replay.reset();
+        }
+    }
+    if (soonestUs == ULLONG_MAX) {
+        return -1;
+    }
+    constexpr u64 kLongestWaitMs = 60'000;
+    const u64 waitUs = soonestUs > nowUs ? soonestUs - nowUs : 0;
+    return static_cast<int>(std::min((waitUs + 999) / 1000, kLongestWaitMs));
+}
+
+void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
+    const FramePolicy policy = driver_.framePolicy(port);
+    {
+        const std::lock_guard lock(mutex_);
+        PortWire& wire = wires_[port];
+        record(wire, bytes);
+        if (policy.unit == 0 || !policy.linkUp || !policy.active) {
+            ++wire.counters.droppedDisabled;
+            return;
+        }
+    }
+    if (policy.takesPart()) {
+        handOver(policy, bytes, tagged);
+        return;
+    }
+    if (isGroupFrame(bytes) && !tagged) {
+        forward(port, policy, bytes);
+        return;
+    }
+    const std::lock_guard lock(mutex_);
+    ++wires_[policy.unit].counters.ignored;
+}
+
+/// A frame of a port that takes part: to the daemon or nowhere.
+void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged) {
+    const FrameView view = classifyFrame(bytes);
+    DropReason reason = tagged ? DropReason::Tagged : view.reason;
+    std::optional<Delivery> outcome;
+    if (reason == DropReason::None) {
+        outcome = offerFrame(policy, view, reason);
+    }
+    const std::lock_guard lock(mutex_);
+    PortWire& wire = wires_[policy.unit];
+    countDrop(wire.counters, reason);
+    if (outcome) {
+        countDelivery(wire.counters, *outcome, bytes.size());
+    }
+    if (view.kind == FrameKind::None || tagged) {
+        return;
+    }
+    wire.peer = view.source();
+    if (view.kind == FrameKind::IeeeMvrp) {
+        wire.heard = static_cast<u32>(WireForm::Ieee);
+        wire.heardIeee = true;
+    } else if (view.kind == FrameKind::NativeMvrp) {
+        wire.heard = static_cast<u32>(WireForm::Native);
+    }
+}
+
+/// Offers a frame in the daemon's form. @return nothing when a standard PDU came to nothing
+std::optional<Delivery> FrameNet::offerFrame(const FramePolicy& policy, const FrameView& view,
+                                             DropReason& reason) {
+    const bool isGvrp = view.kind == FrameKind::Gvrp;
+    if (!(isGvrp ? policy.gvrp : policy.mvrp)) {
+        return Delivery::NoSocket;
+    }
+    const SocketKind kind = isGvrp ? SocketKind::Gvrp : SocketKind::Mvrp;
+    FrameMeta meta;
+    meta.unit = policy.unit;
+    meta.protocol = static_cast<u16>(isGvrp ? kQorProtocolGvrp : kQorProtocolMvrp);
+    meta.pduOffset = isGvrp ? u8{kGvrpHeaderBytes} : u8{kNativeHeaderBytes};
+    meta.destination = view.destination();
+    meta.source = view.source();
+    if (view.kind != FrameKind::IeeeMvrp) {
+        return sockets_.deliver(kind, meta, view.frame);
+    }
+    ieeeToNative(view, *native_);
+    reason = native_->reason;
+    std::optional<Delivery> outcome;
+    if (native_->leaveAllBytes != 0) {
+        outcome = sockets_.deliver(kind, meta,
+                                   std::span(native_->leaveAll).first(native_->leaveAllBytes));
+    }
+    if (native_->vectorBytes != 0) {
+        const Delivery vectors =
+            sockets_.deliver(kind, meta, std::span(native_->vectors).first(native_->vectorBytes));
+        // What was lost of a PDU is what has to be seen.
+        outcome = outcome ? std::max(*outcome, vectors) : vectors;
+    }
+    return outcome;
+}
+
+/// Sends a frame of a port that takes no part out of every other port that has a cable and a link,
+/// once for an aggregation and not back into the one that it came from.
+void FrameNet::forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes) {
+    targets_.clear();
+    {
+        const std::lock_guard lock(mutex_);
+        ++wires_[port].counters.forwarded;
+        for (auto& [unit, wire] : wires_) {
+            if (wire.cable != nullptr && unit != port) {
+                targets_.emplace_back(unit, wire.cable);
+            }
+        }
+    }
+    for (const auto& [unit, cable] : targets_) {
+        const FramePolicy target = driver_.framePolicy(unit);
+        if (target.linkUp && target.unit != policy.unit &&
+            driver_.egressPort(target.unit) == unit) {
+            cable->send(bytes, false);
+        }
+    }
+    targets_.clear();
+}
+
+}  // namespace platform

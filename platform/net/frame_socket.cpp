@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "platform/net/frame_socket.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace platform {
+namespace {
+
+/// Receive buffer of a socket that sets none.
+constexpr std::size_t kDefaultLimitBytes = 212992;
+constexpr std::size_t kMostMatches = 8192;
+constexpr std::size_t kMostGroups = 64;
+
+constexpr u32 kMatchInterface = 1;
+constexpr u32 kMatchMac = 2;
+
+bool sameMatch(const QorReceiveMatch& a, const QorReceiveMatch& b) {
+    return a.interfaceIndex == b.interfaceIndex && a.kind == b.kind &&
+           std::memcmp(a.value, b.value, sizeof a.value) == 0;
+}
+
+/// Reads an option's value. @return false when it has another length than its type
+template <typename Value>
+bool readValue(const void* value, socklen_t length, Value& out) {
+    if (value == nullptr || length != sizeof out) {
+        return false;
+    }
+    std::memcpy(&out, value, sizeof out);
+    return true;
+}
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    if (this != &other) {
+        const Descriptor old(release());
+        number_ = other.release();
+    }
+    return *this;
+}
+
+Descriptor::~Descriptor() {
+    if (number_ >= 0) {
+        close(number_);
+    }
+}
+
+int Descriptor::release() {
+    return std::exchange(number_, -1);
+}
+
+FrameSocket::FrameSocket(SocketKind kind, Descriptor ready)
+    : kind_(kind), ready_(std::move(ready)), ring_(ready_.get(), kDefaultLimitBytes) {}
+
+Delivery FrameSocket::deliver(const FrameMeta& meta, std::span<const u8> frame) {
+    if (isTunnelled(meta)) {
+        return Delivery::Tunnel;
+    }
+    return ring_.push(meta, frame) ? Delivery::Delivered : Delivery::Overflow;
+}
+
+Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
+    const u32 group = static_cast<u32>(datagram.group);
+    {
+        const std::lock_guard lock(mutex_);
+        if (std::ranges::find(groups_, group) == groups_.end()) {
+            return Delivery::NoSocket;
+        }
+    }
+    FrameMeta meta;
+    meta.unit = group;
+    return ring_.push(meta, datagram.bytes) ? Delivery::Delivered : Delivery::Overflow;
+}
+
+int FrameSocket::setOption(int level, int option, const void* value, socklen_t length) {
+    u32 word = 0;
+    QorReceiveMatch match{};
+    if (level == kQorLevelSocket && option == kQorOptionMatchAdd) {
+        return readValue(value, length, match) ? addMatch(match) : EINVAL;
+    }
+    if (level == kQorLevelSocket && option == kQorOptionMatchRemove) {
+        return readValue(value, length, match) ? removeMatch(match) : EINVAL;
+    }
+    if (!readValue(value, length, word)) {
+        return EINVAL;
+    }
+    if (level == kQorLevelSocket && option == kQorOptionOwner) {
+        owner_.store(word);
+        return 0;
+    }
+    if (level == kQorLevelSocket && option == kQorOptionReceiveBuffer) {
+        ring_.setLimit(word);
+        return 0;
+    }
+    if (level == kQorLevelPacket && option == kQorOptionPacketInfo && kind_ != SocketKind::Route) {
+        packetInfo_.store(word != 0);
+        return 0;
+    }
+    if (level == kQorLevelRoute && option == kQorOptionAddMembership &&
+        kind_ == SocketKind::Route) {
+        const std::lock_guard lock(mutex_);
+        if (std::ranges::find(groups_, word) == groups_.end()) {
+            if (groups_.size() >= kMostGroups) {
+                return ENOBUFS;
+            }
+            groups_.push_back(word);
+        }
+        return 0;
+    }
+    return ENOPROTOOPT;
+}
+
+int FrameSocket::addMatch(const QorReceiveMatch& match) {
+    if (kind_ == SocketKind::Route || match.length != sizeof match ||
+        (match.kind != kMatchInterface && match.kind != kMatchMac)) {
+        return EINVAL;
+    }
+    const std::lock_guard lock(mutex_);
+    if (std::ranges::any_of(matches_, [&](const auto& m) { return sameMatch(m, match); })) {
+        return 0;
+    }
+    if (matches_.size() >= kMostMatches) {
+        return ENOBUFS;
+    }
+    matches_.push_back(match);
+    return 0;
+}
+
+int FrameSocket::removeMatch(const QorReceiveMatch& match) {
+    if (kind_ == SocketKind::Route) {
+        return EINVAL;
+    }
+    const std::lock_guard lock(mutex_);
+    return std::erase_if(matches_, [&](const auto& m) { return sameMatch(m, match); }) == 0 ? ENOENT
+                                                                                            : 0;
+}
+
+/// A pair is installed while both of its records are: the one naming the port and the one naming
+/// the address.
+bool FrameSocket::isTunnelled(const FrameMeta& meta) {
+    const std::lock_guard lock(mutex_);
+    bool port = false;
+    bool address = false;
+    for (const QorReceiveMatch& match : matches_) {
+        if (match.interfaceIndex == meta.unit) {
+            port = port || match.kind == kMatchInterface;
+            address = address ||
+                      (match.kind == kMatchMac && std::memcmp(match.value, meta.destination.data(),
+                                                              meta.destination.size()) == 0);
+        }
+    }
+    return port && address;
+}
+
+}  // namespace platform

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+//
+// One of the daemon's protocol sockets: a frame ring behind an eventfd, and the options set on it.
+//
+// Locking: guards itself; the receive thread delivers, the protocol task reads, and both it and the
+// command thread set options.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "platform/contract/qor_socket.h"
+#include "platform/net/frame_ring.h"
+#include "platform/switch/route_message.h"
+
+namespace platform {
+
+enum class SocketKind { Mvrp, Gvrp, Route };
+
+/// What became of a frame that was offered to a socket.
+enum class Delivery { Delivered, Tunnel, Overflow, NoSocket };
+
+/// File descriptor that closes itself.
+class Descriptor {
+  public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+    Descriptor& operator=(Descriptor&& other) noexcept;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
+
+    int get() const { return number_; }
+    bool isOpen() const { return number_ >= 0; }
+    int release();
+
+  private:
+    int number_;
+};
+
+class FrameSocket {
+  public:
+    FrameSocket(SocketKind kind, Descriptor ready);
+
+    SocketKind kind() const { return kind_; }
+    int descriptor() const { return ready_.get(); }
+    FrameRing& ring() { return ring_; }
+
+    /// Offers a frame, unless a receive match takes it.
+    Delivery deliver(const FrameMeta& meta, std::span<const u8> frame);
+    /// Offers messages of a group, unless the socket did not join it.
+    Delivery deliver(const RouteDatagram& datagram);
+
+    /// @return 0, or an errno value
+    int setOption(int level, int option, const void* value, socklen_t length);
+    void setNonBlocking(bool nonBlocking) { nonBlocking_.store(nonBlocking); }
+    bool isNonBlocking() const { return nonBlocking_.load(); }
+    bool attachesPacketInfo() const { return packetInfo_.load(); }
+    u32 owner() const { return owner_.load(); }
+
+  private:
+    int addMatch(const QorReceiveMatch& match);
+    int removeMatch(const QorReceiveMatch& match);
+    bool isTunnelled(const FrameMeta& meta);
+
+    const SocketKind kind_;
+    Descriptor ready_;
+    FrameRing ring_;
+    std::atomic<bool> nonBlocking_{false};
+    std::atomic<bool> packetInfo_{false};
+    std::atomic<u32> owner_{0};
+    std::mutex mutex_;                      ///< guards the two below
+    std::vector<QorReceiveMatch> matches_;  ///< a pair of a port takes two
+    std::vector<u32> groups_;
+};
+
+}  // namespace platform

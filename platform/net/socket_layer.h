@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+//
+// The daemon's sockets by descriptor, with the meanings of the POSIX calls. The contract's qor_*
+// functions (qor_calls.cpp) go to the installed layer.
+//
+// The raw and route sockets are rings in memory; local stream sockets are the host's own, with
+// their paths in the runtime directory. None of the platform's option or group numbers reaches the
+// host's kernel.
+//
+// Locking: any thread may call; the table is guarded by one mutex that is held for look-ups only. A
+// socket that is closed lives until the last call on it has returned.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "platform/contract/qor_socket.h"
+#include "platform/net/frame_socket.h"
+
+namespace platform {
+
+/// Sends frames for the sockets.
+class FrameTransmitter {
+  public:
+    virtual ~FrameTransmitter() = default;
+    /// @param frame  a whole frame in the daemon's form
+    /// @return 0, or an errno value. A frame that is lost on its way counts as sent.
+    virtual int transmit(u32 unit, std::span<const u8> frame) = 0;
+};
+
+class SocketLayer final : public RouteSink {
+  public:
+    /// Set before other threads run; null: every send fails with ENETDOWN.
+    void setTransmitter(FrameTransmitter* transmitter) { transmitter_ = transmitter; }
+
+    /// Offers a received frame to every socket of the protocol. With several sockets the best
+    /// outcome counts.
+    Delivery deliver(SocketKind kind, const FrameMeta& meta, std::span<const u8> frame);
+    void deliver(const RouteDatagram& datagram) override;
+    /// Route datagrams that found a full ring.
+    u64 lostNotifications() const { return lostNotifications_.load(); }
+
+    // The calls of the contract: results and errno as POSIX.
+    int open(int family, int type, int protocol);
+    int bind(int socket, const void* address, socklen_t length);
+    int setOption(int socket, int level, int option, const void* value, socklen_t length);
+    int control(int socket, unsigned long request, void* argument);
+    int select(int count, fd_set* read, fd_set* write, fd_set* except, const timeval* timeout);
+    ssize_t receiveMessage(int socket, msghdr* message, int flags);
+    ssize_t receiveFrom(int socket, void* buffer, size_t length, int flags, void* address,
+                        socklen_t* addressLength);
+    ssize_t sendMessage(int socket, const msghdr* message, int flags);
+    int close(int socket);
+
+  private:
+    using SocketPointer = std::shared_ptr<FrameSocket>;
+
+    SocketPointer find(int socket);
+    /// Waits for a frame unless the socket or the call is non-blocking. @return as recv()
+    static ssize_t take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out);
+
+    FrameTransmitter* transmitter_ = nullptr;
+    std::atomic<u64> lostNotifications_{0};
+    std::mutex mutex_;
+    std::vector<SocketPointer> open_;  ///< guarded by mutex_; a handful
+};
+
+/// Installs the layer behind the contract; null takes it out. The caller owns it and keeps it until
+/// no thread calls the contract any more.
+void installSocketLayer(SocketLayer* layer);
+SocketLayer* socketLayer();
+
+}  // namespace platform
