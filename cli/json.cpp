@@ -35,6 +35,8 @@ Json countersOf(const platform::PortCountersRecord& c) {
         {"framesOut", c.framesOut},
         {"bytesIn", c.bytesIn},
         {"bytesOut", c.bytesOut},
+        {"forwarded", c.forwarded},
+        {"ignored", c.ignored},
         {"droppedMalformed", c.droppedMalformed},
         {"droppedOverflow", c.droppedOverflow},
         {"droppedDisabled", c.droppedDisabled},

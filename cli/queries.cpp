@@ -46,10 +46,16 @@ std::vector<std::byte> bytesOf(u32 value) {
                           std::to_string(wanted) + "; mvrpctl and mvrp are of different versions");
 }
 
+/// The status of a refusal, and its text: the platform's own requests may answer with one.
+[[noreturn]] void refused(const Reply& reply) {
+    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    throw RefusedError(reply.status, text.empty() ? statusText(reply.status) : text);
+}
+
 template <typename Record>
 Record decode(const Reply& reply) {
     if (reply.status != 0)
-        throw RefusedError(reply.status, statusText(reply.status));
+        refused(reply);
     if (reply.value.size() != sizeof(Record))
         wrongSize(reply.value.size(), sizeof(Record));
     Record record;
@@ -60,7 +66,7 @@ Record decode(const Reply& reply) {
 template <typename Record>
 std::vector<Record> decodeList(const Reply& reply) {
     if (reply.status != 0)
-        throw RefusedError(reply.status, statusText(reply.status));
+        refused(reply);
     if (reply.value.size() % sizeof(Record) != 0)
         wrongSize(reply.value.size(), reply.value.size() / sizeof(Record) * sizeof(Record));
     std::vector<Record> records(reply.value.size() / sizeof(Record));
@@ -120,7 +126,7 @@ PortView readPort(const SwitchPortRecord& port, std::span<const Reply> replies) 
         view.machines = decodeList<MachineRecord>(replies[next++]);
         readMachines(view);
     } else if (enable.status != static_cast<u32>(Status::NoPort)) {
-        throw RefusedError(enable.status, statusText(enable.status));
+        refused(enable);
     } else {
         next += kSettingFields.size() + 1;
     }

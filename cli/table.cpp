@@ -56,11 +56,11 @@ std::string Table::print(const Style& style) const {
     const auto addRow = [&](const std::vector<Cell>& row) {
         for (std::size_t i = 0; i < row.size(); ++i) {
             const bool last = i + 1 == row.size();
-            // No blanks at the end of a line.
-            const std::size_t width = last && !right[i] ? 0 : widths[i];
-            text += style.paint(row[i].colour, padded(row[i].text, width, right[i]));
-            text += last ? "\n" : kColumnGap;
+            text += style.paint(row[i].colour, padded(row[i].text, widths[i], right[i]));
+            text += last ? "" : kColumnGap;
         }
+        text.resize(text.find_last_not_of(' ') + 1);
+        text += "\n";
     };
     addRow(titles);
     for (const auto& row : rows_)

@@ -218,15 +218,16 @@ std::string stateText(const std::vector<StateGroup>& groups, const Style& style)
 }
 
 std::string countersText(const std::vector<PortView>& ports, const Style& style) {
-    Table table({"Port", ">Frames in", ">out", ">Bytes in", ">out", ">Malformed", ">Overflow",
-                 ">Not enabled", ">Tunnelled", ">Send failed"});
+    Table table({"Port", ">Frames in", ">out", ">Bytes in", ">out", ">Forwarded", ">Ignored",
+                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Send failed"});
     for (const PortView& view : ports) {
         const platform::PortCountersRecord& c = view.counters;
         const auto bad = [](u64 count) {
             return Cell(std::to_string(count), count == 0 ? Colour::Plain : Colour::Bad);
         };
         table.add({view.port.name.data(), std::to_string(c.framesIn), std::to_string(c.framesOut),
-                   std::to_string(c.bytesIn), std::to_string(c.bytesOut), bad(c.droppedMalformed),
+                   std::to_string(c.bytesIn), std::to_string(c.bytesOut),
+                   std::to_string(c.forwarded), std::to_string(c.ignored), bad(c.droppedMalformed),
                    bad(c.droppedOverflow), std::to_string(c.droppedDisabled),
                    std::to_string(c.droppedTunnel), bad(c.sendFailed)});
     }

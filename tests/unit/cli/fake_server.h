@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+//
+// The daemon's end of a command channel, played by a thread of the test.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/command/wire.h"
+
+namespace cli_test {
+
+/// What arrived of a request.
+struct Arrived {
+    platform::RequestHeader header;
+    std::vector<std::byte> value;
+};
+
+/// Listens on a socket in a directory of its own and runs `play` on the first connection.
+class FakeServer {
+  public:
+    explicit FakeServer(std::function<void(FakeServer&)> play) {
+        char pattern[] = "/tmp/mvrp-cli-test-XXXXXX";
+        directory_ = mkdtemp(pattern);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path().copy(address.sun_path, sizeof(address.sun_path) - 1);
+        listener_ = socket(AF_UNIX, SOCK_STREAM, 0);
+        bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+        listen(listener_, 1);
+        thread_ = std::thread([this, play = std::move(play)] {
+            connection_ = accept(listener_, nullptr, nullptr);
+            play(*this);
+            close(connection_);
+        });
+    }
+    ~FakeServer() {
+        thread_.join();
+        close(listener_);
+        unlink(path().c_str());
+        rmdir(directory_.c_str());
+    }
+    FakeServer(const FakeServer&) = delete;
+    FakeServer& operator=(const FakeServer&) = delete;
+
+    std::string path() const { return directory_ + "/s"; }
+
+    bool receive(void* bytes, std::size_t length) {
+        return length == 0 ||
+               recv(connection_, bytes, length, MSG_WAITALL) == static_cast<ssize_t>(length);
+    }
+
+    /// The next request; false at the end of the connection.
+    bool next(Arrived& request) {
+        if (!receive(&request.header, sizeof(request.header)))
+            return false;
+        request.value.resize(request.header.length);
+        return receive(request.value.data(), request.value.size());
+    }
+
+    /// Bytes that have arrived and were not read, after giving them time to arrive.
+    std::size_t waiting() const {
+        std::vector<std::byte> bytes(1 << 20);
+        const ssize_t count =
+            recv(connection_, bytes.data(), bytes.size(), MSG_PEEK | MSG_DONTWAIT);
+        return count < 0 ? 0 : static_cast<std::size_t>(count);
+    }
+
+    void sendBytes(std::span<const std::byte> bytes) {
+        while (!bytes.empty()) {
+            const ssize_t count = send(connection_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+            if (count <= 0)
+                return;
+            bytes = bytes.subspan(static_cast<std::size_t>(count));
+        }
+    }
+
+    void reply(u32 status, std::span<const std::byte> value = {}) {
+        const platform::ReplyHeader header = {status, static_cast<u32>(value.size())};
+        sendBytes(std::as_bytes(std::span(&header, 1)));
+        sendBytes(value);
+    }
+
+    template <typename Record>
+    void replyRecord(const Record& record) {
+        reply(0, std::as_bytes(std::span(&record, 1)));
+    }
+
+  private:
+    std::string directory_;
+    int listener_ = -1;
+    int connection_ = -1;
+    std::thread thread_;
+};
+
+}  // namespace cli_test

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "cli/names.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "cli/statuses.h"
+
+namespace {
+
+using namespace cli;
+
+TEST(Names, ApplicantStatesHaveTheirStandardNamesInOrder) {
+    const char* const expected[] = {"VO", "VP", "VN", "AN", "AA", "QA", "LA",
+                                    "LO", "AO", "QO", "AP", "QP", "VA"};
+    for (u32 state = 0; state < std::size(expected); ++state)
+        EXPECT_EQ(nameOf(kApplicantStates, state), expected[state]);
+}
+
+TEST(Names, AValueWithoutANameIsItsNumber) {
+    EXPECT_EQ(nameOf(kRegistrarStates, 7), "7");
+}
+
+TEST(Names, AValueIsReadAsWordOrAsNumber) {
+    EXPECT_EQ(valueOf(kRegistrationModes, "forbidden"), 3U);
+    EXPECT_EQ(valueOf(kRegistrationModes, "2"), 2U);
+    EXPECT_EQ(valueOf(kRegistrationModes, "0x2"), 2U);
+}
+
+TEST(Names, AnythingElseIsNoValue) {
+    for (const char* text : {"", "Forbidden", "4", "0", "2x", "-1", "fixed ", "4294967298"})
+        EXPECT_EQ(valueOf(kRegistrationModes, text), std::nullopt) << text;
+}
+
+TEST(Names, AListReadsLikeASentence) {
+    EXPECT_EQ(listOf(kRegistrationModes), "normal, fixed or forbidden");
+    EXPECT_EQ(listOf(kOnOff), "on or off");
+}
+
+TEST(DebugMask, IsReadFromWordsAndWrittenBack) {
+    EXPECT_EQ(parseDebugMask("receive,timer"), 0x41U);
+    EXPECT_EQ(formatDebugMask(0x41), "receive,timer");
+    EXPECT_EQ(parseDebugMask("start"), 0x80U);
+    EXPECT_EQ(formatDebugMask(0), "none");
+    EXPECT_EQ(parseDebugMask("none"), 0U);
+    EXPECT_EQ(parseDebugMask("all"), 255U);
+    EXPECT_EQ(parseDebugMask("0xff"), 255U);
+}
+
+TEST(DebugMask, RefusesUnknownWordsAndNumbersAbove255) {
+    for (const char* text : {"", "256", "receive,", "receive timer", "rcv", ",", "-1"})
+        EXPECT_EQ(parseDebugMask(text), std::nullopt) << text;
+}
+
+TEST(StatusText, EveryStatusOfTheDaemonHasATextOfItsOwn) {
+    std::set<std::string> texts;
+    const Status statuses[] = {Status::BadArgument, Status::NoMemory,       Status::NoPort,
+                               Status::PoolBusy,    Status::PortUnreadable, Status::GloballyOff,
+                               Status::NotEligible, Status::TimerRange,     Status::Failed};
+    for (const Status status : statuses) {
+        const std::string text = statusText(static_cast<u32>(status));
+        EXPECT_FALSE(text.starts_with("status ")) << text;
+        EXPECT_TRUE(texts.insert(text).second) << text;
+    }
+}
+
+TEST(StatusText, AnUnknownStatusIsShownAsItIs) {
+    EXPECT_EQ(statusText(0x12345678), "status 0x12345678");
+}
+
+}  // namespace
