@@ -37,7 +37,7 @@ void ClientConnection::receive() {
     const std::size_t before = input_.size();
     input_.resize(std::min(before + kReadBytes, kMaxUnread));
     const ssize_t received =
-        recv(connection_.number(), input_.data() + before, input_.size() - before, MSG_DONTWAIT);
+        recv(connection_.get(), input_.data() + before, input_.size() - before, MSG_DONTWAIT);
     const int error = errno;
     input_.resize(before + static_cast<std::size_t>(std::max<ssize_t>(received, 0)));
     if (received == 0 || (received < 0 && !wouldWait(error)))
@@ -92,7 +92,7 @@ void ClientConnection::serve(const RequestServer& server) {
 
 void ClientConnection::send() {
     while (wantsToWrite() && !lost_) {
-        const ssize_t gone = ::send(connection_.number(), output_.data() + sent_, unsent(),
+        const ssize_t gone = ::send(connection_.get(), output_.data() + sent_, unsent(),
                                     MSG_DONTWAIT | MSG_NOSIGNAL);
         if (gone < 0) {
             lost_ = !wouldWait(errno);

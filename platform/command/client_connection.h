@@ -29,7 +29,7 @@ class ClientConnection {
   public:
     explicit ClientConnection(Descriptor connection);
 
-    int descriptor() const { return connection_.number(); }
+    int descriptor() const { return connection_.get(); }
 
     /// Reads what there is, as far as there is room.
     void receive();

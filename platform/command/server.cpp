@@ -33,19 +33,19 @@ void CommandServer::watch(int descriptor, u32 events, bool known) {
     epoll_event event{};
     event.events = events;
     event.data.fd = descriptor;
-    epoll_ctl(poll_.number(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &event);
+    epoll_ctl(poll_.get(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &event);
 }
 
 bool CommandServer::open(const std::string& path, std::string& error) {
-    if (!poll_.valid() || !wake_.valid()) {
+    if (!poll_.isOpen() || !wake_.isOpen()) {
         error = errorText(errno);
         return false;
     }
     listener_ = listenUnix(path, access_.group, error);
-    if (!listener_.valid())
+    if (!listener_.isOpen())
         return false;
-    watch(wake_.number(), EPOLLIN, false);
-    watch(listener_.number(), EPOLLIN, false);
+    watch(wake_.get(), EPOLLIN, false);
+    watch(listener_.get(), EPOLLIN, false);
     return true;
 }
 
@@ -61,12 +61,12 @@ void CommandServer::post(std::function<void()> work) {
         const std::lock_guard lock(guard_);
         posted_.push_back(std::move(work));
     }
-    eventfd_write(wake_.number(), 1);
+    eventfd_write(wake_.get(), 1);
 }
 
 void CommandServer::runPosted() {
     eventfd_t ignored = 0;
-    eventfd_read(wake_.number(), &ignored);
+    eventfd_read(wake_.get(), &ignored);
     std::vector<std::function<void()>> posted;
     {
         const std::lock_guard lock(guard_);
@@ -78,7 +78,7 @@ void CommandServer::runPosted() {
 
 void CommandServer::acceptOne(Descriptor connection) {
     std::string who;
-    if (!peerMayConnect(connection.number(), access_, who)) {
+    if (!peerMayConnect(connection.get(), access_, who)) {
         logMessage(LogPriority::Warning, "command channel: %s may not use it", who.c_str());
         return;
     }
@@ -88,7 +88,7 @@ void CommandServer::acceptOne(Descriptor connection) {
                    kMaxClients);
         return;
     }
-    const int descriptor = connection.number();
+    const int descriptor = connection.get();
     watch(descriptor, EPOLLIN, false);
     clients_.emplace(descriptor, std::make_unique<ClientConnection>(std::move(connection)));
 }
@@ -96,8 +96,8 @@ void CommandServer::acceptOne(Descriptor connection) {
 void CommandServer::acceptClients() {
     for (;;) {
         Descriptor connection(
-            accept4(listener_.number(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-        if (connection.valid()) {
+            accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (connection.isOpen()) {
             acceptOne(std::move(connection));
             continue;
         }
@@ -106,7 +106,7 @@ void CommandServer::acceptClients() {
         if (errno != EAGAIN) {
             logMessage(LogPriority::Error, "command channel: no new client: %s",
                        errorText(errno).c_str());
-            watch(listener_.number(), 0, true);
+            watch(listener_.get(), 0, true);
             acceptPaused_ = true;
         }
         return;
@@ -126,9 +126,9 @@ void CommandServer::settle(ClientConnection& client) {
 }
 
 void CommandServer::handle(int descriptor, u32 events) {
-    if (descriptor == listener_.number())
+    if (descriptor == listener_.get())
         return acceptClients();
-    if (descriptor == wake_.number())
+    if (descriptor == wake_.get())
         return runPosted();
     const auto found = clients_.find(descriptor);
     if (found == clients_.end())
@@ -165,9 +165,9 @@ void CommandServer::run() {
     for (;;) {
         const int wait = waiting ? 0 : acceptPaused_ ? kRetryAcceptMs : kForEver;
         const int count =
-            epoll_wait(poll_.number(), events.data(), static_cast<int>(events.size()), wait);
+            epoll_wait(poll_.get(), events.data(), static_cast<int>(events.size()), wait);
         if (std::exchange(acceptPaused_, false))
-            watch(listener_.number(), EPOLLIN, true);
+            watch(listener_.get(), EPOLLIN, true);
         for (int index = 0; index < count; index++)
             handle(events[static_cast<std::size_t>(index)].data.fd,
                    events[static_cast<std::size_t>(index)].events);

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <utility>
 
 #include "platform/runtime/log.h"
 
@@ -46,7 +45,7 @@ bool removeStale(const std::string& path, std::string& error) {
         return false;
     }
     std::string ignored;
-    if (connectUnix(path, ignored).valid()) {
+    if (connectUnix(path, ignored).isOpen()) {
         error = path + " is served by another process; allowed: one for each " + "socket path";
         return false;
     }
@@ -64,35 +63,15 @@ bool restrict(const std::string& path, std::optional<gid_t> group) {
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-    reset();
-}
-
-Descriptor::Descriptor(Descriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-        reset();
-        number_ = std::exchange(other.number_, -1);
-    }
-    return *this;
-}
-
-void Descriptor::reset() {
-    if (number_ >= 0)
-        close(number_);
-    number_ = -1;
-}
-
 Descriptor listenUnix(const std::string& path, std::optional<gid_t> group, std::string& error) {
     sockaddr_un address{};
     if (!addressOf(path, address, error) || !removeStale(path, error))
-        return {};
+        return Descriptor();
     Descriptor listener = newSocket();
-    if (!listener.valid() || bind(listener.number(), generic(address), sizeof address) != 0 ||
-        !restrict(path, group) || listen(listener.number(), kBacklog) != 0) {
+    if (!listener.isOpen() || bind(listener.get(), generic(address), sizeof address) != 0 ||
+        !restrict(path, group) || listen(listener.get(), kBacklog) != 0) {
         error = path + ": " + errorText(errno);
-        return {};
+        return Descriptor();
     }
     return listener;
 }
@@ -100,12 +79,11 @@ Descriptor listenUnix(const std::string& path, std::optional<gid_t> group, std::
 Descriptor connectUnix(const std::string& path, std::string& error) {
     sockaddr_un address{};
     if (!addressOf(path, address, error))
-        return {};
+        return Descriptor();
     Descriptor connection = newSocket();
-    if (!connection.valid() ||
-        connect(connection.number(), generic(address), sizeof address) != 0) {
+    if (!connection.isOpen() || connect(connection.get(), generic(address), sizeof address) != 0) {
         error = path + ": " + errorText(errno);
-        return {};
+        return Descriptor();
     }
     return connection;
 }

@@ -8,24 +8,9 @@
 #include <optional>
 #include <string>
 
+#include "platform/runtime/descriptor.h"
+
 namespace platform {
-
-/// A file descriptor that is closed at its end.
-class Descriptor {
-  public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : number_(number) {}
-    ~Descriptor();
-    Descriptor(Descriptor&& other) noexcept;
-    Descriptor& operator=(Descriptor&& other) noexcept;
-
-    int number() const { return number_; }
-    bool valid() const { return number_ >= 0; }
-    void reset();
-
-  private:
-    int number_ = -1;
-};
 
 /// Listens on `path`, non-blocking. A socket that a process left behind is replaced, one that is
 /// served is not. Owner and `group`, if given, may connect.

@@ -36,24 +36,6 @@ bool readValue(const void* value, socklen_t length, Value& out) {
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-        const Descriptor old(release());
-        number_ = other.release();
-    }
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (number_ >= 0) {
-        close(number_);
-    }
-}
-
-int Descriptor::release() {
-    return std::exchange(number_, -1);
-}
-
 FrameSocket::FrameSocket(SocketKind kind, Descriptor ready)
     : kind_(kind), ready_(std::move(ready)), ring_(ready_.get(), kDefaultLimitBytes) {}
 

@@ -13,6 +13,7 @@
 
 #include "platform/contract/qor_socket.h"
 #include "platform/net/frame_ring.h"
+#include "platform/runtime/descriptor.h"
 #include "platform/switch/route_message.h"
 
 namespace platform {
@@ -21,24 +22,6 @@ enum class SocketKind { Mvrp, Gvrp, Route };
 
 /// What became of a frame that was offered to a socket.
 enum class Delivery { Delivered, Tunnel, Overflow, NoSocket };
-
-/// File descriptor that closes itself.
-class Descriptor {
-  public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor();
-
-    int get() const { return number_; }
-    bool isOpen() const { return number_ >= 0; }
-    int release();
-
-  private:
-    int number_;
-};
 
 class FrameSocket {
   public:
