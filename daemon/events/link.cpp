@@ -196,7 +196,8 @@ void mvrpMemberRemoved(u32 unit, u32 vid) {
         mvrpStaticVlanRetract(port, vid);
 }
 
-/// Acts on one attribute of a changed interface. `value` is the attribute behind its header.
+/// Acts on one attribute of a changed interface. `value` is what follows the attribute's header, up
+/// to the end of the message: a value is read whatever length its attribute claims.
 void mvrpLinkAttributeApply(std::span<u8> message, u16 type, std::span<const u8> value) {
     const u32 interface = mvrpRouteRead<u32>(message, ROUTE_LINK_INTERFACE);
     const u32 number = mvrpRouteRead<u32>(value, 0);
@@ -237,7 +238,7 @@ void mvrpLinkAttributesWalk(std::span<u8> message) {
         if (length < kHeaderBytes || length > rest.size())
             return;
         mvrpLinkAttributeApply(message, mvrpRouteRead<u16>(rest, kTypeAt),
-                               rest.subspan(kHeaderBytes, length - kHeaderBytes));
+                               rest.subspan(kHeaderBytes));
         rest = rest.subspan(std::min(mvrpRouteAlign(length), rest.size()));
     }
 }

@@ -94,7 +94,7 @@ s32 mvrpVlanInfoProcessGvrp(MvrpPortEntry* port, std::span<const u8> attributes)
         mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
     }
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0, "Vlan info process gvrp; done. (%u)\n\r",
-               port->portunit);
+               gMvrpInfo.vlanEntryNum);
     mvrpMapPropagateJoinMsgSend(port);
     return 0;
 }
@@ -121,7 +121,7 @@ s32 mvrpGidRcvAttribute(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
     mvrpBitSet(machine, MVRP_REG_BIT);
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
                "Gid rcv attribute; vlan %u change madMachine to %#x. (%u)\r\n", vid, *machine,
-               port->portunit);
+               gMvrpInfo.vlanEntryNum);
     mvrpGidRegistrationMark(port, vid);
     return 0;
 }

@@ -127,8 +127,7 @@ constexpr bool mvrpIndexShown(u32 index) {
 void mvrpIndexTrace(const MvrpFlush& flush, const char* mark, u32 index) {
     if (!mvrpIndexShown(index))
         return;
-    MVRP_TRACE(flush.kind.category, flush.unit(), index + 1, "%s; %s:%u\r\n", flush.kind.name, mark,
-               index);
+    MVRP_TRACE(flush.kind.category, 0, 0, "%s; %s:%u\r\n", flush.kind.name, mark, index);
 }
 
 /// @return whether the switch took the port out of the VLANs
@@ -143,8 +142,7 @@ bool mvrpMembershipRemove(const MvrpFlush& flush) {
                    flush.step(), flush.unit());
         return false;
     }
-    MVRP_TRACE(flush.kind.category, flush.unit(), 0, "%s; start:%u\r\n", flush.kind.name,
-               batch->start);
+    MVRP_TRACE(flush.kind.category, 0, 0, "%s; start:%u\r\n", flush.kind.name, batch->start);
     for (u32 index = batch->start; index <= flush.last; ++index) {
         mvrpIndexTrace(flush, "j1", index);
         if (mvrpBitTest(batch->removal.data(), index) == 0)
@@ -172,7 +170,7 @@ void mvrpVlansDelete(const MvrpFlush& flush) {
         return;
     }
     mvrpForEachMarked(flush, flush.batch->deletion, [&flush](u32 index) {
-        MVRP_TRACE(flush.kind.category, flush.unit(), index + 1, "%s; step%u.del vlan %u ok\r\n",
+        MVRP_TRACE(flush.kind.category, 0, index + 1, "%s; step%u.del vlan %u ok\r\n",
                    flush.kind.name, flush.step(), index + 1);
     });
     if (flush.how.concludes)

@@ -106,8 +106,8 @@ void mvrpPairDrop(const MvrpApplyKind& kind, MvrpPortVlanEntry* pair, u32 step) 
 }
 
 void mvrpPairTrace(const MvrpApplyKind& kind, const MvrpPortVlanEntry* pair, const char* text) {
-    MVRP_TRACE(kind.category, pair->portUnit, pair->vid, "%s; %s buf set vid %u\n\r", kind.name,
-               text, pair->vid);
+    MVRP_TRACE(kind.category, 0, pair->vid, "%s; %s buf set vid %u\n\r", kind.name, text,
+               pair->vid);
 }
 
 /// Takes a pair into the batch, or drops one that nothing is pending for. @return whether it was
