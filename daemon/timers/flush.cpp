@@ -89,7 +89,7 @@ void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
     for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
          port = mvrpPortEntryNext(port)) {
         if (flush.how.concludes) {
-            MVRP_TRACE(flush.kind.category, port->portunit, vid,
+            MVRP_TRACE(flush.kind.category, port->portunit, 0,
                        "%s step9; unit:%u (0x%02x,0x%02x)\n\r", flush.kind.name, port->portunit,
                        port->vlanFlag[index], port->madMachine[index]);
         }
