@@ -98,7 +98,7 @@ bool PcapWriter::write(std::span<const u8> frame, u64 timeUs) {
                                  static_cast<u32>(timeUs % kMicrosecondsPerSecond), length,
                                  static_cast<u32>(frame.size())};
     return std::fwrite(&header, sizeof header, 1, file_.get()) == 1 &&
-           std::fwrite(frame.data(), 1, length, file_.get()) == length &&
+           (length == 0 || std::fwrite(frame.data(), length, 1, file_.get()) == 1) &&
            std::fflush(file_.get()) == 0;
 }
 
