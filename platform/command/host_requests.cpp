@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+#include "platform/command/host_requests.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "platform/runtime/shell.h"
+#include "platform/runtime/timer.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kVlansOfPort = 4095;
+constexpr u32 kLastReadableVlan = 4094;
+
+template <typename Record>
+void appendRecord(std::vector<u8>& reply, const Record& record) {
+    const auto* bytes = reinterpret_cast<const u8*>(&record);
+    reply.insert(reply.end(), bytes, bytes + sizeof record);
+}
+
+void appendText(std::vector<u8>& reply, const std::string& text) {
+    reply.insert(reply.end(), text.begin(), text.end());
+}
+
+u32 refuseSize(std::size_t found, std::size_t allowed, std::vector<u8>& reply) {
+    return refuse(
+        HostStatus::BadArgument,
+        "the value has " + std::to_string(found) + " bytes; allowed: " + std::to_string(allowed),
+        reply);
+}
+
+u32 hostInfo(const HostFacts& facts, u64 startMs, std::vector<u8>& reply) {
+    HostInfoRecord info{};
+    info.driver = static_cast<u32>(facts.driver);
+    info.role = static_cast<u32>(facts.role());
+    info.standbyConnected = facts.standbyConnected() ? 1 : 0;
+    info.portCount = facts.portCount();
+    info.uptimeMs = monotonicMs() - startMs;
+    facts.switchName.copy(info.name.data(), info.name.size() - 1);
+    appendRecord(reply, info);
+    return kStatusOk;
+}
+
+u32 machineByte(Dispatcher& dispatcher, u32 unit, u32 attribute, u32 vid, u32& value) {
+    std::vector<u8> answer;
+    const RequestHeader header{static_cast<u32>(Request::PortGet), unit, attribute, sizeof vid};
+    const u32 status =
+        dispatcher.dispatch(header, {reinterpret_cast<const u8*>(&vid), sizeof vid}, answer);
+    if (status == kStatusOk && answer.size() == sizeof value)
+        std::memcpy(&value, answer.data(), sizeof value);
+    return status;
+}
+
+u32 readMachine(Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record) {
+    constexpr u32 kApplicant = 8;
+    constexpr u32 kRegistrar = 9;
+    constexpr u32 kRegBit = 10;
+    constexpr u32 kPropagateBit = 11;
+    u32 applicant = 0;
+    u32 registrar = 0;
+    u32 registered = 0;
+    u32 propagated = 0;
+    const auto read = [&](u32 attribute, u32& value) {
+        return machineByte(dispatcher, unit, attribute, vid, value);
+    };
+    u32 status = read(kApplicant, applicant);
+    if (status == kStatusOk)
+        status = read(kRegistrar, registrar);
+    if (status == kStatusOk)
+        status = read(kRegBit, registered);
+    if (status == kStatusOk)
+        status = read(kPropagateBit, propagated);
+    record = {static_cast<u8>(applicant), static_cast<u8>(registrar),
+              static_cast<u8>(registered * 2 + propagated)};
+    return status;
+}
+
+/// All machines of a port, read through the handlers of the daemon; VLAN 4095, which they do not
+/// read, stays zero.
+u32 portMachines(Dispatcher& dispatcher, u32 unit, std::vector<u8>& reply) {
+    std::vector<MachineRecord> machines(kVlansOfPort);
+    for (u32 vid = 1; vid <= kLastReadableVlan; vid++) {
+        const u32 status = readMachine(dispatcher, unit, vid, machines[vid - 1]);
+        if (status != kStatusOk)
+            return status;
+    }
+    for (const MachineRecord& machine : machines)
+        appendRecord(reply, machine);
+    return kStatusOk;
+}
+
+u32 callShell(std::span<const u8> value, std::vector<u8>& reply) {
+    ShellCallRecord record{};
+    if (value.size() != sizeof record)
+        return refuseSize(value.size(), sizeof record, reply);
+    std::memcpy(&record, value.data(), sizeof record);
+    const auto end = std::ranges::find(record.name, '\0');
+    const std::string name(record.name.begin(), end);
+    const auto result = shellCall(name, record.parameters, kMaxValueBytes);
+    if (!result)
+        return refuse(HostStatus::BadArgument,
+                      "there is no function \"" + name + "\"; allowed:\n" + shellNames(), reply);
+    appendText(reply, result->text);
+    return kStatusOk;
+}
+
+}  // namespace
+
+u32 refuse(HostStatus status, const std::string& text, std::vector<u8>& reply) {
+    appendText(reply, text);
+    return static_cast<u32>(status);
+}
+
+void registerHostRequests(Dispatcher& dispatcher, HostFacts facts) {
+    const auto withoutValue = [](auto serve) {
+        return [serve](const RequestHeader& header, std::span<const u8> value,
+                       std::vector<u8>& reply) {
+            return value.empty() ? serve(header, reply) : refuseSize(value.size(), 0, reply);
+        };
+    };
+    dispatcher.registerRequest(Request::HostInfo,
+                               withoutValue([facts = std::move(facts), startMs = monotonicMs()](
+                                                const RequestHeader&, std::vector<u8>& reply) {
+                                   return hostInfo(facts, startMs, reply);
+                               }));
+    dispatcher.registerRequest(
+        Request::PortMachines,
+        withoutValue([&dispatcher](const RequestHeader& header, std::vector<u8>& reply) {
+            return portMachines(dispatcher, header.unit, reply);
+        }));
+    dispatcher.registerRequest(Request::ShellList,
+                               withoutValue([](const RequestHeader&, std::vector<u8>& reply) {
+                                   appendText(reply, shellNames());
+                                   return kStatusOk;
+                               }));
+    dispatcher.registerRequest(Request::ShellCall,
+                               [](const RequestHeader&, std::span<const u8> value,
+                                  std::vector<u8>& reply) { return callShell(value, reply); });
+}
+
+}  // namespace platform

@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+//
+// The host's own requests that are not about the switch: what this process is, the debug shell, and
+// the machines of a port in one answer.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "platform/command/dispatcher.h"
+
+namespace platform {
+
+/// What HostInfo tells, from those who know. Asked in the command task.
+struct HostFacts {
+    std::string switchName;
+    DriverKind driver = DriverKind::SoftwareSwitch;
+    std::function<HostRole()> role;
+    std::function<bool()> standbyConnected;
+    std::function<u32()> portCount;
+};
+
+/// Registers HostInfo, PortMachines, ShellCall and ShellList.
+void registerHostRequests(Dispatcher& dispatcher, HostFacts facts);
+
+/// Refuses a request with a text that says what is allowed. @return `status`
+u32 refuse(HostStatus status, const std::string& text, std::vector<u8>& reply);
+
+}  // namespace platform

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/debug_socket.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+#include "platform/contract/process.h"
+#include "platform/runtime/log.h"
+#include "platform/runtime/thread.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kStackBytes = 256 * 1024;
+constexpr unsigned kPauseAfterErrorUs = 10'000;
+
+const ShellFunc* functionOf(std::string_view name) {
+    const auto found = std::ranges::find_if(
+        gMvrpShellMap, [name](const ShellFunc& function) { return name == function.name; });
+    return found == gMvrpShellMap.end() ? nullptr : &*found;
+}
+
+void serve(const ShellFunc& server) {
+    for (;;) {
+        const bool failed = server.call(0, 0, 0) == kStatusFailed;
+        std::fflush(stdout);
+        // A request that was cut short, or no descriptor for a connection: do not spin on it.
+        if (failed)
+            usleep(kPauseAfterErrorUs);
+    }
+}
+
+}  // namespace
+
+void startDebugSocket() {
+    const ShellFunc* open = functionOf("mvrpDbgSockInit");
+    const ShellFunc* server = functionOf("mvrpDbgServer");
+    if (open == nullptr || server == nullptr || open->call(0, 0, 0) != kStatusOk) {
+        logMessage(LogPriority::Error, "the debug socket could not be opened");
+        return;
+    }
+    if (!startThread("mvrpdbg", kStackBytes, [server] { serve(*server); }))
+        logMessage(LogPriority::Error, "no thread for the debug socket");
+}
+
+}  // namespace platform

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/host.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <limits>
+#include <utility>
+
+#include "platform/command/apply_management.h"
+#include "platform/command/host_requests.h"
+#include "platform/config/load.h"
+#include "platform/contract/sil.h"
+#include "platform/host/debug_socket.h"
+#include "platform/runtime/log.h"
+#include "platform/runtime/paths.h"
+#include "platform/runtime/process_runtime.h"
+#include "platform/runtime/start_gate.h"
+#include "platform/switch/requests.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kCommandTaskStack = 512 * 1024;
+
+CommandAccess accessOf(const HostConfig& config) {
+    return {config.commandGroup.empty() ? std::nullopt : groupOf(config.commandGroup)};
+}
+
+/// What only a new start can change.
+void reportFixed(const HostConfig& before, const HostConfig& next) {
+    const auto report = [](bool differs, const char* section) {
+        if (differs)
+            logMessage(LogPriority::Warning,
+                       "%s has changed in the configuration; this takes effect at the next start",
+                       section);
+    };
+    report(before.options != next.options, "[mvrp]");
+    report(before.network.name != next.network.name, "[switch] name");
+    report(before.commandGroup != next.commandGroup, "[command]");
+    report(before.debugSocket != next.debugSocket, "[debug]");
+    report(before.standby != next.standby, "[standby]");
+    report(before.storeFile != next.storeFile, "[store]");
+}
+
+}  // namespace
+
+Host::Host(HostConfig config, std::string configFile)
+    : config_(std::move(config)),
+      configFile_(std::move(configFile)),
+      switch_(config_.network),
+      frames_(switch_, sockets_),
+      server_(std::make_unique<CommandServer>(
+          [this](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
+              return dispatcher_.dispatch(header, value, reply);
+          },
+          accessOf(config_))) {}
+
+void Host::registerRequests() {
+    dispatcher_.registerRequest(Request::PortList, handlePortList);
+    dispatcher_.registerRequest(Request::PortVlans, handlePortVlans);
+    dispatcher_.registerRequest(Request::SwitchVlans, handleSwitchVlans);
+    dispatcher_.registerRequest(Request::PortCounters, handlePortCounters);
+    dispatcher_.registerRequest(Request::SwitchChange, handleSwitchChange);
+    HostFacts facts;
+    facts.switchName = config_.network.name;
+    facts.driver = switch_.kind();
+    facts.role = [this] { return config_.standby.role; };
+    facts.standbyConnected = [] { return false; };
+    facts.portCount = [this] {
+        return static_cast<u32>(
+            switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
+    };
+    registerHostRequests(dispatcher_, std::move(facts));
+}
+
+bool Host::start(std::string& error) {
+    registerRequests();
+    switch_.setRole(config_.standby.role);
+    switch_.setRouteSink(&sockets_);
+    sockets_.setTransmitter(&frames_);
+    installSwitchDriver(&switch_);
+    installSocketLayer(&sockets_);
+    installPortWires(&frames_);
+    if (!frames_.start(config_.network, error))
+        return false;
+
+    ProcessRuntime& runtime = processRuntime();
+    runtime.options = config_.options;
+    runtime.startCommands = [this](const char* task, const char* path,
+                                   std::span<const IcmFunc> map) {
+        return startCommands(task, path, map);
+    };
+    runtime.onReload = [this] { server_->post([this] { reload(); }); };
+    runtime.onEnd = [this] { end(); };
+    closeStartGate();
+    return true;
+}
+
+bool Host::startCommands(const char* task, const char* path, std::span<const IcmFunc> map) {
+    std::string error;
+    dispatcher_.setTable(map);
+    const auto body = [](void* host) {
+        Host& self = *static_cast<Host*>(host);
+        applyManagement(self.dispatcher_, {}, self.config_.management);
+        if (self.config_.debugSocket)
+            startDebugSocket();
+        self.server_->run();
+    };
+    if (!server_->open(runtimePath(path), error))
+        logMessage(LogPriority::Error, "command channel: %s", error.c_str());
+    else if (silCreateTask(task, 0, kCommandTaskStack, body, this, 0, nullptr) != kStatusOk)
+        logMessage(LogPriority::Error, "command channel: no thread for it");
+    else
+        return true;
+    // The daemon does not look at the result, and is of no use without its command channel.
+    std::fflush(nullptr);
+    _exit(1);
+}
+
+void Host::reload() {
+    if (configFile_.empty()) {
+        logMessage(LogPriority::Notice, "SIGHUP: there is no configuration file to read again");
+        return;
+    }
+    LoadedConfig loaded = loadConfig(configFile_);
+    for (const ConfigProblem& problem : loaded.problems)
+        logMessage(LogPriority::Error, "%s", formatProblem(configFile_, problem).c_str());
+    if (!loaded.config) {
+        logMessage(LogPriority::Error, "SIGHUP: the configuration stays as it was");
+        return;
+    }
+    applyConfig(std::move(*loaded.config));
+}
+
+void Host::applyConfig(HostConfig next) {
+    reportFixed(config_, next);
+    std::string error;
+    switch_.reconfigure(next.network);
+    if (!frames_.reconfigure(next.network, error))
+        logMessage(LogPriority::Error, "SIGHUP: %s", error.c_str());
+    const u32 refused = applyManagement(dispatcher_, config_.management, next.management);
+    logMessage(LogPriority::Notice, "SIGHUP: %s was read again, %u settings were refused",
+               configFile_.c_str(), refused);
+    config_.network = std::move(next.network);
+    config_.management = std::move(next.management);
+}
+
+void Host::end() {
+    frames_.stop();  // completes the captures
+    unlink(runtimePath("/tmp/mvrpcmd.socket").c_str());
+}
+
+}  // namespace platform

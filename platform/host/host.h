@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+//
+// The host of one daemon: the switch, the frame layer and the command server that a configuration
+// asks for, put in place behind the contract. Lives as long as the process.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "platform/command/dispatcher.h"
+#include "platform/command/server.h"
+#include "platform/config/host_config.h"
+#include "platform/net/frame_net.h"
+#include "platform/switch/soft_switch.h"
+
+namespace platform {
+
+class Host {
+  public:
+    /// @param configFile  read again on SIGHUP; empty: there is none
+    Host(HostConfig config, std::string configFile);
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
+
+    /// Puts everything in place for the daemon to start. @param error  receives what was wrong
+    bool start(std::string& error);
+
+  private:
+    void registerRequests();
+    /// Begins to listen for the command channel and starts its task.
+    bool startCommands(const char* task, const char* path, std::span<const IcmFunc> map);
+    /// Reads the file again and applies the difference, or nothing when it is wrong.
+    void reload();
+    void applyConfig(HostConfig next);
+    void end();
+
+    HostConfig config_;  ///< the command task's, once it runs
+    const std::string configFile_;
+    SocketLayer sockets_;
+    SoftSwitch switch_;
+    FrameNet frames_;
+    Dispatcher dispatcher_;
+    std::unique_ptr<CommandServer> server_;
+};
+
+}  // namespace platform

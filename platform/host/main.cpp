@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// The program `mvrp`: reads its command line and configuration, puts the host in place, and becomes
+// the daemon. Exit status: 0 after SIGTERM or SIGINT, or when the configuration is right (--check);
+// 1 when it could not start; 2 for a wrong command line.
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/config/load.h"
+#include "platform/contract/process.h"
+#include "platform/host/host.h"
+#include "platform/runtime/log.h"
+#include "platform/runtime/signals.h"
+
+namespace {
+
+using namespace platform;
+
+constexpr const char* kDefaultConfig = "/etc/mvrp/mvrp.toml";
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+
+struct Arguments {
+    std::string configFile;
+    bool check = false;
+};
+
+/// @return nothing when the program is to end with `status`
+std::optional<Arguments> parseArguments(int argc, char** argv, int& status) {
+    Arguments arguments;
+    CLI::App app("VLAN registration daemon (IEEE 802.1Q MVRP, and GVRP in compliance mode)",
+                 "mvrp");
+    app.set_version_flag("--version", "mvrp " MVRP_VERSION);
+    app.add_option("--config", arguments.configFile,
+                   std::string("Configuration file, instead of ") + kDefaultConfig)
+        ->type_name("FILE");
+    app.add_flag("--check", arguments.check, "Check the configuration file and end");
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        status = app.exit(error) == 0 ? 0 : kExitUsage;
+        return std::nullopt;
+    }
+    return arguments;
+}
+
+/// The default file may be missing: everything has a default.
+bool defaultIsMissing(Arguments& arguments) {
+    if (!arguments.configFile.empty())
+        return false;
+    struct stat found {};
+    if (stat(kDefaultConfig, &found) != 0)
+        return true;
+    arguments.configFile = kDefaultConfig;
+    return false;
+}
+
+std::optional<HostConfig> readConfig(const Arguments& arguments) {
+    LoadedConfig loaded = loadConfig(arguments.configFile);
+    for (const ConfigProblem& problem : loaded.problems)
+        std::fprintf(stderr, "%s\n", formatProblem(arguments.configFile, problem).c_str());
+    return loaded.config;
+}
+
+int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
+    holdSignals();
+    const auto enabled = config.options.find("mvrp.enable");
+    if (enabled != config.options.end() && enabled->second == "false") {
+        std::fprintf(stderr, "%s: [mvrp] enable is false: not started\n",
+                     arguments.configFile.c_str());
+        return kExitFailed;
+    }
+    auto host = std::make_unique<Host>(std::move(config), arguments.configFile);
+    std::string error;
+    if (!host->start(error)) {
+        std::fprintf(stderr, "mvrp: %s\n", error.c_str());
+        return kExitFailed;
+    }
+    mvrpProcessMain(argc, argv);
+    // The daemon has said in the log what it could not do. Its tasks may run: no destructors.
+    std::fflush(nullptr);
+    _exit(kExitFailed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    int status = 0;
+    auto arguments = parseArguments(argc, argv, status);
+    if (!arguments)
+        return status;
+    std::optional<HostConfig> config;
+    if (defaultIsMissing(*arguments)) {
+        logMessage(LogPriority::Notice, "there is no %s: starting with defaults", kDefaultConfig);
+        config = parseConfig("").config;
+    } else {
+        config = readConfig(*arguments);
+    }
+    if (!config)
+        return kExitFailed;
+    if (arguments->check) {
+        std::fprintf(stdout, "%s: right\n", arguments->configFile.c_str());
+        return 0;
+    }
+    return run(*arguments, std::move(*config), argc, argv);
+}
