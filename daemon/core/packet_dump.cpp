@@ -15,7 +15,7 @@ constexpr u32 kDumpTagEnd = 29;
 constexpr s32 kBytesPerLine = 16;
 constexpr char kLineEnd[] = "\r\n";
 /// "%02x " of each byte, the line end and the terminator.
-constexpr size_t kLineBytes = kBytesPerLine * 3 + sizeof(kLineEnd);
+constexpr size_t kLineBytes = size_t{kBytesPerLine} * 3 + sizeof(kLineEnd);
 
 constexpr u32 kDumpLogId = kMvrpLogBase + MVRP_LOG_TRACE;
 

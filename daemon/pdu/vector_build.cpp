@@ -192,7 +192,7 @@ s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::sp
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
         u8* machine = &port->madMachine[vid - 1];
         mvrpFsmChange(machine, MVRP_EVENT_IN_LEAVE_ALL, MVRP_PROTOCOL_MVRP);
-        MvrpAttributeEvent event;
+        MvrpAttributeEvent event = MVRP_ATTRIBUTE_NEW;
         if (!mvrpLeaveallEventChoose(*machine, &event))
             return -1;
         packer.put(event);
