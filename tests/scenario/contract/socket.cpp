@@ -83,17 +83,17 @@ u64 toMs(const timeval* timeout) {
            static_cast<u64>(timeout->tv_usec) / kUsPerMs;
 }
 
-/// Leaves in `read` those of its sockets that have something queued. @return how many
+/// Leaves in `read` only those of its sockets that have something queued. @return how many
 int keepReadable(fd_set* read) {
+    const fd_set wanted = *read;
+    FD_ZERO(read);
     int ready = 0;
     for (u32 index = 0; index < scenario::kSocketCount; index++) {
         const auto id = static_cast<SocketId>(index);
-        if (!FD_ISSET(descriptorOf(id), read))
+        if (!FD_ISSET(descriptorOf(id), &wanted) || !scenarioHost().sockets.readable(id))
             continue;
-        if (scenarioHost().sockets.readable(id))
-            ready++;
-        else
-            FD_CLR(descriptorOf(id), read);
+        FD_SET(descriptorOf(id), read);
+        ready++;
     }
     return ready;
 }
