@@ -44,6 +44,7 @@ class Node:
         self.mvrp = build / "platform" / "host" / "mvrp"
         self.mvrpctl = build / "cli" / "mvrpctl"
         self.process = None
+        self.extra_configuration = ""  # sections that the topology has no word for
         self.environment = os.environ | {"MVRP_RUNTIME_DIR": str(self.directory)}
 
     @property
@@ -56,7 +57,8 @@ class Node:
 
     def start(self):
         self.directory.mkdir(parents=True, exist_ok=True)
-        self.configuration_file.write_text(configuration(self.switch), encoding="utf-8")
+        self.configuration_file.write_text(
+            configuration(self.switch) + self.extra_configuration, encoding="utf-8")
         with open(self.log, "ab") as log:
             self.process = subprocess.Popen(
                 [self.mvrp, "--config", self.configuration_file], stdin=subprocess.DEVNULL,

@@ -65,6 +65,7 @@ enum class DriverKind : u32 { SoftwareSwitch = 1, LinuxBridge = 2 };
 enum class HostRole : u32 { Active = 1, Standby = 2 };
 
 inline constexpr u32 kNameBytes = 64;
+inline constexpr u32 kCableBytes = 240;  ///< two paths of UNIX sockets and their prefix
 
 struct HostInfoRecord {
     u32 driver;  ///< DriverKind
@@ -91,7 +92,7 @@ struct SwitchPortRecord {
     std::array<u8, 6> mac;
     std::array<u8, 6> peerMac;  ///< source of the last protocol frame received
     std::array<char, kNameBytes> name;   ///< terminated
-    std::array<char, kNameBytes> cable;  ///< what the port is connected to, terminated
+    std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
 };
 
 /// Which set of VLANs of a port is asked for.

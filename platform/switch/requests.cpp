@@ -15,7 +15,7 @@ namespace {
 std::atomic<PortWires*> gWires{nullptr};
 
 u32 refuse(std::vector<u8>& reply, HostStatus status, const std::string& text) {
-    reply.assign(text.begin(), text.end());
+    reply.insert(reply.end(), text.begin(), text.end());
     return static_cast<u32>(status);
 }
 
