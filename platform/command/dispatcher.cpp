@@ -131,10 +131,19 @@ u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
     return status;
 }
 
-u32 Dispatcher::setNumber(Request request, u32 unit, u32 attribute, u32 value) {
-    std::vector<u8> reply;
-    const RequestHeader header{static_cast<u32>(request), unit, attribute, sizeof value};
-    return dispatch(header, {reinterpret_cast<const u8*>(&value), sizeof value}, reply);
+u32 Dispatcher::callNumber(Request request, u32 unit, u32 attribute, u32& value) const {
+    const IcmFunc* function = find(static_cast<u32>(request));
+    const auto* handler =
+        function == nullptr ? nullptr : std::get_if<IcmAttributeHandler>(&function->handler);
+    if (handler == nullptr)
+        return kBadArgument;
+    return (*handler)(unit, attribute, &value);
+}
+
+u32 Dispatcher::setNumber(Request request, u32 unit, u32 attribute, u32 value) const {
+    const u32 status = callNumber(request, unit, attribute, value);
+    releaseLocks({static_cast<u32>(request), unit, attribute, sizeof value});
+    return status;
 }
 
 }  // namespace platform

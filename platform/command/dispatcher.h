@@ -36,8 +36,11 @@ class Dispatcher {
     /// @return the status of the reply, whose value is appended to `reply`
     u32 dispatch(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply);
 
-    /// Calls a handler of the daemon's table with a number, as a request of the channel would.
-    u32 setNumber(Request request, u32 unit, u32 attribute, u32 value);
+    /// Calls an attribute handler of the daemon's table with a number, from within a host handler.
+    /// @param value  what goes in, and receives what comes out
+    u32 callNumber(Request request, u32 unit, u32 attribute, u32& value) const;
+    /// The same for a set or sync request, from outside of any request.
+    u32 setNumber(Request request, u32 unit, u32 attribute, u32 value) const;
 
   private:
     u32 dispatchTable(const RequestHeader& header, std::span<const u8> value,

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/runtime/sem.h"
 #include "platform/runtime/shell.h"
 #include "platform/runtime/timer.h"
 
@@ -43,17 +44,7 @@ u32 hostInfo(const HostFacts& facts, u64 startMs, std::vector<u8>& reply) {
     return kStatusOk;
 }
 
-u32 machineByte(Dispatcher& dispatcher, u32 unit, u32 attribute, u32 vid, u32& value) {
-    std::vector<u8> answer;
-    const RequestHeader header{static_cast<u32>(Request::PortGet), unit, attribute, sizeof vid};
-    const u32 status =
-        dispatcher.dispatch(header, {reinterpret_cast<const u8*>(&vid), sizeof vid}, answer);
-    if (status == kStatusOk && answer.size() == sizeof value)
-        std::memcpy(&value, answer.data(), sizeof value);
-    return status;
-}
-
-u32 readMachine(Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record) {
+u32 readMachine(const Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record) {
     constexpr u32 kApplicant = 8;
     constexpr u32 kRegistrar = 9;
     constexpr u32 kRegBit = 10;
@@ -63,7 +54,8 @@ u32 readMachine(Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record
     u32 registered = 0;
     u32 propagated = 0;
     const auto read = [&](u32 attribute, u32& value) {
-        return machineByte(dispatcher, unit, attribute, vid, value);
+        value = vid;
+        return dispatcher.callNumber(Request::PortGet, unit, attribute, value);
     };
     u32 status = read(kApplicant, applicant);
     if (status == kStatusOk)
@@ -77,9 +69,10 @@ u32 readMachine(Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record
     return status;
 }
 
-/// All machines of a port, read through the handlers of the daemon; VLAN 4095, which they do not
-/// read, stays zero.
-u32 portMachines(Dispatcher& dispatcher, u32 unit, std::vector<u8>& reply) {
+/// All machines of a port, read through the handlers of the daemon, which are kept from changing
+/// between two of them; VLAN 4095, which the handlers do not read, stays zero.
+u32 portMachines(const Dispatcher& dispatcher, u32 unit, std::vector<u8>& reply) {
+    const SemHoldAll locks;
     std::vector<MachineRecord> machines(kVlansOfPort);
     for (u32 vid = 1; vid <= kLastReadableVlan; vid++) {
         const u32 status = readMachine(dispatcher, unit, vid, machines[vid - 1]);

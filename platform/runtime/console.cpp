@@ -57,8 +57,6 @@ extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 int __wrap_printf(const char* format, ...) __attribute__((format(printf, 1, 2)));
-int __wrap_puts(const char* text);
-int __wrap_putchar(int character);
 void __wrap_perror(const char* text);
 
 int __wrap_printf(const char* format, ...) {
@@ -71,15 +69,6 @@ int __wrap_printf(const char* format, ...) {
         return wanted;
     return printed(stdout,
                    {text.data(), std::min(static_cast<std::size_t>(wanted), text.size() - 1)});
-}
-
-int __wrap_puts(const char* text) {
-    return printed(stdout, std::string(text) + "\n");
-}
-
-int __wrap_putchar(int character) {
-    const char byte = static_cast<char>(character);
-    return printed(stdout, {&byte, 1}) == 1 ? static_cast<unsigned char>(byte) : EOF;
 }
 
 void __wrap_perror(const char* text) {

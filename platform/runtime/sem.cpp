@@ -14,6 +14,10 @@ namespace {
 
 constexpr u32 kTimedOut = 110;
 
+/// How deep the thread holds mutexes, as an upper bound: one that was deleted while held stays
+/// counted until somebody looks. Saves those that hold nothing the look.
+thread_local u32 callerDepth = 0;
+
 /// A thread that waits, on its own stack.
 struct Waiter {
     std::condition_variable wake;
@@ -85,8 +89,7 @@ u32 waitFor(Sem& sem, std::unique_lock<std::mutex>& lock, s32 waitMs) {
     return waiter.granted ? kStatusOk : kStatusFailed;
 }
 
-u32 take(Sem& sem, s32 waitMs) {
-    std::unique_lock lock(sem.guard);
+u32 takeLocked(Sem& sem, std::unique_lock<std::mutex>& lock, s32 waitMs) {
     if (!sem.exists)
         return kStatusFailed;
     if (sem.heldByCaller()) {
@@ -100,10 +103,19 @@ u32 take(Sem& sem, s32 waitMs) {
     return kStatusOk;
 }
 
+u32 take(Sem& sem, s32 waitMs) {
+    std::unique_lock lock(sem.guard);
+    const u32 status = takeLocked(sem, lock, waitMs);
+    if (status == kStatusOk)
+        callerDepth++;
+    return status;
+}
+
 u32 give(Sem& sem) {
     const std::lock_guard lock(sem.guard);
     if (!sem.exists || !sem.heldByCaller())
         return kStatusFailed;
+    callerDepth--;
     if (--sem.depth == 0)
         handOn(sem);
     return kStatusOk;
@@ -111,18 +123,11 @@ u32 give(Sem& sem) {
 
 }  // namespace
 
-u32 semHeldByCaller() {
-    u32 depth = 0;
-    for (Sem& sem : sems()) {
-        const std::lock_guard lock(sem.guard);
-        if (sem.heldByCaller())
-            depth += sem.depth;
-    }
-    return depth;
-}
-
 u32 semReleaseHeldByCaller() {
     u32 depth = 0;
+    if (callerDepth == 0)
+        return depth;
+    callerDepth = 0;
     for (Sem& sem : sems()) {
         const std::lock_guard lock(sem.guard);
         if (!sem.heldByCaller())

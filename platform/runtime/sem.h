@@ -12,10 +12,8 @@ namespace platform {
 /// Most mutexes that exist at a time.
 inline constexpr u32 kMaxSems = 16;
 
-/// How deep the calling thread holds mutexes, all of them counted together.
-u32 semHeldByCaller();
-
-/// Gives back whatever the calling thread holds. @return how deep it held, 0: nothing
+/// Gives back whatever mutexes the calling thread holds. @return how deep it held them, all of them
+/// counted together
 u32 semReleaseHeldByCaller();
 
 /// Holds every mutex that exists, for calls into the daemon that take no lock of their own. May

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+//
+// What ends a process, tried in children: signals and crashes.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "platform/contract/process.h"
+#include "platform/contract/sil.h"
+#include "platform/runtime/process_runtime.h"
+#include "platform/runtime/signals.h"
+
+namespace platform {
+namespace {
+
+[[noreturn]] void sleepForEver() {
+    for (;;)
+        pause();
+}
+
+[[noreturn]] void endBySignal(int signalNumber) {
+    holdSignals();
+    processRuntime().onEnd = [] { std::fputs("cleaned up\n", stderr); };
+    patchSignalHandler();
+    kill(getpid(), signalNumber);
+    sleepForEver();
+}
+
+[[noreturn]] void reloadThenEnd() {
+    holdSignals();
+    processRuntime().onReload = [] {
+        std::fputs("read again, ", stderr);
+        kill(getpid(), SIGTERM);
+    };
+    patchSignalHandler();
+    kill(getpid(), SIGHUP);
+    sleepForEver();
+}
+
+[[noreturn]] void crash() {
+    silCatchSegFault();
+    raise(SIGSEGV);
+    sleepForEver();
+}
+
+/// Children are new runs of the test program: threads of this one can not get in their way.
+class Process : public testing::Test {
+  protected:
+    Process() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+using ProcessDeathTest = Process;
+
+TEST_F(ProcessDeathTest, SigtermAndSigintEndItCleanlyWithStatus0) {
+    EXPECT_EXIT(endBySignal(SIGTERM), testing::ExitedWithCode(0), "SIGTERM: ending\ncleaned up");
+    EXPECT_EXIT(endBySignal(SIGINT), testing::ExitedWithCode(0), "SIGINT: ending\ncleaned up");
+}
+
+TEST_F(ProcessDeathTest, SighupHasTheConfigurationReadAgain) {
+    EXPECT_EXIT(reloadThenEnd(), testing::ExitedWithCode(0), "read again, .*SIGTERM: ending");
+}
+
+TEST_F(ProcessDeathTest, ACrashLeavesAStackTraceAndItsSignal) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer reports crashes itself";
+#else
+    EXPECT_EXIT(crash(), testing::KilledBySignal(SIGSEGV), "ended by signal SEGV; stack");
+#endif
+}
+
+}  // namespace
+}  // namespace platform
