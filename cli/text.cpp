@@ -165,17 +165,17 @@ std::string portText(const PortView& view, const Style& style) {
 }
 
 std::string vlansText(const std::vector<VlanGroup>& groups, const Style& style) {
-    Table table({"VLANs", "Kind", "Static members", "Learnt members"});
+    Table table({"Kind", "Static members", "Learnt members", "VLANs"});
     for (const VlanGroup& group : groups) {
         // A permit list says what may be carried; it makes members only of static VLANs.
         const bool isStatic = group.kind == static_cast<u32>(QorVlanType::Static);
         std::vector<std::string> members = group.taggedPorts;
         for (const std::string& name : group.untaggedPorts)
             members.push_back(name + "(untagged)");
-        table.add({formatVlanRanges(group.vlans),
-                   {nameOf(kVlanKinds, group.kind), isStatic ? Colour::Plain : Colour::Good},
+        table.add({{nameOf(kVlanKinds, group.kind), isStatic ? Colour::Plain : Colour::Good},
                    isStatic ? listed(members) : "-",
-                   listed(group.dynamicPorts)});
+                   listed(group.dynamicPorts),
+                   formatVlanRanges(group.vlans)});
     }
     return table.print(style);
 }
@@ -207,12 +207,12 @@ std::string vlanText(u32 vid, const VlansView& view, const Style& style) {
 }
 
 std::string stateText(const std::vector<StateGroup>& groups, const Style& style) {
-    Table table({"VLANs", "Applicant", "Registrar", "Registered", "Propagated"});
+    Table table({"Applicant", "Registrar", "Registered", "Propagated", "VLANs"});
     for (const StateGroup& group : groups) {
-        table.add({formatVlanRanges(group.vlans), nameOf(kApplicantStates, group.machine.applicant),
+        table.add({nameOf(kApplicantStates, group.machine.applicant),
                    nameOf(kRegistrarStates, group.machine.registrar),
                    (group.machine.flags & 2) != 0 ? "yes" : "no",
-                   (group.machine.flags & 1) != 0 ? "yes" : "no"});
+                   (group.machine.flags & 1) != 0 ? "yes" : "no", formatVlanRanges(group.vlans)});
     }
     return table.empty() ? "No VLAN is in use on this port.\n" : table.print(style);
 }

@@ -71,11 +71,12 @@ class Walk:
     def step(self, step):
         self.terminal.heading(step.title)
         if step.text:
-            self.terminal.line("  " + step.text.strip().replace("\n", "\n  "))
+            self.terminal.paragraph(step.text)
         for line in step.do:
             name, command = (part.strip() for part in line.split(":", 1))
             self.terminal.command(name, command, "")
             self.network.nodes[name].change(command)
+        self.terminal.line()
         count, spent, texts = self.network.await_state(step.expect, step.within,
                                                        self.terminal.progress)
         self.passed += count - len(texts)

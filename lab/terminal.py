@@ -4,6 +4,7 @@
 import os
 import shutil
 import sys
+import textwrap
 
 
 class Terminal:
@@ -29,6 +30,13 @@ class Terminal:
         self.line()
         self.line(self.paint("1", f"== {text}"))
 
+    def paragraph(self, text):
+        """Wrapped to the terminal, or to 80 columns."""
+        width = min(shutil.get_terminal_size().columns, 100)
+        for part in text.strip().split("\n\n"):
+            for line in textwrap.wrap(part, width - 4):
+                self.line("  " + line)
+
     def good(self, text):
         self.line("  " + self.paint("32", "ok") + "  " + text)
 
@@ -45,5 +53,5 @@ class Terminal:
     def command(self, node, command, output):
         self.line()
         self.line("  " + self.paint("2", f"{node}$ ") + self.paint("1", f"mvrpctl {command}"))
-        for text in output.rstrip("\n").split("\n"):
+        for text in output.splitlines():
             self.line("  " + text)
