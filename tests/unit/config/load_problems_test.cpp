@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+//
+// Wrong configuration files: refused as a whole, with the place, what was found, what is allowed.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "platform/config/load.h"
+
+namespace platform {
+namespace {
+
+struct WrongFile {
+    const char* name;
+    const char* document;
+    u32 line;
+    u32 column;
+    const char* found;    ///< part of the text
+    const char* allowed;  ///< part of the text
+};
+
+constexpr const char* kVlans = "VLAN IDs 1 to 4094 as ranges";
+
+const WrongFile kWrongFiles[] = {
+    {"Syntax", "[switch\nname = 1", 1, 8, "", ""},
+    {"SectionTwice", "[debug]\n[debug]\n", 2, 1, "", ""},
+    {"UnknownSection", "[swtich]\n", 1, 2, "\"swtich\"", "did you mean switch?"},
+    {"UnknownKey", "[[port]]\nunit = 1\nlinc = \"up\"", 3, 1, "\"linc\"", "did you mean link?"},
+    {"UnlikeAnyKey", "[debug]\nxyzzyplugh = 1", 2, 1, "\"xyzzyplugh\"", "Known: socket"},
+    {"SectionNoTable", "switch = 5", 1, 10, "5", "a table [switch]"},
+    {"PortNoArray", "[port]\nunit = 1", 1, 1, "a table", "tables [[port]]"},
+    {"PortOfNumbers", "port = [1]", 1, 9, "1", "tables [[port]]"},
+    {"NoUnit", "[[port]]\nname = \"x\"", 1, 1, "no unit", "a number from 1 to"},
+    {"UnitZero", "[[port]]\nunit = 0", 2, 8, "is 0", "1 to 16777215"},
+    {"UnitOfAVlanInterface", "[[port]]\nunit = 0x01000001", 2, 8, "16777217", "1 to 16777215"},
+    {"UnitText", "[[port]]\nunit = \"1\"", 2, 8, "\"1\"", "a number"},
+    {"UnitTwice", "[[port]]\nunit = 1\n[[port]]\nunit = 1", 4, 8, "unit 1",
+     "one [[port]] for each"},
+    {"NameTwice", "[[port]]\nunit = 1\nname = \"a\"\n[[port]]\nunit = 2\nname = \"a\"", 6, 8,
+     "\"a\"", "a name for each port"},
+    {"NameEmpty", "[[port]]\nunit = 1\nname = \"\"", 3, 8, "\"\"", "1 to 63 bytes"},
+    {"NameControl", "[[port]]\nunit = 1\nname = \"a\\u0007\"", 3, 8, "name", "without control"},
+    {"Driver", "[switch]\ndriver = \"asic\"", 2, 10, "\"asic\"", "\"soft\""},
+    {"Mac", "[[port]]\nunit = 1\nmac = \"02:00\"", 3, 7, "\"02:00\"", "a unicast MAC address"},
+    {"MacGroup", "[[port]]\nunit = 1\nmac = \"01:80:c2:00:00:21\"", 3, 7, "01:80", "unicast"},
+    {"MacDigits", "[[port]]\nunit = 1\nmac = \"02:00:00:00:00:0g\"", 3, 7, "0g", "unicast"},
+    {"Mtu", "[[port]]\nunit = 1\nmtu = 63", 3, 7, "63", "64 to 9216 bytes"},
+    {"MtuFraction", "[[port]]\nunit = 1\nmtu = 1500.5", 3, 7, "1500.5", "64 to 9216 bytes"},
+    {"Pvid", "[[port]]\nunit = 1\npvid = 4095", 3, 8, "4095", "1 to 4094"},
+    {"Permit", "[[port]]\nunit = 1\npermit = \"1-4095\"", 3, 10, "\"1-4095\"", kVlans},
+    {"PermitList", "[[port]]\nunit = 1\npermit = [1, 2]", 3, 10, "an array", kVlans},
+    {"Link", "[[port]]\nunit = 1\nlink = true", 3, 8, "true", "\"up\", \"down\""},
+    {"Cable", "[[port]]\nunit = 1\ncable = \"usb:1\"", 3, 9, "usb:1", "interface:NAME"},
+    {"CableShared",
+     "[[port]]\nunit = 1\ncable = \"unix:/a,/b\"\n[[port]]\nunit = 2\ncable = \"unix:/a,/c\"", 6, 9,
+     "unit 1", "a local path for each port"},
+    {"WireFormat", "[[port]]\nunit = 1\nwire-format = \"dix\"", 3, 15, "\"dix\"", "\"auto\""},
+    {"Aggregation", "[[port]]\nunit = 1\naggregation = 2", 3, 15, "2", "kind = \"aggregation\""},
+    {"AggregationOfAPort", "[[port]]\nunit = 1\naggregation = 2\n[[port]]\nunit = 2", 3, 15, "2",
+     "kind = \"aggregation\""},
+    {"VlanIdsMissing", "[[vlan]]", 1, 1, "no ids", kVlans},
+    {"VlanIds", "[[vlan]]\nids = 4095", 2, 7, "4095", kVlans},
+    {"OptionEnable", "[mvrp]\nenable = \"no\"", 2, 10, "\"no\"", "true or false"},
+    {"OptionRange", "[mvrp]\nvlannumpertimes = 65536", 2, 19, "65536", "0 to 65535"},
+    {"OptionNegative", "[mvrp]\nmaxifnum = -1", 2, 12, "-1", "0 to 65535"},
+    {"ManagementUnit", "[management]\nenable = true\n[[management.port]]\nunit = 4", 4, 8, "4",
+     "the unit of a [[port]]"},
+    {"ManagementUnits",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = \"1-2\"", 6, 8,
+     "1-2", "ranges"},
+    {"ManagementNoUnit", "[management]\nenable = true\n[[management.port]]\nenable = true", 3, 1,
+     "no unit", "the unit of a [[port]]"},
+    {"ManagementTwice",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = "
+     "1\n[[management.port]]\nunit = 1",
+     8, 8, "unit 1 a second time", "once"},
+    {"ManagementNotEnabled", "[[port]]\nunit = 1\n[[management.port]]\nunit = 1", 4, 8,
+     "without enable = true", "[management]"},
+    {"ComplianceNotEnabled", "[management]\ncompliance = true", 2, 14, "compliance = true",
+     "enable = true"},
+    {"Registration",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = 1\nregistration "
+     "= "
+     "\"open\"",
+     7, 16, "\"open\"", "\"normal\", \"fixed\", \"forbidden\""},
+    {"JoinTime",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = 1\njoin-time = "
+     "199",
+     7, 13, "199", "200 to 6000 ms"},
+    {"LeaveTimeForJoinTime",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = 1\nleave-time = "
+     "11999",
+     7, 14, "11999", "at least twice the join-time"},
+    {"LeaveAllTimeForLeaveTime",
+     "[[port]]\nunit = 1\n[management]\nenable = true\n[[management.port]]\nunit = "
+     "1\nleave-all-time = 29999",
+     7, 18, "29999", "at least the leave-time"},
+    {"Group", "[command]\ngroup = \"no-such-group\"", 2, 9, "no-such-group", "the name of a group"},
+    {"DebugSocket", "[debug]\nsocket = 1", 2, 10, "1", "true or false"},
+    {"StandbyNoRole", "[standby]\nlisten = \"/a\"", 1, 1, "no role", "\"active\" or \"standby\""},
+    {"StandbyNoListen", "[standby]\nrole = \"standby\"", 1, 1, "no listen", "the socket path"},
+    {"ActiveNoPeer", "[standby]\nrole = \"active\"", 1, 1, "no peer", "the socket path"},
+    {"TakeOver", "[standby]\nrole = \"standby\"\nlisten = \"/a\"\ntake-over-after = 86401", 4, 19,
+     "86401", "0 to 86400 seconds"},
+    {"Store", "[store]\nfile = 5", 2, 8, "5", "text"},
+};
+
+class WrongConfig : public testing::TestWithParam<WrongFile> {};
+
+TEST_P(WrongConfig, IsRefusedWithItsPlaceWhatWasFoundAndWhatIsAllowed) {
+    const WrongFile& wrong = GetParam();
+    const LoadedConfig loaded = parseConfig(wrong.document);
+    EXPECT_FALSE(loaded.config);
+    ASSERT_EQ(loaded.problems.size(), 1U) << formatProblem("second", loaded.problems.back());
+    const ConfigProblem& problem = loaded.problems[0];
+    EXPECT_EQ(problem.place.line, wrong.line) << problem.text;
+    EXPECT_EQ(problem.place.column, wrong.column) << problem.text;
+    EXPECT_NE(problem.text.find(wrong.found), std::string::npos) << problem.text;
+    EXPECT_NE(problem.text.find(wrong.allowed), std::string::npos) << problem.text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Files, WrongConfig, testing::ValuesIn(kWrongFiles),
+                         [](const auto& file) { return file.param.name; });
+
+TEST(WrongConfigFile, AllProblemsAreShownInTheOrderOfTheFile) {
+    const LoadedConfig loaded =
+        parseConfig("[store]\nfile = 1\n[[port]]\nunit = 0\nmtu = 1\n[mvrp]\nmaxifnum = true");
+    ASSERT_EQ(loaded.problems.size(), 4U);
+    for (std::size_t index = 1; index < loaded.problems.size(); index++)
+        EXPECT_LT(loaded.problems[index - 1].place.line, loaded.problems[index].place.line);
+}
+
+TEST(WrongConfigFile, AFileThatCanNotBeReadIsNamed) {
+    const LoadedConfig missing = loadConfig("/nonexistent/mvrp.toml");
+    ASSERT_EQ(missing.problems.size(), 1U);
+    EXPECT_EQ(formatProblem("/nonexistent/mvrp.toml", missing.problems[0]),
+              "/nonexistent/mvrp.toml: can not be read: No such file or directory");
+    EXPECT_FALSE(loadConfig("/").config);
+    EXPECT_FALSE(loadConfig("/dev/zero").config);
+}
+
+TEST(WrongConfigFile, AProblemIsWrittenWithFileLineAndColumn) {
+    EXPECT_EQ(formatProblem("a.toml", {{3, 7}, "text"}), "a.toml:3:7: text");
+}
+
+TEST(WrongConfigFile, ARightFileOnDiskIsLoaded) {
+    const std::string path = testing::TempDir() + "mvrp-config-test-" + std::to_string(getpid());
+    std::ofstream(path) << "[[port]]\nunit = 1\n";
+    const LoadedConfig loaded = loadConfig(path);
+    unlink(path.c_str());
+    ASSERT_TRUE(loaded.config);
+    EXPECT_EQ(loaded.config->network.ports.size(), 1U);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+//
+// Right configuration files and the records that they become.
+#include "platform/config/load.h"
+
+#include <gtest/gtest.h>
+
+namespace platform {
+namespace {
+
+HostConfig load(std::string_view document) {
+    const LoadedConfig loaded = parseConfig(document);
+    for (const ConfigProblem& problem : loaded.problems)
+        ADD_FAILURE() << formatProblem("test", problem);
+    return loaded.config.value_or(HostConfig{});
+}
+
+TEST(Config, NothingIsEnough) {
+    const HostConfig config = load("");
+    EXPECT_TRUE(config.options.empty());
+    EXPECT_TRUE(config.network.ports.empty());
+    EXPECT_FALSE(config.network.name.empty());
+    EXPECT_TRUE(vlanContains(config.network.staticVlans, 1));
+    EXPECT_FALSE(config.management.enable);
+    EXPECT_TRUE(config.storeFile.empty());
+    EXPECT_FALSE(config.standby.configured);
+}
+
+TEST(Config, StartUpOptionsBecomeTheTextsThatTheDaemonReads) {
+    const HostConfig config = load(R"(
+        [mvrp]
+        enable = true
+        maxifnum = 24
+        maxvlannumperif = 100
+        vlannumpertimes = 0
+        vlannumpertimesagg = 7)");
+    const std::map<std::string, std::string> expected = {{"mvrp.enable", "true"},
+                                                         {"mvrp.maxifnum", "24"},
+                                                         {"mvrp.maxvlannumperif", "100"},
+                                                         {"mvrp.vlannumpertimes", "0"},
+                                                         {"mvrp.vlannumpertimesagg", "7"}};
+    EXPECT_EQ(config.options, expected);
+    EXPECT_EQ(load("mvrp.enable = false").options.at("mvrp.enable"), "false");
+}
+
+TEST(Config, APortIsATrunkOfAllVlansWithTheFirstUntagged) {
+    const HostConfig config = load("[[port]]\nunit = 3");
+    const PortConfig& port = config.network.ports.at(0);
+    EXPECT_EQ(port.unit, 3U);
+    EXPECT_EQ(port.name, "port3");
+    EXPECT_EQ(port.pvid, 1U);
+    EXPECT_EQ(formatVlanRanges(port.permitTagged), "2-4094");
+    EXPECT_EQ(formatVlanRanges(port.permitUntagged), "1");
+    EXPECT_EQ(port.mtu, 1500U);
+    EXPECT_EQ(port.mac[0], 2);
+    EXPECT_EQ(port.mac[5], 3);
+    EXPECT_TRUE(port.linkUp);
+    EXPECT_TRUE(port.eligible);
+    EXPECT_EQ(port.cable.kind, CableKind::None);
+    EXPECT_EQ(port.wireForm, WireForm::Native);
+}
+
+TEST(Config, EverySettingOfAPortIsTaken) {
+    const HostConfig config = load(R"(
+        [switch]
+        driver = "soft"
+        name = "core"
+        [[port]]
+        unit = 20
+        kind = "aggregation"
+        [[port]]
+        unit = 9
+        name = "uplink"
+        mac = "02:00:00:00:0a:09"
+        mtu = 9000
+        pvid = 5
+        permit = "1-10,20"
+        untagged = "5,6"
+        link = "down"
+        eligible = false
+        cable = "interface:eth0"
+        wire-format = "auto"
+        aggregation = 20
+        record = "/tmp/r.pcap"
+        replay = "/tmp/p.pcap")");
+    EXPECT_EQ(config.network.name, "core");
+    const PortConfig& port = config.network.ports.at(0);  // ascending by unit
+    EXPECT_EQ(port.unit, 9U);
+    EXPECT_EQ(port.name, "uplink");
+    EXPECT_EQ(port.mac, (std::array<u8, 6>{2, 0, 0, 0, 10, 9}));
+    EXPECT_EQ(port.mtu, 9000U);
+    EXPECT_EQ(port.pvid, 5U);
+    EXPECT_EQ(formatVlanRanges(port.permitTagged), "1-4,7-10,20");
+    EXPECT_EQ(formatVlanRanges(port.permitUntagged), "5-6");
+    EXPECT_FALSE(port.linkUp);
+    EXPECT_FALSE(port.eligible);
+    EXPECT_EQ(port.cable.interfaceName, "eth0");
+    EXPECT_EQ(port.wireForm, WireForm::Auto);
+    EXPECT_EQ(port.aggregation, 20U);
+    EXPECT_EQ(port.recordFile, "/tmp/r.pcap");
+    EXPECT_EQ(port.replayFile, "/tmp/p.pcap");
+    EXPECT_TRUE(config.network.ports.at(1).isAggregation);
+}
+
+TEST(Config, StaticVlansOfAllTablesAreJoinedAndVlan1IsAlwaysThere) {
+    const HostConfig config = load("[[vlan]]\nids = \"10-12\"\n[[vlan]]\nids = 20");
+    EXPECT_EQ(formatVlanRanges(config.network.staticVlans), "1,10-12,20");
+}
+
+TEST(Config, DefaultAddressesDifferBetweenPortsAndSwitches) {
+    const auto macOf = [](const char* name, u32 unit) {
+        return load("[switch]\nname = \"" + std::string(name) +
+                    "\"\n[[port]]\nunit = " + std::to_string(unit))
+            .network.ports.at(0)
+            .mac;
+    };
+    EXPECT_NE(macOf("a", 1), macOf("a", 2));
+    EXPECT_NE(macOf("a", 1), macOf("b", 1));
+    EXPECT_EQ(macOf("a", 1), macOf("a", 1));
+}
+
+TEST(Config, ManagementSettingsBecomeTheNumbersOfTheHandlers) {
+    const HostConfig config = load(R"(
+        [[port]]
+        unit = 1
+        [[port]]
+        unit = 2
+        [[port]]
+        unit = 7
+        [management]
+        enable = true
+        compliance = false
+        [[management.port]]
+        unit = "1-2"
+        enable = true
+        registration = "fixed"
+        participant = "quiet"
+        join-time = 200
+        leave-time = 450
+        leave-all-time = 650
+        periodic-time = 0
+        [[management.port]]
+        unit = 7
+        enable = false)");
+    EXPECT_EQ(config.management.enable, 1U);
+    EXPECT_EQ(config.management.compliance, 2U);
+    ASSERT_EQ(config.management.ports.size(), 3U);
+    const PortManagement& port = config.management.ports.at(2);
+    EXPECT_EQ(config.management.ports.at(1), port);
+    EXPECT_EQ(port.enable, 1U);
+    EXPECT_EQ(port.registration, 2U);
+    EXPECT_EQ(port.participant, 3U);
+    EXPECT_EQ(port.joinTime, 200U);
+    EXPECT_EQ(port.leaveTime, 450U);
+    EXPECT_EQ(port.leaveAllTime, 650U);
+    EXPECT_EQ(port.periodicTime, 0U);
+    EXPECT_EQ(config.management.ports.at(7).enable, 2U);
+    EXPECT_FALSE(config.management.ports.at(7).joinTime);
+}
+
+TEST(Config, ServicesAreTaken) {
+    const HostConfig config = load(R"(
+        [command]
+        group = "root"
+        [debug]
+        socket = true
+        [standby]
+        role = "standby"
+        listen = "/run/s"
+        take-over-after = 30
+        [store]
+        file = "/var/lib/mvrp/store")");
+    EXPECT_EQ(config.commandGroup, "root");
+    EXPECT_TRUE(config.debugSocket);
+    EXPECT_TRUE(config.standby.configured);
+    EXPECT_EQ(config.standby.role, HostRole::Standby);
+    EXPECT_EQ(config.standby.listenPath, "/run/s");
+    EXPECT_EQ(config.standby.takeOverAfterS, 30U);
+    EXPECT_EQ(config.storeFile, "/var/lib/mvrp/store");
+    EXPECT_EQ(load("[store]\nfile = \"\"").storeFile, "");
+}
+
+TEST(Config, TheSameTextBecomesTheSameRecord) {
+    constexpr const char* kDocument = "[switch]\nname = \"a\"\n[[port]]\nunit = 1";
+    EXPECT_EQ(load(kDocument), load(kDocument));
+    EXPECT_NE(load(kDocument), load("[switch]\nname = \"a\"\n[[port]]\nunit = 2"));
+}
+
+}  // namespace
+}  // namespace platform
