@@ -48,8 +48,7 @@ void shellCall(const Context& context) {
     const Reply reply =
         context.client.exchange({Request::ShellCall, 0, 0, {bytes.begin(), bytes.end()}});
     if (reply.status != kStatusOk)
-        context.finish(reply.status, "the daemon has no function '" + context.text(0) +
-                                         "' that can be called; `debug list` lists them");
+        context.finish(reply.status, textOf(reply));
     std::string printed = textOf(reply);
     std::erase(printed, '\r');
     context.print(context.json ? linesJson("output", linesOf(printed)) : printed);

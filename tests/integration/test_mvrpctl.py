@@ -132,7 +132,7 @@ class Shows(Mvrpctl):
     def test_a_debug_function_shows_what_it_prints(self):
         done = self.switch.control("debug call mvrpDbgGlbShow")
         self.assertIn("global info:", done.stdout)
-        self.assert_refused("debug call noSuchFunction", 1, "debug list")
+        self.assert_refused("debug call noSuchFunction", 1, "noSuchFunction", "mvrpDbgGlbShow")
 
     def test_a_raw_request_shows_its_answer(self):
         done = self.switch.control("debug request 6 0 5")
