@@ -56,6 +56,7 @@ TEST_F(TimerHeap, ARestartTakesTheNewDueTimeAndTheLastPlaceAmongEquals) {
     start(first, 90);
     start(first, 20);
     EXPECT_EQ(timerHeapDue(list_, first), 20U);
+    timerHeapDestroy(list_);  // before its nodes go
 }
 
 TEST_F(TimerHeap, NothingLeavesBeforeItIsDueAndANodeThatLeftIsIdle) {
@@ -113,6 +114,7 @@ TEST_F(TimerHeap, RandomOperationsAgreeWithAnOrderedMap) {
         }
         ASSERT_EQ(list_.used, model.size());
     }
+    timerHeapDestroy(list_);  // before its nodes go
 }
 
 }  // namespace
