@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+//
+// A command server over the fake daemon, on a real socket, in a thread of its own.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <thread>
+
+#include "platform/command/dispatcher.h"
+#include "platform/command/server.h"
+#include "tests/unit/command/channel_client.h"
+#include "tests/unit/command/fake_daemon.h"
+
+namespace platform {
+
+class ServerFixture : public testing::Test {
+  protected:
+    ServerFixture()
+        : server_(
+              [this](const RequestHeader& header, std::span<const u8> value,
+                     std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
+              CommandAccess{}) {
+        fake::reset();
+        dispatcher_.setTable(fake::table());
+        std::string pattern = testing::TempDir() + "mvrp-command-XXXXXX";
+        directory_ = mkdtemp(pattern.data());
+        chmod(directory_.c_str(), 0755);  // other users come as far as the socket
+        path_ = directory_ + "/socket";
+    }
+
+    ~ServerFixture() override {
+        if (thread_.joinable()) {
+            server_.stop();
+            thread_.join();
+        }
+        unlink(path_.c_str());
+        rmdir(directory_.c_str());
+    }
+
+    void start() {
+        std::string error;
+        ASSERT_TRUE(server_.open(path_, error)) << error;
+        thread_ = std::thread([this] { server_.run(); });
+    }
+
+    Dispatcher dispatcher_;
+    CommandServer server_;
+    std::string directory_;
+    std::string path_;
+    std::thread thread_;
+};
+
+}  // namespace platform
