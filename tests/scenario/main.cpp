@@ -7,7 +7,9 @@
 #include <iostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "tests/scenario/lang/lookup_joiner.h"
 #include "tests/scenario/lang/runner.h"
 
 namespace {
@@ -27,14 +29,25 @@ int report(const std::string& problem) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 2)
-        return report("at most one argument is allowed: mvrp-scenario [FILE]");
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    const bool join = !arguments.empty() && arguments.front() == "--join";
+    if (join)
+        arguments.erase(arguments.begin());
+    if (arguments.size() > 1)
+        return report("at most one file is allowed: mvrp-scenario [--join] [FILE]");
     std::ifstream file;
-    if (argc == 2) {
-        file.open(argv[1]);
+    if (!arguments.empty()) {
+        file.open(arguments.front());
         if (!file)
-            return report("'" + std::string(argv[1]) + "' can not be opened");
+            return report("'" + arguments.front() + "' can not be opened");
     }
-    const std::string problem = scenario::runScenario(argc == 2 ? file : std::cin, writeOut);
+    std::istream& input = arguments.empty() ? std::cin : file;
+
+    scenario::LookupJoiner joiner(writeOut);
+    scenario::Trace::Sink sink = writeOut;
+    if (join)
+        sink = [&joiner](std::string_view line) { joiner.take(line); };
+    const std::string problem = scenario::runScenario(input, sink);
+    joiner.flush();
     return problem.empty() ? 0 : report(problem);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// scenario-test FILE.scn: runs a scenario and compares its trace with the recorded one, FILE.trace.
+// scenario-test FILE.scn: runs a scenario and compares its trace, look-ups of consecutive VLANs
+// joined, with the recorded one, FILE.trace.
 // Prints the first line that differs, with the command that it belongs to. Exit status 0 when they
 // are equal, 1 when they differ, 2 when a file can not be read or the scenario is wrong.
 #include <fstream>
@@ -8,6 +9,7 @@
 #include <sstream>
 #include <string>
 
+#include "tests/scenario/lang/lookup_joiner.h"
 #include "tests/scenario/lang/runner.h"
 
 namespace {
@@ -59,11 +61,14 @@ int main(int argc, char** argv) {
     if (!input)
         return complain("'" + path + "' can not be opened");
     if (!recorded)
-        return complain("'" + tracePath + "' can not be opened: record it with mvrp-scenario " +
-                        path + " > " + tracePath);
+        return complain("'" + tracePath +
+                        "' can not be opened: record it with mvrp-scenario --join " + path + " > " +
+                        tracePath);
     std::stringstream actual;
+    scenario::LookupJoiner joiner([&actual](std::string_view line) { actual << line; });
     const std::string problem =
-        scenario::runScenario(input, [&actual](std::string_view text) { actual << text; });
+        scenario::runScenario(input, [&joiner](std::string_view line) { joiner.take(line); });
+    joiner.flush();
     if (!problem.empty())
         return complain(path + ": " + problem);
     return compare(tracePath, recorded, actual);
