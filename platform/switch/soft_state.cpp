@@ -40,6 +40,9 @@ void reportPresence(const SoftState& before, const SoftState& after, RouteBatch&
 /// its members itself.
 void reportMembers(const SoftPort& old, const SoftPort& now, const VlanBitmap& stableVlans,
                    RouteBatch& batch) {
+    if (old.tagged == now.tagged && old.untagged == now.untagged) {
+        return;
+    }
     const VlanBitmap hadAll = vlanIntersection(vlanUnion(old.tagged, old.untagged), stableVlans);
     const VlanBitmap hasAll = vlanIntersection(vlanUnion(now.tagged, now.untagged), stableVlans);
     vlanForEach(vlanDifference(hadAll, hasAll),

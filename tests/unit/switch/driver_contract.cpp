@@ -48,14 +48,6 @@ VlanBitmap dynamicOf(u32 unit) {
     return vlans;
 }
 
-VlanBitmap vlanSet(std::initializer_list<u32> vids) {
-    VlanBitmap set{};
-    for (const u32 vid : vids) {
-        vlanInsert(set, vid);
-    }
-    return set;
-}
-
 namespace {
 
 constexpr u32 kStatic = static_cast<u32>(QorVlanType::Static);

@@ -54,6 +54,13 @@ u32 syncVlans(QorVlanAttribute attribute, VlanBitmap vlans);
 /// QorVlanType of a VLAN, 0 when it does not exist.
 u32 typeOf(u32 vid);
 VlanBitmap dynamicOf(u32 unit);
-VlanBitmap vlanSet(std::initializer_list<u32> vids);
+
+inline VlanBitmap vlanSet(std::initializer_list<u32> vids) {
+    VlanBitmap set{};
+    for (const u32 vid : vids) {
+        vlanInsert(set, vid);
+    }
+    return set;
+}
 
 }  // namespace platform::testing
