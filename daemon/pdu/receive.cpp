@@ -57,7 +57,7 @@ void mvrpMachineInitIfIdle(u8* machine) {
 u32 mvrpPortPvid(const MvrpPortEntry* port) {
     u32 pvid = kMvrpDefaultVlan;
     if (qorIfGetApi(port->portunit, static_cast<u32>(QorIfAttribute::Pvid), &pvid) != kStatusOk) {
-        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
+        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
                    "Vector process; get port %d pvid failed\r\n", port->portunit);
     }
     return pvid;
@@ -74,7 +74,7 @@ void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
     MvrpVlanBitmap carried = {};
     mvrpBitSet(carried.data(), vid - 1);
     if (!mvrpPortVlansRead(port->portunit, QorIfAttribute::Permitted, &carried)) {
-        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, vid,
                    "vector process; port %u vlan %u status get failed. (%u)\n\r", port->portunit,
                    vid, gMvrpInfo.vlanEntryNum);
     }
