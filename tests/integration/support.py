@@ -137,4 +137,4 @@ def cable(first, second, **fields):
     return {"between": [first, second], **fields}
 
 
-__all__ = ["BUILD", "Channel", "ClosedError", "NetworkTest", "cable", "node"]
+__all__ = ["BUILD", "TIMERS", "Channel", "ClosedError", "NetworkTest", "cable", "node"]
