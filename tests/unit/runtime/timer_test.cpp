@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <thread>
 #include <vector>
 
@@ -56,6 +57,10 @@ class Timer : public testing::Test {
         }
     }
 
+    /// A probe that outlives the list, whose destruction touches the nodes it holds.
+    Probe& probe() { return probes_.emplace_back(); }
+
+    std::deque<Probe> probes_;
     SilTimerList list_{};
 };
 
@@ -64,32 +69,32 @@ TEST_F(Timer, AnEmptyListHasNoNextTimeout) {
 }
 
 TEST_F(Timer, ARunningTimerTellsWhatIsLeftAndAnIdleOneNothing) {
-    Probe probe;
-    EXPECT_EQ(silTimerRemain(&list_, &probe.node), 0U);
-    start(probe, kLongMs);
-    EXPECT_LE(silTimerRemain(&list_, &probe.node), kLongMs);
-    EXPECT_GT(silTimerRemain(&list_, &probe.node), kLongMs / 2);
+    Probe& only = probe();
+    EXPECT_EQ(silTimerRemain(&list_, &only.node), 0U);
+    start(only, kLongMs);
+    EXPECT_LE(silTimerRemain(&list_, &only.node), kLongMs);
+    EXPECT_GT(silTimerRemain(&list_, &only.node), kLongMs / 2);
     EXPECT_GT(silTimerListNextTimeout(&list_), static_cast<s32>(kLongMs / 2));
-    silTimerStop(&list_, &probe.node);
-    EXPECT_EQ(silTimerRemain(&list_, &probe.node), 0U);
+    silTimerStop(&list_, &only.node);
+    EXPECT_EQ(silTimerRemain(&list_, &only.node), 0U);
     EXPECT_LT(silTimerListNextTimeout(&list_), 0);
 }
 
 TEST_F(Timer, ATimeoutBeyond31BitsIsCut) {
-    Probe probe;
-    start(probe, 0xFFFFFFFFU);
+    Probe& only = probe();
+    start(only, 0xFFFFFFFFU);
     EXPECT_EQ(silTimerListNextTimeout(&list_), INT32_MAX);
 }
 
 TEST_F(Timer, AnOverdueTimerMakesTheNextTimeoutZero) {
-    Probe probe;
-    start(probe, 0);
+    Probe& only = probe();
+    start(only, 0);
     EXPECT_EQ(silTimerListNextTimeout(&list_), 0);
 }
 
 TEST_F(Timer, ATimerFiresOnceAndOnlyWhenItIsDue) {
-    Probe soon;
-    Probe late;
+    Probe& soon = probe();
+    Probe& late = probe();
     start(late, kLongMs);
     start(soon, 5);
     checkUntil(soon, 1);
@@ -100,32 +105,32 @@ TEST_F(Timer, ATimerFiresOnceAndOnlyWhenItIsDue) {
 
 TEST_F(Timer, TimersDueTogetherRunInTheOrderOfStarting) {
     std::vector<int> log;
-    std::vector<Probe> probes(20);
     for (int index = 0; index < 20; index++) {
-        probes[static_cast<std::size_t>(index)].log = &log;
-        probes[static_cast<std::size_t>(index)].name = index;
-        start(probes[static_cast<std::size_t>(index)], 0);
+        Probe& each = probe();
+        each.log = &log;
+        each.name = index;
+        start(each, 0);
     }
-    checkUntil(probes.back(), 1);
+    checkUntil(probes_.back(), 1);
     for (int index = 0; index < 20; index++)
         EXPECT_EQ(log[static_cast<std::size_t>(index)], index);
 }
 
 TEST_F(Timer, ATimerThatAHandlerStartsAtZeroRunsInTheSameCheckWhichIsBounded) {
-    Probe probe;
-    start(probe, 0, rearmAtOnce);
+    Probe& only = probe();
+    start(only, 0, rearmAtOnce);
     silTimerListCheck(&list_);
-    EXPECT_EQ(probe.fired, kMaxHandlersPerCheck);
-    EXPECT_TRUE(timerRunning(probe.node));
+    EXPECT_EQ(only.fired, kMaxHandlersPerCheck);
+    EXPECT_TRUE(timerRunning(only.node));
     silTimerListCheck(&list_);
-    EXPECT_EQ(probe.fired, 2 * kMaxHandlersPerCheck);
+    EXPECT_EQ(only.fired, 2 * kMaxHandlersPerCheck);
 }
 
 TEST_F(Timer, ATimerWithoutAHandlerJustExpires) {
-    Probe probe;
-    start(probe, 0, nullptr);
+    Probe& only = probe();
+    start(only, 0, nullptr);
     silTimerListCheck(&list_);
-    EXPECT_FALSE(timerRunning(probe.node));
+    EXPECT_FALSE(timerRunning(only.node));
 }
 
 }  // namespace
