@@ -2,8 +2,9 @@
 //
 // scenario-test FILE.scn: runs a scenario and compares its trace, look-ups of consecutive VLANs
 // joined, with the recorded one, FILE.trace.
-// Prints the first line that differs, with the command that it belongs to. Exit status 0 when they
-// are equal, 1 when they differ, 2 when a file can not be read or the scenario is wrong.
+// Prints the first line that differs, with the command that it belongs to. A scenario with a
+// FILE.error beside it must be refused with that text. Exit status 0 when all is as recorded, 1
+// when it differs, 2 when a file can not be read or the scenario is wrong.
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -49,27 +50,44 @@ int compare(const std::string& name, std::istream& recorded, std::istream& actua
     }
 }
 
+/// Runs a scenario. @return what is wrong with it, empty for nothing
+std::string run(std::istream& input, std::ostream& trace) {
+    scenario::LookupJoiner joiner([&trace](std::string_view line) { trace << line; });
+    const std::string problem =
+        scenario::runScenario(input, [&joiner](std::string_view line) { joiner.take(line); });
+    joiner.flush();
+    return problem;
+}
+
+/// Compares the refusal of a scenario with the recorded one. @return the exit status
+int compareProblem(const std::string& name, std::istream& recorded, const std::string& problem) {
+    std::stringstream actual(problem);
+    return compare(name, recorded, actual);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     if (argc != 2 || !std::string_view(argv[1]).ends_with(kScenarioSuffix))
         return complain("one argument is expected, a file that ends in .scn");
     const std::string path = argv[1];
-    const std::string tracePath = path.substr(0, path.size() - kScenarioSuffix.size()) + ".trace";
+    const std::string stem = path.substr(0, path.size() - kScenarioSuffix.size());
     std::ifstream input(path);
-    std::ifstream recorded(tracePath);
     if (!input)
         return complain("'" + path + "' can not be opened");
+
+    std::stringstream trace;
+    const std::string problem = run(input, trace);
+    const std::string errorPath = stem + ".error";
+    if (std::ifstream recorded(errorPath); recorded)
+        return compareProblem(errorPath, recorded, problem);
+    if (!problem.empty())
+        return complain(path + ": " + problem);
+    const std::string tracePath = stem + ".trace";
+    std::ifstream recorded(tracePath);
     if (!recorded)
         return complain("'" + tracePath +
                         "' can not be opened: record it with mvrp-scenario --join " + path + " > " +
                         tracePath);
-    std::stringstream actual;
-    scenario::LookupJoiner joiner([&actual](std::string_view line) { actual << line; });
-    const std::string problem =
-        scenario::runScenario(input, [&joiner](std::string_view line) { joiner.take(line); });
-    joiner.flush();
-    if (!problem.empty())
-        return complain(path + ": " + problem);
-    return compare(tracePath, recorded, actual);
+    return compare(tracePath, recorded, trace);
 }

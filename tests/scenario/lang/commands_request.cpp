@@ -16,8 +16,6 @@ namespace {
 constexpr u32 kVersionRoom = 64;   // bytes offered for the version text, whatever length is claimed
 constexpr u32 kVersionBytes = 17;  // of the text itself
 constexpr u32 kStatusRoom = 64;    // bytes offered for the status read-out
-constexpr u32 kFirstVlanAttribute = MVRP_PORT_APPLICANT;
-constexpr u32 kLastVlanAttribute = MVRP_PORT_PROPAGATE_BIT;
 
 enum RequestNumber : u32 {
     kRequestFirst = 1,
@@ -66,11 +64,7 @@ void requestPortGet(ScenarioHost& host, Words words, u32 request) {
     requireWords(words, 2, 3);
     const u32 unit = parseU32(words[0], "UNIT");
     const u32 attribute = parseU32(words[1], "ATTR");
-    u32 value = 0;
-    if (words.size() > 2)
-        value = parseU32(words[2], "VID");
-    else if (attribute >= kFirstVlanAttribute && attribute <= kLastVlanAttribute)
-        throw UsageError("VID is missing");
+    u32 value = words.size() > 2 ? parseU32(words[2], "VID") : 0;
     const u32 status = handlerOf<IcmAttributeHandler>(request)(unit, attribute, &value);
     traceValue(host, status, std::to_string(value));
 }
