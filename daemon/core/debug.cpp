@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/core/debug.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstring>
 #include <string_view>

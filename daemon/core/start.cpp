@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/core/start.h"
 
-#include <unistd.h>
-
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "daemon/core/info.h"
 #include "daemon/core/sockets.h"
@@ -37,7 +37,7 @@ constexpr u32 kVlanNumPerTimesAggDefault = 20;
 /// Level of the two operator messages.
 constexpr u8 kOperatorLogLevel = 5;
 
-constexpr unsigned kMainSleepSeconds = 10;
+constexpr std::chrono::seconds kMainSleep{10};
 
 /// Text of one option; zeroed before it is read.
 struct MvrpOptionText {
@@ -136,7 +136,7 @@ int mvrpProcessMain(int /*argc*/, char** /*argv*/) {
     if (mvrpStart() != 0)
         return -1;
     for (;;)
-        sleep(kMainSleepSeconds);
+        std::this_thread::sleep_for(kMainSleep);
 }
 
 s32 mvrpMemInit() {

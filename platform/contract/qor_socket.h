@@ -8,6 +8,7 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/types.h>
+#include <unistd.h>  // unlink(), for the paths of local sockets
 
 #include "platform/contract/types.h"
 
