@@ -61,19 +61,22 @@ bool FrameNet::start(const SwitchConfig& config, std::string& error) {
 bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
     const std::lock_guard serial(configMutex_);
     error.clear();
-    for (const PortConfig& port : config_.ports) {
-        if (findPort(config, port.unit) == nullptr) {
-            forget(port.unit);
+    for (const u32 unit : units()) {
+        if (findPort(config, unit) == nullptr) {
+            forget(unit);
         }
     }
-    for (const PortConfig& port : config.ports) {
+    SwitchConfig applied = config;
+    std::erase_if(applied.ports, [&](const PortConfig& port) {
         std::string reason;
-        if (!applyPort(port, findPort(config_, port.unit), reason)) {
-            error +=
-                (error.empty() ? "" : "; ") + ("port " + std::to_string(port.unit)) + ": " + reason;
+        if (applyPort(port, findPort(config_, port.unit), reason)) {
+            return false;
         }
-    }
-    config_ = config;
+        error += (error.empty() ? "port " : "; port ") + std::to_string(port.unit) + ": " + reason;
+        return true;
+    });
+    // What failed counts as not configured, so that the next time tries all of it again.
+    config_ = std::move(applied);
     return error.empty();
 }
 
@@ -89,7 +92,7 @@ bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::
         return false;
     }
     return port.replayFile.empty() || port.replayFile == old.replayFile ||
-           replay(port.unit, port.replayFile, 1, error) == HostStatus::Ok;
+           feed(port.unit, port.replayFile, 1, std::nullopt, error) == HostStatus::Ok;
 }
 
 void FrameNet::stop() {
@@ -225,16 +228,30 @@ HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string
 }
 
 HostStatus FrameNet::replay(u32 unit, const std::string& file, u32 speed, std::string& error) {
+    return feed(unit, file, speed, monotonicUs(), error);
+}
+
+HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
+                          std::string& error) {
     std::optional<PcapFrames> frames = readPcap(file, error);
     if (!frames) {
         return HostStatus::BadArgument;
     }
     {
         const std::lock_guard lock(mutex_);
-        wires_[unit].replay = std::make_shared<Replay>(std::move(*frames), speed, monotonicUs());
+        wires_[unit].replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
     }
     wake();
     return HostStatus::Ok;
+}
+
+std::vector<u32> FrameNet::units() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<u32> units;
+    for (const auto& [unit, wire] : wires_) {
+        units.push_back(unit);
+    }
+    return units;
 }
 
 void FrameNet::forget(u32 unit) {

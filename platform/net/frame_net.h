@@ -57,16 +57,25 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     void frameArrived(u32 port, std::span<const u8> bytes, bool tagged);
 
   private:
+    /// All units that anything is known about.
+    std::vector<u32> units() const;
     /// Changes one port to what its configuration says. @return false with the reason in `error`
     bool applyPort(const PortConfig& port, const PortConfig* before, std::string& error);
+    /// @param startUs  when the capture begins; nothing: when the port first takes part
+    HostStatus feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
+                    std::string& error);
     bool plug(u32 unit, const CableConfig& config, std::string& error);
 
     void receiveLoop();
     void receiveFrom(u32 port);
     /// Feeds due frames of captures. @return ms until the next is due, -1 when none
     int runReplays();
+    /// @return when the port's capture has its next frame due, ULLONG_MAX when it is over
+    u64 runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs);
     std::optional<Delivery> offerFrame(const FramePolicy& policy, const FrameView& view,
                                        DropReason& reason);
+    /// Remembers who is at the other end, and which form it speaks.
+    void noteSender(u32 unit, const FrameView& view);
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
     void forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes);
     void record(PortWire& wire, std::span<const u8> frame);
@@ -85,6 +94,7 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     std::unique_ptr<FrameBatch> batch_;
     std::unique_ptr<NativeFrames> native_;
     std::vector<std::pair<u32, std::shared_ptr<Cable>>> targets_;
+    std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays_;
 
     Descriptor epoll_;
     Descriptor wakeUp_;

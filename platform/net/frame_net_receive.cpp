@@ -16,6 +16,8 @@ namespace {
 constexpr int kMostEvents = 32;
 /// Frames of a capture that one pass feeds, so that cables are looked at in between.
 constexpr int kReplayBurst = 64;
+/// How often a capture that waits for its port to take part looks again.
+constexpr u64 kReplayRetryUs = 50'000;
 
 }  // namespace
 
@@ -56,41 +58,53 @@ void FrameNet::receiveFrom(u32 port) {
 }
 
 int FrameNet::runReplays() {
-    std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays;
+    replays_.clear();
     {
         const std::lock_guard lock(mutex_);
         for (const auto& [unit, wire] : wires_) {
             if (wire.replay != nullptr) {
-                replays.emplace_back(unit, wire.replay);
+                replays_.emplace_back(unit, wire.replay);
             }
         }
     }
     u64 soonestUs = ULLONG_MAX;
     const u64 nowUs = monotonicUs();
-    for (const auto& [unit, replay] : replays) {
-        for (int burst = 0; burst < kReplayBurst; ++burst) {
-            const std::optional<std::span<const u8>> frame = replay->next(nowUs);
-            if (!frame) {
-                break;
-            }
-            frameArrived(unit, *frame, false);
-        }
-        if (const std::optional<u64> due = replay->dueUs()) {
-            soonestUs = std::min(soonestUs, *due);
-            continue;
-        }
-        const std::lock_guard lock(mutex_);
-        const auto wire = wires_.find(unit);
-        if (wire != wires_.end() && wire->second.replay == replay) {
-            wire->second.replay.reset();
-        }
+    for (const auto& [unit, replay] : replays_) {
+        soonestUs = std::min(soonestUs, runReplay(unit, replay, nowUs));
     }
+    replays_.clear();
     if (soonestUs == ULLONG_MAX) {
         return -1;
     }
     constexpr u64 kLongestWaitMs = 60'000;
     const u64 waitUs = soonestUs > nowUs ? soonestUs - nowUs : 0;
     return static_cast<int>(std::min((waitUs + 999) / 1000, kLongestWaitMs));
+}
+
+u64 FrameNet::runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs) {
+    if (!replay->isStarted()) {
+        const FramePolicy policy = driver_.framePolicy(unit);
+        if (!policy.linkUp || !policy.takesPart()) {
+            return nowUs + kReplayRetryUs;
+        }
+        replay->start(nowUs);
+    }
+    for (int burst = 0; burst < kReplayBurst; ++burst) {
+        const std::optional<std::span<const u8>> frame = replay->next(nowUs);
+        if (!frame) {
+            break;
+        }
+        frameArrived(unit, *frame, false);
+    }
+    if (const std::optional<u64> due = replay->dueUs()) {
+        return *due;
+    }
+    const std::lock_guard lock(mutex_);
+    const auto wire = wires_.find(unit);
+    if (wire != wires_.end() && wire->second.replay == replay) {
+        wire->second.replay.reset();
+    }
+    return ULLONG_MAX;
 }
 
 void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
@@ -122,17 +136,21 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
     DropReason reason = tagged ? DropReason::Tagged : view.reason;
     std::optional<Delivery> outcome;
     if (reason == DropReason::None) {
+        // First what the port's own wire form depends on: the daemon may answer at once.
+        noteSender(policy.unit, view);
         outcome = offerFrame(policy, view, reason);
     }
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wires_[policy.unit];
-    countDrop(wire.counters, reason);
+    PortCountersRecord& counters = wires_[policy.unit].counters;
+    countDrop(counters, reason);
     if (outcome) {
-        countDelivery(wire.counters, *outcome, bytes.size());
+        countDelivery(counters, *outcome, bytes.size());
     }
-    if (view.kind == FrameKind::None || tagged) {
-        return;
-    }
+}
+
+void FrameNet::noteSender(u32 unit, const FrameView& view) {
+    const std::lock_guard lock(mutex_);
+    PortWire& wire = wires_[unit];
     wire.peer = view.source();
     if (view.kind == FrameKind::IeeeMvrp) {
         wire.heard = static_cast<u32>(WireForm::Ieee);

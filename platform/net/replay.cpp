@@ -3,11 +3,11 @@
 
 namespace platform {
 
-Replay::Replay(PcapFrames frames, u32 speed, u64 startUs)
+Replay::Replay(PcapFrames frames, u32 speed, std::optional<u64> startUs)
     : frames_(std::move(frames)), speed_(speed), startUs_(startUs) {}
 
 std::optional<u64> Replay::dueUs() const {
-    if (next_ >= frames_.records.size()) {
+    if (!startUs_ || next_ >= frames_.records.size()) {
         return std::nullopt;
     }
     if (speed_ == 0) {
@@ -16,7 +16,7 @@ std::optional<u64> Replay::dueUs() const {
     // Frames that stand out of order in the file are due at once.
     const u64 first = frames_.records.front().timeUs;
     const u64 own = frames_.records[next_].timeUs;
-    return startUs_ + (own > first ? (own - first) / speed_ : 0);
+    return *startUs_ + (own > first ? (own - first) / speed_ : 0);
 }
 
 std::optional<std::span<const u8>> Replay::next(u64 nowUs) {

@@ -13,10 +13,16 @@ namespace platform {
 class Replay {
   public:
     /// @param speed    times the speed of the capture; 0: as fast as possible
-    /// @param startUs  when the first frame is due, on the clock that next() is asked with
-    Replay(PcapFrames frames, u32 speed, u64 startUs);
+    /// @param startUs  when the first frame is due, on the clock that next() is asked with;
+    /// nothing:
+    ///                 start() says
+    Replay(PcapFrames frames, u32 speed, std::optional<u64> startUs);
 
-    /// When the next frame is due, in microseconds; nothing when all went.
+    bool isStarted() const { return startUs_.has_value(); }
+    void start(u64 nowUs) { startUs_ = nowUs; }
+
+    /// When the next frame is due, in microseconds; nothing when all went or
+    /// before the start.
     std::optional<u64> dueUs() const;
     /// The next frame, if it is due. Valid as long as this object.
     std::optional<std::span<const u8>> next(u64 nowUs);
@@ -24,7 +30,7 @@ class Replay {
   private:
     const PcapFrames frames_;
     const u32 speed_;
-    const u64 startUs_;
+    std::optional<u64> startUs_;
     std::size_t next_ = 0;
 };
 

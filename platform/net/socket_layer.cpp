@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
 
 namespace platform {
@@ -194,8 +195,10 @@ void SocketLayer::deliver(const RouteDatagram& datagram) {
     const std::lock_guard lock(mutex_);
     for (const SocketPointer& socket : open_) {
         if (socket->kind() == SocketKind::Route &&
-            socket->deliver(datagram) == Delivery::Overflow) {
-            lostNotifications_.fetch_add(1);
+            socket->deliver(datagram) == Delivery::Overflow &&
+            lostNotifications_.fetch_add(1) == 0) {
+            logMessage(LogPriority::Error,
+                       "the daemon does not read its notifications: the first one is lost");
         }
     }
 }

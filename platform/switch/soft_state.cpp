@@ -130,10 +130,19 @@ bool SoftState::linkUp(const SoftPort& port) const {
     return !hasMembers;
 }
 
+VlanBitmap SoftState::withoutMembers(const VlanBitmap& among) const {
+    VlanBitmap result = vlanIntersection(among, vlans(QorVlanType::Dynamic));
+    for (const SoftPort& port : ports) {
+        result = vlanDifference(result, port.dynamic);
+    }
+    return result;
+}
+
 void SoftState::eraseVlans(const VlanBitmap& vlans) {
     vlanForEach(vlans, [this](u32 vid) { kinds[vid] = 0; });
     for (SoftPort& port : ports) {
         port.dynamic = vlanDifference(port.dynamic, vlans);
+        port.adopted = vlanDifference(port.adopted, vlans);
     }
 }
 

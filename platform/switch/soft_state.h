@@ -33,6 +33,7 @@ struct SoftPort {
     VlanBitmap tagged{};                  ///< permit list, whether the VLANs exist or not
     VlanBitmap untagged{};
     VlanBitmap dynamic{};  ///< memberships that the protocol made
+    VlanBitmap adopted{};  ///< of these, those that an earlier daemon or the active card made
 };
 
 SoftPort softPortFrom(const PortConfig& config);
@@ -51,6 +52,8 @@ struct SoftState {
     /// An aggregation with members is up while one of them is.
     bool linkUp(const SoftPort& port) const;
     bool eligible(const SoftPort& port) const { return port.eligible && port.aggregation == 0; }
+    /// Those of `among` that are dynamic and that no port is a dynamic member of.
+    VlanBitmap withoutMembers(const VlanBitmap& among) const;
     /// Deletes VLANs with all memberships in them.
     void eraseVlans(const VlanBitmap& vlans);
 };

@@ -96,6 +96,7 @@ bool SoftSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
         return false;
     }
     port->dynamic = vlanUnion(port->dynamic, vlans);
+    port->adopted = vlanDifference(port->adopted, vlans);
     return true;
 }
 
@@ -107,6 +108,7 @@ bool SoftSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
     }
     const bool runsProtocol = port->mvrp && role_ == HostRole::Active;
     port->dynamic = runsProtocol ? vlanDifference(port->dynamic, vlans) : VlanBitmap{};
+    port->adopted = vlanIntersection(port->adopted, port->dynamic);
     return true;
 }
 
@@ -134,11 +136,7 @@ bool SoftSwitch::createDynamic(const VlanBitmap& vlans) {
 
 bool SoftSwitch::deleteDynamic(const VlanBitmap& vlans) {
     const std::lock_guard lock(mutex_);
-    VlanBitmap deletable = vlanIntersection(vlans, state_.vlans(QorVlanType::Dynamic));
-    for (const SoftPort& port : state_.ports) {
-        deletable = vlanDifference(deletable, port.dynamic);
-    }
-    state_.eraseVlans(deletable);
+    state_.eraseVlans(state_.withoutMembers(vlans));
     return true;
 }
 
@@ -164,7 +162,42 @@ bool SoftSwitch::describeIndex(u32 index, QorIndexInfo& info) const {
 
 void SoftSwitch::setRole(HostRole role) {
     const std::lock_guard lock(mutex_);
+    if (role_ == HostRole::Standby && role == HostRole::Active) {
+        adoptLocked();
+    }
     role_ = role;
+}
+
+void SoftSwitch::adoptMemberships() {
+    const std::lock_guard lock(mutex_);
+    adoptLocked();
+}
+
+void SoftSwitch::adoptLocked() {
+    for (SoftPort& port : state_.ports) {
+        port.adopted = port.dynamic;
+    }
+}
+
+u32 SoftSwitch::removeUnclaimed() {
+    const std::lock_guard serial(changeMutex_);
+    RouteBatch batch;
+    u32 removed = 0;
+    {
+        const std::lock_guard lock(mutex_);
+        SoftState next = state_;
+        VlanBitmap orphans{};
+        for (SoftPort& port : next.ports) {
+            orphans = vlanUnion(orphans, port.adopted);
+            vlanForEach(port.adopted, [&removed](u32) { ++removed; });
+            port.dynamic = vlanDifference(port.dynamic, port.adopted);
+            port.adopted = {};
+        }
+        next.eraseVlans(next.withoutMembers(orphans));
+        replaceState(std::move(next), batch);
+    }
+    deliver(batch);
+    return removed;
 }
 
 FramePolicy SoftSwitch::framePolicy(u32 port) const {
@@ -232,9 +265,7 @@ HostStatus SoftSwitch::change(const SwitchChangeRecord& record, std::string& err
         replaceState(std::move(next), batch);
     }
     announce(record, batch);
-    if (sink_ != nullptr) {
-        batch.deliverTo(*sink_);
-    }
+    deliver(batch);
     return HostStatus::Ok;
 }
 
@@ -254,10 +285,15 @@ void SoftSwitch::reconfigure(const SwitchConfig& config) {
                 port.mvrp = old->mvrp;
                 port.gvrp = old->gvrp;
                 port.dynamic = vlanIntersection(old->dynamic, next.vlans());
+                port.adopted = vlanIntersection(old->adopted, port.dynamic);
             }
         }
         replaceState(std::move(next), batch);
     }
+    deliver(batch);
+}
+
+void SoftSwitch::deliver(const RouteBatch& batch) {
     if (sink_ != nullptr) {
         batch.deliverTo(*sink_);
     }

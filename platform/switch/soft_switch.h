@@ -39,6 +39,8 @@ class SoftSwitch final : public SwitchDriver {
     bool deleteDynamic(const VlanBitmap& vlans) override;
     bool describeIndex(u32 index, QorIndexInfo& info) const override;
     void setRole(HostRole role) override;
+    void adoptMemberships() override;
+    u32 removeUnclaimed() override;
     FramePolicy framePolicy(u32 port) const override;
     u32 egressPort(u32 unit) const override;
     DriverKind kind() const override { return DriverKind::SoftwareSwitch; }
@@ -51,6 +53,10 @@ class SoftSwitch final : public SwitchDriver {
         QorEndType endType;
     };
 
+    /// @pre mutex_ is held
+    void adoptLocked();
+    /// @pre changeMutex_ is held, mutex_ is not
+    void deliver(const RouteBatch& batch);
     /// Puts a new state in place, remembers what disappeared, and notes the differences.
     void replaceState(SoftState next, RouteBatch& batch);
 

@@ -82,7 +82,17 @@ class SwitchDriver {
     /// Describes a port, an aggregation or a VLAN interface; one that was just deleted too.
     virtual bool describeIndex(u32 index, QorIndexInfo& info) const = 0;
 
+    /// A standby that becomes active adopts the memberships that it mirrored, as
+    /// adoptMemberships().
     virtual void setRole(HostRole role) = 0;
+    /// Notes the dynamic memberships that are there now and that this daemon did not add. They
+    /// stay, so that no traffic is lost, until removeUnclaimed().
+    virtual void adoptMemberships() = 0;
+    /// Removes the adopted memberships that the daemon has not added itself in the meantime, and
+    /// the dynamic VLANs that lose their last member by it. Called one leave-all and one leave time
+    /// after the daemon began.
+    /// @return memberships removed
+    virtual u32 removeUnclaimed() = 0;
 
     // Frames.
     virtual FramePolicy framePolicy(u32 port) const = 0;

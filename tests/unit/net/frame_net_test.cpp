@@ -4,6 +4,7 @@
 #include "platform/net/frame_net.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 
@@ -404,6 +405,33 @@ TEST(FrameNetConfiguration, PortsAreSetUpAndChangedByTheirConfiguration) {
     EXPECT_FALSE(node.net.reconfigure(config, error));
     EXPECT_NE(error.find("port 5"), std::string::npos);
     EXPECT_EQ(node.net.wireState(3).cable, "none") << "the rest is in force";
+}
+
+TEST(FrameNetConfiguration, CaptureOfThePortBeginsWhenItTakesPart) {
+    SwitchConfig config = smallSwitch();
+    config.ports[0].replayFile = MVRP_TEST_DATA "/captures/mvrp-one-vlan.pcap";
+    NetNode node(config);
+    std::string error;
+    ASSERT_TRUE(node.net.start(config, error)) << error;
+    node.enable(3);
+    const Received first = node.receive(node.mvrp);
+    EXPECT_EQ(frames::readNative(first.frame.data(), first.frame.size()).events,
+              (std::vector<frames::Event>{{10, 1}}));
+    EXPECT_EQ(node.net.counters(3).forwarded, 0U);
+    EXPECT_EQ(node.net.counters(3).droppedDisabled, 0U);
+}
+
+TEST(FrameNetConfiguration, PortThatFailedIsTriedAgain) {
+    const ScratchDirectory directory;
+    SwitchConfig config = smallSwitch();
+    NetNode node(config);
+    std::string error;
+    ASSERT_TRUE(node.net.start(config, error)) << error;
+    config.ports[0].recordFile = directory.path("later/record.pcap");
+    EXPECT_FALSE(node.net.reconfigure(config, error));
+    EXPECT_FALSE(node.net.reconfigure(config, error));
+    ASSERT_EQ(mkdir(directory.path("later").c_str(), 0700), 0);
+    EXPECT_TRUE(node.net.reconfigure(config, error)) << error;
 }
 
 TEST(FrameNetConfiguration, StartFailsWithAReason) {

@@ -50,6 +50,16 @@ TEST(Replay, FramesOutOfOrderAreDueAtOnce) {
     EXPECT_EQ(replay.dueUs(), 0U);
 }
 
+TEST(Replay, WithoutAStartNothingIsDueUntilItStarts) {
+    Replay replay(captureAt({5'000, 6'000}), 1, std::nullopt);
+    EXPECT_FALSE(replay.isStarted());
+    EXPECT_FALSE(replay.dueUs());
+    EXPECT_FALSE(replay.next(1'000'000));
+    replay.start(70);
+    EXPECT_TRUE(replay.isStarted());
+    EXPECT_EQ(replay.dueUs(), 70U);
+}
+
 TEST(Replay, EmptyCaptureIsOver) {
     EXPECT_FALSE(Replay(captureAt({}), 1, 0).dueUs());
 }

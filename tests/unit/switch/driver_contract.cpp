@@ -235,6 +235,25 @@ TEST_P(DriverContract, RemovalEmptiesThePortOfAStandby) {
     EXPECT_EQ(dynamicOf(port()), VlanBitmap{});
 }
 
+/// A membership that this daemon did not add, and one that it adds again.
+TEST_P(DriverContract, AdoptedMembershipsStayUntilTheyAreFoundUnclaimed) {
+    SwitchDriver& driver = harness().driver();
+    driver.setRole(HostRole::Standby);
+    ASSERT_EQ(syncVlans(QorVlanAttribute::CreateDynamic, vlanSet({20, 21, 22})), kStatusOk);
+    ASSERT_EQ(syncPort(port(), QorIfAttribute::AddDynamic, vlanSet({20, 21})), kStatusOk);
+    ASSERT_EQ(syncPort(otherPort(), QorIfAttribute::AddDynamic, vlanSet({21})), kStatusOk);
+    driver.setRole(HostRole::Active);
+    ASSERT_EQ(setProtocol(port(), QorIfAttribute::ProtocolEnable, kProtocolMvrp), kStatusOk);
+    ASSERT_EQ(syncPort(port(), QorIfAttribute::AddDynamic, vlanSet({21, 22})), kStatusOk);
+    EXPECT_EQ(dynamicOf(port()), vlanSet({20, 21, 22}));
+    EXPECT_EQ(driver.removeUnclaimed(), 2U);
+    EXPECT_EQ(dynamicOf(port()), vlanSet({21, 22}));
+    EXPECT_EQ(dynamicOf(otherPort()), VlanBitmap{});
+    EXPECT_EQ(typeOf(20), 0U) << "a VLAN that lost its last member goes too";
+    EXPECT_EQ(typeOf(21), kDynamic);
+    EXPECT_EQ(driver.removeUnclaimed(), 0U);
+}
+
 TEST_P(DriverContract, ProtocolsDecideWhetherThePortTakesPart) {
     SwitchDriver& driver = harness().driver();
     EXPECT_FALSE(driver.framePolicy(port()).takesPart());
