@@ -1,34 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "platform/command/apply_management.h"
 
-#include <array>
-
+#include "platform/command/management_commands.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
 namespace {
-
-constexpr u32 kOn = 1;
-constexpr u32 kOff = 2;
-
-constexpr u32 kScalarEnable = 1;
-constexpr u32 kScalarCompliance = 3;
-constexpr u32 kPortEnable = 1;
-
-struct PortSetting {
-    u32 attribute;
-    std::optional<u32> PortManagement::*field;
-    const char* name;
-};
-
-constexpr std::array kPortSettings = {
-    PortSetting{2, &PortManagement::registration, "registration"},
-    PortSetting{3, &PortManagement::participant, "participant"},
-    PortSetting{4, &PortManagement::periodicTime, "periodic-time"},
-    PortSetting{5, &PortManagement::joinTime, "join-time"},
-    PortSetting{6, &PortManagement::leaveTime, "leave-time"},
-    PortSetting{7, &PortManagement::leaveAllTime, "leave-all-time"},
-};
 
 /// Each time is checked against the others as they are at that moment, so a set of times that is
 /// right as a whole may need as many rounds as there are times.
@@ -101,18 +78,18 @@ const PortManagement& settingsOf(const ManagementConfig& config, u32 unit) {
 void disablePorts(Applier& applier, const ManagementConfig& before,
                   const ManagementConfig& wanted) {
     for (const auto& [unit, settings] : before.ports)
-        if (settings.enable == kOn && settingsOf(wanted, unit).enable != kOn)
-            applier.portEnable(unit, kOff);
+        if (settings.enable == kSettingOn && settingsOf(wanted, unit).enable != kSettingOn)
+            applier.portEnable(unit, kSettingOff);
 }
 
 /// A port that was just enabled has the daemon's defaults.
 void applyPort(Applier& applier, u32 unit, const PortManagement& before,
                const PortManagement& wanted) {
-    if (wanted.enable != kOn)
+    if (wanted.enable != kSettingOn)
         return;
-    const bool fresh = before.enable != kOn;
+    const bool fresh = before.enable != kSettingOn;
     if (fresh)
-        applier.portEnable(unit, kOn);
+        applier.portEnable(unit, kSettingOn);
     applier.portSettings(unit, fresh ? PortManagement{} : before, wanted);
 }
 
@@ -121,17 +98,17 @@ void applyPort(Applier& applier, u32 unit, const PortManagement& before,
 u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
                     const ManagementConfig& wanted) {
     Applier applier(dispatcher);
-    if (wanted.enable != kOn) {
-        if (before.enable == kOn)
-            applier.scalar(kScalarEnable, kOn, kOff, "enable");
+    if (wanted.enable != kSettingOn) {
+        if (before.enable == kSettingOn)
+            applier.scalar(kScalarEnable, kSettingOn, kSettingOff, "enable");
         return applier.refused();
     }
     // Disabling drops every port, so after it there is nothing to compare with.
-    const ManagementConfig& base = before.enable == kOn ? before : ManagementConfig{};
-    applier.scalar(kScalarEnable, before.enable, kOn, "enable");
+    const ManagementConfig& base = before.enable == kSettingOn ? before : ManagementConfig{};
+    applier.scalar(kScalarEnable, before.enable, kSettingOn, "enable");
     disablePorts(applier, base, wanted);
-    const u32 complianceBefore = base.compliance.value_or(kOff);
-    applier.scalar(kScalarCompliance, complianceBefore, wanted.compliance.value_or(kOff),
+    const u32 complianceBefore = base.compliance.value_or(kSettingOff);
+    applier.scalar(kScalarCompliance, complianceBefore, wanted.compliance.value_or(kSettingOff),
                    "compliance");
     for (const auto& [unit, settings] : wanted.ports)
         applyPort(applier, unit, settingsOf(base, unit), settings);

@@ -6,8 +6,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <iterator>
 #include <utility>
 
 #include "platform/runtime/log.h"
@@ -25,7 +27,9 @@ CommandServer::CommandServer(RequestServer requests, CommandAccess access)
     : requests_(std::move(requests)),
       access_(access),
       poll_(epoll_create1(EPOLL_CLOEXEC)),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    watch(wake_.get(), EPOLLIN, false);
+}
 
 CommandServer::~CommandServer() = default;
 
@@ -36,17 +40,34 @@ void CommandServer::watch(int descriptor, u32 events, bool known) {
     epoll_ctl(poll_.get(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &event);
 }
 
-bool CommandServer::open(const std::string& path, std::string& error) {
+void CommandServer::watchListeners(u32 events) {
+    for (const auto& [descriptor, listener] : listeners_)
+        watch(descriptor, events, true);
+}
+
+bool CommandServer::open(const std::string& path, std::string& error, std::atomic<u32>* clients) {
     if (!poll_.isOpen() || !wake_.isOpen()) {
         error = errorText(errno);
         return false;
     }
-    listener_ = listenUnix(path, access_.group, error);
-    if (!listener_.isOpen())
+    Descriptor socket = listenUnix(path, access_.group, error);
+    if (!socket.isOpen())
         return false;
-    watch(wake_.get(), EPOLLIN, false);
-    watch(listener_.get(), EPOLLIN, false);
+    const int descriptor = socket.get();
+    listeners_.emplace(descriptor, Listener{path, std::move(socket), clients});
+    watch(descriptor, EPOLLIN, false);
     return true;
+}
+
+void CommandServer::close(const std::string& path) {
+    const auto found = std::ranges::find_if(
+        listeners_, [&path](const auto& entry) { return entry.second.path == path; });
+    if (found == listeners_.end())
+        return;
+    for (auto client = clients_.begin(); client != clients_.end();)
+        client = client->second.listener == found->first ? forget(client) : std::next(client);
+    unlink(path.c_str());
+    listeners_.erase(found);
 }
 
 void CommandServer::stop() {
@@ -76,85 +97,95 @@ void CommandServer::runPosted() {
         work();
 }
 
-void CommandServer::acceptOne(Descriptor connection) {
+void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     std::string who;
     if (!peerMayConnect(connection.get(), access_, who)) {
-        logMessage(LogPriority::Warning, "command channel: %s may not use it", who.c_str());
+        logMessage(LogPriority::Warning, "%s: %s may not use it", listener.path.c_str(),
+                   who.c_str());
         return;
     }
     if (clients_.size() == kMaxClients) {
-        logMessage(LogPriority::Warning,
-                   "command channel: %s turned away, %zu clients are the most", who.c_str(),
-                   kMaxClients);
+        logMessage(LogPriority::Warning, "%s: %s turned away, %zu clients are the most",
+                   listener.path.c_str(), who.c_str(), kMaxClients);
         return;
     }
     const int descriptor = connection.get();
     watch(descriptor, EPOLLIN, false);
-    clients_.emplace(descriptor, std::make_unique<ClientConnection>(std::move(connection)));
+    clients_.emplace(descriptor, Client{std::make_unique<ClientConnection>(std::move(connection)),
+                                        listener.socket.get()});
+    if (listener.clients != nullptr)
+        ++*listener.clients;
 }
 
-void CommandServer::acceptClients() {
+CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client) {
+    const auto listener = listeners_.find(client->second.listener);
+    if (listener != listeners_.end() && listener->second.clients != nullptr)
+        --*listener->second.clients;
+    return clients_.erase(client);  // closing the connection ends the watch
+}
+
+void CommandServer::acceptClients(const Listener& listener) {
     for (;;) {
         Descriptor connection(
-            accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+            accept4(listener.socket.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (connection.isOpen()) {
-            acceptOne(std::move(connection));
+            acceptOne(listener, std::move(connection));
             continue;
         }
         if (errno == EINTR || errno == ECONNABORTED)
             continue;
         if (errno != EAGAIN) {
-            logMessage(LogPriority::Error, "command channel: no new client: %s",
+            logMessage(LogPriority::Error, "%s: no new client: %s", listener.path.c_str(),
                        errorText(errno).c_str());
-            watch(listener_.get(), 0, true);
+            watchListeners(0);
             acceptPaused_ = true;
         }
         return;
     }
 }
 
-/// Watches a client for what it can do next, or lets it go.
-void CommandServer::settle(ClientConnection& client) {
-    const int descriptor = client.descriptor();
-    if (client.finished()) {
-        clients_.erase(descriptor);  // closing it ends the watch
-        return;
-    }
-    const u32 events =
-        (client.wantsToRead() ? u32{EPOLLIN} : 0U) | (client.wantsToWrite() ? u32{EPOLLOUT} : 0U);
-    watch(descriptor, events, true);
+CommandServer::Clients::iterator CommandServer::settle(Clients::iterator client) {
+    const ClientConnection& connection = *client->second.connection;
+    if (connection.finished())
+        return forget(client);
+    const u32 events = (connection.wantsToRead() ? u32{EPOLLIN} : 0U) |
+                       (connection.wantsToWrite() ? u32{EPOLLOUT} : 0U);
+    watch(client->first, events, true);
+    return std::next(client);
 }
 
 void CommandServer::handle(int descriptor, u32 events) {
-    if (descriptor == listener_.get())
-        return acceptClients();
     if (descriptor == wake_.get())
         return runPosted();
+    if (const auto listener = listeners_.find(descriptor); listener != listeners_.end())
+        return acceptClients(listener->second);
     const auto found = clients_.find(descriptor);
     if (found == clients_.end())
         return;
-    ClientConnection& client = *found->second;
-    const bool dead = (events & (EPOLLHUP | EPOLLERR)) != 0 && !client.wantsToRead();
-    if (dead) {
-        clients_.erase(found);
+    ClientConnection& client = *found->second.connection;
+    const bool gone = (events & (EPOLLHUP | EPOLLERR)) != 0 && !client.wantsToRead();
+    if (gone) {
+        forget(found);
         return;
     }
     client.send();
     client.receive();
     client.serve(requests_);
-    settle(client);
+    settle(found);
 }
 
 /// Gives every client that has requests left its turn. @return whether any still has
 bool CommandServer::serveWaiting() {
     bool waiting = false;
     for (auto next = clients_.begin(); next != clients_.end();) {
-        ClientConnection& client = *(next++)->second;
-        if (!client.wantsToServe())
+        ClientConnection& client = *next->second.connection;
+        if (!client.wantsToServe()) {
+            ++next;
             continue;
+        }
         client.serve(requests_);
         waiting = waiting || client.wantsToServe();
-        settle(client);
+        next = settle(next);
     }
     return waiting;
 }
@@ -167,7 +198,7 @@ void CommandServer::run() {
         const int count =
             epoll_wait(poll_.get(), events.data(), static_cast<int>(events.size()), wait);
         if (std::exchange(acceptPaused_, false))
-            watch(listener_.get(), EPOLLIN, true);
+            watchListeners(EPOLLIN);
         for (int index = 0; index < count; index++)
             handle(events[static_cast<std::size_t>(index)].data.fd,
                    events[static_cast<std::size_t>(index)].events);

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The command server: one task that waits on a listening UNIX stream socket and its clients, and
+// The command server: one task that waits on listening UNIX stream sockets and their clients, and
 // serves their requests one at a time, a bounded number of each in turn. What a client does, or
 // leaves undone, costs the others nothing but their turn.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -27,8 +28,12 @@ class CommandServer {
     CommandServer(const CommandServer&) = delete;
     CommandServer& operator=(const CommandServer&) = delete;
 
-    /// Begins to listen. @param error  receives what was wrong
-    bool open(const std::string& path, std::string& error);
+    /// Begins to listen at `path`: before run(), or in the command task.
+    /// @param clients  counts the clients of this socket, where given; it outlives the server
+    /// @param error    receives what was wrong
+    bool open(const std::string& path, std::string& error, std::atomic<u32>* clients = nullptr);
+    /// Stops to listen at `path` and lets its clients go. In the command task.
+    void close(const std::string& path);
     /// Serves until stop() is called. This is the body of the command task.
     void run();
     /// Has run() return. Any thread.
@@ -37,11 +42,25 @@ class CommandServer {
     void post(std::function<void()> work);
 
   private:
+    struct Listener {
+        std::string path;
+        Descriptor socket;
+        std::atomic<u32>* clients;
+    };
+    struct Client {
+        std::unique_ptr<ClientConnection> connection;
+        int listener;  ///< descriptor of the socket it came in at
+    };
+    using Clients = std::map<int, Client>;
+
     void watch(int descriptor, u32 events, bool known);
-    void acceptClients();
-    void acceptOne(Descriptor connection);
+    void watchListeners(u32 events);
+    void acceptClients(const Listener& listener);
+    void acceptOne(const Listener& listener, Descriptor connection);
+    Clients::iterator forget(Clients::iterator client);
     void handle(int descriptor, u32 events);
-    void settle(ClientConnection& client);
+    /// Watches a client for what it can do next, or lets it go. @return the client after it
+    Clients::iterator settle(Clients::iterator client);
     bool serveWaiting();
     void runPosted();
 
@@ -49,9 +68,9 @@ class CommandServer {
     CommandAccess access_;
     Descriptor poll_;
     Descriptor wake_;
-    Descriptor listener_;
-    std::map<int, std::unique_ptr<ClientConnection>> clients_;
-    bool acceptPaused_ = false;  ///< out of descriptors: try again later
+    std::map<int, Listener> listeners_;  ///< by descriptor
+    Clients clients_;                    ///< by descriptor
+    bool acceptPaused_ = false;          ///< out of descriptors: try again later
 
     std::mutex guard_;  ///< of the two below
     std::vector<std::function<void()>> posted_;

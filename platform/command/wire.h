@@ -39,15 +39,15 @@ enum class Request : u32 {
     ScalarSync = 8,
 
     // The platform's own.
-    HostInfo = 256,     ///< reply: HostInfoRecord
-    PortList = 257,     ///< unit: list those above this unit; reply: SwitchPortRecord each
-    PortVlans = 258,    ///< unit, attribute VlanSet; reply: VLAN bitmap
-    SwitchVlans = 259,  ///< attribute QorVlanType; reply: VLAN bitmap
-    PortCounters = 260, ///< unit; reply: PortCountersRecord
-    PortMachines = 261, ///< unit; reply: 4095 x {applicant, registrar, flags}, see MachineRecord
-    ShellCall = 272,    ///< value: ShellCallRecord; reply: what the function printed
-    ShellList = 273,    ///< reply: names, each followed by '\n'
-    SwitchChange = 288, ///< value: SwitchChangeRecord
+    HostInfo = 256,      ///< reply: HostInfoRecord
+    PortList = 257,      ///< unit: list those above this unit; reply: SwitchPortRecord each
+    PortVlans = 258,     ///< unit, attribute VlanSet; reply: VLAN bitmap
+    SwitchVlans = 259,   ///< attribute QorVlanType; reply: VLAN bitmap
+    PortCounters = 260,  ///< unit; reply: PortCountersRecord
+    PortMachines = 261,  ///< unit; reply: 4095 x {applicant, registrar, flags}, see MachineRecord
+    ShellCall = 272,     ///< value: ShellCallRecord; reply: what the function printed
+    ShellList = 273,     ///< reply: names, each followed by '\n'
+    SwitchChange = 288,  ///< value: SwitchChangeRecord
     StandbyTakeOver = 304,  ///< a standby becomes the active
 };
 inline constexpr u32 kFirstPlatformRequest = 256;
@@ -80,9 +80,9 @@ enum class WireForm : u32 { Native = 1, Ieee = 2, Auto = 3 };
 
 struct SwitchPortRecord {
     u32 unit;
-    u32 endType;      ///< QorEndType: port or aggregation
-    u32 link;         ///< 1 up
-    u32 eligible;     ///< 1: may run the protocol
+    u32 endType;   ///< QorEndType: port or aggregation
+    u32 link;      ///< 1 up
+    u32 eligible;  ///< 1: may run the protocol
     u32 mtu;
     u32 pvid;
     u32 protocols;    ///< bit 0: MVRP enabled, bit 1: GVRP enabled
@@ -90,8 +90,8 @@ struct SwitchPortRecord {
     u32 heardForm;    ///< WireForm of the last MVRP frame received, 0 none
     u32 aggregation;  ///< unit of the aggregation the port is a member of, 0 none
     std::array<u8, 6> mac;
-    std::array<u8, 6> peerMac;  ///< source of the last protocol frame received
-    std::array<char, kNameBytes> name;   ///< terminated
+    std::array<u8, 6> peerMac;            ///< source of the last protocol frame received
+    std::array<char, kNameBytes> name;    ///< terminated
     std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
 };
 
@@ -99,7 +99,7 @@ struct SwitchPortRecord {
 enum class VlanSet : u32 { Permitted = 196, PermittedTagged = 184, Dynamic = 198, Untagged = 197 };
 
 struct PortCountersRecord {
-    u64 framesIn;        ///< protocol frames delivered to the daemon
+    u64 framesIn;  ///< protocol frames delivered to the daemon
     u64 framesOut;
     u64 bytesIn;
     u64 bytesOut;
@@ -108,8 +108,8 @@ struct PortCountersRecord {
     u64 droppedDisabled;  ///< the port does not take part
     u64 droppedTunnel;    ///< taken by a receive match
     u64 sendFailed;
-    u64 forwarded;       ///< frames of a port that takes no part, sent out of other ports
-    u64 ignored;         ///< other destination or type, or VLAN-tagged
+    u64 forwarded;  ///< frames of a port that takes no part, sent out of other ports
+    u64 ignored;    ///< other destination or type, or VLAN-tagged
 };
 
 /// One VLAN of a port, by VLAN ID - 1.
@@ -126,26 +126,26 @@ struct ShellCallRecord {
 
 /// Changes of the software switch at run time.
 enum class SwitchChangeKind : u32 {
-    PortAdd = 1,        ///< unit, text name; value 2 adds an aggregation
-    PortDelete = 2,     ///< unit
-    PortLink = 3,       ///< unit, value 1 up, 0 down
-    PortPvid = 4,       ///< unit, value
-    PortPermit = 5,     ///< unit, bitmap: the VLANs carried tagged; the PVID stays untagged
-    PortEligible = 6,   ///< unit, value 1 or 0 (0 is reported as attribute 41)
-    PortJoinAgg = 7,    ///< unit, value: the aggregation's unit
-    PortLeaveAgg = 8,   ///< unit
-    PortReset = 9,      ///< unit
-    PortCable = 10,     ///< unit, text: the cable as the configuration writes it
-    PortWireForm = 11,  ///< unit, value WireForm
-    PortReplay = 12,     ///< unit, text: pcap file fed into the port; value: how many times the
-                         ///< speed of the capture, 0 as fast as possible
-    PortRecord = 13,     ///< unit, text: pcap file that both directions go to, empty: stop
-    VlanCreate = 20,    ///< bitmap: made static VLANs
-    VlanDelete = 21,    ///< bitmap
-    VlanType = 22,      ///< bitmap, value QorVlanType
-    VlanAddPort = 23,   ///< unit, bitmap: added to the permit list, reported as a member added
-    VlanRemovePort = 24,///< unit, bitmap
-    TunnelMac = 30,     ///< unit, value 1 takes the address, 2 gives it back; mac
+    PortAdd = 1,          ///< unit, text name; value 2 adds an aggregation
+    PortDelete = 2,       ///< unit
+    PortLink = 3,         ///< unit, value 1 up, 0 down
+    PortPvid = 4,         ///< unit, value
+    PortPermit = 5,       ///< unit, bitmap: the VLANs carried tagged; the PVID stays untagged
+    PortEligible = 6,     ///< unit, value 1 or 0 (0 is reported as attribute 41)
+    PortJoinAgg = 7,      ///< unit, value: the aggregation's unit
+    PortLeaveAgg = 8,     ///< unit
+    PortReset = 9,        ///< unit
+    PortCable = 10,       ///< unit, text: the cable as the configuration writes it
+    PortWireForm = 11,    ///< unit, value WireForm
+    PortReplay = 12,      ///< unit, text: pcap file fed into the port; value: how many times the
+                          ///< speed of the capture, 0 as fast as possible
+    PortRecord = 13,      ///< unit, text: pcap file that both directions go to, empty: stop
+    VlanCreate = 20,      ///< bitmap: made static VLANs
+    VlanDelete = 21,      ///< bitmap
+    VlanType = 22,        ///< bitmap, value QorVlanType
+    VlanAddPort = 23,     ///< unit, bitmap: added to the permit list, reported as a member added
+    VlanRemovePort = 24,  ///< unit, bitmap
+    TunnelMac = 30,       ///< unit, value 1 takes the address, 2 gives it back; mac
 };
 
 struct SwitchChangeRecord {

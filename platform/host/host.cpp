@@ -50,11 +50,11 @@ Host::Host(HostConfig config, std::string configFile)
       configFile_(std::move(configFile)),
       switch_(config_.network),
       frames_(switch_, sockets_),
-      server_(std::make_unique<CommandServer>(
-          [this](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
-              return dispatcher_.dispatch(header, value, reply);
-          },
-          accessOf(config_))) {}
+      server_([this](const RequestHeader& header, std::span<const u8> value,
+                     std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
+              accessOf(config_)),
+      sync_(config_.storeFile, config_.standby),
+      role_(config_.standby, server_, [this] { switch_.setRole(HostRole::Active); }) {}
 
 void Host::registerRequests() {
     dispatcher_.registerRequest(Request::PortList, handlePortList);
@@ -65,13 +65,21 @@ void Host::registerRequests() {
     HostFacts facts;
     facts.switchName = config_.network.name;
     facts.driver = switch_.kind();
-    facts.role = [this] { return config_.standby.role; };
-    facts.standbyConnected = [] { return false; };
+    facts.role = [this] { return role_.role(); };
+    facts.standbyConnected = [this] { return sync_.standbyConnected() || role_.activeConnected(); };
     facts.portCount = [this] {
         return static_cast<u32>(
             switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
     };
     registerHostRequests(dispatcher_, std::move(facts));
+    dispatcher_.registerRequest(
+        Request::StandbyTakeOver,
+        [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
+            if (role_.takeOver("an operator asked for it"))
+                return kStatusOk;
+            return refuse(HostStatus::BadArgument,
+                          "this is the active already; allowed: on a standby", reply);
+        });
 }
 
 bool Host::start(std::string& error) {
@@ -85,33 +93,47 @@ bool Host::start(std::string& error) {
     if (!frames_.start(config_.network, error))
         return false;
 
+    sync_.start();
+    installRuntime();
+    closeStartGate();
+    return true;
+}
+
+void Host::installRuntime() {
     ProcessRuntime& runtime = processRuntime();
     runtime.options = config_.options;
+    runtime.commandSync = [this](u32 unit, u32 command, void* value, void*) {
+        return sync_.carry(unit, command, value);
+    };
+    runtime.standbyState = [this] { return sync_.standbyConnected() ? 0U : kStatusFailed; };
     runtime.startCommands = [this](const char* task, const char* path,
                                    std::span<const IcmFunc> map) {
         return startCommands(task, path, map);
     };
-    runtime.onReload = [this] { server_->post([this] { reload(); }); };
+    runtime.onReload = [this] { server_.post([this] { reload(); }); };
     runtime.onEnd = [this] { end(); };
-    closeStartGate();
-    return true;
+}
+
+void Host::serveCommands() {
+    applyManagement(dispatcher_, {}, sync_.store().appliedTo(config_.management));
+    sync_.setSource(CommandSource::Management);
+    if (config_.debugSocket)
+        startDebugSocket();
+    server_.run();
 }
 
 bool Host::startCommands(const char* task, const char* path, std::span<const IcmFunc> map) {
     std::string error;
     dispatcher_.setTable(map);
-    const auto body = [](void* host) {
-        Host& self = *static_cast<Host*>(host);
-        applyManagement(self.dispatcher_, {}, self.config_.management);
-        if (self.config_.debugSocket)
-            startDebugSocket();
-        self.server_->run();
-    };
-    if (!server_->open(runtimePath(path), error))
+    const std::string ownPath = runtimePath(path);
+    const auto body = [](void* host) { static_cast<Host*>(host)->serveCommands(); };
+    if (!server_.open(ownPath, error) || !role_.start(error))
         logMessage(LogPriority::Error, "command channel: %s", error.c_str());
     else if (silCreateTask(task, 0, kCommandTaskStack, body, this, 0, nullptr) != kStatusOk)
         logMessage(LogPriority::Error, "command channel: no thread for it");
     else
+        commandPath_ = ownPath;
+    if (!commandPath_.empty())
         return true;
     // The daemon does not look at the result, and is of no use without its command channel.
     std::fflush(nullptr);
@@ -139,7 +161,9 @@ void Host::applyConfig(HostConfig next) {
     switch_.reconfigure(next.network);
     if (!frames_.reconfigure(next.network, error))
         logMessage(LogPriority::Error, "SIGHUP: %s", error.c_str());
+    sync_.setSource(CommandSource::ConfigFile);
     const u32 refused = applyManagement(dispatcher_, config_.management, next.management);
+    sync_.setSource(CommandSource::Management);
     logMessage(LogPriority::Notice, "SIGHUP: %s was read again, %u settings were refused",
                configFile_.c_str(), refused);
     config_.network = std::move(next.network);
@@ -148,7 +172,10 @@ void Host::applyConfig(HostConfig next) {
 
 void Host::end() {
     frames_.stop();  // completes the captures
-    unlink(runtimePath("/tmp/mvrpcmd.socket").c_str());
+    role_.end();
+    if (!commandPath_.empty())
+        unlink(commandPath_.c_str());
+    sync_.store().flush();
 }
 
 }  // namespace platform

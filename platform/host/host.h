@@ -4,13 +4,14 @@
 // asks for, put in place behind the contract. Lives as long as the process.
 #pragma once
 
-#include <memory>
 #include <span>
 #include <string>
 
+#include "platform/command/command_sync.h"
 #include "platform/command/dispatcher.h"
 #include "platform/command/server.h"
 #include "platform/config/host_config.h"
+#include "platform/host/role.h"
 #include "platform/net/frame_net.h"
 #include "platform/switch/soft_switch.h"
 
@@ -28,6 +29,9 @@ class Host {
 
   private:
     void registerRequests();
+    void installRuntime();
+    /// The body of the command task.
+    void serveCommands();
     /// Begins to listen for the command channel and starts its task.
     bool startCommands(const char* task, const char* path, std::span<const IcmFunc> map);
     /// Reads the file again and applies the difference, or nothing when it is wrong.
@@ -36,12 +40,15 @@ class Host {
     void end();
 
     HostConfig config_;  ///< the command task's, once it runs
+    std::string commandPath_;
     const std::string configFile_;
     SocketLayer sockets_;
     SoftSwitch switch_;
     FrameNet frames_;
     Dispatcher dispatcher_;
-    std::unique_ptr<CommandServer> server_;
+    CommandServer server_;
+    CommandSync sync_;
+    StandbyRole role_;
 };
 
 }  // namespace platform
