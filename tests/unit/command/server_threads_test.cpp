@@ -25,15 +25,17 @@ TEST_F(ServerThreads, RequestsOfManyClientsSlipInBetweenTheWorkOfABusyTask) {
         });
     start();
     std::atomic<bool> stop{false};
-    u32 frames = 0;
+    std::atomic<u32> frames{0};
     std::thread busy([&] {
         while (!stop) {
             silTakeSem(fake::daemon().sem, -1);
             frames++;
-            counter += 0;
+            counter |= 0;
             silGiveSem(fake::daemon().sem);
         }
     });
+    while (frames == 0)
+        std::this_thread::yield();
     std::vector<std::thread> threads;
     for (u32 index = 0; index < kClients; index++)
         threads.emplace_back([this] {
@@ -46,7 +48,6 @@ TEST_F(ServerThreads, RequestsOfManyClientsSlipInBetweenTheWorkOfABusyTask) {
     stop = true;
     busy.join();
     EXPECT_EQ(counter, kClients * kRounds);
-    EXPECT_GT(frames, 0U);
 }
 
 }  // namespace
