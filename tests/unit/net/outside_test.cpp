@@ -58,7 +58,7 @@ TEST_F(DecodedOutside, StandardFormHasTheRightVlansAndEvents) {
     // VLANs 10 to 12 JoinIn, JoinMt, Lv, and 100 New; then a LeaveAll with VLAN 7 In.
     send(frames::nativeFrame("00 01 01 0003 000a 3b 0001 0064 00 0000"));
     send(frames::nativeFrame("00 01 01 2001 0007 48 0000"));
-    EXPECT_EQ(fields("frame.protocols mrp-mvrp.vid mrp-mvrp.vector_header.leave_all_event "
+    EXPECT_EQ(fields("frame.protocols mrp-mvrp.vid mrp-mvrp.leave_all_event "
                      "mrp-mvrp.three_packed_event _ws.malformed"),
               "eth:ethertype:mrp-mvrp|10,100|0,0|1,3,5,0|\n"
               "eth:ethertype:mrp-mvrp|7|1|2|\n");

@@ -1,0 +1,156 @@
+// SPDX-License-Identifier: MIT
+//
+// Cables that are real interfaces: a veth pair in a network namespace of the test's own. Needs the
+// right to make one; without it the tests are skipped and say so.
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <functional>
+#include <thread>
+
+#include "tests/unit/net/net_node.h"
+
+namespace platform::testing {
+namespace {
+
+bool run(const std::string& command) {
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+/// Frames sent before the kernel has noticed the carrier are lost.
+bool isUp(const std::string& name) {
+    return await([&name] { return run("ip link show dev " + name + " | grep -q 'state UP'"); });
+}
+
+/// Runs a test body in a thread that has a namespace of its own with veth1 and veth2, both up.
+class InterfaceCables : public ::testing::Test {
+  protected:
+    void inNamespace(const std::function<void()>& body) {
+        std::string obstacle;
+        std::thread thread([&] {
+            if (unshare(CLONE_NEWNET) != 0) {
+                obstacle = "no right to make a network namespace";
+            } else if (!run("ip link add veth1 type veth peer name veth2") ||
+                       !run("ip link set veth1 up") || !run("ip link set veth2 up")) {
+                obstacle = "no veth pair: iproute2 or the kernel's veth is missing";
+            } else if (!isUp("veth1") || !isUp("veth2")) {
+                obstacle = "the veth pair does not come up";
+            } else {
+                body();
+            }
+        });
+        thread.join();
+        if (!obstacle.empty()) {
+            GTEST_SKIP() << obstacle;
+        }
+    }
+    std::shared_ptr<Cable> open(const std::string& name) {
+        std::string error;
+        auto cable = openCable({CableKind::Interface, "", "", name}, error);
+        EXPECT_NE(cable, nullptr) << error;
+        return cable;
+    }
+    /// Waits for frames. @return how many came
+    std::size_t receive(Cable& cable) {
+        pollfd item = {cable.descriptor(), POLLIN, 0};
+        return poll(&item, 1, 20'000) == 1 ? batch_->receiveFrom(cable.descriptor()) : 0;
+    }
+    std::size_t receiveNow(Cable& cable) { return batch_->receiveFrom(cable.descriptor()); }
+
+    std::unique_ptr<FrameBatch> batch_ = std::make_unique<FrameBatch>();
+    const frames::Bytes frame_ = frames::ieeeFrame("00 01 02 0001 000a 24 0000 0000");
+};
+
+TEST_F(InterfaceCables, FrameCrossesAndIsNotHeardByItsSender) {
+    inNamespace([this] {
+        const auto one = open("veth1");
+        const auto two = open("veth2");
+        ASSERT_EQ(one->send(frame_, true), 0);
+        ASSERT_EQ(receive(*two), 1U);
+        EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes, frame_));
+        EXPECT_FALSE(batch_->frame(0).tagged);
+        EXPECT_EQ(receiveNow(*one), 0U) << "what is sent is not received";
+    });
+}
+
+TEST_F(InterfaceCables, LengthFramesOfBothProtocolsAreReceived) {
+    inNamespace([this] {
+        const auto one = open("veth1");
+        const auto two = open("veth2");
+        ASSERT_EQ(one->send(frames::nativeFrame("00 01 01 0000"), true), 0);
+        ASSERT_EQ(receive(*two), 1U);
+        EXPECT_EQ(classifyFrame(batch_->frame(0).bytes).kind, FrameKind::NativeMvrp);
+        ASSERT_EQ(one->send(frames::gvrpFrame("0001 01 02 00 00 00"), true), 0);
+        ASSERT_EQ(receive(*two), 1U);
+        EXPECT_EQ(classifyFrame(batch_->frame(0).bytes).kind, FrameKind::Gvrp);
+    });
+}
+
+TEST_F(InterfaceCables, OtherDestinationsAreFilteredOut) {
+    inNamespace([this] {
+        const auto one = open("veth1");
+        const auto two = open("veth2");
+        frames::Bytes other = frame_;
+        other[5] = 0x20;
+        ASSERT_EQ(one->send(other, true), 0);
+        other = frame_;
+        other[0] = 0xFF;
+        ASSERT_EQ(one->send(other, true), 0);
+        ASSERT_EQ(one->send(frame_, true), 0);
+        ASSERT_EQ(receive(*two), 1U);
+        EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes, frame_));
+    });
+}
+
+TEST_F(InterfaceCables, TaggedFramesAreToldApart) {
+    inNamespace([this] {
+        const auto one = open("veth1");
+        const auto two = open("veth2");
+        const frames::Bytes tagged = frames::operator+(
+            frames::kAddresses, frames::hex("8100 000a 88f5 00 01 02 0001 000a 24 0000 0000"));
+        ASSERT_EQ(one->send(tagged, true), 0);
+        ASSERT_EQ(receive(*two), 1U);
+        const ReceivedFrame received = batch_->frame(0);
+        EXPECT_TRUE(received.tagged || classifyFrame(received.bytes).reason == DropReason::Tagged);
+    });
+}
+
+TEST_F(InterfaceCables, InterfaceThatIsDownLosesFramesAndComesBack) {
+    inNamespace([this] {
+        const auto one = open("veth1");
+        const auto two = open("veth2");
+        ASSERT_TRUE(run("ip link set veth1 down"));
+        EXPECT_EQ(one->send(frame_, true), 0);
+        EXPECT_EQ(receiveNow(*two), 0U);
+        receiveNow(*one);  // takes the error that the socket was given
+        ASSERT_TRUE(run("ip link set veth1 up"));
+        ASSERT_TRUE(isUp("veth1") && isUp("veth2"));
+        ASSERT_EQ(one->send(frame_, true), 0);
+        EXPECT_EQ(receive(*two), 1U);
+        ASSERT_TRUE(run("ip link del veth1"));
+        EXPECT_EQ(one->send(frame_, true), 0);
+    });
+}
+
+TEST_F(InterfaceCables, PortOnAnInterfaceDeliversToTheDaemon) {
+    inNamespace([this] {
+        NetNode node;
+        node.start();
+        node.enable(3);
+        node.plug(3, "interface:veth1");
+        const auto host = open("veth2");
+        ASSERT_EQ(host->send(frame_, true), 0);
+        EXPECT_EQ(node.receive(node.mvrp).frame, frames::nativeFrame("00 01 01 0001 000a 24 0000"));
+        node.net.setWireForm(3, WireForm::Auto);
+        node.send(node.mvrp, 3, frames::nativeFrame("00 01 01 0001 0014 24 0000"));
+        ASSERT_EQ(receive(*host), 1U);
+        EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes,
+                                       frames::ieeeFrame("00 01 02 0001 0014 24 0000 0000")));
+        node.net.stop();
+    });
+}
+
+}  // namespace
+}  // namespace platform::testing
