@@ -39,7 +39,7 @@ u32 hostInfo(const HostFacts& facts, u64 startMs, std::vector<u8>& reply) {
     info.standbyConnected = facts.standbyConnected() ? 1 : 0;
     info.portCount = facts.portCount();
     info.uptimeMs = monotonicMs() - startMs;
-    facts.switchName.copy(info.name.data(), info.name.size() - 1);
+    facts.switchName().copy(info.name.data(), info.name.size() - 1);
     appendRecord(reply, info);
     return kStatusOk;
 }

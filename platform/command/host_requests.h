@@ -13,8 +13,8 @@ namespace platform {
 
 /// What HostInfo tells, from those who know. Asked in the command task.
 struct HostFacts {
-    std::string switchName;
     DriverKind driver = DriverKind::SoftwareSwitch;
+    std::function<std::string()> switchName;
     std::function<HostRole()> role;
     std::function<bool()> standbyConnected;
     std::function<u32()> portCount;

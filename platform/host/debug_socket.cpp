@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/debug_socket.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,7 +9,10 @@
 #include <string_view>
 
 #include "platform/contract/process.h"
+#include "platform/runtime/close_hook.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/paths.h"
+#include "platform/runtime/sem.h"
 #include "platform/runtime/thread.h"
 
 namespace platform {
@@ -24,8 +28,11 @@ const ShellFunc* functionOf(std::string_view name) {
 }
 
 void serve(const ShellFunc& server) {
+    // The request runs between the closing of its connection and the return of the call.
+    setCloseHook(semTakeAll);
     for (;;) {
         const bool failed = server.call(0, 0, 0) == kStatusFailed;
+        semReleaseHeldByCaller();
         std::fflush(stdout);
         // A request that was cut short, or no descriptor for a connection: do not spin on it.
         if (failed)
@@ -33,17 +40,29 @@ void serve(const ShellFunc& server) {
     }
 }
 
+/// The socket is for the daemon's own user, as the command channel is.
+bool openSocket(const ShellFunc& function) {
+    const mode_t before = umask(S_IRWXG | S_IRWXO);
+    const bool opened = function.call(0, 0, 0) == kStatusOk;
+    umask(before);
+    return opened;
+}
+
 }  // namespace
 
 void startDebugSocket() {
     const ShellFunc* open = functionOf("mvrpDbgSockInit");
     const ShellFunc* server = functionOf("mvrpDbgServer");
-    if (open == nullptr || server == nullptr || open->call(0, 0, 0) != kStatusOk) {
+    if (open == nullptr || server == nullptr || !openSocket(*open)) {
         logMessage(LogPriority::Error, "the debug socket could not be opened");
         return;
     }
     if (!startThread("mvrpdbg", kStackBytes, [server] { serve(*server); }))
         logMessage(LogPriority::Error, "no thread for the debug socket");
+}
+
+void removeDebugSocket() {
+    unlink(runtimePath("/tmp/mvrpdbg.socket").c_str());
 }
 
 }  // namespace platform

@@ -7,5 +7,7 @@ namespace platform {
 
 /// Starts a thread that serves the debug socket with the daemon's own functions, found by name.
 void startDebugSocket();
+/// Takes the socket away at the end.
+void removeDebugSocket();
 
 }  // namespace platform

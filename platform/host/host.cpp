@@ -36,7 +36,6 @@ void reportFixed(const HostConfig& before, const HostConfig& next) {
                        section);
     };
     report(before.options != next.options, "[mvrp]");
-    report(before.network.name != next.network.name, "[switch] name");
     report(before.commandGroup != next.commandGroup, "[command]");
     report(before.debugSocket != next.debugSocket, "[debug]");
     report(before.standby != next.standby, "[standby]");
@@ -63,7 +62,7 @@ void Host::registerRequests() {
     dispatcher_.registerRequest(Request::PortCounters, handlePortCounters);
     dispatcher_.registerRequest(Request::SwitchChange, handleSwitchChange);
     HostFacts facts;
-    facts.switchName = config_.network.name;
+    facts.switchName = [this] { return config_.network.name; };
     facts.driver = switch_.kind();
     facts.role = [this] { return role_.role(); };
     facts.standbyConnected = [this] { return sync_.standbyConnected() || role_.activeConnected(); };
@@ -173,6 +172,8 @@ void Host::applyConfig(HostConfig next) {
 void Host::end() {
     frames_.stop();  // completes the captures
     role_.end();
+    if (config_.debugSocket)
+        removeDebugSocket();
     if (!commandPath_.empty())
         unlink(commandPath_.c_str());
     sync_.store().flush();

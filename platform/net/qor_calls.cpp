@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "platform/net/socket_layer.h"
+#include "platform/runtime/close_hook.h"
 
 namespace platform {
 namespace {
@@ -87,5 +88,7 @@ int qor_listen(int socket, int backlog) {
 }
 
 int qor_close(int socket) {
-    return onLayer([=](SocketLayer& layer) { return layer.close(socket); });
+    const int result = onLayer([=](SocketLayer& layer) { return layer.close(socket); });
+    platform::runCloseHook();
+    return result;
 }

@@ -139,6 +139,11 @@ u32 semReleaseHeldByCaller() {
     return depth;
 }
 
+void semTakeAll() {
+    for (Sem& sem : sems())
+        take(sem, -1);
+}
+
 SemHoldAll::SemHoldAll() {
     for (u32 index = 0; index < kMaxSems; index++)
         held_[index] = take(sems()[index], -1) == kStatusOk;

@@ -16,6 +16,9 @@ inline constexpr u32 kMaxSems = 16;
 /// counted together
 u32 semReleaseHeldByCaller();
 
+/// Takes every mutex that exists, waiting for each; semReleaseHeldByCaller() gives them back.
+void semTakeAll();
+
 /// Holds every mutex that exists, for calls into the daemon that take no lock of their own. May
 /// wait; gives them back at its end.
 class SemHoldAll {

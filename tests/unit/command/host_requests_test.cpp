@@ -19,7 +19,7 @@ class HostRequests : public testing::Test {
         fake::reset();
         dispatcher_.setTable(fake::table());
         HostFacts facts;
-        facts.switchName = "core";
+        facts.switchName = [] { return std::string("core"); };
         facts.role = [] { return HostRole::Standby; };
         facts.standbyConnected = [] { return true; };
         facts.portCount = [] { return 5U; };

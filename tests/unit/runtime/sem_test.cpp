@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/contract/sil.h"
+#include "platform/runtime/close_hook.h"
 
 namespace platform {
 namespace {
@@ -125,6 +126,16 @@ TEST_F(SemTest, HoldingAllKeepsOthersOutAndNestsInWhatTheCallerHolds) {
         const SemHoldAll all;
         EXPECT_NE(takeElsewhere(), 0U);
     }
+    EXPECT_EQ(takeElsewhere(), 0U);
+}
+
+TEST_F(SemTest, AHookOfTheDebugThreadTakesAllUntilTheyAreReleased) {
+    setCloseHook(semTakeAll);
+    runCloseHook();
+    EXPECT_NE(takeElsewhere(), 0U);
+    EXPECT_EQ(semReleaseHeldByCaller(), 1U);
+    setCloseHook(nullptr);
+    runCloseHook();
     EXPECT_EQ(takeElsewhere(), 0U);
 }
 
