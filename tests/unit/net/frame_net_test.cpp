@@ -366,7 +366,7 @@ TEST_F(ThreeNodes, NothingIsForwardedOutOfAPortWithoutLink) {
     middle_.change(SwitchChangeKind::PortLink, 5, 1);
     sendFromLeft();
     EXPECT_FALSE(right_.receive(right_.mvrp).frame.empty());
-    EXPECT_EQ(right_.net.counters(5).framesIn, 1U);
+    EXPECT_TRUE(await([this] { return right_.net.counters(5).framesIn == 1; }));
 }
 
 TEST_F(ThreeNodes, NothingIsForwardedBetweenMembersOfAnAggregation) {
