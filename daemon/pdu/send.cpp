@@ -78,8 +78,6 @@ struct MvrpDeclarations {
     }
 
     static void trace(const MvrpPortEntry* port, u32 vid, u32 step) {
-        if (vid > kMvrpVlanLast)
-            return;
         MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
                    "port send pkt; step%u: port:%u, vid:%u, madMachine:0x%02x\r\n", step,
                    port->portunit, vid, port->madMachine[vid - 1]);
@@ -105,7 +103,12 @@ struct MvrpFixedRegistrations {
 };
 
 /// Steps of the walk, as its trace lines number them.
-enum MvrpWalkStep : u32 { WALK_EXTEND = 1, WALK_FULL = 2, WALK_CLOSE = 3, WALK_AGAIN = 4 };
+enum MvrpWalkStep : u32 {
+    WALK_EXTEND = 1,  ///< the VLAN is taken into the run
+    WALK_FULL = 2,    ///< the VLAN does not fit any more
+    WALK_CLOSE = 3,   ///< the VLAN ends the run
+    WALK_END = 4,     ///< the last VLAN is still in the run
+};
 
 /// Walks all VLANs and sends runs of them as vectors, in as many PDUs as they need; one without
 /// vectors when there are none. A port whose MTU holds no vector at all ends the walk.
@@ -139,10 +142,10 @@ void mvrpRunsSend(MvrpPortEntry* port) {
             ++count;
         } else if (step == MvrpRunStep::Close && count != 0) {
             if (mvrpVectorFits(port, pdu, count)) {
-                Rule::trace(port, vid, WALK_CLOSE);
+                const bool atEnd = vid > kMvrpVlanLast;
+                Rule::trace(port, std::min(vid, kMvrpVlanLast), atEnd ? WALK_END : WALK_CLOSE);
                 pdu.used += mvrpVectorBuild(port, vid, count, pdu.rest());
             } else {
-                Rule::trace(port, vid, WALK_AGAIN);
                 mvrpPduSend(port, pdu);
                 mvrpPduBegin(&pdu);
                 vid = first - 1;

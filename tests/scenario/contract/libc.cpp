@@ -4,6 +4,7 @@
 // linker: what it prints, the signal it ignores, the socket path it removes.
 #include <csignal>
 #include <cstdarg>
+#include <cstdio>
 
 #include "tests/scenario/host/format.h"
 #include "tests/scenario/host/host.h"
@@ -22,6 +23,8 @@ int __wrap_printf(const char* format, ...) {
     va_start(arguments, format);
     const std::string text = scenario::formatText(format, arguments);
     va_end(arguments);
+    if (!scenario::scenarioHostBound())  // a test program's own words
+        return std::fputs(text.c_str(), stdout);
     scenario::traceEvent("out %s", scenario::quoteText(text).c_str());
     return static_cast<int>(text.size());
 }

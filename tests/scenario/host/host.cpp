@@ -24,6 +24,10 @@ ScenarioHost& scenarioHost() {
     return *boundHost();
 }
 
+bool scenarioHostBound() {
+    return boundHost() != nullptr;
+}
+
 ScenarioHost* bindScenarioHost(ScenarioHost* host) {
     return std::exchange(boundHost(), host);
 }

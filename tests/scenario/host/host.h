@@ -37,6 +37,7 @@ struct ScenarioHost {
 
 /// The host that the contract's calls act on. One must be bound.
 ScenarioHost& scenarioHost();
+bool scenarioHostBound();
 /// Binds a host, or none with null. @return the one bound before
 ScenarioHost* bindScenarioHost(ScenarioHost* host);
 
