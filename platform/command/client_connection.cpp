@@ -15,7 +15,7 @@ namespace {
 /// Bytes of requests kept: one of the largest size.
 constexpr std::size_t kMaxUnread = sizeof(RequestHeader) + kMaxValueBytes;
 /// Read at a time, and kept by an idle client.
-constexpr std::size_t kReadBytes = 16 * 1024;
+constexpr std::size_t kReadBytes = std::size_t{16} * 1024;
 
 bool wouldWait(int error) {
     return error == EAGAIN || error == EINTR;

@@ -29,6 +29,8 @@ class CommandStore {
     ~CommandStore();
     CommandStore(const CommandStore&) = delete;
     CommandStore& operator=(const CommandStore&) = delete;
+    CommandStore(CommandStore&&) = delete;
+    CommandStore& operator=(CommandStore&&) = delete;
 
     /// Reads the file, if there is one, and starts the writer. A file that is not a store is kept
     /// aside under another name, with a log line, and what it says is not used.

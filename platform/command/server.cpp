@@ -31,8 +31,6 @@ CommandServer::CommandServer(RequestServer requests, CommandAccess access)
     watch(wake_.get(), EPOLLIN, false);
 }
 
-CommandServer::~CommandServer() = default;
-
 void CommandServer::watch(int descriptor, u32 events, bool known) {
     epoll_event event{};
     event.events = events;
@@ -111,8 +109,9 @@ void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     }
     const int descriptor = connection.get();
     watch(descriptor, EPOLLIN, false);
-    clients_.emplace(descriptor, Client{std::make_unique<ClientConnection>(std::move(connection)),
-                                        listener.socket.get()});
+    Client& client = clients_[descriptor];
+    client.connection = std::make_unique<ClientConnection>(std::move(connection));
+    client.listener = listener.socket.get();
     if (listener.clients != nullptr)
         ++*listener.clients;
 }

@@ -24,9 +24,6 @@ inline constexpr std::size_t kMaxClients = 64;
 class CommandServer {
   public:
     CommandServer(RequestServer requests, CommandAccess access);
-    ~CommandServer();
-    CommandServer(const CommandServer&) = delete;
-    CommandServer& operator=(const CommandServer&) = delete;
 
     /// Begins to listen at `path`: before run(), or in the command task.
     /// @param clients  counts the clients of this socket, where given; it outlives the server
@@ -49,7 +46,7 @@ class CommandServer {
     };
     struct Client {
         std::unique_ptr<ClientConnection> connection;
-        int listener;  ///< descriptor of the socket it came in at
+        int listener = -1;  ///< descriptor of the socket it came in at
     };
     using Clients = std::map<int, Client>;
 

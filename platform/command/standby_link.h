@@ -37,6 +37,8 @@ class StandbyLink {
     ~StandbyLink();
     StandbyLink(const StandbyLink&) = delete;
     StandbyLink& operator=(const StandbyLink&) = delete;
+    StandbyLink(StandbyLink&&) = delete;
+    StandbyLink& operator=(StandbyLink&&) = delete;
 
     /// Starts to look for the standby. @return whether there was a thread for it
     bool start();

@@ -61,7 +61,7 @@ void __wrap_perror(const char* text);
 
 int __wrap_printf(const char* format, ...) {
     std::array<char, 4096> text;
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
     const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);

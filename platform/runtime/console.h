@@ -18,6 +18,8 @@ class ConsoleCapture {
     ~ConsoleCapture();
     ConsoleCapture(const ConsoleCapture&) = delete;
     ConsoleCapture& operator=(const ConsoleCapture&) = delete;
+    ConsoleCapture(ConsoleCapture&&) = delete;
+    ConsoleCapture& operator=(ConsoleCapture&&) = delete;
 
     const std::string& text() const { return text_; }
 

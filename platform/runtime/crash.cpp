@@ -5,12 +5,12 @@
 #include "platform/runtime/crash.h"
 
 #include <execinfo.h>
-#include <signal.h>
-#include <string.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 
 #include "platform/contract/sil.h"
@@ -24,7 +24,7 @@ constexpr bool kSanitizerReports = true;
 constexpr bool kSanitizerReports = false;
 #endif
 
-constexpr std::size_t kCrashStackBytes = 64 * 1024;
+constexpr std::size_t kCrashStackBytes = std::size_t{64} * 1024;
 constexpr std::array kCrashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 /// Only what is safe inside a signal handler: no allocation, no buffered output.
@@ -60,6 +60,8 @@ struct CrashStack {
     }
     CrashStack(const CrashStack&) = delete;
     CrashStack& operator=(const CrashStack&) = delete;
+    CrashStack(CrashStack&&) = delete;
+    CrashStack& operator=(CrashStack&&) = delete;
 };
 
 }  // namespace

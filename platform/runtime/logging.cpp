@@ -65,9 +65,10 @@ std::string_view strippedText(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kLineEnds) - first + 1);
 }
 
-void writeLine(LogPriority priority, u32 logId, const char* format, std::va_list arguments) {
+void writeLine(LogPriority priority, u32 logId, const char* format, va_list arguments) {
     static const LogForm form = detectForm();
     std::array<char, kMaxLogLine> text;
+    // The callers have started the list. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
     const auto length =
         std::clamp<std::size_t>(static_cast<std::size_t>(std::max(wanted, 0)), 0, text.size() - 1);
@@ -93,7 +94,7 @@ u32 formatLogLine(char* line, LogForm form, LogPriority priority, u32 logId,
 }
 
 void logMessage(LogPriority priority, const char* format, ...) {
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
     writeLine(priority, kNoLogId, format, arguments);
     va_end(arguments);
@@ -109,14 +110,14 @@ std::string errorText(int error) {
 using namespace platform;
 
 void loggingDebugOutput(u32 logId, u32, u32, const char* format, ...) {
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
     writeLine(LogPriority::Debug, logId, format, arguments);
     va_end(arguments);
 }
 
 void loggingLogOutput(u32 logId, u32 level, u32, const char* format, ...) {
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
     writeLine(static_cast<LogPriority>(std::min(level, kLeastPriority)), logId, format, arguments);
     va_end(arguments);

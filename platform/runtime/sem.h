@@ -27,6 +27,8 @@ class SemHoldAll {
     ~SemHoldAll();
     SemHoldAll(const SemHoldAll&) = delete;
     SemHoldAll& operator=(const SemHoldAll&) = delete;
+    SemHoldAll(SemHoldAll&&) = delete;
+    SemHoldAll& operator=(SemHoldAll&&) = delete;
 
   private:
     bool held_[kMaxSems]{};

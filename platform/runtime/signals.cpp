@@ -2,11 +2,11 @@
 #include "platform/runtime/signals.h"
 
 #include <pthread.h>
-#include <signal.h>
-#include <string.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
+#include <cstring>
 
 #include "platform/contract/process.h"
 #include "platform/runtime/log.h"

@@ -2,9 +2,9 @@
 #include "platform/runtime/thread.h"
 
 #include <pthread.h>
-#include <signal.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstddef>
 #include <memory>
 #include <utility>

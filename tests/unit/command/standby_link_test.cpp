@@ -148,9 +148,14 @@ TEST_F(Standby, TheServerCountsTheActivesThatAreConnected) {
     }
     while (actives != 0)
         std::this_thread::yield();
-    server_.post([this, &path] { server_.close(path); });
-    while (access(path.c_str(), F_OK) == 0)
+    std::atomic<bool> closed{false};
+    server_.post([&] {
+        server_.close(path);
+        closed = true;
+    });
+    while (!closed)
         std::this_thread::yield();
+    EXPECT_NE(access(path.c_str(), F_OK), 0);
 }
 
 TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {

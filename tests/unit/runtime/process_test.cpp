@@ -2,10 +2,10 @@
 //
 // What ends a process, tried in children: signals and crashes.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <unistd.h>
 
-#include <thread>
+#include <csignal>
+#include <cstdio>
 
 #include "platform/contract/process.h"
 #include "platform/contract/sil.h"

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <signal.h>
 
 #include <array>
 #include <atomic>
+#include <csignal>
 #include <string>
 #include <thread>
 
