@@ -20,7 +20,8 @@ AvlNode* follow(const AvlNode* from, s32 link) {
         return nullptr;
     const auto address =
         reinterpret_cast<std::intptr_t>(from) + static_cast<std::intptr_t>(link) * kLinkUnit;
-    return reinterpret_cast<AvlNode*>(address);
+    // Not by pointer arithmetic: nodes may lie in different objects.
+    return reinterpret_cast<AvlNode*>(address);  // NOLINT(performance-no-int-to-ptr)
 }
 
 s32 linkTo(const AvlNode* from, const AvlNode* to) {
@@ -66,6 +67,8 @@ void replaceBelowParent(AvlTree* tree, const AvlNode* node, AvlNode* successor) 
 /// @return that child
 AvlNode* rotate(AvlTree* tree, AvlNode* node, int side) {
     AvlNode* riser = childOf(node, -side);
+    if (riser == nullptr)
+        return node;  // never: the heavier side has a child
     replaceBelowParent(tree, node, riser);
     attach(node, -side, childOf(riser, side));
     attach(riser, side, node);

@@ -23,6 +23,9 @@ class Host {
     Host(HostConfig config, std::string configFile);
     Host(const Host&) = delete;
     Host& operator=(const Host&) = delete;
+    Host(Host&&) = delete;
+    Host& operator=(Host&&) = delete;
+    ~Host() = default;
 
     /// Puts everything in place for the daemon to start. @param error  receives what was wrong
     bool start(std::string& error);

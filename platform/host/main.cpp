@@ -7,6 +7,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -87,9 +88,7 @@ int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
     _exit(kExitFailed);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int start(int argc, char** argv) {
     int status = 0;
     auto arguments = parseArguments(argc, argv, status);
     if (!arguments)
@@ -108,4 +107,15 @@ int main(int argc, char** argv) {
         return 0;
     }
     return run(*arguments, std::move(*config), argc, argv);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return start(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "mvrp: %s\n", error.what());
+        return kExitFailed;
+    }
 }
