@@ -20,7 +20,9 @@ static_assert(sizeof(RequestHeader) == 16);
 
 struct ReplyHeader {
     u32 status;  ///< 0 for success
-    u32 length;  ///< bytes of value that follow
+    /// Bytes of value that follow. The platform's own requests answer a refusal with a text: what
+    /// was wrong and what is allowed.
+    u32 length;
 };
 static_assert(sizeof(ReplyHeader) == 8);
 
