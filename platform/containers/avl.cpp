@@ -136,6 +136,8 @@ AvlNode* outermost(AvlNode* node, int side) {
 void removeInner(AvlTree* tree, AvlNode* node) {
     AvlNode* heir = outermost(childOf(node, kRight), kLeft);
     AvlNode* shrunk = parentOf(heir);
+    if (shrunk == nullptr)
+        return;  // never: the heir lies below the node
     const int shrunkSide = sideOf(shrunk, heir);
     attach(shrunk, shrunkSide, childOf(heir, kRight));
 
