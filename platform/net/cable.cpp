@@ -48,6 +48,11 @@ class UnixCable final : public Cable {
           peer_(config.peerPath),
           receive_(std::move(receive)) {}
 
+    UnixCable(const UnixCable&) = delete;
+    UnixCable& operator=(const UnixCable&) = delete;
+    UnixCable(UnixCable&&) = delete;
+    UnixCable& operator=(UnixCable&&) = delete;
+
     /// Takes its own socket away, not that of a cable that replaced it.
     ~UnixCable() override {
         if (localNumber_ != 0 && socketNumber(local_) == localNumber_) {

@@ -34,6 +34,9 @@ class FrameBatch {
     FrameBatch();
     FrameBatch(const FrameBatch&) = delete;
     FrameBatch& operator=(const FrameBatch&) = delete;
+    FrameBatch(FrameBatch&&) = delete;
+    FrameBatch& operator=(FrameBatch&&) = delete;
+    ~FrameBatch() = default;
 
     /// Reads what waits on a socket, without blocking. @return frames read, 0 when none or on error
     std::size_t receiveFrom(int descriptor);

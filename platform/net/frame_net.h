@@ -32,6 +32,10 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     /// Both outlive it.
     FrameNet(const SwitchDriver& driver, SocketLayer& sockets);
     ~FrameNet() override;
+    FrameNet(const FrameNet&) = delete;
+    FrameNet& operator=(const FrameNet&) = delete;
+    FrameNet(FrameNet&&) = delete;
+    FrameNet& operator=(FrameNet&&) = delete;
 
     /// Plugs the configured cables in and starts the receive thread.
     /// @return false with the reason in `error`: nothing runs then

@@ -75,6 +75,8 @@ class NetNode {
     }
     NetNode(const NetNode&) = delete;
     NetNode& operator=(const NetNode&) = delete;
+    NetNode(NetNode&&) = delete;
+    NetNode& operator=(NetNode&&) = delete;
 
     void start() {
         std::string error;
