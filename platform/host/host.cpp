@@ -11,6 +11,7 @@
 #include "platform/command/host_requests.h"
 #include "platform/config/load.h"
 #include "platform/contract/sil.h"
+#include "platform/host/adoption.h"
 #include "platform/host/debug_socket.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
@@ -53,7 +54,7 @@ Host::Host(HostConfig config, std::string configFile)
                      std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
               accessOf(config_)),
       sync_(config_.storeFile, config_.standby),
-      role_(config_.standby, server_, [this] { switch_.setRole(HostRole::Active); }) {}
+      role_(config_.standby, server_, [this] { becomeActive(); }) {}
 
 void Host::registerRequests() {
     dispatcher_.registerRequest(Request::PortList, handlePortList);
@@ -137,6 +138,16 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
     // The daemon does not look at the result, and is of no use without its command channel.
     std::fflush(nullptr);
     _exit(1);
+}
+
+void Host::becomeActive() {
+    switch_.setRole(HostRole::Active);
+    const auto time = timeToClaim(dispatcher_);
+    logMessage(LogPriority::Notice,
+               "the memberships found on the switch are kept for %lld ms, and longer if the "
+               "neighbours declare them",
+               static_cast<long long>(time.count()));
+    clearUnclaimedAfter(time, switch_, server_);
 }
 
 void Host::reload() {

@@ -40,6 +40,8 @@ class Host {
     /// Reads the file again and applies the difference, or nothing when it is wrong.
     void reload();
     void applyConfig(HostConfig next);
+    /// A standby takes over, in the command task.
+    void becomeActive();
     void end();
 
     HostConfig config_;  ///< the command task's, once it runs

@@ -11,6 +11,17 @@ namespace {
 /// Deleted ports whose index can still be described: more than the daemon can be behind with.
 constexpr std::size_t kMostRetired = 1024;
 
+/// To the daemon it is as if every link came back: it declares again all that it has to declare,
+/// which went nowhere while this was a standby.
+void reportReturn(const SoftState& state, RouteBatch& batch) {
+    for (const SoftPort& port : state.ports) {
+        if (state.linkUp(port)) {
+            batch.linkState(port.unit, false);
+            batch.linkState(port.unit, true);
+        }
+    }
+}
+
 void announce(const SwitchChangeRecord& record, RouteBatch& batch) {
     switch (static_cast<SwitchChangeKind>(record.kind)) {
         case SwitchChangeKind::PortReset:
@@ -161,11 +172,17 @@ bool SoftSwitch::describeIndex(u32 index, QorIndexInfo& info) const {
 }
 
 void SoftSwitch::setRole(HostRole role) {
-    const std::lock_guard lock(mutex_);
-    if (role_ == HostRole::Standby && role == HostRole::Active) {
-        adoptLocked();
+    const std::lock_guard serial(changeMutex_);
+    RouteBatch batch;
+    {
+        const std::lock_guard lock(mutex_);
+        if (role_ == HostRole::Standby && role == HostRole::Active) {
+            adoptLocked();
+            reportReturn(state_, batch);
+        }
+        role_ = role;
     }
-    role_ = role;
+    deliver(batch);
 }
 
 void SoftSwitch::adoptMemberships() {

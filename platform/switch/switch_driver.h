@@ -83,7 +83,8 @@ class SwitchDriver {
     virtual bool describeIndex(u32 index, QorIndexInfo& info) const = 0;
 
     /// A standby that becomes active adopts the memberships that it mirrored, as
-    /// adoptMemberships().
+    /// adoptMemberships(), and reports its links down and up once more, so that the daemon declares
+    /// again.
     virtual void setRole(HostRole role) = 0;
     /// Notes the dynamic memberships that are there now and that this daemon did not add. They
     /// stay, so that no traffic is lost, until removeUnclaimed().

@@ -54,6 +54,21 @@ Message attribute(u32 index, u32 type, u32 value, u32 vid = 0) {
     return {kNewLink, index, kChanged, vid, type, value};
 }
 
+TEST_F(SoftSwitchChanges, TakingOverIsReportedAsLinksThatComeBack) {
+    ASSERT_EQ(change(SwitchChangeKind::PortLink, 3, 0), HostStatus::Ok);
+    soft_.setRole(HostRole::Active);
+    soft_.setRole(HostRole::Standby);
+    messages();
+    soft_.setRole(HostRole::Active);
+    const u32 links[] = {5, 100, 101};
+    std::vector<Message> expected;
+    for (const u32 unit : links) {
+        expected.push_back(attribute(unit, 16, 0));
+        expected.push_back(attribute(unit, 16, 1));
+    }
+    EXPECT_EQ(messages(), expected);
+}
+
 TEST_F(SoftSwitchChanges, VlanCreationIsReportedAsACreatedInterface) {
     ASSERT_EQ(change(SwitchChangeKind::VlanCreate, 0, 0, vlanSet({1, 10, 11})), HostStatus::Ok);
     EXPECT_EQ(messages(), (std::vector<Message>{vlanCreated(10), vlanCreated(11)}));
