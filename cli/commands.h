@@ -71,6 +71,7 @@ struct Command {
 extern const std::span<const Command> kShowCommands;
 extern const std::span<const Command> kSetCommands;
 extern const std::span<const Command> kSwitchCommands;
+extern const std::span<const Command> kStandbyCommands;
 extern const std::span<const Command> kDebugCommands;
 
 }  // namespace cli

@@ -13,6 +13,7 @@ namespace {
 using platform::Request;
 
 constexpr u32 kAnyNumber = 0xFFFFFFFF;
+constexpr u32 kNoFilter = 0;
 
 std::string textOf(const Reply& reply) {
     return {reinterpret_cast<const char*>(reply.value.data()), reply.value.size()};
@@ -35,15 +36,8 @@ void shellList(const Context& context) {
     context.print(context.json ? linesJson("functions", linesOf(textOf(reply))) : textOf(reply));
 }
 
-void shellCall(const Context& context) {
-    platform::ShellCallRecord record{};
-    if (context.text(0).size() >= record.name.size())
-        throw UsageError("there is no function of so long a name; `debug list` lists them");
-    std::ranges::copy(context.text(0), record.name.begin());
-    if (context.count() - 1 > record.parameters.size())
-        throw UsageError("a function has at most three parameters");
-    for (std::size_t i = 1; i < context.count(); ++i)
-        record.parameters.at(i - 1) = context.number(i, 0, kAnyNumber);
+/// Calls a function of the daemon. @return what it printed
+std::string callFunction(const Context& context, const platform::ShellCallRecord& record) {
     const auto bytes = std::as_bytes(std::span(&record, 1));
     const Reply reply =
         context.client.exchange({Request::ShellCall, 0, 0, {bytes.begin(), bytes.end()}});
@@ -51,7 +45,44 @@ void shellCall(const Context& context) {
         context.finish(reply.status, textOf(reply));
     std::string printed = textOf(reply);
     std::erase(printed, '\r');
+    return printed;
+}
+
+platform::ShellCallRecord callOf(const std::string& function) {
+    platform::ShellCallRecord record{};
+    if (function.size() >= record.name.size())
+        throw UsageError("there is no function of so long a name; `debug list` lists them");
+    std::ranges::copy(function, record.name.begin());
+    return record;
+}
+
+void shellCall(const Context& context) {
+    platform::ShellCallRecord record = callOf(context.text(0));
+    if (context.count() - 1 > record.parameters.size())
+        throw UsageError("a function has at most three parameters");
+    for (std::size_t i = 1; i < context.count(); ++i)
+        record.parameters.at(i - 1) = context.number(i, 0, kAnyNumber);
+    const std::string printed = callFunction(context, record);
     context.print(context.json ? linesJson("output", linesOf(printed)) : printed);
+}
+
+bool isAll(const Context& context) {
+    return context.text(0) == "all";
+}
+
+void setFilter(const Context& context, const char* function, u32 value) {
+    platform::ShellCallRecord record = callOf(function);
+    record.parameters.front() = value;
+    callFunction(context, record);
+    context.finish(kStatusOk);
+}
+
+void filterVlan(const Context& context) {
+    setFilter(context, "mvrpVlandbgSet", isAll(context) ? kNoFilter : context.vlan(0));
+}
+
+void filterPort(const Context& context) {
+    setFilter(context, "mvrpPortdbgSet", isAll(context) ? kNoFilter : context.port(0).unit);
 }
 
 std::vector<std::byte> parseHex(const std::string& text) {
@@ -98,6 +129,14 @@ constexpr Command kCommands[] = {
      "call one of them and show what it prints",
      {{{"function", "its name"}, {"parameters", "up to three numbers", true, true}}},
      shellCall},
+    {"debug vlan",
+     "have trace lines about VLANs written for one VLAN only",
+     {{{"vlan", "VLAN ID, 1 to 4094, or all"}}},
+     filterVlan},
+    {"debug port",
+     "have trace lines about ports written for one port only",
+     {{{"port", "name or unit of a port, or all"}}},
+     filterPort},
     {"debug request",
      "send one request as it is and show the value of the answer",
      {{{"request", "number of the request"},

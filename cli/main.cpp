@@ -34,6 +34,7 @@ const std::map<std::string, const char*> kGroups = {
     {"switch", "change the software switch below the protocol"},
     {"switch port", "ports of the software switch"},
     {"switch vlan", "VLANs of the software switch"},
+    {"standby", "what concerns the pair of an active and a standby"},
     {"debug", "look into the daemon"},
 };
 
@@ -110,8 +111,8 @@ class CommandLine {
         app_.footer(
             "VLANs are written as ranges: 1-3,7; \"-\" for none, \"all\" for 1-4094.\n"
             "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
-        for (const auto table :
-             {cli::kShowCommands, cli::kSetCommands, cli::kSwitchCommands, cli::kDebugCommands}) {
+        for (const auto table : {cli::kShowCommands, cli::kSetCommands, cli::kSwitchCommands,
+                                 cli::kStandbyCommands, cli::kDebugCommands}) {
             for (const cli::Command& command : table)
                 add(command);
         }
