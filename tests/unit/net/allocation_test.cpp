@@ -71,7 +71,7 @@ TEST(Frames, CostNoAllocation) {
         frames::gvrpFrame("0001 01 04 02 000a 00 00"),
         frames::hex("0102"),
     };
-    const frames::Bytes out = in[0];
+    const frames::Bytes& out = in[0];
     NetNode node;
     node.enable(3);
     node.enable(3, kProtocolGvrp);

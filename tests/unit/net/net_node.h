@@ -31,6 +31,10 @@ class ScratchDirectory {
         const std::string command = "rm -rf '" + path_ + "'";
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+    ScratchDirectory(ScratchDirectory&&) = delete;
+    ScratchDirectory& operator=(ScratchDirectory&&) = delete;
     std::string path(const std::string& name) const { return path_ + "/" + name; }
 
   private:

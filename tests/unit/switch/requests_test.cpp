@@ -9,6 +9,11 @@
 namespace platform::testing {
 namespace {
 
+void setText(SwitchChangeRecord& record, const std::string& text) {
+    record.text = {};
+    text.copy(record.text.data(), record.text.size() - 1);
+}
+
 /// Remembers what it was asked.
 class FakeWires final : public PortWires {
   public:
@@ -181,14 +186,14 @@ TEST_F(Requests, ChangesReachTheSwitch) {
 
 TEST_F(Requests, WireChangesReachTheFrameLayer) {
     SwitchChangeRecord cable = changeOf(SwitchChangeKind::PortCable, 3);
-    std::strcpy(cable.text.data(), "none");
+    setText(cable, "none");
     ASSERT_EQ(change(cable), kOk);
     EXPECT_EQ(wires_.asked, "cable 3 none");
-    std::strcpy(cable.text.data(), "bad");
+    setText(cable, "bad");
     EXPECT_EQ(change(cable), kBadArgument);
     EXPECT_EQ(text(), "no such cable");
     SwitchChangeRecord replay = changeOf(SwitchChangeKind::PortReplay, 3, 7);
-    std::strcpy(replay.text.data(), "x.pcap");
+    setText(replay, "x.pcap");
     ASSERT_EQ(change(replay), kOk);
     EXPECT_EQ(wires_.asked, "replay 3 x.pcap 7");
     replay.kind = static_cast<u32>(SwitchChangeKind::PortRecord);
