@@ -18,7 +18,7 @@ using Json = nlohmann::ordered_json;
 constexpr int kFormatVersion = 1;
 constexpr int kIndent = 2;
 
-std::string finished(Json members) {
+std::string finished(const Json& members) {
     Json document = {{"version", kFormatVersion}};
     document.update(members);
     return document.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n";

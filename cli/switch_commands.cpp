@@ -5,6 +5,7 @@
 
 #include "cli/commands.h"
 #include "cli/statuses.h"
+#include "platform/contract/qor_if.h"
 
 namespace cli {
 
@@ -52,10 +53,16 @@ void send(const Context& context, const SwitchChangeRecord& record) {
                        : refusal);
 }
 
+constexpr Name kPortKindTable[] = {{static_cast<u32>(QorEndType::Port), "port"},
+                                   {static_cast<u32>(QorEndType::Aggregation), "aggregation"}};
+constexpr Names kPortKinds = kPortKindTable;
+
 void portAdd(const Context& context) {
     SwitchChangeRecord record = change(SwitchChangeKind::PortAdd);
     record.unit = context.number(0, 1, kMaxUnit);
     putText(record, context.text(1));
+    if (context.count() > 2)
+        record.value = context.choice(2, kPortKinds);
     send(context, record);
 }
 
@@ -157,7 +164,9 @@ using Kind = SwitchChangeKind;
 constexpr Command kCommands[] = {
     {"switch port add",
      "add a port",
-     {{{"unit", "number of the new port"}, {"name", "its name"}}},
+     {{{"unit", "number of the new port"},
+       {"name", "its name"},
+       {"kind", "port (the default) or aggregation", true}}},
      portAdd},
     {"switch port delete", "delete a port", {{kPort}}, portPlain<Kind::PortDelete>},
     {"switch port link",

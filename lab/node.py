@@ -27,6 +27,8 @@ def configuration(switch):
             lines.append(f"record = {quote(port.record)}")
     if switch.vlans != "-":
         lines += ["", "[[vlan]]", f"ids = {quote(switch.vlans)}"]
+    if not switch.managed:
+        return "\n".join(lines) + "\n"
     lines += ["", "[management]", "enable = true"]
     for port in switch.ports:
         lines += ["", "[[management.port]]", f"unit = {port.unit}", "enable = true"]
@@ -65,7 +67,8 @@ class Node:
                 stdout=log, stderr=log, env=self.environment, start_new_session=True)
 
     def wait_ready(self, timeout=10):
-        """Waits until the daemon answers and all its ports run the protocol."""
+        """Waits until the daemon answers and the ports that its configuration manages run the
+        protocol."""
         deadline = time.monotonic() + timeout
         problem = "it does not answer"
         while time.monotonic() < deadline:
@@ -74,7 +77,7 @@ class Node:
             try:
                 ports = self.query("show ports")["ports"]
                 waiting = [p["name"] for p in ports if not p["portMvrpEnabledStatus"]]
-                if not waiting:
+                if not waiting or not self.switch.managed:
                     return
                 problem = f"ports without MVRP: {', '.join(waiting)}"
             except NodeError as error:
@@ -82,6 +85,12 @@ class Node:
             time.sleep(0.05)
         raise NodeError(f"{self.name} is not ready after {timeout} s ({problem}):\n"
                         f"{self.log_tail()}")
+
+    def kill(self):
+        """Ends the daemon as a crash of the machine would."""
+        self.process.kill()
+        self.process.wait()
+        self.process = None
 
     def stop(self, timeout=5):
         """Ends the daemon. @return its exit status, negative for a signal; None: never started"""

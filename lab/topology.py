@@ -27,6 +27,7 @@ class Port:
 class Switch:
     name: str
     vlans: str = "-"
+    managed: bool = True  # its configuration switches the protocol on
     ports: list = dataclasses.field(default_factory=list)
 
     def add_port(self, name, **fields):

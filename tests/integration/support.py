@@ -96,8 +96,11 @@ class NetworkTest(unittest.TestCase):
             switch.add_port(name, timers=timers or TIMERS, **port_fields)
         return self.run_topology(topology.Topology("test", {"sw": switch}, [])).nodes["sw"]
 
-    def run_topology(self, plan):
+    def run_topology(self, plan, extra=None):
+        """Starts the switches of a plan. extra: more sections for the configuration of some."""
         net = network.Network(plan, self.directory, BUILD)
+        for name, text in (extra or {}).items():
+            net.nodes[name].extra_configuration = text
         self.addCleanup(self.look_over, net)
         net.__enter__()
         return net

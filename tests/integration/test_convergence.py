@@ -50,7 +50,7 @@ class ThreeSwitches(NetworkTest):
     def test_vlans_cross_a_switch_that_does_not_have_them(self):
         net = self.start({"a": "10", "b": "-", "c": "30"}, [cable("a", "b"), cable("b", "c")])
         self.assert_state(net, a={"learnt": "30"},
-                          b={"learnt": "10,30", "a": {"learnt": "10"}, "c": {"learnt": "30"}},
+                          b={"learnt": "10,30", "a": {"learnt": "10"}, "c": {"learnt": "+30"}},
                           c={"learnt": "10"})
 
     def test_both_wire_forms_carry_vlans(self):
