@@ -1,0 +1,354 @@
+# SPDX-License-Identifier: MIT
+"""An active and a standby: two real daemons, each on a switch of its own, joined by the command
+synchronisation; and a neighbour, from which the active learns VLANs."""
+
+import pathlib
+import select
+import socket
+import struct
+import threading
+import time
+import unittest
+
+import expect
+import topology
+from support import TIMERS, Channel, ClosedError, NetworkTest
+
+SCALAR_SYNC, SYNC_PACKET = 8, 4
+ADD, REMOVE = 2, 3
+NO_SUCH_PORT = 0x03E80002
+FAILED = 0xFFFFFFFF
+LONGEST_WAIT = 0.5      # how long a standby may hold up a request of the active, in seconds
+SLACK = 2.0             # of a busy machine
+TIME_TO_CLAIM = (TIMERS["leave-all"] + TIMERS["leave"]) / 1000
+
+
+def bitmap(vlans):
+    data = bytearray(512)
+    for vid in vlans:
+        data[(vid - 1) // 8] |= 0x80 >> ((vid - 1) % 8)
+    return bytes(data)
+
+
+def packet(kind, unit, vlans):
+    return struct.pack(">BBHI", kind, 0, 520, unit) + bitmap(vlans)
+
+
+class Pair(NetworkTest):
+    """`active` has the ports north, with a cable to `neighbour`, and south; so has `standby`, whose
+    configuration manages nothing and whose ports have no cables."""
+
+    standby_options = ""
+
+    def setUp(self):
+        super().setUp()
+        self.link = self.directory / "standby-link"
+        here, there = self.directory / "active-north", self.directory / "neighbour-south"
+        self.cable = f"unix:{here},{there}"
+        plan = topology.Topology("pair", {}, [])
+        active = plan.switches["active"] = topology.Switch("active", "30")
+        active.add_port("north", cable=self.cable, timers=TIMERS)
+        active.add_port("south", timers=TIMERS)
+        standby = plan.switches["standby"] = topology.Switch("standby", "30", managed=False)
+        standby.add_port("north")
+        standby.add_port("south")
+        neighbour = plan.switches["neighbour"] = topology.Switch("neighbour", "10-12")
+        neighbour.add_port("south", cable=f"unix:{there},{here}", timers=TIMERS)
+        self.plan = plan
+        self.net = None
+
+    def start_all(self):
+        self.net = self.run_topology(self.plan, {
+            "active": f'\n[standby]\nrole = "active"\npeer = "{self.link}"\n',
+            "standby": f'\n[standby]\nrole = "standby"\nlisten = "{self.link}"\n'
+                       + self.standby_options})
+        self.active, self.standby, self.neighbour = (
+            self.net.nodes[name] for name in ("active", "standby", "neighbour"))
+
+    def await_connected(self, connected=True):
+        self.await_true(
+            lambda: self.active.query("show")["standbyConnected"] == connected)
+
+    def port(self, each, name="north"):
+        return each.query(f"show port {name}")["ports"][0]
+
+    def vlans(self, each, kind="dynamicMvrp"):
+        groups = each.query("show vlans")["vlans"]
+        return expect.format_ranges(set().union(
+            *(expect.parse(g["vlans"]) for g in groups if g["vlanStatus"] == kind)))
+
+    def role(self, each):
+        return each.query("show")["role"]
+
+    def log_of(self, each):
+        return each.log.read_text(encoding="utf-8", errors="replace")
+
+    def take_cable_over(self):
+        self.standby.change(f"switch port cable north {self.cable}")
+
+
+class Synchronisation(Pair):
+    def test_settings_made_before_and_after_it_connects_reach_the_standby(self):
+        self.start_all()
+        self.await_connected()
+        self.standby.stop()
+        self.await_connected(False)
+        self.active.change("set port south registration fixed")
+        self.active.change("set port north join-time 220")
+        self.standby.start()
+        self.standby.wait_ready()
+        self.await_connected()
+        self.assertEqual(self.role(self.standby), "standby")
+        for name in ("north", "south"):
+            self.assertEqual(self.settings(self.standby, name), self.settings(self.active, name))
+        self.assertEqual(self.port(self.standby)["portMrpJoinTime"], 220)
+        self.assertEqual(self.port(self.standby, "south")["registration"], "fixed")
+
+        self.active.change("set port north leave-time 500")
+        self.active.change("set port south enable off")
+        self.assertEqual(self.port(self.standby)["portMrpLeaveTime"], 500)
+        self.assertFalse(self.port(self.standby, "south")["portMvrpEnabledStatus"])
+        self.active.change("set global compliance on")
+        self.assertTrue(self.standby.query("show")["gvrpCompliance"])
+        self.active.change("set global enable off")
+        self.assertFalse(self.standby.query("show")["mvrpEnabledStatus"])
+
+    def settings(self, each, name):
+        keys = ("portMvrpEnabledStatus", "registration", "participant", "portMrpJoinTime",
+                "portMrpLeaveTime", "portMrpLeaveAllTime", "periodicTime")
+        return {key: self.port(each, name)[key] for key in keys}
+
+    def test_the_standby_shows_what_the_active_learnt_and_what_is_left_after_a_withdrawal(self):
+        self.start_all()
+        self.assert_state(self.net, active={"learnt": "10-12"},
+                          standby={"static": "1,30", "learnt": "10-12",
+                                   "north": {"learnt": "10-12"}, "south": {"learnt": "-"}})
+        self.assertEqual(self.port(self.standby)["counters"]["framesOut"], 0)
+        self.neighbour.change("switch vlan delete 11")
+        self.assert_state(self.net, active={"learnt": "10,12"},
+                          standby={"static": "1,30", "learnt": "10,12",
+                                   "north": {"learnt": "10,12"}})
+
+    def test_a_standby_that_comes_late_or_back_is_told_all(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"})
+        self.standby.kill()
+        self.await_connected(False)
+        self.neighbour.change("switch vlan create 13")
+        self.assert_state(self.net, active={"learnt": "10-13"})
+        self.standby.start()
+        self.standby.wait_ready()
+        self.assert_state(self.net, standby={"learnt": "10-13", "north": {"learnt": "10-13"}})
+        self.assertIn("is gone", self.log_of(self.active))
+
+
+class Packets(Pair):
+    """What a standby makes of synchronisation packets, by themselves."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_all()
+        self.await_connected()
+        self.active.stop()
+        self.line = Channel(self.link)
+        self.addCleanup(self.line.socket.close)
+        self.send(REMOVE, 1, range(2, 4095))
+
+    def send(self, kind, unit, vlans):
+        return self.line.request(SCALAR_SYNC, 0, SYNC_PACKET, packet(kind, unit, vlans))[0]
+
+    def test_addition_creates_the_vlans_and_adds_the_permitted_ones(self):
+        self.standby.change("switch port permit north 2-100")
+        self.assertEqual(self.send(ADD, 1, [1, 20, 21, 30, 200]), 0)
+        self.assert_state(self.net, standby={"static": "1,30", "learnt": "20,21,200",
+                                             "north": {"learnt": "20,21,30"}})
+
+    def test_removal_empties_the_port_and_deletes_what_nobody_holds(self):
+        self.send(ADD, 1, [20, 21, 22])
+        self.send(ADD, 2, [22])
+        self.assert_state(self.net, standby={"learnt": "20-22"})
+        kept = [20]
+        self.assertEqual(self.send(REMOVE, 1, set(range(2, 4096)) - set(kept)), 0)
+        # VLAN 20 is not in the packet, and stays without members; 22 has one in the other port.
+        self.assert_state(self.net, standby={"static": "1,30", "learnt": "20,22",
+                                             "north": {"learnt": "-"}, "south": {"learnt": "22"}})
+        self.send(ADD, 1, kept)
+        self.assert_state(self.net, standby={"learnt": "20,22", "north": {"learnt": "20"}})
+
+    def test_what_can_not_be_applied_changes_nothing(self):
+        self.assertEqual(self.send(ADD, 7, [20]), NO_SUCH_PORT)
+        self.assertEqual(self.send(9, 1, [20]), 0)
+        self.assert_state(self.net, standby={"learnt": "-", "north": {"learnt": "-"}})
+
+    def test_a_port_without_mvrp_mirrors_nothing(self):
+        self.standby.change("set port north enable off")
+        self.assertEqual(self.send(ADD, 1, [20]), NO_SUCH_PORT)
+        self.assert_state(self.net, standby={"learnt": "-", "north": {"learnt": "-"}})
+
+
+class FakeStandby:
+    """Listens in place of a standby and answers each request with `status`, or not at all."""
+
+    HEADER = struct.Struct("=IIII")
+
+    def __init__(self, path):
+        self.status = 0  # None: no answers
+        self.requests = 0
+        self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self.listener.bind(str(path))
+        self.listener.listen(4)
+        self.open = True
+        self.thread = threading.Thread(target=self.serve)
+        self.thread.start()
+
+    def serve(self):
+        lines = []
+        while self.open:
+            ready, _, _ = select.select([self.listener, *lines], [], [], 0.05)
+            for line in ready:
+                if line is self.listener:
+                    lines.append(line.accept()[0])
+                elif not self.answer(line):
+                    lines.remove(line)
+                    line.close()
+        for line in [self.listener, *lines]:
+            line.close()
+
+    def answer(self, line):
+        header = line.recv(self.HEADER.size, socket.MSG_WAITALL)
+        if len(header) < self.HEADER.size:
+            return False
+        length = self.HEADER.unpack(header)[3]
+        if len(line.recv(length, socket.MSG_WAITALL)) < length:
+            return False
+        self.requests += 1
+        if self.status is not None:
+            line.sendall(struct.pack("=II", self.status, 0))
+        return True
+
+    def close(self):
+        self.open = False
+        self.thread.join()
+
+
+class BadStandby(Pair):
+    def setUp(self):
+        super().setUp()
+        self.fake = FakeStandby(self.link)
+        self.addCleanup(self.fake.close)
+        del self.plan.switches["standby"]
+        self.net = self.run_topology(
+            self.plan, {"active": f'\n[standby]\nrole = "active"\npeer = "{self.link}"\n'})
+        self.active, self.neighbour = self.net.nodes["active"], self.net.nodes["neighbour"]
+        self.await_connected()
+        self.line = self.channel(self.active)
+
+    def set_join_time(self, ms):
+        """(status, seconds that it took)"""
+        start = time.monotonic()
+        status, _ = self.line.request(4, 1, 5, struct.pack("=I", ms))
+        return status, time.monotonic() - start
+
+    def test_a_setting_that_the_standby_refuses_is_refused_and_logged(self):
+        self.fake.status = 22
+        self.assertNotEqual(self.set_join_time(210)[0], 0)
+        self.assertEqual(self.port(self.active)["portMrpJoinTime"], 200)
+        self.assertIn("the standby refused port 1 attribute 5 value 210 with status 22",
+                      self.log_of(self.active))
+        self.fake.status = 0
+        self.assertEqual(self.set_join_time(210)[0], 0)
+
+    def test_packets_that_the_standby_refuses_do_not_disturb_the_protocol(self):
+        self.fake.status = NO_SUCH_PORT
+        before = self.fake.requests
+        self.neighbour.change("switch vlan create 14")
+        self.assert_state(self.net, active={"learnt": "10-12,14"})
+        self.neighbour.change("switch vlan delete 14")
+        self.assert_state(self.net, active={"learnt": "10-12"})
+        self.assertGreater(self.fake.requests, before)
+        self.assertTrue(self.active.query("show")["standbyConnected"])
+
+    def test_a_silent_standby_holds_the_active_up_for_a_bounded_time_and_is_cut_off(self):
+        self.fake.status = None
+        status, seconds = self.set_join_time(210)
+        self.assertEqual(status, 0)
+        self.assertLess(seconds, LONGEST_WAIT + SLACK)
+        self.assertIn("did not answer within 500 ms; it is cut off", self.log_of(self.active))
+        for ms in (220, 200):
+            status, seconds = self.set_join_time(ms)
+            self.assertEqual(status, 0)
+            self.assertLess(seconds, LONGEST_WAIT + SLACK)
+        self.assertEqual(self.port(self.active)["portMrpJoinTime"], 200)
+        self.neighbour.change("switch vlan delete 11")
+        self.assert_state(self.net, active={"learnt": "10,12"})
+        self.fake.status = 0
+        self.await_connected()
+
+
+class FailOver(Pair):
+    def test_the_standby_takes_over_on_request_and_adopted_memberships_stay_and_go(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"}, neighbour={"learnt": "30"})
+        self.active.kill()
+        self.neighbour.change("switch vlan delete 11")  # nobody hears it
+        self.standby.change("standby take-over")
+        self.take_cable_over()
+        taken_over = time.monotonic()
+        self.assertEqual(self.role(self.standby), "active")
+        # The switch keeps what it mirrored until every neighbour had its time to declare again.
+        self.assertEqual(self.port(self.standby)["vlansLearnt"], "10-12")
+        self.await_true(lambda: self.port(self.standby)["vlansLearnt"] != "10-12")
+        self.assertGreater(time.monotonic() - taken_over, TIME_TO_CLAIM * 0.8)
+        self.assert_state(self.net, standby={"learnt": "10,12", "static": "1,30",
+                                             "north": {"learnt": "10,12", "registered": "+10,12",
+                                                       "declared": "+30"}},
+                          neighbour={"learnt": "30"})
+        self.assertIn("1 adopted memberships that nobody declared were removed",
+                      self.log_of(self.standby))
+
+    def test_the_new_active_speaks_the_protocol_at_once(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"}, neighbour={"learnt": "30"})
+        self.active.kill()
+        self.standby.change("standby take-over")
+        self.take_cable_over()
+        self.standby.change("switch vlan create 31")
+        self.neighbour.change("switch vlan create 13")
+        self.assert_state(self.net, standby={"learnt": "10-13"}, neighbour={"learnt": "30-31"})
+        self.assertGreater(self.port(self.standby)["counters"]["framesOut"], 0)
+
+    def test_an_active_does_not_take_over(self):
+        self.start_all()
+        done = self.active.control("standby take-over")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("this is the active already", done.stderr)
+        self.assertEqual(self.role(self.active), "active")
+
+    def test_after_a_take_over_the_socket_for_the_active_is_gone(self):
+        self.start_all()
+        self.await_connected()
+        self.standby.change("standby take-over")
+        self.await_connected(False)
+        self.assertFalse(pathlib.Path(self.link).exists())
+        with self.assertRaises((OSError, ClosedError)):
+            Channel(self.link)
+
+
+class FailOverByItself(Pair):
+    standby_options = "take-over-after = 1\n"
+
+    def test_a_standby_takes_over_when_its_active_has_been_gone_for_the_configured_time(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"})
+        time.sleep(1.5)
+        self.assertEqual(self.role(self.standby), "standby")
+        self.active.kill()
+        self.take_cable_over()
+        self.await_true(lambda: self.role(self.standby) == "active")
+        self.assertIn("taking over as the active", self.log_of(self.standby))
+        self.assert_state(self.net, standby={"learnt": "10-12",
+                                             "north": {"registered": "+10-12"}})
+
+
+if __name__ == "__main__":
+    unittest.main()
