@@ -2,29 +2,12 @@
 """Frames that leave a port, decoded by tshark: a second opinion on the wire forms."""
 
 import shutil
-import subprocess
 import unittest
-import xml.etree.ElementTree
 
+from frames import decode, fields, shown
 from support import NetworkTest, cable
 
 NEW, JOIN_IN, IN, JOIN_MT, MT, LEAVE = range(6)
-
-
-def decode(capture, display_filter=""):
-    """tshark's packets of a capture, as elements of its XML."""
-    done = subprocess.run(
-        ["tshark", "-n", "-r", capture, "-T", "pdml", *(["-Y", display_filter] * bool(display_filter))],
-        capture_output=True, text=True, timeout=60, check=True)
-    return xml.etree.ElementTree.fromstring(done.stdout).findall("packet")
-
-
-def fields(element, name):
-    return element.iterfind(f".//field[@name='{name}']")
-
-
-def shown(element, name):
-    return [field.get("show") for field in fields(element, name)]
 
 
 def events_of(packet):
