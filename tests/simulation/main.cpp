@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+//
+// mvrp-simulate: networks of switches with faults in virtual time, each from a seed. Exit status 0;
+// 1 when an invariant did not hold; 2 for wrong arguments.
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <numeric>
+#include <optional>
+#include <string_view>
+
+#include "tests/simulation/run.h"
+
+namespace {
+
+using simulation::Outcome;
+using simulation::Plan;
+using simulation::Profile;
+
+constexpr int kExitFailed = 1;
+constexpr int kExitUsage = 2;
+constexpr u32 kMostSwitches = 1000;
+constexpr std::string_view kUsage =
+    "usage: mvrp-simulate [--seed N] [--seeds COUNT] [--switches S] [--steps K]\n"
+    "                     [--profile calm|wild|both] [--only I,J,...] [--watch S,P,V] "
+    "[--no-shrink]\n"
+    "  --seed N       first seed (1)\n"
+    "  --seeds COUNT  so many seeds, one after the other (1)\n"
+    "  --switches S   switches, in a tree, 1 to 1000 (10)\n"
+    "  --steps K      events before the network is left to come to rest (200)\n"
+    "  --profile P    calm: links, cables and VLANs; wild: everything; both: by turns (both)\n"
+    "  --only LIST    run only these steps of the plan, as a failure names them\n"
+    "  --watch S,P,V  print each change of VLAN V on port P of switch S\n"
+    "  --no-shrink    report a failure without looking for the shortest list of steps\n";
+
+struct Options {
+    u64 seed = 1;
+    u64 seeds = 1;
+    u64 switches = 10;
+    u64 steps = 200;
+    std::optional<Profile> profile;
+    std::vector<std::size_t> only;
+    bool onlyGiven = false;
+    bool shrinks = true;
+};
+
+bool parse(std::string_view text, u64& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() && !text.empty();
+}
+
+bool parseList(std::string_view text, std::vector<std::size_t>& list) {
+    while (!text.empty()) {
+        const auto comma = std::min(text.find(','), text.size());
+        u64 number = 0;
+        if (!parse(text.substr(0, comma), number))
+            return false;
+        list.push_back(number);
+        text.remove_prefix(std::min(comma + 1, text.size()));
+    }
+    return true;
+}
+
+bool parseWatch(std::string_view text) {
+    std::vector<std::size_t> list;
+    if (!parseList(text, list) || list.size() != 3 || list[2] < 1 || list[2] > 4095)
+        return false;
+    simulation::setWatch(
+        {static_cast<u32>(list[0]), static_cast<u32>(list[1]), static_cast<u32>(list[2])});
+    return true;
+}
+
+bool parseProfile(std::string_view text, std::optional<Profile>& profile) {
+    if (text == "calm")
+        profile = Profile::Calm;
+    else if (text == "wild")
+        profile = Profile::Wild;
+    else
+        return text == "both";
+    return true;
+}
+
+/// @return whether the option and its value were understood
+bool take(std::string_view name, std::string_view value, Options& options) {
+    if (name == "--seed")
+        return parse(value, options.seed);
+    if (name == "--seeds")
+        return parse(value, options.seeds);
+    if (name == "--switches")
+        return parse(value, options.switches) && options.switches >= 1 &&
+               options.switches <= kMostSwitches;
+    if (name == "--steps")
+        return parse(value, options.steps);
+    if (name == "--profile")
+        return parseProfile(value, options.profile);
+    if (name == "--watch")
+        return parseWatch(value);
+    options.onlyGiven = true;
+    return name == "--only" && parseList(value, options.only);
+}
+
+bool parseArguments(int count, char** values, Options& options) {
+    for (int at = 1; at < count; at++) {
+        const std::string_view name = values[at];
+        if (name == "--no-shrink")
+            options.shrinks = false;
+        else if (at + 1 >= count || !take(name, values[++at], options))
+            return false;
+    }
+    return true;
+}
+
+const char* nameOf(Profile profile) {
+    return profile == Profile::Calm ? "calm" : "wild";
+}
+
+void printSteps(const Plan& plan, const std::vector<std::size_t>& steps) {
+    simulation::Network network(plan.seed);
+    buildNetwork(network, plan);
+    std::string list;
+    for (const std::size_t index : steps) {
+        std::printf("  %zu: %s\n", index, describe(network, plan.steps[index]).c_str());
+        list += (list.empty() ? "" : ",") + std::to_string(index);
+    }
+    std::printf(
+        "again: mvrp-simulate --seed %llu --switches %u --steps %zu --profile %s --only '%s'\n",
+        static_cast<unsigned long long>(plan.seed), plan.switches, plan.steps.size(),
+        nameOf(plan.profile), list.c_str());
+}
+
+bool runSeed(const Options& options, u64 seed) {
+    const Profile profile = options.profile.value_or(seed % 2 == 0 ? Profile::Calm : Profile::Wild);
+    std::printf("seed %llu, %s\n", static_cast<unsigned long long>(seed), nameOf(profile));
+    std::fflush(stdout);
+    const Plan plan = simulation::makePlan(seed, static_cast<u32>(options.switches),
+                                           static_cast<u32>(options.steps), profile);
+    std::vector<std::size_t> steps(plan.steps.size());
+    std::iota(steps.begin(), steps.end(), 0);
+    if (options.onlyGiven)
+        std::erase_if(steps, [&options](std::size_t index) {
+            return std::find(options.only.begin(), options.only.end(), index) == options.only.end();
+        });
+    Outcome outcome = runPlan(plan, steps);
+    if (outcome.problem.empty())
+        return true;
+    std::printf("FAILED %s: %s\n", outcome.when.c_str(), outcome.problem.c_str());
+    if (options.shrinks) {
+        constexpr std::size_t kMostRuns = 2000;
+        steps.resize(outcome.stepsDone);
+        steps = shrink(plan, steps, kMostRuns);
+        outcome = runPlan(plan, steps);
+        std::printf("the shortest list of steps that fails, %s: %s\n", outcome.when.c_str(),
+                    outcome.problem.c_str());
+    }
+    printSteps(plan, steps);
+    return false;
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+    Options options;
+    if (!parseArguments(count, values, options)) {
+        std::fputs(kUsage.data(), stderr);
+        return kExitUsage;
+    }
+    for (u64 seed = options.seed; seed < options.seed + options.seeds; seed++)
+        if (!runSeed(options, seed))
+            return kExitFailed;
+    std::printf("%llu seeds passed\n", static_cast<unsigned long long>(options.seeds));
+    return 0;
+}

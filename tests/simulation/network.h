@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+//
+// A network of simulated switches and the cables between their ports, in virtual time. What happens
+// follows from the calls and the seed alone.
+#pragma once
+
+#include <memory>
+#include <queue>
+#include <span>
+#include <vector>
+
+#include "tests/simulation/node.h"
+#include "tests/simulation/random.h"
+
+namespace simulation {
+
+struct PortEnd {
+    u32 node = 0;
+    u32 unit = 0;
+};
+
+/// Chances in percent, each frame by itself.
+struct CableFaults {
+    u32 loss = 0;
+    u32 duplicate = 0;
+    u32 reorder = 0;  ///< is kept back for up to kMostReorderMs
+    u32 corrupt = 0;  ///< one byte of the PDU is changed
+};
+
+struct Cable {
+    PortEnd a;
+    PortEnd b;
+    u32 delayMs = 1;
+    bool up = true;
+    CableFaults faults;
+};
+
+inline constexpr u32 kMostReorderMs = 400;
+
+class Network {
+  public:
+    explicit Network(u64 seed) : random_(seed) {}
+
+    Node& addNode();
+    void addCable(PortEnd a, PortEnd b, u32 delayMs);
+
+    Node& node(u32 index) { return *nodes_[index]; }
+    const std::vector<std::unique_ptr<Node>>& nodes() const { return nodes_; }
+    std::vector<Cable>& cables() { return cables_; }
+    const std::vector<Cable>& cables() const { return cables_; }
+    u64 nowMs() const { return nowMs_; }
+
+    /// Lets a switch act: `action` runs in its turn, then it reads what waits, then what it sent
+    /// goes on its way.
+    template <typename Action>
+    void act(u32 index, Action action) {
+        {
+            Turn turn(*nodes_[index], nowMs_);
+            action();
+            turn.serve();
+        }
+        transmit(index);
+    }
+
+    /// Runs frames and timers for `ms`. @return false when there is no end to what happens
+    bool run(u64 ms);
+
+  private:
+    struct Arrival {
+        u64 atMs;
+        u64 sequence;
+        PortEnd to;
+        u32 cable;
+        bool gvrp;
+        std::vector<u8> bytes;
+        bool operator<(const Arrival& other) const {
+            return atMs != other.atMs ? atMs > other.atMs : sequence > other.sequence;
+        }
+    };
+
+    void transmit(u32 index);
+    void carry(u32 cable, PortEnd to, const SentFrame& frame);
+    void deliver(const Arrival& arrival);
+    bool runNext(u64 endMs);
+
+    Random random_;  // of the cables
+    u64 nowMs_ = 0;
+    u64 sequence_ = 0;
+    std::vector<std::unique_ptr<Node>> nodes_;
+    std::vector<Cable> cables_;
+    std::priority_queue<Arrival> arrivals_;
+};
+
+}  // namespace simulation

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+#include "tests/simulation/node.h"
+
+#include <cstdio>
+
+#include "daemon/db/port.h"
+#include "tests/scenario/contract/timers.h"
+
+namespace simulation {
+namespace {
+
+constexpr std::string_view kMvrpSend = "  send mvrp ";
+constexpr std::string_view kGvrpSend = "  send gvrp ";
+/// Passes after which a loop that still has something to read is taken to run in circles.
+constexpr u32 kMostPasses = 100000;
+
+Watch gWatch;
+u32 gWatched = 0;  // machine byte and flags, as last printed
+
+void printWatched(const Node& node) {
+    if (gWatch.vid == 0 || gWatch.node != node.index)
+        return;
+    const MvrpPortEntry* port = mvrpPortEntryGet(gWatch.unit);
+    if (port == nullptr)
+        return;
+    const u32 machine = port->madMachine[gWatch.vid - 1];
+    const u32 flag = port->vlanFlag[gWatch.vid - 1];
+    if (gWatched == (machine << 8U | flag))
+        return;
+    gWatched = machine << 8U | flag;
+    std::fprintf(stderr, "%llu ms: machine 0x%02x flags 0x%02x\n",
+                 static_cast<unsigned long long>(node.host.nowMs), machine, flag);
+}
+
+u8 digitOf(char character) {
+    return static_cast<u8>(character <= '9' ? character - '0' : character - 'a' + 10);
+}
+
+}  // namespace
+
+Node::Node(u32 number) : index(number), host([this](std::string_view line) { takeLine(line); }) {
+    scenario::bindScenarioHost(&host);
+    gMvrpInfo = MvrpInfo{};
+    scenario::resetDaemon(host);
+    record = gMvrpInfo;
+    scenario::bindScenarioHost(nullptr);
+}
+
+Node::~Node() {
+    scenario::bindScenarioHost(&host);
+    gMvrpInfo = record;
+    scenario::resetDaemon(host);
+    gMvrpInfo = MvrpInfo{};
+    scenario::bindScenarioHost(nullptr);
+}
+
+/// Of everything that the host says only what is sent matters here.
+void Node::takeLine(std::string_view line) {
+    const bool gvrp = line.starts_with(kGvrpSend);
+    if (!gvrp && !line.starts_with(kMvrpSend))
+        return;
+    if (losesSends > 0) {
+        losesSends--;
+        return;
+    }
+    line.remove_prefix(kMvrpSend.size());
+    SentFrame frame;
+    frame.gvrp = gvrp;
+    while (!line.empty() && line.front() != ' ') {
+        frame.unit = frame.unit * 10 + digitOf(line.front());
+        line.remove_prefix(1);
+    }
+    line.remove_prefix(1);
+    frame.bytes.reserve(line.size() / 2);
+    for (std::size_t at = 0; at + 2 < line.size() + 1 && line[at] != '\n'; at += 2)
+        frame.bytes.push_back(static_cast<u8>(digitOf(line[at]) * 16 + digitOf(line[at + 1])));
+    sent.push_back(std::move(frame));
+}
+
+Turn::Turn(Node& node, u64 nowMs) : node_(node), nowMs_(nowMs) {
+    gMvrpInfo = node.record;
+    node.host.nowMs = nowMs;
+    scenario::bindScenarioHost(&node.host);
+}
+
+void setWatch(const Watch& watch) {
+    gWatch = watch;
+}
+
+Turn::~Turn() {
+    printWatched(node_);
+    node_.dueMs = scenario::earliestDueMs();
+    for (const auto& [unit, port] : node_.host.switchState.ports)
+        node_.everMember[unit] |= port.dynamic;
+    scenario::bindScenarioHost(nullptr);
+    node_.record = gMvrpInfo;
+}
+
+void Turn::serve() {
+    using scenario::SocketId;
+    const auto& sockets = node_.host.sockets;
+    for (u32 pass = 0; pass < kMostPasses; pass++) {
+        if (!sockets.readable(SocketId::Mvrp) && !sockets.readable(SocketId::Gvrp) &&
+            !sockets.readable(SocketId::Route))
+            return;
+        mvrpTaskPass(&node_.host.task);
+        node_.host.nowMs = nowMs_;  // a wait that an injected failure ended
+    }
+}
+
+void Turn::runTimers() {
+    mvrpLock();
+    silTimerListCheck(&gMvrpInfo.timerList);
+    mvrpUnlock();
+}
+
+}  // namespace simulation

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <set>
+
+#include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
+#include "platform/contract/qor_vlan.h"
+#include "tests/simulation/invariants.h"
+
+namespace simulation {
+namespace {
+
+using scenario::VlanSet;
+
+constexpr u32 kStatic = static_cast<u32>(QorVlanType::Static);
+
+/// VLANs that are static on a switch, without the default VLAN.
+VlanSet staticVlans(const Node& node) {
+    VlanSet set;
+    for (u32 vid = 2; vid < kMvrpVlanLast; vid++)
+        set.set(vid, node.host.switchState.typeOfVlan(vid) == kStatic);
+    return set;
+}
+
+/// What a tree of switches comes to: the VLANs that are static somewhere behind each port.
+class Tree {
+  public:
+    explicit Tree(const Network& network) : network_(network) {}
+
+    VlanSet behind(u32 index, u32 unit) const {
+        for (const Cable& cable : network_.cables()) {
+            if (cable.a.node == index && cable.a.unit == unit)
+                return from(cable.b);
+            if (cable.b.node == index && cable.b.unit == unit)
+                return from(cable.a);
+        }
+        return {};
+    }
+
+  private:
+    /// Everything on the switch of `end` and behind its other ports.
+    VlanSet from(PortEnd end) const {
+        const Node& node = *network_.nodes()[end.node];
+        VlanSet set = staticVlans(node);
+        for (const auto& [unit, port] : node.host.switchState.ports)
+            if (unit != end.unit)
+                set |= behind(end.node, unit);
+        return set;
+    }
+
+    const Network& network_;
+};
+
+/// What a port says and knows, as sets.
+struct PortView {
+    VlanSet registered;  ///< REG-BIT or a fixed registrar
+    VlanSet declared;    ///< applicant states that send joins
+    VlanSet member;
+};
+
+bool declares(u8 machine) {
+    switch (mvrpApplicant(machine)) {
+        case APP_STATE_VO:
+        case APP_STATE_LA:
+        case APP_STATE_LO:
+        case APP_STATE_AO:
+        case APP_STATE_QO:
+            return false;
+        default:
+            return true;
+    }
+}
+
+PortView viewOf(const MvrpPortEntry& port, const Node& node) {
+    PortView view;
+    for (u32 vid = 2; vid < kMvrpVlanLast; vid++) {
+        const u8 machine = port.madMachine[vid - 1];
+        view.registered.set(vid, mvrpBitTest(&machine, MVRP_REG_BIT) != 0);
+        view.declared.set(vid, declares(machine));
+    }
+    view.member = node.host.switchState.ports.at(port.portunit).dynamic;
+    return view;
+}
+
+std::string differing(const std::string& what, const VlanSet& is, const VlanSet& expected) {
+    if (is == expected)
+        return {};
+    return what + ": too many " + scenario::formatVlanSet(is & ~expected) + ", missing " +
+           scenario::formatVlanSet(expected & ~is);
+}
+
+/// VLANs that a port may be a member of because a port before it in the order of units was made
+/// one: a batch takes the additions of the port before along.
+VlanSet carriedOver(const Node& node, const MvrpPortEntry& port) {
+    VlanSet set;
+    for (const auto& [unit, vlans] : node.everMember)
+        if (unit < port.portunit)
+            set |= vlans;
+    return set;
+}
+
+/// The exact state of a port in a network where nothing but links, cables and VLANs changed.
+std::string checkCalmPort(const Network& network, const Node& node, const MvrpPortEntry& port) {
+    const Tree tree(network);
+    const PortView view = viewOf(port, node);
+    const VlanSet fixed = staticVlans(node);
+    const VlanSet learnt = tree.behind(node.index, port.portunit) & ~fixed;
+    VlanSet others = fixed;
+    for (const auto& [unit, ignored] : node.host.switchState.ports)
+        if (unit != port.portunit)
+            others |= tree.behind(node.index, unit);
+    std::string problem = differing("registered", view.registered & ~fixed, learnt);
+    if (problem.empty())
+        problem = differing("declared", view.declared, others);
+    if (problem.empty())
+        problem = differing("member", view.member & ~fixed & ~(carriedOver(node, port) & ~learnt),
+                            learnt);
+    return problem;
+}
+
+}  // namespace
+
+std::string checkRest(Network& network, Profile profile) {
+    if (profile != Profile::Calm)
+        return {};
+    for (const auto& node : network.nodes()) {
+        const Turn turn(*node, network.nowMs());
+        for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port)) {
+            const std::string problem = checkCalmPort(network, *node, *port);
+            if (!problem.empty())
+                return "switch " + std::to_string(node->index) + " port " +
+                       std::to_string(port->portunit) + ": " + problem;
+        }
+    }
+    return {};
+}
+
+}  // namespace simulation
