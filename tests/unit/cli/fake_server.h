@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,8 +36,9 @@ class FakeServer {
         address.sun_family = AF_UNIX;
         path().copy(address.sun_path, sizeof(address.sun_path) - 1);
         listener_ = socket(AF_UNIX, SOCK_STREAM, 0);
-        bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-        listen(listener_, 1);
+        if (bind(listener_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0 ||
+            listen(listener_, 1) != 0)
+            throw std::runtime_error("can not listen on " + path());
         thread_ = std::thread([this, play = std::move(play)] {
             connection_ = accept(listener_, nullptr, nullptr);
             play(*this);
