@@ -107,8 +107,8 @@ void readMachines(PortView& view) {
             platform::vlanInsert(view.registered, vid);
         if ((machine.flags & kPropagateFlag) != 0)
             platform::vlanInsert(view.propagated, vid);
-        // Without a flag the VLAN is not active on the port, and its machine is a left-over.
-        if (machine.flags != 0 && isDeclaring(machine.applicant))
+        // A static VLAN that was created while the port ran has no flag, and is declared.
+        if (isDeclaring(machine.applicant))
             platform::vlanInsert(view.declared, vid);
     }
 }

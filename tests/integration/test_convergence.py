@@ -49,9 +49,18 @@ class TwoSwitches(NetworkTest):
 class ThreeSwitches(NetworkTest):
     def test_vlans_cross_a_switch_that_does_not_have_them(self):
         net = self.start({"a": "10", "b": "-", "c": "30"}, [cable("a", "b"), cable("b", "c")])
+        # Memberships of several ports that are applied in one pass carry earlier ports' VLANs along.
         self.assert_state(net, a={"learnt": "30"},
                           b={"learnt": "10,30", "a": {"learnt": "10"}, "c": {"learnt": "+30"}},
                           c={"learnt": "10"})
+
+    def test_a_withdrawal_crosses_a_switch_that_does_not_have_the_vlan(self):
+        net = self.start({"a": "10-11", "b": "-", "c": "-"}, [cable("a", "b"), cable("b", "c")])
+        self.assert_state(net, b={"learnt": "10-11"}, c={"learnt": "10-11"})
+        net.nodes["a"].change("switch vlan delete 10")
+        self.assert_state(net, b={"learnt": "11", "a": {"learnt": "11", "registered": "!10"},
+                                  "c": {"declared": "!10"}},
+                          c={"learnt": "11", "b": {"learnt": "11", "registered": "!10"}})
 
     def test_both_wire_forms_carry_vlans(self):
         net = self.start({"a": "10", "b": "-", "c": "30"},

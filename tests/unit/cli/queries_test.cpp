@@ -39,7 +39,7 @@ void answerPort(FakeServer& server, const Arrived& request) {
             machines[10 - 1] = {5, 0, 2};    // QA, registered
             machines[11 - 1] = {0, 0, 2};    // VO, registered
             machines[12 - 1] = {10, 2, 1};   // AP, propagated
-            machines[13 - 1] = {11, 2, 0};   // QP, but no longer active
+            machines[13 - 1] = {11, 2, 0};   // QP, without a flag
             machines[4095 - 1] = {1, 3, 2};  // VP
             server.reply(0, std::as_bytes(std::span(machines)));
             break;
@@ -72,7 +72,7 @@ TEST(QueryPorts, ReadsSettingsMachinesAndVlans) {
     EXPECT_EQ(view.settings->leaveAllTime, 700U);
     EXPECT_EQ(platform::formatVlanRanges(view.registered), "10-11,4095");
     EXPECT_EQ(platform::formatVlanRanges(view.propagated), "12");
-    EXPECT_EQ(platform::formatVlanRanges(view.declared), "10,12,4095");
+    EXPECT_EQ(platform::formatVlanRanges(view.declared), "10,12-13,4095");
     EXPECT_EQ(platform::formatVlanRanges(view.permittedTagged), "184-200");
     EXPECT_EQ(platform::formatVlanRanges(view.permitted), "196-200");
     EXPECT_EQ(platform::formatVlanRanges(view.dynamic), "198-200");
