@@ -115,7 +115,8 @@ bool SoftSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
     const std::lock_guard lock(mutex_);
     SoftPort* port = state_.find(unit);
     if (port == nullptr) {
-        return false;
+        // A deleted port took its memberships with it, and the daemon only now hears of that.
+        return std::ranges::find(retired_, unit, &Retired::unit) != retired_.end();
     }
     const bool runsProtocol = port->mvrp && role_ == HostRole::Active;
     port->dynamic = runsProtocol ? vlanDifference(port->dynamic, vlans) : VlanBitmap{};

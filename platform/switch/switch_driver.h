@@ -70,7 +70,7 @@ class SwitchDriver {
     /// Adds dynamic tagged memberships. All VLANs have to exist.
     virtual bool addDynamic(u32 unit, const VlanBitmap& vlans) = 0;
     /// Removes dynamic memberships; all of them, whatever `vlans` says, on a port that does not run
-    /// MVRP or in the standby role.
+    /// MVRP or in the standby role. A port that was just deleted has none left: that succeeds too.
     virtual bool removeDynamic(u32 unit, const VlanBitmap& vlans) = 0;
 
     // VLANs.

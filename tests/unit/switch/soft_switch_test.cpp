@@ -69,6 +69,13 @@ TEST_F(SoftSwitchChanges, TakingOverIsReportedAsLinksThatComeBack) {
     EXPECT_EQ(messages(), expected);
 }
 
+TEST_F(SoftSwitchChanges, ADeletedPortHasNoMembershipsLeftToRemove) {
+    EXPECT_FALSE(soft_.removeDynamic(4, vlanSet({20})));
+    ASSERT_EQ(change(SwitchChangeKind::PortDelete, 5), HostStatus::Ok);
+    EXPECT_TRUE(soft_.removeDynamic(5, vlanSet({20})));
+    EXPECT_FALSE(soft_.addDynamic(5, vlanSet({1})));
+}
+
 TEST_F(SoftSwitchChanges, VlanCreationIsReportedAsACreatedInterface) {
     ASSERT_EQ(change(SwitchChangeKind::VlanCreate, 0, 0, vlanSet({1, 10, 11})), HostStatus::Ok);
     EXPECT_EQ(messages(), (std::vector<Message>{vlanCreated(10), vlanCreated(11)}));
