@@ -175,7 +175,7 @@ class CommandLine {
         CLI::Option* const option = app.add_option(argument.name, take, argument.help);
         option->type_name("")->required(!argument.optional);
         if (argument.rest)
-            option->expected(0, CLI::detail::expected_max_vector_size);
+            option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
     }
 
     CLI::App app_{"Looks at and changes a running mvrp.", "mvrpctl"};
