@@ -31,6 +31,7 @@ void Network::addCable(PortEnd a, PortEnd b, u32 delayMs) {
 }
 
 void Network::transmit(u32 index) {
+    nodes_[index]->acted = true;
     std::vector<SentFrame> sent;
     sent.swap(nodes_[index]->sent);
     for (const SentFrame& frame : sent) {

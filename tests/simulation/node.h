@@ -39,6 +39,7 @@ struct Node {
     /// VLANs each port has been a dynamic member of since the daemon started, by unit.
     std::map<u32, scenario::VlanSet> everMember;
     std::map<u32, bool> wanted;  ///< ports that management switched on
+    bool acted = false;          ///< since its state was checked
     bool pairsLost = false;      ///< the pool of pending pairs was, or may be, exhausted
 
   private:

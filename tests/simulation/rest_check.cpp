@@ -118,11 +118,72 @@ std::string checkCalmPort(const Network& network, const Node& node, const MvrpPo
     return problem;
 }
 
-}  // namespace
+using Views = std::vector<std::map<u32, PortView>>;
 
-std::string checkRest(Network& network, Profile profile) {
-    if (profile != Profile::Calm)
-        return {};
+/// All ports of the network, by switch and unit.
+Views viewsOf(Network& network) {
+    Views views;
+    for (const auto& node : network.nodes()) {
+        const Turn turn(*node, network.nowMs());
+        views.emplace_back();
+        for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port))
+            views.back()[port->portunit] = viewOf(*port, *node);
+    }
+    return views;
+}
+
+std::string missing(const std::string& what, const VlanSet& set, const VlanSet& within) {
+    const VlanSet lost = set & ~within;
+    return lost.none() ? std::string() : what + " " + scenario::formatVlanSet(lost);
+}
+
+/// What holds between two ports on one cable, whatever happened before.
+std::string checkCable(const Network& network, const Views& views, PortEnd from, PortEnd to) {
+    const PortView& speaker = views[from.node].at(from.unit);
+    const PortView& listener = views[to.node].at(to.unit);
+    const VlanSet fixed = staticVlans(*network.nodes()[to.node]);
+    const std::string place = "switch " + std::to_string(from.node) + " port " +
+                              std::to_string(from.unit) + " to switch " + std::to_string(to.node) +
+                              " port " + std::to_string(to.unit) + ": ";
+    std::string problem =
+        missing("declared and not registered", speaker.declared & ~fixed, listener.registered);
+    if (problem.empty())
+        problem =
+            missing("registered and not declared", listener.registered & ~fixed, speaker.declared);
+    return problem.empty() ? problem : place + problem;
+}
+
+/// What is registered on one port of a switch is declared on the others.
+std::string checkPropagation(const Node& node, const std::map<u32, PortView>& ports) {
+    const VlanSet fixed = staticVlans(node);
+    for (const auto& [source, from] : ports)
+        for (const auto& [target, to] : ports) {
+            const std::string problem =
+                missing("is not declared of what port " + std::to_string(source) + " registers:",
+                        from.registered & ~fixed, to.declared);
+            if (source != target && !problem.empty())
+                return "switch " + std::to_string(node.index) + " port " + std::to_string(target) +
+                       ": " + problem;
+        }
+    return {};
+}
+
+std::string checkWild(Network& network) {
+    const Views views = viewsOf(network);
+    std::string problem;
+    for (const Cable& cable : network.cables()) {
+        if (problem.empty())
+            problem = checkCable(network, views, cable.a, cable.b);
+        if (problem.empty())
+            problem = checkCable(network, views, cable.b, cable.a);
+    }
+    for (const auto& node : network.nodes())
+        if (problem.empty())
+            problem = checkPropagation(*node, views[node->index]);
+    return problem;
+}
+
+std::string checkCalm(Network& network) {
     for (const auto& node : network.nodes()) {
         const Turn turn(*node, network.nowMs());
         for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port)) {
@@ -133,6 +194,12 @@ std::string checkRest(Network& network, Profile profile) {
         }
     }
     return {};
+}
+
+}  // namespace
+
+std::string checkRest(Network& network, Profile profile) {
+    return profile == Profile::Calm ? checkCalm(network) : checkWild(network);
 }
 
 }  // namespace simulation

@@ -73,6 +73,8 @@ std::string checkPort(const MvrpPortEntry& port, const Node& node) {
             return problem;
     }
     for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; vid++) {
+        if (port.madMachine[vid - 1] == 0 && port.vlanFlag[vid - 1] == 0)
+            continue;
         std::string problem = checkVlan(port, vid, !node.pairsLost);
         if (!problem.empty())
             return problem;
@@ -145,8 +147,11 @@ std::string checkNode(const Node& node) {
 
 std::string checkState(Network& network) {
     for (const auto& node : network.nodes()) {
+        if (!node->acted)
+            continue;
         const Turn turn(*node, network.nowMs());
         const std::string problem = checkNode(*node);
+        node->acted = false;
         if (!problem.empty())
             return "switch " + std::to_string(node->index) + ": " + problem;
     }

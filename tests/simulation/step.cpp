@@ -15,7 +15,9 @@ namespace {
 constexpr u32 kMostStaticAtStart = 4;
 constexpr u32 kCalmVlans = 12;
 constexpr u32 kWildVlans = 24;
-constexpr u32 kMostPermitted = 4094;
+constexpr u32 kMostCorruptPercent = 20;
+/// VLANs beyond are permitted nowhere; each one that is costs questions when a port is enabled.
+constexpr u32 kMostPermitted = 64;
 
 struct KindRow {
     StepKind kind;
@@ -118,7 +120,7 @@ void applyToCable(Network& network, const Step& step) {
     Cable& cable = network.cables()[step.number % network.cables().size()];
     if (step.kind == StepKind::CableFaults) {
         Random random(step.random);
-        cable.faults = {random.below(40), random.below(20), random.below(40), random.below(20)};
+        cable.faults = {random.below(40), random.below(20), random.below(40), step.value};
         return;
     }
     const bool up = step.kind == StepKind::LinkUp;
@@ -241,6 +243,8 @@ Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile) {
         step.unit = static_cast<u32>(random.next() >> 32U);
         step.value = chooseVlan(random, profile);
         step.random = random.next();
+        if (step.kind == StepKind::CableFaults)
+            step.value = profile == Profile::Wild ? random.below(kMostCorruptPercent) : 0;
         plan.steps.push_back(step);
     }
     return plan;

@@ -45,7 +45,7 @@ struct Step {
     u32 afterMs = 0;  ///< virtual time that passes before it
     u32 number = 0;   ///< node or cable, modulo how many there are
     u32 unit = 0;     ///< modulo how many ports the node has
-    u32 value = 0;    ///< by kind: VLAN ID, mode, on or off
+    u32 value = 0;    ///< VLAN ID; of cable faults the percentage that is corrupted
     u64 random = 0;   ///< for what is left to decide
 };
 
