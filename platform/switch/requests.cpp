@@ -38,6 +38,19 @@ bool rejectsValue(std::span<const u8> value, std::vector<u8>& reply, u32& status
     return true;
 }
 
+/// The switch that a request without a value reads.
+/// @return null when it is refused: `reply` and `status` say why
+const SwitchDriver* driverToRead(std::span<const u8> value, std::vector<u8>& reply, u32& status) {
+    if (rejectsValue(value, reply, status)) {
+        return nullptr;
+    }
+    const SwitchDriver* driver = switchDriver();
+    if (driver == nullptr) {
+        status = noSwitch(reply);
+    }
+    return driver;
+}
+
 template <typename Record>
 void append(std::vector<u8>& reply, const Record& record) {
     const auto* bytes = reinterpret_cast<const u8*>(&record);
@@ -138,12 +151,9 @@ PortWires* portWires() {
 
 u32 handlePortList(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
     u32 status = 0;
-    if (rejectsValue(value, reply, status)) {
-        return status;
-    }
-    const SwitchDriver* driver = switchDriver();
+    const SwitchDriver* driver = driverToRead(value, reply, status);
     if (driver == nullptr) {
-        return noSwitch(reply);
+        return status;
     }
     constexpr std::size_t kMostRecords = kMaxValueBytes / sizeof(SwitchPortRecord);
     for (const PortSummary& port : driver->listPorts(header.unit, kMostRecords)) {
@@ -155,12 +165,9 @@ u32 handlePortList(const RequestHeader& header, std::span<const u8> value, std::
 u32 handlePortVlans(const RequestHeader& header, std::span<const u8> value,
                     std::vector<u8>& reply) {
     u32 status = 0;
-    if (rejectsValue(value, reply, status)) {
-        return status;
-    }
-    const SwitchDriver* driver = switchDriver();
+    const SwitchDriver* driver = driverToRead(value, reply, status);
     if (driver == nullptr) {
-        return noSwitch(reply);
+        return status;
     }
     constexpr std::array kSets = {VlanSet::Permitted, VlanSet::PermittedTagged, VlanSet::Dynamic,
                                   VlanSet::Untagged};
@@ -182,12 +189,9 @@ u32 handlePortVlans(const RequestHeader& header, std::span<const u8> value,
 u32 handleSwitchVlans(const RequestHeader& header, std::span<const u8> value,
                       std::vector<u8>& reply) {
     u32 status = 0;
-    if (rejectsValue(value, reply, status)) {
-        return status;
-    }
-    const SwitchDriver* driver = switchDriver();
+    const SwitchDriver* driver = driverToRead(value, reply, status);
     if (driver == nullptr) {
-        return noSwitch(reply);
+        return status;
     }
     const auto type = static_cast<QorVlanType>(header.attribute);
     if (type != QorVlanType::Static && type != QorVlanType::Dynamic) {
@@ -208,12 +212,9 @@ u32 handleSwitchVlans(const RequestHeader& header, std::span<const u8> value,
 u32 handlePortCounters(const RequestHeader& header, std::span<const u8> value,
                        std::vector<u8>& reply) {
     u32 status = 0;
-    if (rejectsValue(value, reply, status)) {
-        return status;
-    }
-    const SwitchDriver* driver = switchDriver();
+    const SwitchDriver* driver = driverToRead(value, reply, status);
     if (driver == nullptr) {
-        return noSwitch(reply);
+        return status;
     }
     PortState state{};
     if (!driver->portState(header.unit, state)) {
