@@ -17,6 +17,7 @@ int __wrap_puts(const char* text);
 void __wrap_perror(const char* text);
 sighandler_t __wrap_signal(int number, sighandler_t handler);
 int __wrap_unlink(const char* path);
+int __real_unlink(const char* path);
 
 int __wrap_printf(const char* format, ...) {
     std::va_list arguments;
@@ -43,6 +44,8 @@ sighandler_t __wrap_signal(int number, sighandler_t handler) {
 }
 
 int __wrap_unlink(const char* path) {
+    if (!scenario::scenarioHostBound())  // of a test program's own
+        return __real_unlink(path);
     scenario::traceEvent("sys unlink %s", path);
     return 0;
 }
