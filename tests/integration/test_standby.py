@@ -335,16 +335,19 @@ class FailOver(Pair):
 
 
 class FailOverByItself(Pair):
-    standby_options = "take-over-after = 1\n"
+    # Longer than the active takes to find a standby that starts after it.
+    standby_options = "take-over-after = 4\n"
 
     def test_a_standby_takes_over_when_its_active_has_been_gone_for_the_configured_time(self):
         self.start_all()
         self.assert_state(self.net, standby={"learnt": "10-12"})
-        time.sleep(1.5)
+        time.sleep(4.5)
         self.assertEqual(self.role(self.standby), "standby")
         self.active.kill()
+        gone = time.monotonic()
         self.take_cable_over()
         self.await_true(lambda: self.role(self.standby) == "active")
+        self.assertGreater(time.monotonic() - gone, 3.5)
         self.assertIn("taking over as the active", self.log_of(self.standby))
         self.assert_state(self.net, standby={"learnt": "10-12",
                                              "north": {"registered": "+10-12"}})
