@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "platform/config/ascii_check.h"
+
 namespace platform {
 namespace {
 
@@ -62,6 +64,10 @@ ConfigValue convert(const toml::node& node) {
 }  // namespace
 
 std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem) {
+    if (const auto foreign = findForeignCharacter(document)) {
+        problem = *foreign;
+        return std::nullopt;
+    }
     try {
         return convert(toml::parse(document));
     } catch (const toml::parse_error& error) {
