@@ -22,7 +22,8 @@ inline bool mvrpListEmpty(const MvrpListNode* head) {
 inline void mvrpListInsertAfter(MvrpListNode* position, MvrpListNode* node) {
     node->next = position->next;
     node->previous = position;
-    // The list is circular: the analyzer takes the tolerance of mvrpListRemove() for a doubt of that.
+    // The list is circular: the analyzer takes the tolerance of mvrpListRemove() for a doubt of
+    // that.
     position->next->previous = node;  // NOLINT(clang-analyzer-core.NullDereference)
     position->next = node;
 }
