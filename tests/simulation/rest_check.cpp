@@ -55,6 +55,7 @@ class Tree {
 struct PortView {
     VlanSet registered;  ///< REG-BIT or a fixed registrar
     VlanSet declared;    ///< applicant states that send joins
+    VlanSet propagated;  ///< PROPAGATE-BIT
     VlanSet member;
 };
 
@@ -77,6 +78,7 @@ PortView viewOf(const MvrpPortEntry& port, const Node& node) {
         const u8 machine = port.madMachine[vid - 1];
         view.registered.set(vid, mvrpBitTest(&machine, MVRP_REG_BIT) != 0);
         view.declared.set(vid, declares(machine));
+        view.propagated.set(vid, mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0);
     }
     view.member = node.host.switchState.ports.at(port.portunit).dynamic;
     return view;
@@ -89,8 +91,8 @@ std::string differing(const std::string& what, const VlanSet& is, const VlanSet&
            scenario::formatVlanSet(expected & ~is);
 }
 
-/// VLANs that a port may be a member of because a port before it in the order of units was made
-/// one: a batch takes the additions of the port before along.
+/// VLANs whose membership on a port is open because a port before it in the order of units was a
+/// member: a batch takes the additions and removals of the port before along.
 VlanSet carriedOver(const Node& node, const MvrpPortEntry& port) {
     VlanSet set;
     for (const auto& [unit, vlans] : node.everMember)
@@ -113,8 +115,10 @@ std::string checkCalmPort(const Network& network, const Node& node, const MvrpPo
     if (problem.empty())
         problem = differing("declared", view.declared, others);
     if (problem.empty())
-        problem = differing("member", view.member & ~fixed & ~(carriedOver(node, port) & ~learnt),
-                            learnt);
+        problem = differing("propagated", view.propagated & ~fixed, others & ~fixed);
+    const VlanSet open = fixed | carriedOver(node, port);
+    if (problem.empty())
+        problem = differing("member", view.member & ~open, learnt & ~open);
     return problem;
 }
 

@@ -8,8 +8,10 @@
 namespace simulation {
 namespace {
 
-/// Leave-all times that pass before a network counts as at rest, in ms.
+/// What passes before a network counts as at rest, in ms: some leave-all times, and a leave time
+/// for each switch that a withdrawal may have to pass.
 constexpr u64 kRestMs = 4 * 120'000 + 50'000;
+constexpr u64 kRestMsPerSwitch = 32'000;
 constexpr const char* kNoEnd = "what happens has no end";
 
 }  // namespace
@@ -35,7 +37,8 @@ Outcome runPlan(const Plan& plan, const std::vector<std::size_t>& chosen) {
     }
     endFaults(network);
     outcome.when = "at rest";
-    outcome.problem = network.run(kRestMs) ? checkState(network) : kNoEnd;
+    outcome.problem =
+        network.run(kRestMs + kRestMsPerSwitch * plan.switches) ? checkState(network) : kNoEnd;
     if (outcome.problem.empty())
         outcome.problem = checkRest(network, plan.profile);
     return outcome;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
@@ -116,7 +117,8 @@ std::string checkPairs() {
         const auto* pair = static_cast<const MvrpPortVlanEntry*>(item);
         const std::string place =
             "pair " + std::to_string(pair->portUnit) + ":" + std::to_string(pair->vid) + ": ";
-        if (last != nullptr && mvrpPortVlanComp(last, pair) >= 0)
+        if (last != nullptr &&
+            std::pair(last->portUnit, last->vid) >= std::pair(pair->portUnit, pair->vid))
             return place + "out of order";
         if (pair->vid < kMvrpVlanFirst || pair->vid > kMvrpVlanLast)
             return place + "no VLAN ID";
