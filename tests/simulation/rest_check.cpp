@@ -54,6 +54,7 @@ class Tree {
 /// What a port says and knows, as sets.
 struct PortView {
     VlanSet registered;  ///< REG-BIT or a fixed registrar
+    VlanSet learnt;      ///< REG-BIT, and no fixed registrar
     VlanSet declared;    ///< applicant states that send joins
     VlanSet propagated;  ///< PROPAGATE-BIT
     VlanSet member;
@@ -76,7 +77,10 @@ PortView viewOf(const MvrpPortEntry& port, const Node& node) {
     PortView view;
     for (u32 vid = 2; vid < kMvrpVlanLast; vid++) {
         const u8 machine = port.madMachine[vid - 1];
-        view.registered.set(vid, mvrpBitTest(&machine, MVRP_REG_BIT) != 0);
+        const bool isRegistered = mvrpBitTest(&machine, MVRP_REG_BIT) != 0;
+        const bool isFixed = mvrpRegistrar(machine) == REG_STATE_INF;
+        view.registered.set(vid, isRegistered || isFixed);
+        view.learnt.set(vid, isRegistered && !isFixed);
         view.declared.set(vid, declares(machine));
         view.propagated.set(vid, mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0);
     }
@@ -111,7 +115,7 @@ std::string checkCalmPort(const Network& network, const Node& node, const MvrpPo
     for (const auto& [unit, ignored] : node.host.switchState.ports)
         if (unit != port.portunit)
             others |= tree.behind(node.index, unit);
-    std::string problem = differing("registered", view.registered & ~fixed, learnt);
+    std::string problem = differing("registered", view.learnt & ~fixed, learnt);
     if (problem.empty())
         problem = differing("declared", view.declared, others);
     if (problem.empty())
@@ -153,7 +157,7 @@ std::string checkCable(const Network& network, const Views& views, PortEnd from,
         missing("declared and not registered", speaker.declared & ~fixed, listener.registered);
     if (problem.empty())
         problem =
-            missing("registered and not declared", listener.registered & ~fixed, speaker.declared);
+            missing("registered and not declared", listener.learnt & ~fixed, speaker.declared);
     return problem.empty() ? problem : place + problem;
 }
 
@@ -164,7 +168,7 @@ std::string checkPropagation(const Node& node, const std::map<u32, PortView>& po
         for (const auto& [target, to] : ports) {
             const std::string problem =
                 missing("is not declared of what port " + std::to_string(source) + " registers:",
-                        from.registered & ~fixed, to.declared);
+                        from.learnt & ~fixed, to.declared);
             if (source != target && !problem.empty())
                 return "switch " + std::to_string(node.index) + " port " + std::to_string(target) +
                        ": " + problem;
