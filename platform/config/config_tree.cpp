@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "platform/config/ascii_check.h"
+#include "platform/config/ascii_document.h"
 
 namespace platform {
 namespace {
@@ -64,12 +64,13 @@ ConfigValue convert(const toml::node& node) {
 }  // namespace
 
 std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem) {
-    if (const auto foreign = findForeignCharacter(document)) {
+    std::string ascii(document);
+    if (const auto foreign = makeAsciiDocument(ascii)) {
         problem = *foreign;
         return std::nullopt;
     }
     try {
-        return convert(toml::parse(document));
+        return convert(toml::parse(ascii));
     } catch (const toml::parse_error& error) {
         problem = {placeOf(error.source()), std::string(error.description())};
         return std::nullopt;
