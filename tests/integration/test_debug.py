@@ -70,7 +70,9 @@ class Traces(NetworkTest):
             for vlan in vlans:
                 self.net.nodes["a"].change(f"switch vlan create {vlan}")
             wanted = ",".join(map(str, vlans))
-            self.assert_state(self.net, c={"b": {"learnt": f"+{wanted}"}})
+            self.assert_state(self.net, b={"a": {"learnt": f"+{wanted}"}},
+                              c={"b": {"learnt": f"+{wanted}"}})
+            self.node.query("show")  # comes behind what still holds the lock
         return self.lines_of(change)
 
     def assert_some(self, lines, text, some=True):
