@@ -22,6 +22,7 @@ using simulation::Node;
 
 constexpr u32 kPorts = 3;
 constexpr u32 kLastPermitted = 40;
+constexpr u32 kBatch = 3;  // VLANs of one run of the pending timer: several runs for a few
 
 /// Takes an input apart; past its end everything is 0.
 class Input {
@@ -57,7 +58,7 @@ void setUp(Network& network) {
         node.wanted[unit] = true;
     }
     node.host.options["mvrp.maxifnum"] = std::to_string(kPorts + 1);
-    node.host.options["mvrp.vlannumpertimes"] = "3";
+    node.host.options["mvrp.vlannumpertimes"] = std::to_string(kBatch);
     network.act(0, [&node] { startDaemonOf(node); });
 }
 
