@@ -51,6 +51,14 @@ enum class Request : u32 {
     ShellList = 273,     ///< reply: names, each followed by '\n'
     SwitchChange = 288,  ///< value: SwitchChangeRecord
     StandbyTakeOver = 304,  ///< a standby becomes the active
+
+    // What the host observes; records in watch_wire.h.
+    PortStatistics = 320,   ///< unit; reply: PortStatisticsRecord
+    StatisticsClear = 321,  ///< unit, 0 for all: begins to count from zero
+    PortHistory = 322,      ///< unit; reply: PortHistoryRecord
+    Changes = 323,          ///< value: ChangesQuery; reply: ChangesHeader, then ChangeRecord each
+    CaptureRead = 324,      ///< value: CaptureQuery; reply: CaptureHeader, then the frames
+    ConfigSource = 325,     ///< reply: path of the configuration file, empty when there is none
 };
 inline constexpr u32 kFirstPlatformRequest = 256;
 

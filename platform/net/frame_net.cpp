@@ -168,6 +168,9 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         cable = wire.cable;
     }
     const int error = cable == nullptr ? 0 : cable->send(sent, true);
+    if (observer_ != nullptr && cable != nullptr) {
+        observer_->frameSent(unit, sent, error);
+    }
     const std::lock_guard lock(mutex_);
     PortCountersRecord& counters = wires_[unit].counters;
     if (error != 0) {

@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/net/frame_observer.h"
 #include "platform/net/port_wire.h"
 #include "platform/net/socket_layer.h"
 #include "platform/switch/port_wires.h"
@@ -36,6 +37,9 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     FrameNet& operator=(const FrameNet&) = delete;
     FrameNet(FrameNet&&) = delete;
     FrameNet& operator=(FrameNet&&) = delete;
+
+    /// Before start(); null: nobody looks on. It outlives the frame layer.
+    void setObserver(FrameObserver* observer) { observer_ = observer; }
 
     /// Plugs the configured cables in and starts the receive thread.
     /// @return false with the reason in `error`: nothing runs then
@@ -87,6 +91,7 @@ class FrameNet final : public FrameTransmitter, public PortWires {
 
     const SwitchDriver& driver_;
     SocketLayer& sockets_;
+    FrameObserver* observer_ = nullptr;
 
     mutable std::mutex mutex_;
     std::map<u32, PortWire> wires_;  ///< guarded by mutex_

@@ -118,6 +118,9 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
             return;
         }
     }
+    if (observer_ != nullptr) {
+        observer_->frameArrived(policy.unit, bytes);
+    }
     if (policy.takesPart()) {
         handOver(policy, bytes, tagged);
         return;
@@ -139,6 +142,9 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
         // First what the port's own wire form depends on: the daemon may answer at once.
         noteSender(policy.unit, view);
         outcome = offerFrame(policy, view, reason);
+    }
+    if (observer_ != nullptr) {
+        observer_->frameHandled(policy.unit, view, reason, outcome);
     }
     const std::lock_guard lock(mutex_);
     PortCountersRecord& counters = wires_[policy.unit].counters;

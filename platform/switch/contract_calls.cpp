@@ -9,14 +9,24 @@
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 #include "platform/switch/switch_driver.h"
+#include "platform/switch/switch_observer.h"
 
 namespace platform {
 namespace {
 
 std::atomic<SwitchDriver*> gDriver{nullptr};
+std::atomic<SwitchObserver*> gObserver{nullptr};
 
 u32 status(bool done) {
     return done ? kStatusOk : kStatusFailed;
+}
+
+/// The status of a call that changed the switch, once the observer knows of it.
+u32 observed(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
+    if (SwitchObserver* observer = gObserver.load(std::memory_order_acquire)) {
+        observer->switchCalled(call, unit, vlans, done);
+    }
+    return status(done);
 }
 
 u32 answer(void* value, u32 word) {
@@ -90,6 +100,10 @@ void installSwitchDriver(SwitchDriver* driver) {
     gDriver.store(driver, std::memory_order_release);
 }
 
+void installSwitchObserver(SwitchObserver* observer) {
+    gObserver.store(observer, std::memory_order_release);
+}
+
 SwitchDriver* switchDriver() {
     return gDriver.load(std::memory_order_acquire);
 }
@@ -137,9 +151,11 @@ u32 qorIfSetApi(u32 unit, u32 attribute, void* value) {
     std::memcpy(&protocol, value, sizeof protocol);
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::ProtocolEnable:
-            return status(driver->setProtocol(unit, protocol, true));
+            return observed(SwitchCall::Protocol, unit, {},
+                            driver->setProtocol(unit, protocol, true));
         case QorIfAttribute::ProtocolDisable:
-            return status(driver->setProtocol(unit, protocol, false));
+            return observed(SwitchCall::Protocol, unit, {},
+                            driver->setProtocol(unit, protocol, false));
         default:
             return kStatusFailed;
     }
@@ -154,9 +170,10 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32 bitCount) {
     }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::AddDynamic:
-            return status(driver->addDynamic(unit, vlans));
+            return observed(SwitchCall::AddMembers, unit, vlans, driver->addDynamic(unit, vlans));
         case QorIfAttribute::RemoveDynamic:
-            return status(driver->removeDynamic(unit, vlans));
+            return observed(SwitchCall::RemoveMembers, unit, vlans,
+                            driver->removeDynamic(unit, vlans));
         default:
             return kStatusFailed;
     }
@@ -214,9 +231,9 @@ u32 qorVlanScalarSyncApi(u32 /*unit*/, u32 attribute, void* descriptor) {
     }
     switch (static_cast<QorVlanAttribute>(attribute)) {
         case QorVlanAttribute::CreateDynamic:
-            return status(driver->createDynamic(vlans));
+            return observed(SwitchCall::CreateVlans, 0, vlans, driver->createDynamic(vlans));
         case QorVlanAttribute::DeleteDynamic:
-            return status(driver->deleteDynamic(vlans));
+            return observed(SwitchCall::DeleteVlans, 0, vlans, driver->deleteDynamic(vlans));
         default:
             return kStatusFailed;
     }

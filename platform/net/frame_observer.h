@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+//
+// Somebody who looks on while frames pass through the frame layer: for statistics and captures.
+//
+// Locking: called by the receive thread, the protocol task and the command thread, without a lock
+// of the frame layer held; the observer guards itself. It runs on the frames' way, so it neither
+// allocates nor waits.
+#pragma once
+
+#include <optional>
+#include <span>
+
+#include "platform/net/frame_socket.h"
+#include "platform/wire/frame.h"
+
+namespace platform {
+
+class FrameObserver {
+  public:
+    FrameObserver() = default;
+    virtual ~FrameObserver() = default;
+    FrameObserver(const FrameObserver&) = delete;
+    FrameObserver& operator=(const FrameObserver&) = delete;
+    FrameObserver(FrameObserver&&) = delete;
+    FrameObserver& operator=(FrameObserver&&) = delete;
+
+    /// A frame came out of a port's cable, before anything is done with it.
+    virtual void frameArrived(u32 unit, std::span<const u8> bytes) = 0;
+    /// What became of a frame that arrived. @param outcome  nothing: dropped for `reason`
+    virtual void frameHandled(u32 unit, const FrameView& view, DropReason reason,
+                              std::optional<Delivery> outcome) = 0;
+    /// A frame went into a port's cable. @param bytes  as on the wire; @param error  0, or errno
+    virtual void frameSent(u32 unit, std::span<const u8> bytes, int error) = 0;
+};
+
+}  // namespace platform
