@@ -102,10 +102,19 @@ struct StandbyConfig {
     bool operator==(const StandbyConfig&) const = default;
 };
 
+/// What the process itself may do.
+struct ProcessConfig {
+    std::string user;         ///< to change to when it is started as root; empty: see privileges.h
+    bool keepNetRaw = false;  ///< keep CAP_NET_RAW: interfaces may be plugged in while it runs
+
+    bool operator==(const ProcessConfig&) const = default;
+};
+
 struct HostConfig {
     std::map<std::string, std::string> options;  ///< start-up options by name, as text
     SwitchConfig network;
     ManagementConfig management;
+    ProcessConfig process;
     std::string commandGroup;  ///< group whose members may use the command channel; empty: none
     bool debugSocket = false;  ///< run the daemon's debug socket server
     StandbyConfig standby;

@@ -34,6 +34,7 @@ LoadedConfig parseConfig(std::string_view document) {
     loadVlans(top, config.network);
     loadManagement(top, config);
     loadServices(top, config);
+    loadProcess(top, config.process);
     top.finish();
     std::ranges::stable_sort(loaded.problems, [](const auto& a, const auto& b) {
         return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);

@@ -17,5 +17,6 @@ void loadOptions(ConfigReader& top, HostConfig& config);
 /// Needs the ports of the switch.
 void loadManagement(ConfigReader& top, HostConfig& config);
 void loadServices(ConfigReader& top, HostConfig& config);
+void loadProcess(ConfigReader& top, ProcessConfig& process);
 
 }  // namespace platform

@@ -103,6 +103,8 @@ const WrongFile kWrongFiles[] = {
     {"ActiveNoPeer", "[standby]\nrole = \"active\"", 1, 1, "no peer", "the socket path"},
     {"TakeOver", "[standby]\nrole = \"standby\"\nlisten = \"/a\"\ntake-over-after = 86401", 4, 19,
      "86401", "0 to 86400 seconds"},
+    {"ProcessUser", "[process]\nuser = \"no-such-user\"", 2, 8, "no-such-user", "name of a user"},
+    {"KeepNetRaw", "[process]\nkeep-net-raw = 1", 2, 16, "1", "true or false"},
     {"Store", "[store]\nfile = 5", 2, 8, "5", "text"},
 };
 

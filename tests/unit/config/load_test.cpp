@@ -43,6 +43,13 @@ TEST(Config, StartUpOptionsBecomeTheTextsThatTheDaemonReads) {
     EXPECT_EQ(load("mvrp.enable = false").options.at("mvrp.enable"), "false");
 }
 
+TEST(Config, TheProcessChangesNothingUnlessItIsToldTo) {
+    EXPECT_EQ(load("").process, ProcessConfig{});
+    const ProcessConfig process = load("[process]\nuser = \"daemon\"\nkeep-net-raw = true").process;
+    EXPECT_EQ(process.user, "daemon");
+    EXPECT_TRUE(process.keepNetRaw);
+}
+
 TEST(Config, APortIsATrunkOfAllVlansWithTheFirstUntagged) {
     const HostConfig config = load("[[port]]\nunit = 3");
     const PortConfig& port = config.network.ports.at(0);
