@@ -90,7 +90,7 @@ class Kernel {
 
     /// All links, by index.
     virtual KernelResult readLinks(std::vector<KernelLink>& links) = 0;
-    /// VLAN entries of all bridges and bridge ports, by index.
+    /// VLAN entries of all bridges and bridge ports, by index; one without entries may be left out.
     virtual KernelResult readVlans(std::vector<KernelVlans>& vlans) = 0;
     /// Adds tagged entries to a bridge port, or removes entries; ranges are merged and sent in as
     /// few requests as possible. Adding what is there (it keeps its flags, see below) and removing
@@ -108,7 +108,10 @@ class Kernel {
 
     /// Readable when readEvents() has something.
     virtual int waitDescriptor() const = 0;
-    /// Appends what waits, without blocking. What this process itself changed is among it.
+    /// Appends what waits, without blocking. What this process itself changed is among it. An event
+    /// says how things were when it was made, which may be before a read or change of the other
+    /// thread; then another follows, so the last about something is its last state. Before Lost,
+    /// everything older than it is thrown away.
     virtual void readEvents(std::vector<KernelEvent>& events) = 0;
 };
 
