@@ -206,6 +206,12 @@ std::vector<ConfigReader> ConfigReader::tables(std::string_view key) {
     return readers;
 }
 
+void ConfigReader::refuseKeys(std::span<const std::string_view> keys, std::string_view why) {
+    for (const std::string_view key : keys)
+        if (std::ranges::find(table_->entries, key, &ConfigEntry::key) != table_->entries.end())
+            problem(key, where_ + " " + std::string(key) + " " + std::string(why));
+}
+
 void ConfigReader::finish() {
     for (const ConfigEntry& found : table_->entries) {
         if (std::ranges::find(known_, found.key) != known_.end())

@@ -54,6 +54,9 @@ class ConfigReader {
     void refuse(std::string_view key, std::string_view allowed);
     /// Notes `key` as missing when it is absent. @return whether it is there
     bool require(std::string_view key, std::string_view allowed);
+    /// Notes each of these keys that is there: `why` says why it may not be, and what is allowed.
+    void refuseKeys(std::span<const std::string_view> keys, std::string_view why);
+    const std::string& where() const { return where_; }
     /// Notes every key that was never named.
     void finish();
 

@@ -29,6 +29,9 @@ struct CableConfig {
     std::string localPath;      ///< Unix
     std::string peerPath;       ///< Unix
     std::string interfaceName;  ///< Interface
+    // Of a cable that a driver plugs in by itself; a file can not say it.
+    u32 interfaceIndex = 0;  ///< opened by this index, whatever its name; 0: by its name
+    u32 plugging = 0;        ///< differs when the interface was made anew under its old index
 
     bool operator==(const CableConfig&) const = default;
 };
@@ -40,7 +43,7 @@ inline constexpr const char* kCableAllowed =
 std::optional<CableConfig> parseCable(const std::string& text);
 std::string formatCable(const CableConfig& cable);
 
-/// One port or aggregation of the software switch.
+/// One port or aggregation.
 struct PortConfig {
     u32 unit = 0;
     bool isAggregation = false;
@@ -61,15 +64,6 @@ struct PortConfig {
     bool operator==(const PortConfig&) const = default;
 };
 
-struct SwitchConfig {
-    DriverKind driver = DriverKind::SoftwareSwitch;
-    std::string name;               ///< of this switch; the host's name unless given
-    std::vector<PortConfig> ports;  ///< ascending by unit
-    VlanBitmap staticVlans{};       ///< VLAN 1 always among them
-
-    bool operator==(const SwitchConfig&) const = default;
-};
-
 /// Management settings of a port. What is absent is left as the daemon has it. Times in ms.
 struct PortManagement {
     std::optional<u32> enable;        ///< 1 on, 2 off
@@ -81,6 +75,48 @@ struct PortManagement {
     std::optional<u32> leaveAllTime;
 
     bool operator==(const PortManagement&) const = default;
+};
+
+/// What becomes of static VLANs on the ports of a Linux bridge that take part.
+enum class StaticVlans {
+    Carried,       ///< a port carries every static VLAN of its permit list
+    AsConfigured,  ///< a port carries those that were configured on it
+};
+
+/// What becomes of the daemon's own VLAN entries on a Linux bridge when it ends.
+enum class OnStop { Remove, Keep };
+
+/// A [[port]] of the Linux driver: what holds for the bridge's ports whose names it matches.
+struct LinuxPortRule {
+    std::string pattern;  ///< of interface names, as fnmatch(3) reads it
+    VlanBitmap permit = vlanRange(kFirstVlan, kLastVlan);
+    WireForm wireForm = WireForm::Auto;
+    std::string recordFile;  ///< as PortConfig; only with a pattern that is a plain name
+    PortManagement management;
+
+    bool operator==(const LinuxPortRule&) const = default;
+};
+
+struct LinuxBridgeConfig {
+    std::string bridge;  ///< name of the interface
+    StaticVlans staticVlans = StaticVlans::Carried;
+    OnStop onStop = OnStop::Remove;
+    std::vector<LinuxPortRule> rules;  ///< in the order of the file
+
+    bool operator==(const LinuxBridgeConfig&) const = default;
+
+    /// The first rule that matches the name, or one with the defaults.
+    const LinuxPortRule& ruleOf(const std::string& interfaceName) const;
+};
+
+struct SwitchConfig {
+    DriverKind driver = DriverKind::SoftwareSwitch;
+    std::string name;               ///< of this switch; the host's name unless given
+    std::vector<PortConfig> ports;  ///< ascending by unit
+    VlanBitmap staticVlans{};       ///< VLAN 1 always among them
+    LinuxBridgeConfig linuxBridge;  ///< of the Linux driver, which has no `ports`
+
+    bool operator==(const SwitchConfig&) const = default;
 };
 
 /// Management settings, applied at start through the handlers of the command channel.

@@ -30,9 +30,14 @@ LoadedConfig parseConfig(std::string_view document) {
     ConfigReader top(*tree, "the file", loaded.problems);
     loadOptions(top, config);
     loadSwitch(top, config.network);
-    loadPorts(top, config.network);
-    loadVlans(top, config.network);
+    const bool isLinux = config.network.driver == DriverKind::LinuxBridge;
+    if (!isLinux) {
+        loadPorts(top, config.network);
+        loadVlans(top, config.network);
+    }
     loadManagement(top, config);
+    if (isLinux)
+        loadLinuxPorts(top, config);
     loadServices(top, config);
     loadProcess(top, config.process);
     top.finish();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// [switch], [[port]] and [[vlan]].
+// [switch], and [[port]] and [[vlan]] of the software switch.
 #include <unistd.h>
 
 #include <algorithm>
@@ -20,6 +20,12 @@ constexpr u32 kMostMtu = 9216;
 constexpr std::size_t kMaxName = kNameBytes - 1;
 constexpr const char* kMacAllowed =
     "a unicast MAC address as six bytes in hexadecimal, for example \"02:00:00:00:00:01\"";
+
+// What only the Linux driver's tables have.
+constexpr std::array<std::string_view, 3> kLinuxSwitchKeys = {"bridge", "static", "on-stop"};
+constexpr std::array<std::string_view, 7> kLinuxPortKeys = {
+    "mvrp",      "registration", "participant",   "periodic-time",
+    "join-time", "leave-time",   "leave-all-time"};
 
 std::string hostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
@@ -86,12 +92,7 @@ void loadCable(ConfigReader& table, PortConfig& port) {
 
 void loadPortFrames(ConfigReader& table, PortConfig& port) {
     loadCable(table, port);
-    port.wireForm = static_cast<WireForm>(
-        table
-            .word("wire-format", {{"native", static_cast<u32>(WireForm::Native)},
-                                  {"ieee", static_cast<u32>(WireForm::Ieee)},
-                                  {"auto", static_cast<u32>(WireForm::Auto)}})
-            .value_or(static_cast<u32>(port.wireForm)));
+    port.wireForm = loadWireForm(table, port.wireForm);
     port.recordFile = table.text("record", PATH_MAX - 1).value_or("");
     port.replayFile = table.text("replay", PATH_MAX - 1).value_or("");
 }
@@ -111,6 +112,9 @@ std::optional<PortConfig> loadPort(ConfigReader& table, const std::string& switc
     port.eligible = table.boolean("eligible").value_or(true);
     loadPortFrames(table, port);
     port.aggregation = table.number("aggregation", 1, kLastUnit).value_or(0);
+    table.refuseKeys(kLinuxPortKeys,
+                     "belongs to driver = \"linux\"; allowed: the settings of "
+                     "[[management.port]], where mvrp is called enable");
     table.finish();
     return hasUnit && unit ? std::optional(port) : std::nullopt;
 }
@@ -148,15 +152,30 @@ void checkAggregation(ConfigReader& table, const PortConfig& port, const SwitchC
 
 }  // namespace
 
+WireForm loadWireForm(ConfigReader& table, WireForm fallback) {
+    return static_cast<WireForm>(
+        table
+            .word("wire-format", {{"native", static_cast<u32>(WireForm::Native)},
+                                  {"ieee", static_cast<u32>(WireForm::Ieee)},
+                                  {"auto", static_cast<u32>(WireForm::Auto)}})
+            .value_or(static_cast<u32>(fallback)));
+}
+
 void loadSwitch(ConfigReader& top, SwitchConfig& network) {
     network.name = hostName();
     auto table = top.table("switch");
     if (!table)
         return;
     network.driver = static_cast<DriverKind>(
-        table->word("driver", {{"soft", static_cast<u32>(DriverKind::SoftwareSwitch)}})
+        table
+            ->word("driver", {{"soft", static_cast<u32>(DriverKind::SoftwareSwitch)},
+                              {"linux", static_cast<u32>(DriverKind::LinuxBridge)}})
             .value_or(static_cast<u32>(network.driver)));
     network.name = table->text("name", kMaxName).value_or(network.name);
+    if (network.driver == DriverKind::LinuxBridge)
+        loadLinuxSwitch(*table, network.linuxBridge);
+    else
+        table->refuseKeys(kLinuxSwitchKeys, "belongs to driver = \"linux\"; allowed: driver, name");
     table->finish();
 }
 

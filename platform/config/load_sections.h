@@ -10,12 +10,21 @@
 namespace platform {
 
 void loadSwitch(ConfigReader& top, SwitchConfig& network);
+/// The ports of the software switch, and of the Linux driver. Need the driver.
 void loadPorts(ConfigReader& top, SwitchConfig& network);
+void loadLinuxPorts(ConfigReader& top, HostConfig& config);
+/// wire-format of a port.
+WireForm loadWireForm(ConfigReader& table, WireForm fallback);
+/// The settings of [switch] that only the Linux driver has.
+void loadLinuxSwitch(ConfigReader& table, LinuxBridgeConfig& bridge);
 void loadVlans(ConfigReader& top, SwitchConfig& network);
 
 void loadOptions(ConfigReader& top, HostConfig& config);
-/// Needs the ports of the switch.
+/// Needs the driver and the ports of the switch.
 void loadManagement(ConfigReader& top, HostConfig& config);
+/// The settings of a port; `enableKey` is the one that switches the protocol on.
+PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey);
+/// Needs the driver.
 void loadServices(ConfigReader& top, HostConfig& config);
 void loadProcess(ConfigReader& top, ProcessConfig& process);
 

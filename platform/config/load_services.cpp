@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// [mvrp], [management], [command], [debug], [standby] and [store].
+// [mvrp], [command], [debug], [standby] and [store].
 #include <grp.h>
 
-#include <algorithm>
-#include <charconv>
 #include <climits>
 
 #include "platform/config/load_sections.h"
@@ -12,136 +10,13 @@
 namespace platform {
 namespace {
 
-constexpr u32 kOn = 1;
-constexpr u32 kOff = 2;
-
-// What the daemon accepts, in milliseconds; and what it starts a port with.
-constexpr u32 kLeastJoin = 200;
-constexpr u32 kMostJoin = 6000;
-constexpr u32 kLeastLeave = 450;
-constexpr u32 kMostLeave = 30000;
-constexpr u32 kLeastLeaveAll = 650;
-constexpr u32 kMostLeaveAll = 327650;
-constexpr u32 kMostPeriod = 3'600'000;
-constexpr u32 kDefaultJoin = 6000;
-constexpr u32 kDefaultLeave = 30000;
-constexpr u32 kDefaultLeaveAll = 120000;
-
 constexpr std::size_t kMaxGroupName = 32;
 constexpr u32 kMostTakeOverSeconds = 86400;
-constexpr const char* kUnitsAllowed =
-    "the unit of a [[port]], or units as ranges, for example \"1-4,7\"";
-
-std::optional<u32> onOff(ConfigReader& table, std::string_view key) {
-    const auto value = table.boolean(key);
-    return value ? std::optional(*value ? kOn : kOff) : std::nullopt;
-}
 
 void loadOption(ConfigReader& table, const char* key, u32 most, HostConfig& config) {
     const auto value = table.number(key, 0, most);
     if (value)
         config.options[std::string("mvrp.") + key] = std::to_string(*value);
-}
-
-struct UnitRange {
-    u32 first;
-    u32 last;
-};
-
-/// Reads "A" or "A-B" off the front of `text`, with the comma that follows.
-std::optional<UnitRange> takeUnits(std::string_view& text) {
-    const auto takeNumber = [&text]() -> std::optional<u32> {
-        u32 number = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-        text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-        return error == std::errc{} ? std::optional(number) : std::nullopt;
-    };
-    const auto first = takeNumber();
-    auto last = first;
-    if (text.starts_with('-')) {
-        text.remove_prefix(1);
-        last = takeNumber();
-    }
-    if (!first || !last || *first > *last || !(text.empty() || text.starts_with(',')))
-        return std::nullopt;
-    text.remove_prefix(text.empty() ? 0 : 1);
-    return UnitRange{*first, *last};
-}
-
-/// The units of `ports` that `text` names; nothing when it names one that is not there.
-std::optional<std::vector<u32>> unitsOf(std::string_view text,
-                                        const std::vector<PortConfig>& ports) {
-    std::vector<u32> units;
-    while (!text.empty()) {
-        const auto range = takeUnits(text);
-        if (!range)
-            return std::nullopt;
-        const auto before = units.size();
-        for (const PortConfig& port : ports)
-            if (port.unit >= range->first && port.unit <= range->last)
-                units.push_back(port.unit);
-        if (units.size() - before != std::size_t{range->last - range->first} + 1)
-            return std::nullopt;
-    }
-    return units.empty() ? std::nullopt : std::optional(units);
-}
-
-std::vector<u32> loadUnits(ConfigReader& table, const SwitchConfig& network) {
-    if (!table.require("unit", kUnitsAllowed))
-        return {};
-    const ConfigValue& value = *table.find("unit");
-    std::optional<std::vector<u32>> units;
-    if (value.kind == ConfigKind::Integer)
-        units = unitsOf(std::to_string(value.integer), network.ports);
-    else if (value.kind == ConfigKind::Text)
-        units = unitsOf(value.text, network.ports);
-    if (!units)
-        table.refuse("unit", kUnitsAllowed);
-    return units.value_or(std::vector<u32>{});
-}
-
-/// The rules between the three times, which the daemon checks one by one.
-void checkTimes(ConfigReader& table, const PortManagement& port) {
-    const u32 join = port.joinTime.value_or(kDefaultJoin);
-    const u32 leave = port.leaveTime.value_or(kDefaultLeave);
-    const u32 leaveAll = port.leaveAllTime.value_or(kDefaultLeaveAll);
-    if (2 * join > leave)
-        table.problem(port.leaveTime ? "leave-time" : "join-time",
-                      "[[management.port]] leave-time is " + std::to_string(leave) +
-                          " with a join-time of " + std::to_string(join) +
-                          "; allowed: a leave-time of at least twice the join-time");
-    if (leave > leaveAll)
-        table.problem(port.leaveAllTime ? "leave-all-time" : "leave-time",
-                      "[[management.port]] leave-all-time is " + std::to_string(leaveAll) +
-                          " with a leave-time of " + std::to_string(leave) +
-                          "; allowed: a leave-all-time of at least the leave-time");
-}
-
-PortManagement loadPortManagement(ConfigReader& table) {
-    PortManagement port;
-    port.enable = onOff(table, "enable");
-    port.registration = table.word("registration", {{"normal", 1}, {"fixed", 2}, {"forbidden", 3}});
-    port.participant = table.word("participant", {{"full", 1}, {"no-observe", 2}, {"quiet", 3}});
-    port.periodicTime = table.number("periodic-time", 0, kMostPeriod, "ms");
-    port.joinTime = table.number("join-time", kLeastJoin, kMostJoin, "ms");
-    port.leaveTime = table.number("leave-time", kLeastLeave, kMostLeave, "ms");
-    port.leaveAllTime = table.number("leave-all-time", kLeastLeaveAll, kMostLeaveAll, "ms");
-    checkTimes(table, port);
-    return port;
-}
-
-void loadManagedPort(ConfigReader& table, HostConfig& config) {
-    const auto units = loadUnits(table, config.network);
-    const PortManagement port = loadPortManagement(table);
-    table.finish();
-    if (config.management.enable != kOn)
-        table.problem("unit",
-                      "[[management.port]] without enable = true in [management]; the daemon knows "
-                      "ports only while it is enabled");
-    for (const u32 unit : units)
-        if (!config.management.ports.emplace(unit, port).second)
-            table.problem("unit", "[[management.port]] names unit " + std::to_string(unit) +
-                                      " a second time; allowed: once");
 }
 
 void loadCommand(ConfigReader& top, HostConfig& config) {
@@ -187,19 +62,6 @@ void loadOptions(ConfigReader& top, HostConfig& config) {
     loadOption(*table, "vlannumpertimes", UINT16_MAX, config);
     loadOption(*table, "vlannumpertimesagg", UINT16_MAX, config);
     table->finish();
-}
-
-void loadManagement(ConfigReader& top, HostConfig& config) {
-    auto table = top.table("management");
-    if (!table)
-        return;
-    config.management.enable = onOff(*table, "enable");
-    config.management.compliance = onOff(*table, "compliance");
-    for (ConfigReader& port : table->tables("port"))
-        loadManagedPort(port, config);
-    table->finish();
-    if (config.management.compliance == kOn && config.management.enable != kOn)
-        table->problem("compliance", "[management] compliance = true without enable = true");
 }
 
 void loadServices(ConfigReader& top, HostConfig& config) {

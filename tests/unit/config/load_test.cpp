@@ -187,6 +187,60 @@ TEST(Config, ServicesAreTaken) {
     EXPECT_EQ(load("[store]\nfile = \"\"").storeFile, "");
 }
 
+TEST(Config, ALinuxBridgeNeedsItsNameOnly) {
+    const HostConfig config = load("[switch]\ndriver = \"linux\"\nbridge = \"br0\"");
+    EXPECT_EQ(config.network.driver, DriverKind::LinuxBridge);
+    const LinuxBridgeConfig& bridge = config.network.linuxBridge;
+    EXPECT_EQ(bridge.bridge, "br0");
+    EXPECT_EQ(bridge.staticVlans, StaticVlans::Carried);
+    EXPECT_EQ(bridge.onStop, OnStop::Remove);
+    const LinuxPortRule& rule = bridge.ruleOf("eth0");
+    EXPECT_EQ(formatVlanRanges(rule.permit), "1-4094");
+    EXPECT_EQ(rule.wireForm, WireForm::Auto);
+    EXPECT_FALSE(rule.management.enable) << "a port is enabled by its configuration only";
+}
+
+TEST(Config, TheFirstPatternThatMatchesAPortOfALinuxBridgeCounts) {
+    const HostConfig config = load(R"(
+        [switch]
+        driver = "linux"
+        bridge = "br0"
+        static = "as-configured"
+        on-stop = "keep"
+        [management]
+        enable = true
+        [[port]]
+        name = "tap7"
+        permit = "10-20"
+        wire-format = "native"
+        record = "/tmp/r.pcap"
+        [[port]]
+        name = "tap*"
+        mvrp = true
+        registration = "forbidden"
+        participant = "no-observe"
+        join-time = 200
+        leave-time = 600
+        leave-all-time = 10000
+        periodic-time = 0)");
+    const LinuxBridgeConfig& bridge = config.network.linuxBridge;
+    EXPECT_EQ(bridge.staticVlans, StaticVlans::AsConfigured);
+    EXPECT_EQ(bridge.onStop, OnStop::Keep);
+    EXPECT_EQ(formatVlanRanges(bridge.ruleOf("tap7").permit), "10-20");
+    EXPECT_EQ(bridge.ruleOf("tap7").wireForm, WireForm::Native);
+    EXPECT_EQ(bridge.ruleOf("tap7").recordFile, "/tmp/r.pcap");
+    EXPECT_FALSE(bridge.ruleOf("tap7").management.enable);
+    const PortManagement& tap = bridge.ruleOf("tap8").management;
+    EXPECT_EQ(tap.enable, 1U);
+    EXPECT_EQ(tap.registration, 3U);
+    EXPECT_EQ(tap.participant, 2U);
+    EXPECT_EQ(tap.joinTime, 200U);
+    EXPECT_EQ(tap.leaveTime, 600U);
+    EXPECT_EQ(tap.leaveAllTime, 10000U);
+    EXPECT_EQ(tap.periodicTime, 0U);
+    EXPECT_FALSE(bridge.ruleOf("eth0").management.enable);
+}
+
 TEST(Config, TheSameTextBecomesTheSameRecord) {
     constexpr const char* kDocument = "[switch]\nname = \"a\"\n[[port]]\nunit = 1";
     EXPECT_EQ(load(kDocument), load(kDocument));

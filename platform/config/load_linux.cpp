@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+//
+// What a configuration file says to the Linux driver: its part of [switch], and [[port]].
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "platform/config/load_sections.h"
+
+namespace platform {
+namespace {
+
+/// Longest name of a kernel interface, and of a pattern for one.
+constexpr std::size_t kMaxInterfaceName = 15;
+constexpr std::size_t kMaxPattern = 63;
+constexpr std::string_view kWildcards = "*?[";
+
+constexpr u32 kOn = 1;
+
+// What only the software switch's tables have.
+constexpr std::array<std::string_view, 11> kSoftPortKeys = {
+    "unit", "kind",     "mac",   "mtu",         "pvid",  "untagged",
+    "link", "eligible", "cable", "aggregation", "replay"};
+struct SoftSection {
+    std::string_view key;
+    const char* problem;
+};
+constexpr std::array<SoftSection, 3> kSoftSections = {{
+    {"vlan",
+     "[[vlan]] belongs to driver = \"soft\"; allowed: static VLANs as `bridge vlan` configures "
+     "them"},
+    {"standby",
+     "[standby] belongs to driver = \"soft\"; allowed: one daemon for a Linux bridge, which adopts "
+     "what it finds at a restart"},
+    {"store",
+     "[store] belongs to driver = \"soft\": numbers of interfaces change; allowed: what is to "
+     "outlast a restart in [[port]], by name"},
+}};
+
+void checkUnique(ConfigReader& table, const LinuxPortRule& rule,
+                 const std::vector<LinuxPortRule>& earlier) {
+    if (std::ranges::find(earlier, rule.pattern, &LinuxPortRule::pattern) != earlier.end())
+        table.problem("name", "[[port]] name \"" + rule.pattern +
+                                  "\" is there twice; allowed: one [[port]] for each name");
+}
+
+LinuxPortRule loadRule(ConfigReader& table) {
+    LinuxPortRule rule;
+    table.require("name", "the name of an interface, or a pattern such as \"tap*\"");
+    rule.pattern = table.text("name", kMaxPattern).value_or("");
+    rule.permit = table.vlans("permit").value_or(rule.permit);
+    rule.wireForm = loadWireForm(table, rule.wireForm);
+    rule.recordFile = table.text("record", PATH_MAX - 1).value_or("");
+    if (!rule.recordFile.empty() && rule.pattern.find_first_of(kWildcards) != std::string::npos)
+        table.problem("record", "[[port]] record is one file for all ports named \"" +
+                                    rule.pattern + "\"; allowed: with a name without *, ? and [");
+    rule.management = loadPortManagement(table, "mvrp");
+    table.refuseKeys(kSoftPortKeys,
+                     "belongs to driver = \"soft\"; allowed: name, permit, wire-format, record, "
+                     "mvrp, registration, participant and the times");
+    table.finish();
+    return rule;
+}
+
+}  // namespace
+
+const LinuxPortRule& LinuxBridgeConfig::ruleOf(const std::string& interfaceName) const {
+    static const LinuxPortRule kDefault;
+    const auto found = std::ranges::find_if(rules, [&interfaceName](const LinuxPortRule& rule) {
+        return fnmatch(rule.pattern.c_str(), interfaceName.c_str(), 0) == 0;
+    });
+    return found == rules.end() ? kDefault : *found;
+}
+
+void loadLinuxSwitch(ConfigReader& table, LinuxBridgeConfig& bridge) {
+    table.require("bridge", "the name of a VLAN-aware bridge, for example \"br0\"");
+    bridge.bridge = table.text("bridge", kMaxInterfaceName).value_or("");
+    bridge.staticVlans = static_cast<StaticVlans>(
+        table
+            .word("static", {{"carried", static_cast<u32>(StaticVlans::Carried)},
+                             {"as-configured", static_cast<u32>(StaticVlans::AsConfigured)}})
+            .value_or(static_cast<u32>(bridge.staticVlans)));
+    bridge.onStop =
+        static_cast<OnStop>(table
+                                .word("on-stop", {{"remove", static_cast<u32>(OnStop::Remove)},
+                                                  {"keep", static_cast<u32>(OnStop::Keep)}})
+                                .value_or(static_cast<u32>(bridge.onStop)));
+}
+
+void loadLinuxPorts(ConfigReader& top, HostConfig& config) {
+    std::vector<LinuxPortRule>& rules = config.network.linuxBridge.rules;
+    for (ConfigReader& table : top.tables("port")) {
+        const LinuxPortRule rule = loadRule(table);
+        checkUnique(table, rule, rules);
+        if (rule.management.enable == kOn && config.management.enable != kOn)
+            table.problem("mvrp",
+                          "[[port]] mvrp = true without enable = true in [management]; the daemon "
+                          "knows ports only while it is enabled");
+        rules.push_back(rule);
+    }
+    for (const SoftSection& section : kSoftSections)
+        if (top.has(section.key))
+            top.problem(section.key, section.problem);
+}
+
+}  // namespace platform
