@@ -124,6 +124,10 @@ inline bool mvrpVlanActive(u8 machine) {
     return (machine & 0x03) != 0;
 }
 
+/// The first VLAN ID from `vid` (1 to kMvrpVlanLast + 1) on whose machine byte is not 0;
+/// kMvrpVlanLast + 1 when there is none. Passes over idle VLANs in blocks.
+u32 mvrpVlanWithStateFrom(const MvrpPortEntry* port, u32 vid);
+
 /// Machine byte of the VLAN that summary lines show; 0 for a debug VLAN that no port has.
 inline u8 mvrpTraceMachine(const MvrpPortEntry* port) {
     const u32 vid = mvrpTraceVlan();

@@ -121,6 +121,8 @@ void mvrpRunsSend(MvrpPortEntry* port) {
 
     u32 vid = kMvrpVlanFirst;
     while (vid <= kMvrpVlanLast + 1) {  // one beyond the last closes a run that is still open
+        if (count == 0)
+            vid = mvrpVlanWithStateFrom(port, vid);  // no rule takes an idle VLAN into a run
         const MvrpRunStep step =
             vid <= kMvrpVlanLast ? Rule::classify(port, vid) : MvrpRunStep::Close;
         if (step == MvrpRunStep::Extend) {
@@ -208,6 +210,8 @@ s32 mvrpSendLeaveallPkt(MvrpPortEntry* port) {
     u32 first = 0;
     u32 count = 0;
     for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast + 1; ++vid) {
+        if (count == 0)
+            vid = mvrpVlanWithStateFrom(port, vid);
         if (vid <= kMvrpVlanLast && mvrpLeaveallCarries(port->madMachine[vid - 1], count != 0)) {
             if (count == 0)
                 first = vid;

@@ -37,6 +37,13 @@ u32 mvrpReadUnit(std::span<const u8> message) {
     return unit;
 }
 
+/// Whether the flags of the eight VLANs from `index` on are all 0.
+bool mvrpFlagsIdle(const MvrpPortEntry* port, u32 index) {
+    u64 eight = 0;
+    std::memcpy(&eight, &port->vlanFlag[index], sizeof(eight));
+    return eight == 0;
+}
+
 /// What one received message is about. Reads and writes the switch, not the port.
 struct MvrpSyncApply {
     u32 unit;
@@ -94,11 +101,16 @@ u32 mvrpVlanSyncPktBuild(const MvrpPortEntry* port, u32 type, std::span<u8> buff
 
     u8* bitmap = &buffer[kBitmapAt];
     const u32 listed = typeByte == MVRP_SYNC_ADD ? 1 : 0;
-    for (u32 vid = kMvrpDefaultVlan + 1; vid <= kMvrpVlanLast; ++vid) {
-        if (mvrpBitTest(&port->vlanFlag[vid - 1], MVRP_FLAG_APPLIED) == listed)
-            mvrpBitSet(bitmap, vid - 1);
+    for (u32 index = kMvrpDefaultVlan; index < kMvrpVlanLast; ++index) {
+        if (index % 8 == 0 && index + 8 <= kMvrpVlanLast && mvrpFlagsIdle(port, index)) {
+            bitmap[index / 8] = listed == 0 ? 0xFF : 0;
+            index += 7;
+            continue;
+        }
+        if (mvrpBitTest(&port->vlanFlag[index], MVRP_FLAG_APPLIED) == listed)
+            mvrpBitSet(bitmap, index);
         else
-            mvrpBitClear(bitmap, vid - 1);
+            mvrpBitClear(bitmap, index);
     }
     return kMvrpSyncMessageBytes;
 }

@@ -11,10 +11,6 @@ namespace {
 /// Frames and timers of one run after which it is taken to have no end.
 constexpr u64 kMostHappenings = 5'000'000;
 
-bool isEnd(const PortEnd& end, u32 node, u32 unit) {
-    return end.node == node && end.unit == unit;
-}
-
 u8 pduOffsetOf(bool gvrp) {
     return static_cast<u8>(gvrp ? platform::kGvrpHeaderBytes : platform::kNativeHeaderBytes);
 }
@@ -27,30 +23,55 @@ Node& Network::addNode() {
 }
 
 void Network::addCable(PortEnd a, PortEnd b, u32 delayMs) {
+    const auto cable = static_cast<u32>(cables_.size());
     cables_.push_back({a, b, delayMs, true, {}});
+    plug(cable, a, b);
+    plug(cable, b, a);
+}
+
+void Network::plug(u32 cable, PortEnd from, PortEnd to) {
+    ways_.resize(std::max<std::size_t>(ways_.size(), from.node + 1));
+    auto& ports = ways_[from.node];
+    ports.resize(std::max<std::size_t>(ports.size(), from.unit + 1));
+    ports[from.unit] = {cable, to};
+}
+
+const Network::Way* Network::wayFrom(u32 node, u32 unit) const {
+    if (node >= ways_.size() || unit >= ways_[node].size())
+        return nullptr;
+    const Way& way = ways_[node][unit];
+    return way.cable ? &way : nullptr;
+}
+
+/// The earliest timer of all switches, which stays at the top.
+u64 Network::nextTimerMs() {
+    while (!timers_.empty() && nodes_[timers_.top().node]->dueMs != timers_.top().atMs)
+        timers_.pop();
+    return timers_.empty() ? UINT64_MAX : timers_.top().atMs;
 }
 
 void Network::transmit(u32 index) {
-    nodes_[index]->acted = true;
-    std::vector<SentFrame> sent;
-    sent.swap(nodes_[index]->sent);
-    for (const SentFrame& frame : sent) {
-        for (u32 cable = 0; cable < cables_.size(); cable++) {
-            if (isEnd(cables_[cable].a, index, frame.unit))
-                carry(cable, cables_[cable].b, frame);
-            else if (isEnd(cables_[cable].b, index, frame.unit))
-                carry(cable, cables_[cable].a, frame);
-        }
-    }
+    Node& node = *nodes_[index];
+    node.acted = true;
+    if (node.dueMs)
+        timers_.push({*node.dueMs, index});
+    for (SentFrame& frame : node.sent)
+        if (const Way* way = wayFrom(index, frame.unit))
+            carry(*way->cable, way->to, std::move(frame));
+    node.sent.clear();
 }
 
-void Network::carry(u32 cable, PortEnd to, const SentFrame& frame) {
+void Network::carry(u32 cable, PortEnd to, SentFrame&& frame) {
     const Cable& way = cables_[cable];
     if (!way.up || random_.percent(way.faults.loss))
         return;
     const u32 copies = random_.percent(way.faults.duplicate) ? 2 : 1;
     for (u32 copy = 0; copy < copies; copy++) {
-        Arrival arrival{nowMs_ + way.delayMs, sequence_++, to, cable, frame.gvrp, frame.bytes};
+        Arrival arrival{nowMs_ + way.delayMs, sequence_++, to, cable, frame.gvrp, {}};
+        if (copy + 1 < copies)
+            arrival.bytes = frame.bytes;
+        else
+            arrival.bytes = std::move(frame.bytes);
         if (random_.percent(way.faults.reorder))
             arrival.atMs += random_.below(kMostReorderMs);
         const u32 header = pduOffsetOf(frame.gvrp);
@@ -62,37 +83,35 @@ void Network::carry(u32 cable, PortEnd to, const SentFrame& frame) {
     }
 }
 
-void Network::deliver(const Arrival& arrival) {
+void Network::deliver(Arrival&& arrival) {
     if (!cables_[arrival.cable].up)
         return;
     act(arrival.to.node, [this, &arrival] {
         auto& host = nodes_[arrival.to.node]->host;
-        host.sockets.frames[arrival.gvrp ? 1 : 0].push_back({arrival.bytes, arrival.to.unit,
-                                                             pduOffsetOf(arrival.gvrp),
-                                                             platform::kMvrpGroupAddress});
+        host.sockets.frames[arrival.gvrp ? 1 : 0].push_back(
+            {std::move(arrival.bytes), arrival.to.unit, pduOffsetOf(arrival.gvrp),
+             platform::kMvrpGroupAddress});
     });
 }
 
 /// Runs what comes next, unless that is later than `endMs`. A frame goes before a timer.
 bool Network::runNext(u64 endMs) {
-    const auto earlier = [](const auto& a, const auto& b) {
-        return a->dueMs.value_or(UINT64_MAX) < b->dueMs.value_or(UINT64_MAX);
-    };
-    const auto timer = std::min_element(nodes_.begin(), nodes_.end(), earlier);
-    const u64 timerMs = timer == nodes_.end() ? UINT64_MAX : (*timer)->dueMs.value_or(UINT64_MAX);
+    const u64 timerMs = nextTimerMs();
     const u64 frameMs = arrivals_.empty() ? UINT64_MAX : arrivals_.top().atMs;
     if (std::min(timerMs, frameMs) > endMs)
         return false;
     nowMs_ = std::max(nowMs_, std::min(timerMs, frameMs));
     if (frameMs <= timerMs) {
-        const Arrival arrival = arrivals_.top();
+        // The queue's order does not look at the bytes that are moved out.
+        Arrival arrival = std::move(const_cast<Arrival&>(arrivals_.top()));
         arrivals_.pop();
-        deliver(arrival);
+        deliver(std::move(arrival));
         return true;
     }
-    const u32 index = (*timer)->index;
+    const u32 index = timers_.top().node;
+    timers_.pop();
     {
-        Turn turn(**timer, nowMs_);
+        Turn turn(*nodes_[index], nowMs_);
         turn.runTimers();
     }
     transmit(index);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <queue>
 #include <span>
 #include <vector>
@@ -78,9 +79,26 @@ class Network {
         }
     };
 
+    /// A timer of a switch; one that is not the earliest of its switch any more is passed by.
+    struct Due {
+        u64 atMs;
+        u32 node;
+        bool operator<(const Due& other) const {
+            return atMs != other.atMs ? atMs > other.atMs : node > other.node;
+        }
+    };
+    /// Where a port's frames go.
+    struct Way {
+        std::optional<u32> cable;
+        PortEnd to;
+    };
+
+    void plug(u32 cable, PortEnd from, PortEnd to);
+    const Way* wayFrom(u32 node, u32 unit) const;
+    u64 nextTimerMs();
     void transmit(u32 index);
-    void carry(u32 cable, PortEnd to, const SentFrame& frame);
-    void deliver(const Arrival& arrival);
+    void carry(u32 cable, PortEnd to, SentFrame&& frame);
+    void deliver(Arrival&& arrival);
     bool runNext(u64 endMs);
 
     Random random_;  // of the cables
@@ -88,7 +106,9 @@ class Network {
     u64 sequence_ = 0;
     std::vector<std::unique_ptr<Node>> nodes_;
     std::vector<Cable> cables_;
+    std::vector<std::vector<Way>> ways_;  // by node and unit
     std::priority_queue<Arrival> arrivals_;
+    std::priority_queue<Due> timers_;
 };
 
 }  // namespace simulation

@@ -9,8 +9,6 @@
 namespace simulation {
 namespace {
 
-constexpr std::string_view kMvrpSend = "  send mvrp ";
-constexpr std::string_view kGvrpSend = "  send gvrp ";
 /// Passes after which a loop that still has something to read is taken to run in circles.
 constexpr u32 kMostPasses = 100000;
 
@@ -32,13 +30,12 @@ void printWatched(const Node& node) {
                  static_cast<unsigned long long>(node.host.nowMs), machine, flag);
 }
 
-u8 digitOf(char character) {
-    return static_cast<u8>(character <= '9' ? character - '0' : character - 'a' + 10);
-}
-
 }  // namespace
 
-Node::Node(u32 number) : index(number), host([this](std::string_view line) { takeLine(line); }) {
+Node::Node(u32 number) : index(number), host(scenario::Trace::Sink()) {
+    host.onSend = [this](u32 unit, bool gvrp, const std::vector<u8>& frame) {
+        sent.push_back({unit, gvrp, frame});
+    };
     scenario::bindScenarioHost(&host);
     gMvrpInfo = MvrpInfo{};
     scenario::resetDaemon(host);
@@ -52,29 +49,6 @@ Node::~Node() {
     scenario::resetDaemon(host);
     gMvrpInfo = MvrpInfo{};
     scenario::bindScenarioHost(nullptr);
-}
-
-/// Of everything that the host says only what is sent matters here.
-void Node::takeLine(std::string_view line) {
-    const bool gvrp = line.starts_with(kGvrpSend);
-    if (!gvrp && !line.starts_with(kMvrpSend))
-        return;
-    if (losesSends > 0) {
-        losesSends--;
-        return;
-    }
-    line.remove_prefix(kMvrpSend.size());
-    SentFrame frame;
-    frame.gvrp = gvrp;
-    while (!line.empty() && line.front() != ' ') {
-        frame.unit = frame.unit * 10 + digitOf(line.front());
-        line.remove_prefix(1);
-    }
-    line.remove_prefix(1);
-    frame.bytes.reserve(line.size() / 2);
-    for (std::size_t at = 0; at + 2 < line.size() + 1 && line[at] != '\n'; at += 2)
-        frame.bytes.push_back(static_cast<u8>(digitOf(line[at]) * 16 + digitOf(line[at + 1])));
-    sent.push_back(std::move(frame));
 }
 
 Turn::Turn(Node& node, u64 nowMs) : node_(node), nowMs_(nowMs) {
@@ -91,7 +65,8 @@ Turn::~Turn() {
     printWatched(node_);
     node_.dueMs = scenario::earliestDueMs();
     for (const auto& [unit, port] : node_.host.switchState.ports)
-        node_.everMember[unit] |= port.dynamic;
+        if (auto& ever = node_.everMember[unit]; ever != port.dynamic)
+            ever |= port.dynamic;
     scenario::bindScenarioHost(nullptr);
     node_.record = gMvrpInfo;
 }

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // One switch of a simulated network: the scenario host it runs on and the daemon's global record,
-// kept while another switch has its turn. The record is copied in and out: its list heads and the
-// pending timer are reached by the record's own address, which is the same for all switches.
+// kept while another switch has its turn. The host has no trace. The record is copied in and out:
+// its list heads and the pending timer are reached by the record's own address, which is the same
+// for all switches.
 //
 // Single-threaded. At most one Turn exists at a time.
 #pragma once
 
 #include <map>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 #include "daemon/core/info.h"
@@ -35,15 +35,11 @@ struct Node {
     MvrpInfo record{};            ///< while the switch has no turn
     std::optional<u64> dueMs;     ///< of the earliest timer, as of the last turn
     std::vector<SentFrame> sent;  ///< since the network last took them
-    u32 losesSends = 0;           ///< sends that will not reach the cable
     /// VLANs each port has been a dynamic member of since the daemon started, by unit.
     std::map<u32, scenario::VlanSet> everMember;
     std::map<u32, bool> wanted;  ///< ports that management switched on
     bool acted = false;          ///< since its state was checked
     bool pairsLost = false;      ///< the pool of pending pairs was, or may be, exhausted
-
-  private:
-    void takeLine(std::string_view line);
 };
 
 /// What is followed while a plan runs: every change of a VLAN's state on one port is printed.

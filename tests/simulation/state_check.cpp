@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #include "daemon/db/port_vlan.h"
@@ -67,6 +68,17 @@ std::string checkVlan(const MvrpPortEntry& port, u32 vid, bool pairsComplete) {
     return {};
 }
 
+/// Whether neither of the port's bytes of the eight VLANs from `vid` on holds anything.
+bool eightIdle(const MvrpPortEntry& port, u32 vid) {
+    if (vid + 7 > kMvrpVlanLast)
+        return false;
+    u64 machines = 0;
+    u64 flags = 0;
+    std::memcpy(&machines, &port.madMachine[vid - 1], sizeof machines);
+    std::memcpy(&flags, &port.vlanFlag[vid - 1], sizeof flags);
+    return (machines | flags) == 0;
+}
+
 std::string checkPort(const MvrpPortEntry& port, const Node& node) {
     for (const Slot& slot : kSlots) {
         std::string problem = checkSlot(port, slot, node.host.nowMs);
@@ -74,8 +86,10 @@ std::string checkPort(const MvrpPortEntry& port, const Node& node) {
             return problem;
     }
     for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; vid++) {
-        if (port.madMachine[vid - 1] == 0 && port.vlanFlag[vid - 1] == 0)
+        if (eightIdle(port, vid)) {
+            vid += 7;
             continue;
+        }
         std::string problem = checkVlan(port, vid, !node.pairsLost);
         if (!problem.empty())
             return problem;

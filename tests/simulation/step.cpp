@@ -87,8 +87,6 @@ void failCalls(Node& node, Random random) {
         "ifname", "cmdsync", "sockopt", "ioctl",   "poolalloc", "indextrans"};
     const std::string call = kCalls[random.below(kCalls.size())];
     const u64 count = 1 + random.below(4);
-    if (call == "send")
-        node.losesSends += static_cast<u32>(count);
     node.pairsLost |= call == "poolalloc";
     node.host.failures.add({call, "*", count, random.below(3), std::nullopt});
 }
@@ -187,7 +185,6 @@ bool isOfCable(StepKind kind) {
 
 void restoreNode(Node& node) {
     node.host.failures.clear();
-    node.losesSends = 0;
     for (auto& waiting : node.host.sockets.waiting)
         waiting.set({});
     for (auto& [unit, port] : node.host.switchState.ports)

@@ -42,11 +42,14 @@ u32 qorHwilScalarGet(u32, u32 scalar, void*) {
 
 u32 qorHwilCmdSyncApi(u32 unit, u32 command, void* value, void* control) {
     const auto& words = static_cast<const QorCommandControl*>(control)->words;
-    traceEvent("cmdsync %u 0x%x %s w0=0x%x w1=%u w4=%u", unit, command,
-               formatCommandValue(command, value).c_str(), words[0], words[1], words[4]);
-    return scenarioHost()
-        .failures.take("cmdsync", {failureKey({command}), failureKey({unit, command})})
-        .value_or(kStatusOk);
+    if (scenario::tracing())
+        traceEvent("cmdsync %u 0x%x %s w0=0x%x w1=%u w4=%u", unit, command,
+                   formatCommandValue(command, value).c_str(), words[0], words[1], words[4]);
+    if (const auto failure = scenarioHost().failures.take(
+            "cmdsync", {failureKey({command}), failureKey({unit, command})}))
+        return *failure;
+    const auto& standby = scenarioHost().onCommandSync;
+    return standby ? standby(unit, command, value) : kStatusOk;
 }
 
 u32 qorHwilSlotGet(void*, u32 query, u32, u32 argument) {

@@ -103,7 +103,8 @@ u32 qorIfSetApi(u32 unit, u32 attribute, void* value) {
 
 u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32) {
     const auto vlans = scenario::vlanSetOf(bitmapOf(descriptor));
-    traceEvent("ifsync %u %u %s", unit, attribute, scenario::formatVlanSet(vlans).c_str());
+    if (scenario::tracing())
+        traceEvent("ifsync %u %u %s", unit, attribute, scenario::formatVlanSet(vlans).c_str());
     if (const auto failure = scenarioHost().failures.take(
             "ifsync", {failureKey({attribute}), failureKey({unit, attribute})}))
         return *failure;

@@ -18,6 +18,8 @@ void traceLog(const char* kind, u32 logId, u32 level, u32 tag, const std::string
 }  // namespace
 
 void loggingDebugOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
+    if (!scenario::tracing())
+        return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = scenario::formatText(format, arguments);
@@ -26,6 +28,8 @@ void loggingDebugOutput(u32 logId, u32 level, u32 tag, const char* format, ...) 
 }
 
 void loggingLogOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
+    if (!scenario::tracing())
+        return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = scenario::formatText(format, arguments);

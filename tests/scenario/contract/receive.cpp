@@ -86,8 +86,7 @@ ssize_t qor_recvfrom(int socket, void* buffer, size_t length, int, void*, sockle
 
 int qor_accept(int socket, void*, socklen_t*) {
     traceEvent("sys accept %s", nameOfDescriptor(socket).data());
-    const auto failure =
-        scenarioHost().failures.take("accept", {std::string(nameOfDescriptor(socket))});
+    const auto failure = scenarioHost().failures.take("accept", {nameOfDescriptor(socket)});
     return failure ? static_cast<int>(*failure) : scenario::kDebugConnection;
 }
 

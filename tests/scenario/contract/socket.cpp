@@ -31,7 +31,7 @@ SocketId socketFor(int family, int protocol) {
 
 /// The answer of an injected failure of a call that is matched by its socket alone.
 std::optional<int> failureOf(std::string_view call, std::string_view socket) {
-    const auto failure = scenarioHost().failures.take(call, {std::string(socket)});
+    const auto failure = scenarioHost().failures.take(call, {socket});
     return failure ? std::optional(static_cast<int>(*failure)) : std::nullopt;
 }
 
@@ -52,7 +52,7 @@ OptionText describeOption(int level, int option, const void* value, socklen_t le
         const std::string digits = scenario::toHex(bytes, sizeof bytes);
         text.name =
             "0x" + digits.substr(std::min(digits.find_first_not_of('0'), digits.size() - 1));
-        text.key = failureKey({number});
+        text.key = failureKey({number}).text();
     }
     if (length == sizeof(u32)) {
         u32 word = 0;
@@ -166,9 +166,14 @@ ssize_t qor_sendmsg(int socket, const msghdr* message, int) {
     const auto& address = *static_cast<const QorLinkAddress*>(message->msg_name);
     const auto unit = static_cast<u32>(address.interfaceIndex);
     const std::vector<u8> frame = gather(*message);
-    traceEvent("send %s %u %s", name.c_str(), unit,
-               scenario::toHex(frame.data(), frame.size()).c_str());
+    if (scenario::tracing())
+        traceEvent("send %s %u %s", name.c_str(), unit,
+                   scenario::toHex(frame.data(), frame.size()).c_str());
     const auto failure =
         scenarioHost().failures.take("send", {name, name + ":" + std::to_string(unit)});
-    return failure ? static_cast<s32>(*failure) : static_cast<ssize_t>(frame.size());
+    if (failure)
+        return static_cast<s32>(*failure);
+    if (scenarioHost().onSend)
+        scenarioHost().onSend(unit, socket == descriptorOf(SocketId::Gvrp), frame);
+    return static_cast<ssize_t>(frame.size());
 }

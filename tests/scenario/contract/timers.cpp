@@ -108,27 +108,31 @@ void silTimerListInit(SilTimerList* list) {
 }
 
 void silTimerNodeInit(SilTimerNode* node) {
-    traceEvent("timer init %s", scenario::nameOfNode(node).c_str());
+    if (scenario::tracing())
+        traceEvent("timer init %s", scenario::nameOfNode(node).c_str());
     *node = SilTimerNode{};
 }
 
 u32 silTimerStart(SilTimerList* list, SilTimerNode* node, u32, u32 ms, SilTimerHandler handler,
                   void* argument, void*, void*) {
-    traceEvent("timer start %s %u %s", scenario::nameOfNode(node).c_str(), ms,
-               scenario::nameOfHandler(handler).data());
+    if (scenario::tracing())
+        traceEvent("timer start %s %u %s", scenario::nameOfNode(node).c_str(), ms,
+                   scenario::nameOfHandler(handler).data());
     const u64 due = scenarioHost().nowMs + ms;
     return platform::timerHeapStart(*list, *node, due, handler, argument) ? kStatusOk
                                                                           : kStatusFailed;
 }
 
 void silTimerStop(SilTimerList* list, SilTimerNode* node) {
-    traceEvent("timer stop %s %s", scenario::nameOfNode(node).c_str(),
-               platform::timerRunning(*node) ? "run" : "idle");
+    if (scenario::tracing())
+        traceEvent("timer stop %s %s", scenario::nameOfNode(node).c_str(),
+                   platform::timerRunning(*node) ? "run" : "idle");
     platform::timerHeapStop(*list, *node);
 }
 
 u32 silTimerRemain(SilTimerList* list, SilTimerNode* node) {
-    traceEvent("timer remain %s", scenario::nameOfNode(node).c_str());
+    if (scenario::tracing())
+        traceEvent("timer remain %s", scenario::nameOfNode(node).c_str());
     return platform::timerRunning(*node) ? static_cast<u32>(scenario::remainingMs(*list, *node))
                                          : 0;
 }
@@ -147,8 +151,9 @@ void silTimerListCheck(SilTimerList* list) {
         const auto due = platform::timerHeapPopDue(*list, scenarioHost().nowMs);
         if (due.node == nullptr)
             return;
-        traceEvent("timer fire %s %s", scenario::nameOfNode(due.node).c_str(),
-                   scenario::nameOfHandler(due.node->handler).data());
+        if (scenario::tracing())
+            traceEvent("timer fire %s %s", scenario::nameOfNode(due.node).c_str(),
+                       scenario::nameOfHandler(due.node->handler).data());
         due.node->handler(due.node->argument);
     }
 }

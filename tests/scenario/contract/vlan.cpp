@@ -23,7 +23,8 @@ u32 qorVlanGetApi(u32 vid, u32 attribute, void* value) {
 
 u32 qorVlanScalarSyncApi(u32, u32 attribute, void* descriptor) {
     const auto vlans = scenario::vlanSetOf(scenario::bitmapOf(descriptor));
-    traceEvent("vlansync %u %s", attribute, scenario::formatVlanSet(vlans).c_str());
+    if (scenario::tracing())
+        traceEvent("vlansync %u %s", attribute, scenario::formatVlanSet(vlans).c_str());
     if (const auto failure = scenarioHost().failures.take("vlansync", {failureKey({attribute})}))
         return *failure;
     auto& state = scenarioHost().switchState;

@@ -40,10 +40,17 @@ std::string canonical(std::string_view key) {
 
 }  // namespace
 
-std::string failureKey(std::initializer_list<u64> numbers) {
-    std::string text;
-    for (const u64 number : numbers)
-        text += (text.empty() ? "" : ":") + std::to_string(number);
+FailureKey::FailureKey(std::initializer_list<u64> numbers)
+    : count_(std::min(numbers.size(), numbers_.size())) {
+    std::copy_n(numbers.begin(), count_, numbers_.begin());
+}
+
+std::string FailureKey::text() const {
+    if (count_ == 0)
+        return std::string(name_);
+    std::string text = std::to_string(numbers_[0]);
+    for (std::size_t index = 1; index < count_; index++)
+        text += ":" + std::to_string(numbers_[index]);
     return text;
 }
 
@@ -59,13 +66,17 @@ void FailureList::add(Injection injection) {
     injections_.push_back(std::move(injection));
 }
 
-std::optional<u32> FailureList::take(std::string_view call, std::initializer_list<std::string> keys,
+std::optional<u32> FailureList::take(std::string_view call, std::initializer_list<FailureKey> keys,
                                      u32 usual) {
+    if (injections_.empty())
+        return std::nullopt;
     for (auto& injection : injections_) {
         if (injection.count == 0 || injection.call != call)
             continue;
         if (injection.key != kEveryKey &&
-            std::find(keys.begin(), keys.end(), injection.key) == keys.end())
+            std::none_of(keys.begin(), keys.end(), [&injection](const FailureKey& key) {
+                return key.text() == injection.key;
+            }))
             continue;
         if (injection.skip > 0) {
             injection.skip--;

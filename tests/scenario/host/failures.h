@@ -4,6 +4,7 @@
 // call has several keys, from general to precise, and any of them may be named.
 #pragma once
 
+#include <array>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -14,8 +15,29 @@
 
 namespace scenario {
 
-/// A key made of numbers, in its canonical text.
-std::string failureKey(std::initializer_list<u64> numbers);
+/// One key of a call: a name, or numbers. Its text is only made when an injection has to be
+/// compared with it, so that a call which nothing can fail costs none. Holds no copy of a name.
+class FailureKey {
+  public:
+    FailureKey(std::string_view name) : name_(name) {}
+    FailureKey(const char* name) : name_(name) {}
+    FailureKey(const std::string& name) : name_(name) {}
+    /// At most three numbers.
+    explicit FailureKey(std::initializer_list<u64> numbers);
+
+    /// In the canonical form.
+    std::string text() const;
+
+  private:
+    std::string_view name_;
+    std::array<u64, 3> numbers_{};
+    std::size_t count_ = 0;  ///< of numbers; 0: the name is the key
+};
+
+/// A key made of numbers.
+inline FailureKey failureKey(std::initializer_list<u64> numbers) {
+    return FailureKey(numbers);
+}
 
 class FailureList {
   public:
@@ -35,7 +57,7 @@ class FailureList {
     /// left.
     /// @return what the call answers, `usual` when the scenario does not say; none: it does not
     /// fail
-    std::optional<u32> take(std::string_view call, std::initializer_list<std::string> keys,
+    std::optional<u32> take(std::string_view call, std::initializer_list<FailureKey> keys,
                             u32 usual = kStatusFailed);
 
   private:

@@ -32,7 +32,13 @@ ScenarioHost* bindScenarioHost(ScenarioHost* host) {
     return std::exchange(boundHost(), host);
 }
 
+bool tracing() {
+    return scenarioHost().trace.on();
+}
+
 void traceEvent(const char* format, ...) {
+    if (!tracing())
+        return;
     std::va_list arguments;
     va_start(arguments, format);
     const std::string text = formatText(format, arguments);

@@ -7,6 +7,7 @@
 // Single-threaded: tasks that the daemon creates are recorded and not run.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,6 +22,11 @@
 namespace scenario {
 
 struct ScenarioHost {
+    /// Takes a frame that was sent; `gvrp`: on the GVRP socket.
+    using SendHook = std::function<void(u32 unit, bool gvrp, const std::vector<u8>& frame)>;
+    /// Takes a command for the standby. @return the standby's status
+    using CommandSyncHook = std::function<u32(u32 unit, u32 command, void* value)>;
+
     explicit ScenarioHost(Trace::Sink sink) : trace(std::move(sink)) {}
 
     Trace trace;
@@ -33,6 +39,8 @@ struct ScenarioHost {
     bool started = false;                    ///< the daemon's start was tried
     MvrpTask task{};                         ///< of the protocol task's loop
     std::vector<SilMemPool> abandonedPools;  ///< replaced while items were still handed out
+    SendHook onSend;                         ///< of frames whose send did not fail; may be empty
+    CommandSyncHook onCommandSync;           ///< may be empty: the standby agrees to everything
 };
 
 /// The host that the contract's calls act on. One must be bound.
@@ -41,6 +49,8 @@ bool scenarioHostBound();
 /// Binds a host, or none with null. @return the one bound before
 ScenarioHost* bindScenarioHost(ScenarioHost* host);
 
+/// Whether the bound host has a trace. What is costly to describe asks first.
+bool tracing();
 /// Writes an event of the bound host to its trace.
 void traceEvent(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -39,14 +39,14 @@ std::optional<u32> SwitchState::typeOfVlan(u32 vid) const {
 }
 
 void SwitchState::createDynamicVlans(const VlanSet& vlans) {
-    for (u32 vid = 0; vid < vlanTypes.size(); vid++)
-        if (vlans.test(vid) && !vlanTypes[vid])
+    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size(); vid = vlans._Find_next(vid))
+        if (!vlanTypes[vid])
             vlanTypes[vid] = kDynamic;
 }
 
 void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
-    for (u32 vid = 0; vid < vlanTypes.size(); vid++)
-        if (vlans.test(vid) && vlanTypes[vid] == kDynamic)
+    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size(); vid = vlans._Find_next(vid))
+        if (vlanTypes[vid] == kDynamic)
             vlanTypes[vid].reset();
 }
 

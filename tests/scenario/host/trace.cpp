@@ -35,6 +35,8 @@ std::string escaped(char character) {
 }  // namespace
 
 void Trace::write(std::string_view indent, std::string_view text) {
+    if (!on())
+        return;
     std::string whole;
     whole.reserve(indent.size() + text.size() + 1);
     whole.append(indent).append(text).push_back('\n');

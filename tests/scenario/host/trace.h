@@ -18,7 +18,10 @@ class Trace {
     /// Receives whole lines, each with its line end.
     using Sink = std::function<void(std::string_view)>;
 
+    /// Without a sink nothing is written.
     explicit Trace(Sink sink) : sink_(std::move(sink)) {}
+
+    bool on() const { return static_cast<bool>(sink_); }
 
     /// The echo of a command.
     void echo(std::string_view command);

@@ -15,18 +15,24 @@ constexpr u8 maskOf(u32 index) {
 VlanSet vlanSetOf(std::span<const u8> bitmap) {
     VlanSet set;
     const u32 bits = static_cast<u32>(std::min<std::size_t>(bitmap.size() * 8, kVlanSetLast));
-    for (u32 index = 0; index < bits; index++)
+    for (u32 index = 0; index < bits; index++) {
+        if (index % 8 == 0 && bitmap[index / 8] == 0) {
+            index += 7;  // most bitmaps are nearly empty
+            continue;
+        }
         if ((bitmap[index / 8] & maskOf(index)) != 0)
             set.set(index + 1);
+    }
     return set;
 }
 
 void storeBitmap(const VlanSet& set, std::span<u8> bitmap) {
     std::fill(bitmap.begin(), bitmap.end(), u8{0});
     const u32 bits = static_cast<u32>(std::min<std::size_t>(bitmap.size() * 8, kVlanSetLast));
-    for (u32 index = 0; index < bits; index++)
-        if (set.test(index + 1))
-            bitmap[index / 8] = static_cast<u8>(bitmap[index / 8] | maskOf(index));
+    for (std::size_t vid = set._Find_next(0); vid <= bits; vid = set._Find_next(vid)) {
+        const u32 index = static_cast<u32>(vid) - 1;
+        bitmap[index / 8] = static_cast<u8>(bitmap[index / 8] | maskOf(index));
+    }
 }
 
 std::span<u8> bitmapOf(void* descriptor) {
