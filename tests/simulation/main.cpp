@@ -2,9 +2,13 @@
 //
 // mvrp-simulate: networks of switches with faults in virtual time, each from a seed. Exit status 0;
 // 1 when an invariant did not hold; 2 for wrong arguments.
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <numeric>
 #include <optional>
 #include <string_view>
@@ -20,15 +24,17 @@ using simulation::Profile;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr u32 kMostSwitches = 1000;
+constexpr u32 kMostJobs = 256;
 constexpr std::string_view kUsage =
     "usage: mvrp-simulate [--seed N] [--seeds COUNT] [--switches S] [--steps K]\n"
     "                     [--profile calm|wild|both] [--only I,J,...] [--watch S,P,V] "
-    "[--no-shrink]\n"
+    "[--no-shrink] [--jobs J]\n"
     "  --seed N       first seed (1)\n"
     "  --seeds COUNT  so many seeds, one after the other (1)\n"
     "  --switches S   switches, in a tree, 1 to 1000 (10)\n"
     "  --steps K      events before the network is left to come to rest (200)\n"
     "  --profile P    calm: links, cables and VLANs; wild: everything; both: by turns (both)\n"
+    "  --jobs J       so many seeds at a time, in processes of their own (1)\n"
     "  --only LIST    run only these steps of the plan, as a failure names them\n"
     "  --watch S,P,V  print each change of VLAN V on port P of switch S\n"
     "  --no-shrink    report a failure without looking for the shortest list of steps\n";
@@ -38,6 +44,7 @@ struct Options {
     u64 seeds = 1;
     u64 switches = 10;
     u64 steps = 200;
+    u64 jobs = 1;
     std::optional<Profile> profile;
     std::vector<std::size_t> only;
     bool onlyGiven = false;
@@ -91,6 +98,8 @@ bool take(std::string_view name, std::string_view value, Options& options) {
                options.switches <= kMostSwitches;
     if (name == "--steps")
         return parse(value, options.steps);
+    if (name == "--jobs")
+        return parse(value, options.jobs) && options.jobs >= 1 && options.jobs <= kMostJobs;
     if (name == "--profile")
         return parseProfile(value, options.profile);
     if (name == "--watch")
@@ -156,6 +165,33 @@ bool runSeed(const Options& options, u64 seed) {
     return false;
 }
 
+/// Runs every `jobs`th seed from the `job`th on, until one fails. @return the exit status
+int runShare(const Options& options, u64 job) {
+    for (u64 seed = options.seed + job; seed < options.seed + options.seeds; seed += options.jobs)
+        if (!runSeed(options, seed))
+            return kExitFailed;
+    return 0;
+}
+
+/// Each job in a process of its own, as the daemon's record is one of its process.
+int runJobs(const Options& options) {
+    for (u64 job = 0; job < options.jobs; job++) {
+        const pid_t child = ::fork();
+        if (child < 0) {
+            std::perror("mvrp-simulate: no process for a job");
+            return kExitFailed;
+        }
+        if (child == 0)
+            std::exit(runShare(options, job));
+    }
+    int failed = 0;
+    int status = 0;
+    while (::wait(&status) > 0)
+        if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+            failed = kExitFailed;
+    return failed;
+}
+
 }  // namespace
 
 int main(int count, char** values) {
@@ -164,9 +200,8 @@ int main(int count, char** values) {
         std::fputs(kUsage.data(), stderr);
         return kExitUsage;
     }
-    for (u64 seed = options.seed; seed < options.seed + options.seeds; seed++)
-        if (!runSeed(options, seed))
-            return kExitFailed;
-    std::printf("%llu seeds passed\n", static_cast<unsigned long long>(options.seeds));
-    return 0;
+    const int status = options.jobs == 1 ? runShare(options, 0) : runJobs(options);
+    if (status == 0)
+        std::printf("%llu seeds passed\n", static_cast<unsigned long long>(options.seeds));
+    return status;
 }
