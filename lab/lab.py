@@ -11,8 +11,10 @@ import sys
 import tempfile
 import time
 
+import history
 import network
 import node
+import report
 import terminal
 import topology
 
@@ -27,6 +29,8 @@ def parse_arguments():
     run.add_argument("--build", type=pathlib.Path, default=ROOT / "build",
                      help="directory with the built programs (default: build)")
     run.add_argument("--keep", action="store_true", help="leave the network running at the end")
+    run.add_argument("--report", type=pathlib.Path, metavar="FILE",
+                     help="show changes while they happen, and write a page about the run")
     run.add_argument("--count", action="store_true", help="end with 'N passed, N failed'")
     stop = commands.add_parser("stop", help="end a network that was left running")
     stop.add_argument("directory", type=pathlib.Path)
@@ -50,11 +54,26 @@ def explain_kept(net, screen, build):
     screen.line(f"    python3 lab/lab.py stop {net.directory}")
 
 
+def walk_through(net, screen, arguments):
+    """Runs the topology's steps. @return (the walk, its history or None)"""
+    if not arguments.report:
+        walk = network.Walk(net, screen)
+        walk.run()
+        return walk, None
+    with history.History(net) as watched:
+        walk = network.Walk(net, screen, watched)
+        walk.run()
+        time.sleep(history.INTERVAL_SECONDS)
+    return walk, watched
+
+
 def run(arguments):
     screen = terminal.Terminal()
     build = arguments.build.resolve()
+    report_file = arguments.report and arguments.report.resolve()
     directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-lab-"))
-    net = network.Network(topology.read(arguments.topology, directory), directory, build)
+    net = network.Network(topology.read(arguments.topology, directory, record=bool(report_file)),
+                          directory, build)
     screen.heading(net.topology.title)
     screen.progress("starting the switches")
     good, walk, kept = False, None, False
@@ -62,8 +81,8 @@ def run(arguments):
     try:
         with net:
             screen.good(f"{len(net.nodes)} switches run: {', '.join(net.nodes)}")
-            walk = network.Walk(net, screen)
-            good = walk.run()
+            walk, watched = walk_through(net, screen, arguments)
+            good = walk.good()
             if not good:
                 walk.explain_failure()
             if arguments.keep:
@@ -74,6 +93,10 @@ def run(arguments):
         for problem in net.stop():
             screen.bad(problem)
             good = False
+        if report_file:
+            report.write(report_file, watched, net, walk.results)
+            screen.line()
+            screen.line(f"  The page about this run: {arguments.report}")
     finally:
         if not kept:
             shutil.rmtree(directory, ignore_errors=True)

@@ -42,6 +42,11 @@ class Network:
                 problems.append(f"mvrp of {each.name} ended with status {status}")
         return problems
 
+    def set_cable(self, ends, up):
+        """Takes the link of a cable down, or brings it up, at both ends."""
+        for here, there in (ends, reversed(ends)):
+            self.nodes[here].change(f"switch port link {there} {'up' if up else 'down'}")
+
     def await_state(self, expectations, within, progress=lambda text: None):
         """Waits until the switches show what is expected.
         @return (number of values, seconds taken, texts of those that still differ)"""
@@ -56,37 +61,66 @@ class Network:
 
 
 class Walk:
-    """Goes through the steps, shows them, and counts what was as expected."""
+    """Goes through the steps, shows them, and counts what was as expected.
+    @param watched  a history.History that steps and cables are noted in, or None"""
 
-    def __init__(self, network, terminal):
+    def __init__(self, network, terminal, watched=None):
         self.network = network
         self.terminal = terminal
+        self.watched = watched
+        self.start = time.monotonic()
         self.passed = 0
         self.failed = 0
+        self.results = []  # of the steps: {"good": bool, "text": what came out}
 
     def run(self):
-        """@return True when every step came out as expected; the first that does not is the last"""
+        """The first step that does not come out as expected is the last."""
         return all(self.step(step) for step in self.network.topology.steps)
 
+    def good(self):
+        return all(result["good"] for result in self.results)
+
     def step(self, step):
+        time.sleep(max(0.0, self.start + step.at - time.monotonic()))
         self.terminal.heading(step.title)
         if step.text:
             self.terminal.paragraph(step.text)
-        for line in step.do:
-            name, command = (part.strip() for part in line.split(":", 1))
-            self.terminal.command(name, command, "")
-            self.network.nodes[name].change(command)
+        if self.watched:
+            self.watched.mark(step.title)
+        self.act(step)
         self.terminal.line()
         count, spent, texts = self.network.await_state(step.expect, step.within,
-                                                       self.terminal.progress)
+                                                       self.progress)
+        self.progress("")
         self.passed += count - len(texts)
         self.failed += len(texts)
         for text in texts:
             self.terminal.bad(f"{text} (after {spent:.1f} s)")
+        result = f"after {spent:.1f} s, {count} sets of VLANs as they should be"
         if not texts and count:
-            self.terminal.good(f"after {spent:.1f} s, {count} sets of VLANs as they should be")
+            self.terminal.good(result)
+        self.results.append({"good": not texts, "text": "; ".join(texts) or (result if count else "")})
         self.show(step.show)
         return not texts
+
+    def act(self, step):
+        """Cuts and mends the step's cables, then gives its commands."""
+        for ends, up in [(c, False) for c in step.cut] + [(c, True) for c in step.mend]:
+            self.terminal.line(f"  the cable {ends[0]} to {ends[1]} is {'mended' if up else 'cut'}")
+            self.network.set_cable(ends, up)
+            if self.watched:
+                self.watched.cable(ends, up)
+        for line in step.do:
+            name, command = (part.strip() for part in line.split(":", 1))
+            self.terminal.command(name, command, "")
+            self.network.nodes[name].change(command)
+
+    def progress(self, text):
+        """While something is awaited: what changed, or else what is still missing."""
+        for news in self.watched.news() if self.watched else []:
+            self.terminal.news(news)
+        if text:
+            self.terminal.progress(text)
 
     def show(self, lines):
         for line in lines:

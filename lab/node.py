@@ -25,6 +25,8 @@ def configuration(switch):
                   f"cable = {quote(port.cable)}", f"wire-format = {quote(port.wire_format)}"]
         if port.record:
             lines.append(f"record = {quote(port.record)}")
+        if port.link != "up":
+            lines.append(f"link = {quote(port.link)}")
     if switch.vlans != "-":
         lines += ["", "[[vlan]]", f"ids = {quote(switch.vlans)}"]
     if not switch.managed:
@@ -46,6 +48,7 @@ class Node:
         self.mvrp = build / "platform" / "host" / "mvrp"
         self.mvrpctl = build / "cli" / "mvrpctl"
         self.process = None
+        self.macs = {}  # of the ports, by name, once it is ready
         self.extra_configuration = ""  # sections that the topology has no word for
         self.environment = os.environ | {"MVRP_RUNTIME_DIR": str(self.directory)}
 
@@ -77,6 +80,7 @@ class Node:
             try:
                 ports = self.query("show ports")["ports"]
                 waiting = [p["name"] for p in ports if not p["portMvrpEnabledStatus"]]
+                self.macs = {p["name"]: p["macAddress"] for p in ports}
                 if not waiting or not self.switch.managed:
                     return
                 problem = f"ports without MVRP: {', '.join(waiting)}"

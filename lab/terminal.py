@@ -43,6 +43,9 @@ class Terminal:
     def bad(self, text):
         self.line("  " + self.paint("31", "FAILED") + "  " + text)
 
+    def news(self, text):
+        self.line("      " + self.paint("2", text))
+
     def progress(self, text):
         """A line that the next one replaces; nothing where lines stay."""
         if self.live:

@@ -21,6 +21,22 @@ class Port:
     timers: dict = dataclasses.field(default_factory=dict)
     wire_format: str = "native"
     record: str = ""
+    link: str = "up"  # when the switch starts
+
+
+@dataclasses.dataclass
+class Cable:
+    """Between two switches, whose ports are called after each other."""
+    a: str
+    b: str
+    up: bool = True  # when the network starts
+
+
+@dataclasses.dataclass
+class Host:
+    """A port without a cable, which recorded frames are fed into."""
+    name: str
+    switch: str
 
 
 @dataclasses.dataclass
@@ -42,6 +58,9 @@ class Switch:
 class Step:
     title: str
     text: str = ""
+    at: float = 0.0  # seconds after the start before which it does not begin
+    cut: list = dataclasses.field(default_factory=list)  # cables that go down, as pairs of switches
+    mend: list = dataclasses.field(default_factory=list)  # cables that come up
     do: list = dataclasses.field(default_factory=list)
     expect: dict = dataclasses.field(default_factory=dict)
     show: list = dataclasses.field(default_factory=list)
@@ -53,6 +72,8 @@ class Topology:
     title: str
     switches: dict
     steps: list
+    cables: list = dataclasses.field(default_factory=list)
+    hosts: list = dataclasses.field(default_factory=list)
 
 
 def take(table, place, **kinds):
@@ -73,17 +94,19 @@ def take(table, place, **kinds):
 
 def add_cable(switches, entry, run_directory, place):
     fields = take(entry, place, between=(list, ...), timers=(dict, {}), record=(bool, False),
-                  wire_format=(str, "native"))
+                  wire_format=(str, "native"), up=(bool, True))
     ends = fields["between"]
     if len(ends) != 2 or ends[0] == ends[1] or not set(ends) <= set(switches):
         raise TopologyError(f"{place}: between is {ends}; allowed are two different ones of "
                             f"{', '.join(switches)}")
+    link = "up" if fields["up"] else "down"
     sockets = [run_directory / here / f"to-{there}" for here, there in (ends, reversed(ends))]
     for index, (here, there) in enumerate((ends, reversed(ends))):
         switches[here].add_port(
             there, cable=f"unix:{sockets[index]},{sockets[1 - index]}", timers=fields["timers"],
-            wire_format=fields["wire_format"],
+            wire_format=fields["wire_format"], link=link,
             record=str(run_directory / here / f"{there}.pcap") if fields["record"] else "")
+    return Cable(*ends, fields["up"])
 
 
 def add_host(switches, entry, place):
@@ -91,11 +114,18 @@ def add_host(switches, entry, place):
     if fields["switch"] not in switches:
         raise TopologyError(f"{place}: there is no switch {fields['switch']}")
     switches[fields["switch"]].add_port(fields["name"], timers=fields["timers"])
+    return Host(fields["name"], fields["switch"])
 
 
-def read_step(entry, place, switches):
-    fields = take(entry, place, title=(str, ...), text=(str, ""), do=(list, []),
-                  expect=(dict, {}), show=(list, []), within=((int, float), 10.0))
+def read_step(entry, place, switches, cables):
+    fields = take(entry, place, title=(str, ...), text=(str, ""), at=((int, float), 0.0),
+                  cut=(list, []), mend=(list, []), do=(list, []), expect=(dict, {}),
+                  show=(list, []), within=((int, float), 10.0))
+    known = [{cable.a, cable.b} for cable in cables]
+    for ends in fields["cut"] + fields["mend"]:
+        if set(ends) not in known:
+            raise TopologyError(f"{place}: there is no cable {ends}; allowed are pairs of "
+                                "switches that a [[cable]] is between")
     for name in fields["expect"]:
         if name not in switches:
             raise TopologyError(f"{place}: expect names {name}, which is no switch")
@@ -105,28 +135,32 @@ def read_step(entry, place, switches):
     return Step(**fields)
 
 
-def build(document, run_directory):
-    """A Topology from the tables of its file; sockets and captures lie in run_directory."""
+def build(document, run_directory, record):
+    """A Topology from the tables of its file; sockets and captures lie in run_directory.
+    @param record  every cable, whatever its table says"""
     top = take(document, "topology", title=(str, ...), timers=(dict, {}), switch=(list, ...),
                cable=(list, []), host=(list, []), step=(list, []))
     switches = {}
     for number, entry in enumerate(top["switch"], 1):
         fields = take(entry, f"switch {number}", name=(str, ...), vlans=(str, "-"))
         switches[fields["name"]] = Switch(**fields)
-    for number, entry in enumerate(top["cable"], 1):
-        add_cable(switches, entry, pathlib.Path(run_directory), f"cable {number}")
-    for number, entry in enumerate(top["host"], 1):
-        add_host(switches, entry, f"host {number}")
+    if record:
+        top["cable"] = [entry | {"record": True} for entry in top["cable"]]
+    cables = [add_cable(switches, entry, pathlib.Path(run_directory), f"cable {number}")
+              for number, entry in enumerate(top["cable"], 1)]
+    hosts = [add_host(switches, entry, f"host {number}")
+             for number, entry in enumerate(top["host"], 1)]
     for switch in switches.values():
         for port in switch.ports:
             port.timers = top["timers"] | port.timers
-    steps = [read_step(entry, f"step {number}", switches)
+    steps = [read_step(entry, f"step {number}", switches, cables)
              for number, entry in enumerate(top["step"], 1)]
-    return Topology(top["title"], switches, steps)
+    return Topology(top["title"], switches, steps, cables, hosts)
 
 
-def read(path, run_directory):
+def read(path, run_directory, record=False):
     try:
-        return build(tomllib.loads(pathlib.Path(path).read_text(encoding="utf-8")), run_directory)
+        return build(tomllib.loads(pathlib.Path(path).read_text(encoding="utf-8")), run_directory,
+                     record)
     except (OSError, tomllib.TOMLDecodeError, TopologyError) as error:
         raise TopologyError(f"{path}: {error}") from error
