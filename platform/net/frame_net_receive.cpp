@@ -125,7 +125,7 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
         handOver(policy, bytes, tagged);
         return;
     }
-    if (isGroupFrame(bytes) && !tagged) {
+    if (policy.forwarded && isGroupFrame(bytes) && !tagged) {
         forward(port, policy, bytes);
         return;
     }

@@ -84,12 +84,14 @@ SwitchPortRecord recordOf(const PortSummary& port) {
     return record;
 }
 
-/// Changes that concern the frame layer rather than the switch.
-bool isWireChange(SwitchChangeKind kind) {
+/// Changes that concern the frame layer rather than the switch. A port of a Linux bridge is its own
+/// cable, so there the driver answers for what is connected to it.
+bool isWireChange(SwitchChangeKind kind, DriverKind driver) {
     switch (kind) {
         case SwitchChangeKind::PortCable:
-        case SwitchChangeKind::PortWireForm:
         case SwitchChangeKind::PortReplay:
+            return driver != DriverKind::LinuxBridge;
+        case SwitchChangeKind::PortWireForm:
         case SwitchChangeKind::PortRecord:
             return true;
         default:
@@ -120,7 +122,7 @@ HostStatus changeWire(PortWires& wires, const SwitchChangeRecord& record, std::s
 HostStatus applyRecord(SwitchDriver& driver, const SwitchChangeRecord& record, std::string& error) {
     PortWires* wires = portWires();
     const auto kind = static_cast<SwitchChangeKind>(record.kind);
-    if (!isWireChange(kind)) {
+    if (!isWireChange(kind, driver.kind())) {
         const HostStatus status = driver.change(record, error);
         if (status == HostStatus::Ok && kind == SwitchChangeKind::PortDelete && wires != nullptr) {
             wires->forget(record.unit);

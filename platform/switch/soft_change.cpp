@@ -15,8 +15,8 @@ constexpr std::size_t kMostPorts = 4096;
 /// One change at work: what is asked, the state to change, and the unit's port.
 struct Change {
     const SwitchChangeRecord& record;
-    SoftState& state;
-    SoftPort* port;  ///< null: the unit does not exist
+    SwitchState& state;
+    SwitchPort* port;  ///< null: the unit does not exist
     std::string& error;
 
     HostStatus refuse(HostStatus status, std::string text) const {
@@ -48,7 +48,7 @@ HostStatus addPort(const Change& change) {
                              "the switch has " + std::to_string(kMostPorts) +
                                  " ports, which is as many as it can have");
     }
-    SoftPort port;
+    SwitchPort port;
     port.unit = record.unit;
     port.endType = record.value == static_cast<u32>(QorEndType::Aggregation)
                        ? QorEndType::Aggregation
@@ -65,15 +65,15 @@ HostStatus addPort(const Change& change) {
     name.copy(port.name.data(), port.name.size() - 1);
     vlanInsert(port.untagged, kDefaultVlan);
     port.tagged = vlanRange(kDefaultVlan + 1, kLastVlan);
-    std::vector<SoftPort>& ports = change.state.ports;
-    ports.insert(std::ranges::lower_bound(ports, unit, {}, &SoftPort::unit), port);
+    std::vector<SwitchPort>& ports = change.state.ports;
+    ports.insert(std::ranges::lower_bound(ports, unit, {}, &SwitchPort::unit), port);
     return HostStatus::Ok;
 }
 
 HostStatus deletePort(const Change& change) {
-    std::vector<SoftPort>& ports = change.state.ports;
+    std::vector<SwitchPort>& ports = change.state.ports;
     const u32 unit = change.record.unit;
-    if (std::ranges::any_of(ports, [unit](const SoftPort& p) { return p.aggregation == unit; })) {
+    if (std::ranges::any_of(ports, [unit](const SwitchPort& p) { return p.aggregation == unit; })) {
         return change.refuse(HostStatus::BadArgument,
                              "aggregation " + std::to_string(unit) +
                                  " has members; only one without members can be deleted");
@@ -95,7 +95,7 @@ HostStatus setPvid(const Change& change) {
     if (pvid < kFirstVlan || pvid > kLastVlan) {
         return change.badValue("a VLAN ID from 1 to 4094");
     }
-    SoftPort& port = *change.port;
+    SwitchPort& port = *change.port;
     // The PVID is carried untagged; the one before it goes back to what it would be on a trunk.
     if (vlanContains(port.untagged, port.pvid)) {
         vlanErase(port.untagged, port.pvid);
@@ -108,7 +108,7 @@ HostStatus setPvid(const Change& change) {
 }
 
 HostStatus setPermit(const Change& change) {
-    SoftPort& port = *change.port;
+    SwitchPort& port = *change.port;
     port.untagged = {};
     vlanInsert(port.untagged, port.pvid);
     port.tagged = vlanDifference(change.record.vlans, port.untagged);
@@ -124,8 +124,8 @@ HostStatus setEligible(const Change& change) {
 }
 
 HostStatus joinAggregation(const Change& change) {
-    SoftPort& port = *change.port;
-    const SoftPort* aggregation = change.state.find(change.record.value);
+    SwitchPort& port = *change.port;
+    const SwitchPort* aggregation = change.state.find(change.record.value);
     if (port.endType != QorEndType::Port) {
         return change.refuse(HostStatus::BadArgument, "unit " + std::to_string(port.unit) +
                                                           " is an aggregation; only a port joins");
@@ -187,13 +187,13 @@ HostStatus setVlanType(const Change& change) {
 }
 
 HostStatus addToVlans(const Change& change) {
-    SoftPort& port = *change.port;
+    SwitchPort& port = *change.port;
     port.tagged = vlanUnion(port.tagged, vlanDifference(change.record.vlans, port.untagged));
     return HostStatus::Ok;
 }
 
 HostStatus removeFromVlans(const Change& change) {
-    SoftPort& port = *change.port;
+    SwitchPort& port = *change.port;
     port.tagged = vlanDifference(port.tagged, change.record.vlans);
     port.untagged = vlanDifference(port.untagged, change.record.vlans);
     return HostStatus::Ok;
@@ -238,7 +238,7 @@ constexpr std::array<ChangeRow, 15> kChanges = {{
 
 }  // namespace
 
-HostStatus applyChange(const SwitchChangeRecord& record, SoftState& state, std::string& error) {
+HostStatus applyChange(const SwitchChangeRecord& record, SwitchState& state, std::string& error) {
     const Change change = {record, state, state.find(record.unit), error};
     const auto row =
         std::ranges::find(kChanges, static_cast<SwitchChangeKind>(record.kind), &ChangeRow::kind);

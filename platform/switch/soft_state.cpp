@@ -2,81 +2,13 @@
 #include "platform/switch/soft_state.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "platform/switch/vlan_algebra.h"
 
 namespace platform {
-namespace {
 
-void reportVlans(const SoftState& before, const SoftState& after, RouteBatch& batch) {
-    const VlanBitmap old = before.vlans();
-    const VlanBitmap now = after.vlans();
-    vlanForEach(vlanDifference(old, now),
-                [&](u32 vid) { batch.linkDeleted(kVlanInterfaceBase + vid); });
-    vlanForEach(vlanDifference(now, old),
-                [&](u32 vid) { batch.linkCreated(kVlanInterfaceBase + vid); });
-    vlanForEach(vlanIntersection(now, old), [&](u32 vid) {
-        if (before.kinds[vid] != after.kinds[vid]) {
-            batch.vlanTypeChanged(vid, after.kinds[vid]);
-        }
-    });
-}
-
-void reportPresence(const SoftState& before, const SoftState& after, RouteBatch& batch) {
-    for (const SoftPort& port : before.ports) {
-        if (after.find(port.unit) == nullptr) {
-            batch.linkDeleted(port.unit);
-        }
-    }
-    for (const SoftPort& port : after.ports) {
-        if (before.find(port.unit) == nullptr) {
-            batch.linkCreated(port.unit);
-        }
-    }
-}
-
-/// Members are reported for VLANs that were there all along: a VLAN that was just created asks for
-/// its members itself.
-void reportMembers(const SoftPort& old, const SoftPort& now, const VlanBitmap& stableVlans,
-                   RouteBatch& batch) {
-    if (old.tagged == now.tagged && old.untagged == now.untagged) {
-        return;
-    }
-    const VlanBitmap hadAll = vlanIntersection(vlanUnion(old.tagged, old.untagged), stableVlans);
-    const VlanBitmap hasAll = vlanIntersection(vlanUnion(now.tagged, now.untagged), stableVlans);
-    vlanForEach(vlanDifference(hadAll, hasAll),
-                [&](u32 vid) { batch.memberRemoved(vid, now.unit); });
-    vlanForEach(vlanDifference(hasAll, hadAll), [&](u32 vid) { batch.memberAdded(vid, now.unit); });
-}
-
-/// Leaving the protocol: joining an aggregation has a message of its own.
-void reportEligibility(const SoftState& before, const SoftPort& old, const SoftState& after,
-                       const SoftPort& now, RouteBatch& batch) {
-    if (now.aggregation != 0 && now.aggregation != old.aggregation) {
-        batch.joinedAggregation(now.unit, now.aggregation);
-    } else if (before.eligible(old) != after.eligible(now)) {
-        batch.eligible(now.unit, after.eligible(now));
-    }
-}
-
-/// A link that comes back is reported as down and then up once more: down arms the timers of a port
-/// whose timers ran out while it was without a link, so its declarations go out again by
-/// themselves.
-void reportLink(u32 unit, bool wasUp, bool isUp, RouteBatch& batch) {
-    if (wasUp == isUp) {
-        return;
-    }
-    batch.linkState(unit, false);
-    if (isUp) {
-        batch.linkState(unit, true);
-    }
-}
-
-}  // namespace
-
-SoftPort softPortFrom(const PortConfig& config) {
-    SoftPort port;
+SwitchPort softPortFrom(const PortConfig& config) {
+    SwitchPort port;
     port.unit = config.unit;
     port.endType = config.isAggregation ? QorEndType::Aggregation : QorEndType::Port;
     port.linkUp = config.linkUp;
@@ -91,67 +23,12 @@ SoftPort softPortFrom(const PortConfig& config) {
     return port;
 }
 
-const SoftPort* SoftState::find(u32 unit) const {
-    const auto found = std::ranges::lower_bound(ports, unit, {}, &SoftPort::unit);
-    return found != ports.end() && found->unit == unit ? &*found : nullptr;
-}
-
-SoftPort* SoftState::find(u32 unit) {
-    return const_cast<SoftPort*>(std::as_const(*this).find(unit));
-}
-
-VlanBitmap SoftState::vlans() const {
-    return vlanUnion(vlans(QorVlanType::Static), vlans(QorVlanType::Dynamic));
-}
-
-VlanBitmap SoftState::vlans(QorVlanType type) const {
-    VlanBitmap set{};
-    for (u32 vid = kFirstVlan; vid <= kLastVlan; ++vid) {
-        if (kinds[vid] == static_cast<u8>(type)) {
-            vlanInsert(set, vid);
-        }
-    }
-    return set;
-}
-
-bool SoftState::linkUp(const SoftPort& port) const {
-    if (!port.linkUp || port.endType != QorEndType::Aggregation) {
-        return port.linkUp;
-    }
-    bool hasMembers = false;
-    for (const SoftPort& member : ports) {
-        if (member.aggregation == port.unit) {
-            if (member.linkUp) {
-                return true;
-            }
-            hasMembers = true;
-        }
-    }
-    return !hasMembers;
-}
-
-VlanBitmap SoftState::withoutMembers(const VlanBitmap& among) const {
-    VlanBitmap result = vlanIntersection(among, vlans(QorVlanType::Dynamic));
-    for (const SoftPort& port : ports) {
-        result = vlanDifference(result, port.dynamic);
-    }
-    return result;
-}
-
-void SoftState::eraseVlans(const VlanBitmap& vlans) {
-    vlanForEach(vlans, [this](u32 vid) { kinds[vid] = 0; });
-    for (SoftPort& port : ports) {
-        port.dynamic = vlanDifference(port.dynamic, vlans);
-        port.adopted = vlanDifference(port.adopted, vlans);
-    }
-}
-
-SoftState softStateFrom(const SwitchConfig& config) {
-    SoftState state;
+SwitchState softStateFrom(const SwitchConfig& config) {
+    SwitchState state;
     for (const PortConfig& port : config.ports) {
         state.ports.push_back(softPortFrom(port));
     }
-    std::ranges::sort(state.ports, {}, &SoftPort::unit);
+    std::ranges::sort(state.ports, {}, &SwitchPort::unit);
     vlanForEach(config.staticVlans, [&state](u32 vid) {
         if (vid <= kLastVlan) {
             state.kinds[vid] = static_cast<u8>(QorVlanType::Static);
@@ -159,21 +36,6 @@ SoftState softStateFrom(const SwitchConfig& config) {
     });
     state.kinds[kDefaultVlan] = static_cast<u8>(QorVlanType::Static);
     return state;
-}
-
-void reportDifferences(const SoftState& before, const SoftState& after, RouteBatch& batch) {
-    reportPresence(before, after, batch);
-    reportVlans(before, after, batch);
-    const VlanBitmap stableVlans = vlanIntersection(before.vlans(), after.vlans());
-    for (const SoftPort& now : after.ports) {
-        const SoftPort* old = before.find(now.unit);
-        if (old == nullptr) {
-            continue;
-        }
-        reportEligibility(before, *old, after, now, batch);
-        reportMembers(*old, now, stableVlans, batch);
-        reportLink(now.unit, before.linkUp(*old), after.linkUp(now), batch);
-    }
 }
 
 }  // namespace platform

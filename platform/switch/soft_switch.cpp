@@ -1,26 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/switch/soft_switch.h"
 
-#include <algorithm>
-
 #include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {
-
-/// Deleted ports whose index can still be described: more than the daemon can be behind with.
-constexpr std::size_t kMostRetired = 1024;
-
-/// To the daemon it is as if every link came back: it declares again all that it has to declare,
-/// which went nowhere while this was a standby.
-void reportReturn(const SoftState& state, RouteBatch& batch) {
-    for (const SoftPort& port : state.ports) {
-        if (state.linkUp(port)) {
-            batch.linkState(port.unit, false);
-            batch.linkState(port.unit, true);
-        }
-    }
-}
 
 void announce(const SwitchChangeRecord& record, RouteBatch& batch) {
     switch (static_cast<SwitchChangeKind>(record.kind)) {
@@ -37,245 +21,14 @@ void announce(const SwitchChangeRecord& record, RouteBatch& batch) {
 
 }  // namespace
 
-SoftSwitch::SoftSwitch(const SwitchConfig& config)
-    : state_(softStateFrom(config)), everExisted_(state_.vlans()) {}
-
-bool SoftSwitch::portState(u32 unit, PortState& state) const {
-    const std::lock_guard lock(mutex_);
-    const SoftPort* port = state_.find(unit);
-    if (port == nullptr) {
-        return false;
-    }
-    state = {state_.linkUp(*port), state_.eligible(*port), port->mtu, port->pvid, port->mac};
-    return true;
-}
-
-bool SoftSwitch::portName(u32 unit, std::string& name) const {
-    const std::lock_guard lock(mutex_);
-    const SoftPort* port = state_.find(unit);
-    if (port == nullptr) {
-        return false;
-    }
-    name = port->name.data();
-    return true;
-}
-
-bool SoftSwitch::portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const {
-    const std::lock_guard lock(mutex_);
-    const SoftPort* port = state_.find(unit);
-    if (port == nullptr) {
-        return false;
-    }
-    switch (which) {
-        case VlanSet::Permitted:
-            vlans = vlanUnion(port->tagged, port->untagged);
-            return true;
-        case VlanSet::PermittedTagged:
-            vlans = port->tagged;
-            return true;
-        case VlanSet::Untagged:
-            vlans = port->untagged;
-            return true;
-        case VlanSet::Dynamic:
-            vlans = port->dynamic;
-            return true;
-    }
-    return false;
-}
-
-bool SoftSwitch::permits(u32 unit, u32 vid) const {
-    const std::lock_guard lock(mutex_);
-    const SoftPort* port = state_.find(unit);
-    return port != nullptr &&
-           (vlanContains(port->tagged, vid) || vlanContains(port->untagged, vid));
-}
-
-bool SoftSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
-    const std::lock_guard lock(mutex_);
-    SoftPort* port = state_.find(unit);
-    if (port == nullptr || (protocol != kProtocolMvrp && protocol != kProtocolGvrp)) {
-        return false;
-    }
-    (protocol == kProtocolMvrp ? port->mvrp : port->gvrp) = enabled;
-    return true;
-}
-
-bool SoftSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
-    const std::lock_guard lock(mutex_);
-    SoftPort* port = state_.find(unit);
-    if (port == nullptr || !vlanIsEmpty(vlanDifference(vlans, state_.vlans()))) {
-        return false;
-    }
-    port->dynamic = vlanUnion(port->dynamic, vlans);
-    port->adopted = vlanDifference(port->adopted, vlans);
-    return true;
-}
-
-bool SoftSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
-    const std::lock_guard lock(mutex_);
-    SoftPort* port = state_.find(unit);
-    if (port == nullptr) {
-        // A deleted port took its memberships with it, and the daemon only now hears of that.
-        return std::ranges::find(retired_, unit, &Retired::unit) != retired_.end();
-    }
-    const bool runsProtocol = port->mvrp && role_ == HostRole::Active;
-    port->dynamic = runsProtocol ? vlanDifference(port->dynamic, vlans) : VlanBitmap{};
-    port->adopted = vlanIntersection(port->adopted, port->dynamic);
-    return true;
-}
-
-std::optional<QorVlanType> SoftSwitch::vlanType(u32 vid) const {
-    const std::lock_guard lock(mutex_);
-    if (!state_.vlanExists(vid)) {
-        return std::nullopt;
-    }
-    return static_cast<QorVlanType>(state_.kinds[vid]);
-}
-
-bool SoftSwitch::createDynamic(const VlanBitmap& vlans) {
-    if (!vlanIsValid(vlans)) {
-        return false;
-    }
-    const std::lock_guard lock(mutex_);
-    vlanForEach(vlans, [this](u32 vid) {
-        if (!state_.vlanExists(vid)) {
-            state_.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
-        }
-    });
-    everExisted_ = vlanUnion(everExisted_, vlans);
-    return true;
-}
-
-bool SoftSwitch::deleteDynamic(const VlanBitmap& vlans) {
-    const std::lock_guard lock(mutex_);
-    state_.eraseVlans(state_.withoutMembers(vlans));
-    return true;
-}
-
-bool SoftSwitch::describeIndex(u32 index, QorIndexInfo& info) const {
-    const std::lock_guard lock(mutex_);
-    QorIndexInfo found{};
-    if (const SoftPort* port = state_.find(index)) {
-        found.endType = static_cast<u32>(port->endType);
-    } else if (index > kVlanInterfaceBase &&
-               vlanContains(everExisted_, index - kVlanInterfaceBase)) {
-        found.endType = static_cast<u32>(QorEndType::Vlan);
-        found.vid = index - kVlanInterfaceBase;
-    } else {
-        const auto retired = std::ranges::find(retired_, index, &Retired::unit);
-        if (retired == retired_.end()) {
-            return false;
-        }
-        found.endType = static_cast<u32>(retired->endType);
-    }
-    info = found;
-    return true;
-}
-
-void SoftSwitch::setRole(HostRole role) {
-    const std::lock_guard serial(changeMutex_);
-    RouteBatch batch;
-    {
-        const std::lock_guard lock(mutex_);
-        if (role_ == HostRole::Standby && role == HostRole::Active) {
-            adoptLocked();
-            reportReturn(state_, batch);
-        }
-        role_ = role;
-    }
-    deliver(batch);
-}
-
-void SoftSwitch::adoptMemberships() {
-    const std::lock_guard lock(mutex_);
-    adoptLocked();
-}
-
-void SoftSwitch::adoptLocked() {
-    for (SoftPort& port : state_.ports) {
-        port.adopted = port.dynamic;
-    }
-}
-
-u32 SoftSwitch::removeUnclaimed() {
-    const std::lock_guard serial(changeMutex_);
-    RouteBatch batch;
-    u32 removed = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        SoftState next = state_;
-        VlanBitmap orphans{};
-        for (SoftPort& port : next.ports) {
-            orphans = vlanUnion(orphans, port.adopted);
-            vlanForEach(port.adopted, [&removed](u32) { ++removed; });
-            port.dynamic = vlanDifference(port.dynamic, port.adopted);
-            port.adopted = {};
-        }
-        next.eraseVlans(next.withoutMembers(orphans));
-        replaceState(std::move(next), batch);
-    }
-    deliver(batch);
-    return removed;
-}
-
-FramePolicy SoftSwitch::framePolicy(u32 port) const {
-    const std::lock_guard lock(mutex_);
-    FramePolicy policy;
-    const SoftPort* own = state_.find(port);
-    if (own == nullptr) {
-        return policy;
-    }
-    const SoftPort* aggregation = own->aggregation == 0 ? nullptr : state_.find(own->aggregation);
-    const SoftPort& counted = aggregation == nullptr ? *own : *aggregation;
-    policy.unit = counted.unit;
-    policy.active = role_ == HostRole::Active;
-    policy.linkUp = own->linkUp && counted.linkUp;
-    policy.mvrp = counted.mvrp;
-    policy.gvrp = counted.gvrp;
-    return policy;
-}
-
-u32 SoftSwitch::egressPort(u32 unit) const {
-    const std::lock_guard lock(mutex_);
-    const SoftPort* port = state_.find(unit);
-    if (port == nullptr || !port->linkUp) {
-        return 0;
-    }
-    bool hasMembers = false;
-    for (const SoftPort& member : state_.ports) {
-        if (member.aggregation == unit) {
-            if (member.linkUp) {
-                return member.unit;
-            }
-            hasMembers = true;
-        }
-    }
-    return hasMembers ? 0 : unit;
-}
-
-std::vector<PortSummary> SoftSwitch::listPorts(u32 unit, std::size_t limit) const {
-    const std::lock_guard lock(mutex_);
-    std::vector<PortSummary> list;
-    auto port = std::ranges::upper_bound(state_.ports, unit, {}, &SoftPort::unit);
-    for (; port != state_.ports.end() && list.size() < limit; ++port) {
-        list.push_back(
-            {port->unit,
-             port->endType,
-             {state_.linkUp(*port), state_.eligible(*port), port->mtu, port->pvid, port->mac},
-             port->mvrp,
-             port->gvrp,
-             port->aggregation,
-             port->name.data()});
-    }
-    return list;
-}
+SoftSwitch::SoftSwitch(const SwitchConfig& config) : StateSwitch(softStateFrom(config), true) {}
 
 HostStatus SoftSwitch::change(const SwitchChangeRecord& record, std::string& error) {
     const std::lock_guard serial(changeMutex_);
     RouteBatch batch;
     {
         const std::lock_guard lock(mutex_);
-        SoftState next = state_;
+        SwitchState next = state_;
         const HostStatus status = applyChange(record, next, error);
         if (status != HostStatus::Ok) {
             return status;
@@ -292,14 +45,14 @@ void SoftSwitch::reconfigure(const SwitchConfig& config) {
     RouteBatch batch;
     {
         const std::lock_guard lock(mutex_);
-        SoftState next = softStateFrom(config);
+        SwitchState next = softStateFrom(config);
         vlanForEach(state_.vlans(QorVlanType::Dynamic), [&next](u32 vid) {
             if (!next.vlanExists(vid)) {
                 next.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
             }
         });
-        for (SoftPort& port : next.ports) {
-            if (const SoftPort* old = state_.find(port.unit)) {
+        for (SwitchPort& port : next.ports) {
+            if (const SwitchPort* old = state_.find(port.unit)) {
                 port.mvrp = old->mvrp;
                 port.gvrp = old->gvrp;
                 port.dynamic = vlanIntersection(old->dynamic, next.vlans());
@@ -309,27 +62,6 @@ void SoftSwitch::reconfigure(const SwitchConfig& config) {
         replaceState(std::move(next), batch);
     }
     deliver(batch);
-}
-
-void SoftSwitch::deliver(const RouteBatch& batch) {
-    if (sink_ != nullptr) {
-        batch.deliverTo(*sink_);
-    }
-}
-
-void SoftSwitch::replaceState(SoftState next, RouteBatch& batch) {
-    reportDifferences(state_, next, batch);
-    for (const SoftPort& port : state_.ports) {
-        if (next.find(port.unit) == nullptr) {
-            std::erase_if(retired_, [&port](const Retired& r) { return r.unit == port.unit; });
-            retired_.push_back({port.unit, port.endType});
-        }
-    }
-    if (retired_.size() > kMostRetired) {
-        retired_.erase(retired_.begin(), retired_.end() - kMostRetired);
-    }
-    everExisted_ = vlanUnion(everExisted_, next.vlans());
-    state_ = std::move(next);
 }
 
 }  // namespace platform

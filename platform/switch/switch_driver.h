@@ -39,6 +39,9 @@ struct FramePolicy {
     bool linkUp = false;
     bool mvrp = false;  ///< MVRP frames of the unit reach the daemon
     bool gvrp = false;  ///< GVRP frames of the unit reach the daemon
+    /// While it takes no part, the frame layer passes its frames on to the other ports. False where
+    /// the switch itself does that.
+    bool forwarded = true;
 
     /// The port takes part: the switch itself does not forward its frames to the group address.
     bool takesPart() const { return active && (mvrp || gvrp); }

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+//
+// What drivers have in common: the state of the switch in memory, which answers all reads, and the
+// dynamic VLANs and memberships that the daemon makes in it. A driver derives from it, carries what
+// changes to where it belongs, and puts a new state in place when others change the switch.
+//
+// Locking: mutex_ around the state, held for flat-array work only. Whatever changes the switch as
+// an administrator does is serialised by changeMutex_, taken first, which is held while the
+// notifications are delivered, so that they leave in the order of the changes.
+#pragma once
+
+#include <mutex>
+
+#include "platform/switch/route_message.h"
+#include "platform/switch/switch_driver.h"
+#include "platform/switch/switch_state.h"
+
+namespace platform {
+
+class StateSwitch : public SwitchDriver {
+  public:
+    /// Where notifications go; null: nowhere. Set before other threads run.
+    void setRouteSink(RouteSink* sink) { sink_ = sink; }
+
+    bool portState(u32 unit, PortState& state) const override;
+    bool portName(u32 unit, std::string& name) const override;
+    bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const override;
+    bool permits(u32 unit, u32 vid) const override;
+    bool setProtocol(u32 unit, u32 protocol, bool enabled) override;
+    bool addDynamic(u32 unit, const VlanBitmap& vlans) override;
+    bool removeDynamic(u32 unit, const VlanBitmap& vlans) override;
+    std::optional<QorVlanType> vlanType(u32 vid) const override;
+    bool createDynamic(const VlanBitmap& vlans) override;
+    bool deleteDynamic(const VlanBitmap& vlans) override;
+    bool describeIndex(u32 index, QorIndexInfo& info) const override;
+    void setRole(HostRole role) override;
+    void adoptMemberships() override;
+    u32 removeUnclaimed() override;
+    FramePolicy framePolicy(u32 port) const override;
+    u32 egressPort(u32 unit) const override;
+    std::vector<PortSummary> listPorts(u32 unit, std::size_t limit) const override;
+
+  protected:
+    /// @param forwards  FramePolicy::forwarded of all ports
+    StateSwitch(SwitchState state, bool forwards);
+
+    /// Called with changeMutex_ held after the role changed or memberships were removed here: a
+    /// driver carries that to where it belongs.
+    virtual void stateChanged() {}
+
+    /// @pre changeMutex_ is held, mutex_ is not
+    void deliver(const RouteBatch& batch);
+    /// Puts a new state in place, remembers what disappeared, and notes the differences.
+    /// @pre both mutexes are held
+    void replaceState(SwitchState next, RouteBatch& batch);
+    /// @pre mutex_ is held
+    bool takesPart(const SwitchPort& port) const {
+        return role_ == HostRole::Active && (port.mvrp || port.gvrp);
+    }
+
+    std::mutex changeMutex_;
+    mutable std::mutex mutex_;
+    SwitchState state_;                 ///< guarded by mutex_
+    HostRole role_ = HostRole::Active;  ///< guarded by mutex_
+
+  private:
+    struct Retired {
+        u32 unit;
+        QorEndType endType;
+    };
+
+    /// @pre mutex_ is held
+    void adoptLocked();
+    /// @pre mutex_ is held
+    bool isRetired(u32 unit) const;
+
+    const bool forwards_;
+    VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described
+    std::vector<Retired> retired_;  ///< guarded by mutex_: deleted ports, latest last
+    RouteSink* sink_ = nullptr;
+};
+
+}  // namespace platform
