@@ -118,6 +118,20 @@ u32 Dispatcher::dispatchTable(const RequestHeader& header, std::span<const u8> v
     return status;
 }
 
+void Dispatcher::done(const RequestHeader& header) const {
+    switch (static_cast<Request>(header.request)) {
+        case Request::PortSet:
+        case Request::PortSync:
+        case Request::ScalarSet:
+        case Request::ScalarSync:
+            if (onDone_)
+                onDone_(header);
+            break;
+        default:
+            break;
+    }
+}
+
 u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
                          std::vector<u8>& reply) {
     u32 status = static_cast<u32>(HostStatus::Unsupported);
@@ -128,6 +142,8 @@ u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
         status = found->second(header, value, reply);
     }
     releaseLocks(header);
+    if (status == kStatusOk)
+        done(header);
     return status;
 }
 
@@ -141,8 +157,11 @@ u32 Dispatcher::callNumber(Request request, u32 unit, u32 attribute, u32& value)
 }
 
 u32 Dispatcher::setNumber(Request request, u32 unit, u32 attribute, u32 value) const {
+    const RequestHeader header{static_cast<u32>(request), unit, attribute, sizeof value};
     const u32 status = callNumber(request, unit, attribute, value);
-    releaseLocks({static_cast<u32>(request), unit, attribute, sizeof value});
+    releaseLocks(header);
+    if (status == kStatusOk)
+        done(header);
     return status;
 }
 

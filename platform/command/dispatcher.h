@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "platform/command/wire.h"
@@ -33,6 +34,12 @@ class Dispatcher {
     /// `table` outlives the dispatcher.
     void setTable(std::span<const IcmFunc> table) { table_ = table; }
 
+    /// `hook` is told of every set and sync request of the daemon's table that was done, without a
+    /// lock held. Before the first dispatch.
+    void onDone(std::function<void(const RequestHeader& header)> hook) {
+        onDone_ = std::move(hook);
+    }
+
     /// @return the status of the reply, whose value is appended to `reply`
     u32 dispatch(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply);
 
@@ -46,9 +53,11 @@ class Dispatcher {
     u32 dispatchTable(const RequestHeader& header, std::span<const u8> value,
                       std::vector<u8>& reply) const;
     const IcmFunc* find(u32 request) const;
+    void done(const RequestHeader& header) const;
 
     std::span<const IcmFunc> table_;
     std::map<u32, HostHandler> hostHandlers_;
+    std::function<void(const RequestHeader&)> onDone_;
 };
 
 }  // namespace platform

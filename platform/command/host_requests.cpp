@@ -69,19 +69,13 @@ u32 readMachine(const Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& 
     return status;
 }
 
-/// All machines of a port, read through the handlers of the daemon, which are kept from changing
-/// between two of them; VLAN 4095, which the handlers do not read, stays zero.
 u32 portMachines(const Dispatcher& dispatcher, u32 unit, std::vector<u8>& reply) {
-    const SemHoldAll locks;
-    std::vector<MachineRecord> machines(kVlansOfPort);
-    for (u32 vid = 1; vid <= kLastReadableVlan; vid++) {
-        const u32 status = readMachine(dispatcher, unit, vid, machines[vid - 1]);
-        if (status != kStatusOk)
-            return status;
-    }
-    for (const MachineRecord& machine : machines)
-        appendRecord(reply, machine);
-    return kStatusOk;
+    std::vector<MachineRecord> machines;
+    const u32 status = readMachines(dispatcher, unit, machines);
+    const auto* bytes = reinterpret_cast<const u8*>(machines.data());
+    if (status == kStatusOk)
+        reply.insert(reply.end(), bytes, bytes + machines.size() * sizeof(MachineRecord));
+    return status;
 }
 
 u32 callShell(std::span<const u8> value, std::vector<u8>& reply) {
@@ -100,6 +94,19 @@ u32 callShell(std::span<const u8> value, std::vector<u8>& reply) {
 }
 
 }  // namespace
+
+/// Reads through the handlers of the daemon, which is kept from changing anything between two of
+/// them; VLAN 4095, which the handlers do not read, stays zero.
+u32 readMachines(const Dispatcher& dispatcher, u32 unit, std::vector<MachineRecord>& machines) {
+    const SemHoldAll locks;
+    machines.assign(kVlansOfPort, {});
+    for (u32 vid = 1; vid <= kLastReadableVlan; vid++) {
+        const u32 status = readMachine(dispatcher, unit, vid, machines[vid - 1]);
+        if (status != kStatusOk)
+            return status;
+    }
+    return kStatusOk;
+}
 
 u32 refuse(HostStatus status, const std::string& text, std::vector<u8>& reply) {
     appendText(reply, text);

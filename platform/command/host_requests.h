@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "platform/command/dispatcher.h"
 
@@ -22,6 +23,10 @@ struct HostFacts {
 
 /// Registers HostInfo, PortMachines, ShellCall and ShellList.
 void registerHostRequests(Dispatcher& dispatcher, HostFacts facts);
+
+/// Reads the machines of all VLANs of a port, by VLAN ID - 1: 4095 of them, the last stays zero.
+/// The daemon's locks are held meanwhile. @return 0, or the status of the daemon's refusal
+u32 readMachines(const Dispatcher& dispatcher, u32 unit, std::vector<MachineRecord>& machines);
 
 /// Refuses a request with a text that says what is allowed. @return `status`
 u32 refuse(HostStatus status, const std::string& text, std::vector<u8>& reply);

@@ -50,6 +50,7 @@ Host::Host(HostConfig config, std::string configFile)
       configFile_(std::move(configFile)),
       switch_(config_.network),
       frames_(switch_, sockets_),
+      watch_(switch_),
       server_([this](const RequestHeader& header, std::span<const u8> value,
                      std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
               accessOf(config_)),
@@ -73,6 +74,12 @@ void Host::registerRequests() {
     };
     registerHostRequests(dispatcher_, std::move(facts));
     dispatcher_.registerRequest(
+        Request::ConfigSource,
+        [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
+            reply.insert(reply.end(), configFile_.begin(), configFile_.end());
+            return kStatusOk;
+        });
+    dispatcher_.registerRequest(
         Request::StandbyTakeOver,
         [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
             if (role_.takeOver("an operator asked for it"))
@@ -90,6 +97,7 @@ bool Host::start(std::string& error) {
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
     installPortWires(&frames_);
+    watch_.install(frames_, dispatcher_);
     if (!frames_.start(config_.network, error))
         return false;
 

@@ -14,6 +14,7 @@
 #include "platform/host/role.h"
 #include "platform/net/frame_net.h"
 #include "platform/switch/soft_switch.h"
+#include "platform/watch/watch.h"
 
 namespace platform {
 
@@ -50,6 +51,7 @@ class Host {
     SocketLayer sockets_;
     SoftSwitch switch_;
     FrameNet frames_;
+    Watch watch_;
     Dispatcher dispatcher_;
     CommandServer server_;
     CommandSync sync_;

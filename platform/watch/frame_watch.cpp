@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+#include "platform/watch/frame_watch.h"
+
+#include <bit>
+
+#include "platform/net/clock.h"
+#include "platform/runtime/timer.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kFixed = 2;
+constexpr u32 kForbidden = 3;
+
+std::size_t formIndex(FrameKind kind) {
+    return static_cast<std::size_t>(kind) - 1;
+}
+
+u64& failed(PortRecord& port, FailedRegistration reason) {
+    return port.statistics.failed.at(static_cast<std::size_t>(reason));
+}
+
+/// Counts the events of a received PDU and remembers what it declares.
+class ReceivedEvents final : public EventSink {
+  public:
+    ReceivedEvents(PortRecord& port, const SwitchDriver& driver, u32 unit, u64 nowMs, u32 sinceMs,
+                   MacAddress origin)
+        : port_(port),
+          driver_(driver),
+          unit_(unit),
+          nowMs_(nowMs),
+          sinceMs_(sinceMs),
+          origin_(origin) {
+        driver.portVlans(unit, VlanSet::Permitted, permitted_);
+    }
+
+    void onEvent(u32 vid, PduEvent event) override {
+        ++port_.statistics.eventsIn[static_cast<std::size_t>(event)];
+        if (event == PduEvent::LeaveAll) {
+            port_.leaveAllInMs = port_.leaveTimerMs = nowMs_;
+            return;
+        }
+        VlanMemory& vlan = port_.vlans[vid];
+        if (isLeave(event)) {
+            vlan.leaveMs = sinceMs_;
+            port_.leaveTimerMs = nowMs_;
+        } else if (isJoin(event)) {
+            vlan.joinMs = sinceMs_;
+            vlan.joinEvent = event;
+            vlan.origin = origin_;
+            countFailure(vid);
+        }
+    }
+
+  private:
+    void countFailure(u32 vid) {
+        if (!vlanContains(permitted_, vid))
+            ++failed(port_, FailedRegistration::NotPermitted);
+        else if (port_.registration == kForbidden)
+            ++failed(port_, FailedRegistration::Forbidden);
+        else if (port_.registration == kFixed && driver_.vlanType(vid) != QorVlanType::Static)
+            ++failed(port_, FailedRegistration::Fixed);
+    }
+
+    PortRecord& port_;
+    const SwitchDriver& driver_;
+    u32 unit_;
+    u64 nowMs_;
+    u32 sinceMs_;
+    MacAddress origin_;
+    VlanBitmap permitted_{};
+};
+
+class SentEvents final : public EventSink {
+  public:
+    SentEvents(PortRecord& port, u64 nowMs, u32 sinceMs)
+        : port_(port), nowMs_(nowMs), sinceMs_(sinceMs) {}
+
+    void onEvent(u32 vid, PduEvent event) override {
+        ++port_.statistics.eventsOut[static_cast<std::size_t>(event)];
+        if (event == PduEvent::LeaveAll) {
+            port_.leaveAllOutMs = port_.leaveTimerMs = nowMs_;
+            return;
+        }
+        port_.vlans[vid].sentMs = sinceMs_;
+        port_.vlans[vid].sentEvent = event;
+    }
+
+  private:
+    PortRecord& port_;
+    u64 nowMs_;
+    u32 sinceMs_;
+};
+
+void countOutcome(PortStatisticsRecord& statistics, Delivery outcome) {
+    switch (outcome) {
+        case Delivery::Delivered:
+            break;
+        case Delivery::Tunnel:
+            ++statistics.tunnelled;
+            break;
+        case Delivery::Overflow:
+            ++statistics.overflow;
+            break;
+        case Delivery::NoSocket:
+            ++statistics.notEnabled;
+            break;
+    }
+}
+
+/// Time since the start of the watch, never 0.
+u32 sinceStart(u64 nowMs, u64 startMs) {
+    return static_cast<u32>(nowMs - startMs + 1);
+}
+
+u64 agoOrNever(u64 whenMs, u64 nowMs) {
+    return whenMs == 0 ? kNever : nowMs - whenMs;
+}
+
+}  // namespace
+
+FrameWatch::FrameWatch(const SwitchDriver& driver) : driver_(driver), startMs_(monotonicMs()) {}
+
+PortRecord& FrameWatch::record(u32 unit) {
+    std::unique_ptr<PortRecord>& port = ports_[unit];
+    if (port == nullptr) {
+        port = std::make_unique<PortRecord>();
+        port->countedFromMs = monotonicMs();
+    }
+    return *port;
+}
+
+const PortRecord* FrameWatch::find(u32 unit) const {
+    const auto found = ports_.find(unit);
+    return found == ports_.end() ? nullptr : found->second.get();
+}
+
+void FrameWatch::frameArrived(u32 unit, std::span<const u8> bytes) {
+    if (tap_.active())
+        tap_.add(unit, false, bytes);
+}
+
+void FrameWatch::frameHandled(u32 unit, const FrameView& view, DropReason reason,
+                              std::optional<Delivery> outcome) {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    PortRecord& port = record(unit);
+    PortStatisticsRecord& statistics = port.statistics;
+    if (reason != DropReason::None)
+        ++statistics.drops.at(static_cast<std::size_t>(reason));
+    if (!outcome)
+        return;
+    countOutcome(statistics, *outcome);
+    if (*outcome != Delivery::Delivered)
+        return;
+    ++statistics.pdusIn.at(formIndex(view.kind));
+    statistics.bytesIn += view.frame.size();
+    statistics.lastPduOrigin = view.source();
+    port.lastPduMs = nowMs;
+    ReceivedEvents events(port, driver_, unit, nowMs, sinceStart(nowMs, startMs_), view.source());
+    // Of our own form and of GVRP it is only known here whether a PDU can be read to its end.
+    if (walkEvents(view, events) != DropReason::None && reason == DropReason::None)
+        ++statistics.drops.at(static_cast<std::size_t>(DropReason::BadPdu));
+}
+
+void FrameWatch::frameSent(u32 unit, std::span<const u8> bytes, int error) {
+    if (tap_.active() && error == 0)
+        tap_.add(unit, true, bytes);
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    PortRecord& port = record(unit);
+    if (error != 0) {
+        ++port.statistics.sendFailed;
+        return;
+    }
+    const FrameView view = classifyFrame(bytes);
+    if (view.kind == FrameKind::None)
+        return;
+    ++port.statistics.pdusOut.at(formIndex(view.kind));
+    port.statistics.bytesOut += bytes.size();
+    SentEvents events(port, nowMs, sinceStart(nowMs, startMs_));
+    walkEvents(view, events);
+}
+
+void FrameWatch::prepare(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    record(unit);
+}
+
+void FrameWatch::membersRefused(u32 unit, const VlanBitmap& vlans) {
+    u32 count = 0;
+    for (const u8 byte : vlans)
+        count += static_cast<u32>(std::popcount(byte));
+    const std::lock_guard lock(mutex_);
+    failed(record(unit), FailedRegistration::SwitchRefused) += count;
+}
+
+void FrameWatch::setRegistration(u32 unit, u32 mode) {
+    const std::lock_guard lock(mutex_);
+    record(unit).registration = mode;
+}
+
+PortStatisticsRecord FrameWatch::statistics(u32 unit) const {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    PortStatisticsRecord statistics = port == nullptr ? PortStatisticsRecord{} : port->statistics;
+    statistics.sinceMs = nowMs - (port == nullptr ? startMs_ : port->countedFromMs);
+    statistics.lastPduMs = agoOrNever(port == nullptr ? 0 : port->lastPduMs, nowMs);
+    return statistics;
+}
+
+void FrameWatch::clear(u32 unit) {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    for (auto& [number, port] : ports_) {
+        if (unit != 0 && unit != number)
+            continue;
+        const std::array<u8, 6> origin = port->statistics.lastPduOrigin;
+        port->statistics = {};
+        port->statistics.lastPduOrigin = origin;
+        port->countedFromMs = nowMs;
+    }
+}
+
+PortHistoryRecord FrameWatch::history(u32 unit) const {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    if (port == nullptr)
+        return {kNever, kNever, kNever};
+    return {agoOrNever(port->leaveAllInMs, nowMs), agoOrNever(port->leaveAllOutMs, nowMs),
+            agoOrNever(port->leaveTimerMs, nowMs)};
+}
+
+VlanHistoryRecord FrameWatch::vlanHistory(u32 unit, u32 vid) const {
+    const u32 now = sinceStart(monotonicMs(), startMs_);
+    const auto ago = [now](u32 when) { return when == 0 ? kNever32 : now - when; };
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    if (port == nullptr || vid >= kVlanIds)
+        return {kNever32, kNever32, kNever32, {}, 0, 0};
+    const VlanMemory& vlan = port->vlans[vid];
+    return {ago(vlan.joinMs),
+            ago(vlan.leaveMs),
+            ago(vlan.sentMs),
+            vlan.origin,
+            static_cast<u8>(vlan.joinEvent),
+            static_cast<u8>(vlan.sentEvent)};
+}
+
+void FrameWatch::forget(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    ports_.erase(unit);
+}
+
+}  // namespace platform

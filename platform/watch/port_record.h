@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+//
+// What the host remembers of one port: counters of PDUs and events, and for each VLAN when it was
+// last declared, withdrawn and spoken of. Plain records, owned and locked by FrameWatch. Times are
+// milliseconds on the monotonic clock, 0 for never; those of VLANs count from the start of the
+// watch and fit 32 bits for 49 days, after which they are taken for never.
+#pragma once
+
+#include <array>
+
+#include "platform/command/watch_wire.h"
+#include "platform/wire/events.h"
+
+namespace platform {
+
+inline constexpr u32 kVlanIds = 4096;
+
+struct VlanMemory {
+    u32 joinMs = 0;
+    u32 leaveMs = 0;
+    u32 sentMs = 0;
+    MacAddress origin{};  ///< who sent the join
+    PduEvent joinEvent = PduEvent::New;
+    PduEvent sentEvent = PduEvent::New;
+};
+
+struct PortRecord {
+    PortStatisticsRecord statistics{};  ///< its times are filled in when it is read
+    u64 countedFromMs = 0;
+    u64 lastPduMs = 0;
+    u64 leaveAllInMs = 0;
+    u64 leaveAllOutMs = 0;
+    u64 leaveTimerMs = 0;  ///< when what starts the leave timer was last seen
+    u32 registration = 1;  ///< registration mode: 1 normal, 2 fixed, 3 forbidden
+    std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID
+};
+
+}  // namespace platform
