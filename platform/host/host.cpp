@@ -3,6 +3,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <limits>
 #include <utility>
@@ -13,6 +14,7 @@
 #include "platform/contract/sil.h"
 #include "platform/host/adoption.h"
 #include "platform/host/debug_socket.h"
+#include "platform/host/service.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
 #include "platform/runtime/process_runtime.h"
@@ -40,6 +42,7 @@ void reportFixed(const HostConfig& before, const HostConfig& next) {
     report(before.commandGroup != next.commandGroup, "[command]");
     report(before.debugSocket != next.debugSocket, "[debug]");
     report(before.standby != next.standby, "[standby]");
+    report(before.process != next.process, "[process]");
     report(before.storeFile != next.storeFile, "[store]");
 }
 
@@ -158,7 +161,16 @@ void Host::becomeActive() {
     clearUnclaimedAfter(time, switch_, server_);
 }
 
+std::string Host::status() const {
+    const auto ports = switch_.listPorts(0, std::numeric_limits<std::size_t>::max());
+    const auto taking = std::ranges::count_if(
+        ports, [](const PortSummary& port) { return port.mvrp || port.gvrp; });
+    return std::string(role_.role() == HostRole::Active ? "active" : "standby") + ", " +
+           std::to_string(taking) + " of " + std::to_string(ports.size()) + " ports take part";
+}
+
 void Host::reload() {
+    const ServiceReload reloading;
     if (configFile_.empty()) {
         logMessage(LogPriority::Notice, "SIGHUP: there is no configuration file to read again");
         return;
@@ -189,6 +201,7 @@ void Host::applyConfig(HostConfig next) {
 }
 
 void Host::end() {
+    notifyService("STOPPING=1");
     frames_.stop();  // completes the captures
     role_.end();
     if (config_.debugSocket)

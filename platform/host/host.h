@@ -30,6 +30,8 @@ class Host {
 
     /// Puts everything in place for the daemon to start. @param error  receives what was wrong
     bool start(std::string& error);
+    /// What this daemon does, in a line, for the service manager. Any thread, after start().
+    std::string status() const;
 
   private:
     void registerRequests();

@@ -4,8 +4,10 @@
 // the daemon. Exit status: 0 after SIGTERM or SIGINT, or when the configuration is right (--check);
 // 1 when it could not start; 2 for a wrong command line.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -15,7 +17,10 @@
 #include "platform/config/load.h"
 #include "platform/contract/process.h"
 #include "platform/host/host.h"
+#include "platform/host/privileges.h"
+#include "platform/host/service.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/paths.h"
 #include "platform/runtime/signals.h"
 
 namespace {
@@ -68,6 +73,28 @@ std::optional<HostConfig> readConfig(const Arguments& arguments) {
     return loaded.config;
 }
 
+/// Gives up what the configuration does not need, and says what is left.
+bool becomeLeast(const HostConfig& config, const std::string& configFile) {
+    std::string error;
+    if (!dropPrivileges(privilegesFor(config), error)) {
+        std::fprintf(stderr, "mvrp: %s\n", error.c_str());
+        return false;
+    }
+    logMessage(LogPriority::Notice, "running as %s", heldPrivileges().c_str());
+    if (!configFile.empty() && access(configFile.c_str(), R_OK) != 0)
+        logMessage(LogPriority::Warning,
+                   "%s is not readable for this user: SIGHUP will not be able to read it again",
+                   configFile.c_str());
+    const std::string directory = runtimePath("/tmp/");
+    if (access(directory.c_str(), W_OK | X_OK) == 0)
+        return true;
+    std::fprintf(stderr,
+                 "mvrp: %s: %s; the directory of the sockets has to exist and be writable for the "
+                 "user that mvrp runs as ($%s)\n",
+                 directory.c_str(), errorText(errno).c_str(), kRuntimeDirVariable);
+    return false;
+}
+
 int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
     holdSignals();
     const auto enabled = config.options.find("mvrp.enable");
@@ -76,12 +103,15 @@ int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
                      arguments.configFile.c_str());
         return kExitFailed;
     }
+    if (!becomeLeast(config, arguments.configFile))
+        return kExitFailed;
     auto host = std::make_unique<Host>(std::move(config), arguments.configFile);
     std::string error;
     if (!host->start(error)) {
         std::fprintf(stderr, "mvrp: %s\n", error.c_str());
         return kExitFailed;
     }
+    startService([running = host.get()] { return running->status(); });
     mvrpProcessMain(argc, argv);
     // The daemon has said in the log what it could not do. Its tasks may run: no destructors.
     std::fflush(nullptr);

@@ -41,6 +41,9 @@ struct ProcessRuntime {
     /// still do.
     std::function<void()> onEnd;
 
+    /// Rounds of the protocol task: how often it looked at its timers. An idle one does so about
+    /// once a second, one that hangs does not. Written by silTimerListCheck(). Any thread.
+    std::atomic<u64> protocolRounds{0};
     /// The protocol id that the daemon announced (scalar 499). Any thread.
     std::atomic<u32> announcedProtocol{0};
     /// Whether procShellInit() was called: the debug shell answers from then on. Any thread.

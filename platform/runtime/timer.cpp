@@ -9,6 +9,7 @@
 
 #include "platform/containers/timer_heap.h"
 #include "platform/contract/sil.h"
+#include "platform/runtime/process_runtime.h"
 
 namespace platform {
 namespace {
@@ -60,6 +61,7 @@ s32 silTimerListNextTimeout(SilTimerList* list) {
 }
 
 void silTimerListCheck(SilTimerList* list) {
+    processRuntime().protocolRounds.fetch_add(1, std::memory_order_relaxed);
     // The clock is read for each: a timer that a handler starts at 0 ms is due within this check.
     for (u32 run = 0; run < kMaxHandlersPerCheck; run++) {
         const DueTimer due = timerHeapPopDue(*list, monotonicMs());
