@@ -58,7 +58,7 @@ class StateSwitch : public SwitchDriver {
         return role_ == HostRole::Active && (port.mvrp || port.gvrp);
     }
 
-    std::mutex changeMutex_;
+    mutable std::mutex changeMutex_;
     mutable std::mutex mutex_;
     SwitchState state_;                 ///< guarded by mutex_
     HostRole role_ = HostRole::Active;  ///< guarded by mutex_

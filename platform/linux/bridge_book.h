@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+//
+// What the driver knows of its bridge: how the kernel was last seen, and what of it is the daemon's
+// own. Plain records and what follows from them; owned and locked by LinuxSwitch.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/config/host_config.h"
+#include "platform/linux/kernel.h"
+#include "platform/switch/switch_state.h"
+
+namespace platform {
+
+struct BridgePort {
+    KernelLink link;
+    VlanBitmap
+        carried{};  ///< entries that the kernel has: as last read, and as changed by us since
+    VlanBitmap untagged{};     ///< of these
+    u32 pvid = 0;              ///< 0 none
+    VlanBitmap added{};        ///< entries that the daemon made, as in the ledger
+    bool guard = false;        ///< ours is on the port
+    bool guardFailed = false;  ///< and that was said
+    bool unsure = false;       ///< a change failed: `added` may name what is not there
+    u32 generation = 0;        ///< a port that comes anew under an old index has another
+
+    VlanBitmap foreign() const;
+    /// Entries of `added` that can not be ours any more: the daemon's are tagged only.
+    VlanBitmap takenOver() const;
+};
+
+struct BridgeBook {
+    KernelLink bridge;              ///< index 0: there is none
+    VlanBitmap bridgeVlans{};       ///< entries of the bridge device itself
+    std::vector<BridgePort> ports;  ///< ascending by index
+
+    /// @return the port, or null
+    const BridgePort* find(u32 index) const;
+    BridgePort* find(u32 index);
+    /// What others configured anywhere on the bridge, and VLAN 1.
+    VlanBitmap staticVlans() const;
+};
+
+/// The bridge of that name as the kernel tells; nothing of it is the daemon's yet. Ports whose
+/// index does not fit a unit are left out.
+BridgeBook readBook(std::span<const KernelLink> links, std::span<const KernelVlans> vlans,
+                    const std::string& bridge);
+
+/// What is seen of a link; not forwarding counts as down.
+bool isUp(const KernelLink& link, bool filtering);
+
+/// A port as the daemon sees it: without protocols and memberships.
+SwitchPort describePort(const BridgePort& port, const VlanBitmap& staticVlans,
+                        const LinuxBridgeConfig& config, bool filtering);
+
+}  // namespace platform

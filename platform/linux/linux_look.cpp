@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: MIT
+//
+// What the kernel tells the driver: each look reads all of the bridge, carries over what is the
+// daemon's, reports what became different, and has the rest settled.
+#include <algorithm>
+#include <utility>
+
+#include "platform/linux/linux_switch.h"
+#include "platform/runtime/log.h"
+#include "platform/switch/vlan_algebra.h"
+
+namespace platform {
+namespace {
+
+bool contains(const std::vector<u32>& list, u32 index) {
+    return std::ranges::find(list, index) != list.end();
+}
+
+void logVlans(LogPriority priority, const char* format, const BridgePort& port,
+              const VlanBitmap& vlans) {
+    logMessage(priority, format, port.link.name.c_str(), formatVlanRanges(vlans).c_str());
+}
+
+/// A link that was away for a while, or a port that was taken out of the bridge and put back: down
+/// arms the daemon's timers, so that it declares again.
+void reportBounced(const SwitchState& before, const SwitchState& after, const Churn& churn,
+                   RouteBatch& batch) {
+    for (const SwitchPort& port : after.ports) {
+        const SwitchPort* old = before.find(port.unit);
+        const bool was = contains(churn.bounced, port.unit) || contains(churn.removed, port.unit);
+        if (was && old != nullptr && old->linkUp && port.linkUp) {
+            batch.linkState(port.unit, false);
+            batch.linkState(port.unit, true);
+        }
+    }
+}
+
+}  // namespace
+
+void LinuxSwitch::handleEvents() {
+    events_.clear();
+    kernel_.readEvents(events_);
+    const std::lock_guard serial(changeMutex_);
+    if (stopped_)
+        return;
+    const Churn churn = weighEvents(events_, book_, config_.bridge);
+    if (churn.lost)
+        logMessage(LogPriority::Warning,
+                   "notifications of the kernel were lost: the bridge is read as a whole");
+    if (churn.look || unfinished_)
+        look(churn);
+}
+
+bool LinuxSwitch::readKernel(BridgeBook& book, std::vector<KernelLink>& links,
+                             KernelResult& result) {
+    std::vector<KernelVlans> vlans;
+    result = kernel_.readLinks(links);
+    if (result)
+        result = kernel_.readVlans(vlans);
+    if (result)
+        book = readBook(links, vlans, config_.bridge);
+    return static_cast<bool>(result);
+}
+
+void LinuxSwitch::look(const Churn& churn) {
+    BridgeBook next;
+    std::vector<KernelLink> links;
+    KernelResult result;
+    unfinished_ = false;
+    if (!readKernel(next, links, result)) {
+        logMessage(LogPriority::Error, "the bridge can not be read, it is tried again: %s",
+                   result.what.c_str());
+        setUnfinished();
+        return;
+    }
+    reportBridge(next);
+    RouteBatch batch;
+    leavePorts(next, links, batch);
+    carryOver(next, churn);
+    const bool renamed =
+        !std::ranges::equal(book_.ports, next.ports, [](const BridgePort& a, const BridgePort& b) {
+            return a.generation == b.generation && a.link.name == b.link.name;
+        });
+    book_ = std::move(next);
+    staticVlans_ = book_.staticVlans();
+    {
+        const std::lock_guard lock(mutex_);
+        SwitchState state = stateOf(book_, churn);
+        if (!churn.gone.empty()) {
+            // An interface that came anew under its old index is another port.
+            SwitchState without = state_;
+            std::erase_if(without.ports, [&churn](const SwitchPort& port) {
+                return contains(churn.gone, port.unit);
+            });
+            replaceState(std::move(without), batch);
+        }
+        reportBounced(state_, state, churn, batch);
+        replaceState(std::move(state), batch);
+    }
+    deliver(batch);
+    settleAll();
+    if (renamed && listeners_.portsChanged)
+        listeners_.portsChanged();
+}
+
+/// Ports that are no members any more. One that went into a bond of the bridge has joined an
+/// aggregation.
+void LinuxSwitch::leavePorts(const BridgeBook& next, const std::vector<KernelLink>& links,
+                             RouteBatch& batch) {
+    for (const BridgePort& port : book_.ports) {
+        const u32 index = port.link.index;
+        if (next.find(index) != nullptr)
+            continue;
+        ledger_.forget(index);
+        const auto link = std::ranges::find(links, index, &KernelLink::index);
+        if (link == links.end())
+            continue;
+        if (port.guard)
+            kernel_.setGuard(index, false);
+        const BridgePort* bond = next.find(link->master);
+        if (bond != nullptr && bond->link.kind == LinkKind::Bond)
+            batch.joinedAggregation(index, bond->link.index);
+    }
+}
+
+void LinuxSwitch::carryOver(BridgeBook& next, const Churn& churn) {
+    const bool sameBridge = next.bridge.index == book_.bridge.index;
+    if (!sameBridge && next.bridge.index != 0)
+        ledger_.restart(currentScope(config_.bridge, next.bridge.index));
+    for (BridgePort& port : next.ports) {
+        const u32 index = port.link.index;
+        const BridgePort* old = sameBridge ? book_.find(index) : nullptr;
+        if (old == nullptr || contains(churn.gone, index)) {
+            ledger_.forget(index);
+            welcomePort(port);
+        } else {
+            carryOverPort(port, *old, contains(churn.removed, index));
+        }
+    }
+}
+
+void LinuxSwitch::carryOverPort(BridgePort& next, const BridgePort& old, bool wasRemoved) {
+    next.generation = old.generation;
+    next.guard = old.guard;
+    next.guardFailed = old.guardFailed;
+    next.added = old.added;
+    const VlanBitmap taken = next.takenOver();
+    const VlanBitmap wiped = vlanDifference(old.added, next.carried);
+    next.added = vlanIntersection(vlanDifference(old.added, taken), next.carried);
+    ledger_.prepare(next.link.index, next.link.name);
+    ledger_.store(next.link.index, next.added);
+    if (!vlanIsEmpty(taken))
+        logVlans(LogPriority::Notice, "%s: others configured VLANs %s, which are theirs now", next,
+                 taken);
+    if (vlanIsEmpty(wiped) || old.unsure)
+        return;
+    if (wasRemoved)
+        logVlans(LogPriority::Notice,
+                 "%s was taken out of the bridge and put back: VLANs %s are written again", next,
+                 wiped);
+    else
+        logVlans(LogPriority::Warning,
+                 "%s: others removed VLANs %s, which the daemon had added: they are written again",
+                 next, wiped);
+}
+
+/// A port that was not there before.
+void LinuxSwitch::welcomePort(BridgePort& port) {
+    const u32 index = port.link.index;
+    port.generation = ++generations_;
+    ledger_.prepare(index, port.link.name);
+    ledger_.store(index, port.added);
+    // An earlier daemon may have left its guard.
+    if (!kernel_.readGuard(index, port.guard))
+        port.guard = false;
+}
+
+SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) const {
+    SwitchState next;
+    vlanForEach(state_.vlans(QorVlanType::Dynamic),
+                [&next](u32 vid) { next.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic); });
+    vlanForEach(staticVlans_,
+                [&next](u32 vid) { next.kinds[vid] = static_cast<u8>(QorVlanType::Static); });
+    const VlanBitmap existing = next.vlans();
+    for (const BridgePort& port : book.ports) {
+        SwitchPort seen = describePort(port, staticVlans_, config_, book.bridge.vlanFiltering);
+        const SwitchPort* old = state_.find(seen.unit);
+        if (old != nullptr && !contains(churn.gone, seen.unit)) {
+            seen.mvrp = old->mvrp;
+            seen.gvrp = old->gvrp;
+            seen.dynamic = vlanIntersection(old->dynamic, existing);
+            // What a port carries because it is static is no membership of the protocol any more.
+            if (takesPart(seen))
+                seen.dynamic = vlanDifference(seen.dynamic, carriedStatics(port));
+            seen.adopted = vlanIntersection(old->adopted, seen.dynamic);
+        }
+        next.ports.push_back(seen);
+    }
+    return next;
+}
+
+void LinuxSwitch::reportBridge(const BridgeBook& next) const {
+    const char* name = config_.bridge.c_str();
+    const bool was = book_.bridge.index != 0;
+    const bool is = next.bridge.index != 0;
+    if (was && next.bridge.index != book_.bridge.index)
+        logMessage(LogPriority::Warning, "bridge %s is gone, with all its ports", name);
+    if (is && next.bridge.index != book_.bridge.index)
+        logMessage(LogPriority::Notice, "bridge %s is there", name);
+    if (is && !next.bridge.vlanFiltering && (!was || book_.bridge.vlanFiltering))
+        logMessage(LogPriority::Error,
+                   "bridge %s is not VLAN-aware any more, its ports take no part until it is: ip "
+                   "link set %s type bridge vlan_filtering 1",
+                   name, name);
+    if (is && next.bridge.vlanFiltering && was && !book_.bridge.vlanFiltering)
+        logMessage(LogPriority::Notice, "bridge %s is VLAN-aware again", name);
+}
+
+void LinuxSwitch::setUnfinished() {
+    if (!unfinished_.exchange(true) && listeners_.tryAgain)
+        listeners_.tryAgain();
+}
+
+}  // namespace platform

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#include "platform/linux/linux_monitor.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+
+namespace platform {
+namespace {
+
+constexpr std::chrono::milliseconds kBurst{50};
+/// How soon what failed is tried again.
+constexpr int kRetryMs = 500;
+
+}  // namespace
+
+LinuxMonitor::LinuxMonitor(const Kernel& kernel, LinuxSwitch& driver)
+    : kernel_(kernel), driver_(driver), wakeUp_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+LinuxMonitor::~LinuxMonitor() {
+    stop();
+}
+
+bool LinuxMonitor::start() {
+    if (!wakeUp_.isOpen())
+        return false;
+    running_ = true;
+    thread_ = std::thread([this] { loop(); });
+    return true;
+}
+
+void LinuxMonitor::stop() {
+    running_ = false;
+    wake();
+    if (thread_.joinable())
+        thread_.join();
+}
+
+void LinuxMonitor::wake() const {
+    const u64 one = 1;
+    [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
+}
+
+void LinuxMonitor::loop() {
+    while (running_) {
+        std::array<pollfd, 2> items = {
+            {{kernel_.waitDescriptor(), POLLIN, 0}, {wakeUp_.get(), POLLIN, 0}}};
+        poll(items.data(), items.size(), driver_.hasUnfinished() ? kRetryMs : -1);
+        if ((items[1].revents & POLLIN) != 0) {
+            u64 signals = 0;
+            [[maybe_unused]] const ssize_t cleared = read(wakeUp_.get(), &signals, sizeof signals);
+            // Woken to try again in a while, or to end.
+            if (items[0].revents == 0)
+                continue;
+        }
+        std::this_thread::sleep_for(kBurst);
+        if (running_)
+            driver_.handleEvents();
+    }
+}
+
+}  // namespace platform

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+//
+// What the daemon and the host ask of the driver; linux_look.cpp is what the kernel tells it, and
+// linux_settle.cpp how the kernel is brought to what is wanted.
+#include "platform/linux/linux_switch.h"
+
+#include <utility>
+
+#include "platform/runtime/log.h"
+#include "platform/switch/vlan_algebra.h"
+
+namespace platform {
+namespace {
+
+SwitchState emptyState() {
+    SwitchState state;
+    state.kinds[kDefaultVlan] = static_cast<u8>(QorVlanType::Static);
+    return state;
+}
+
+}  // namespace
+
+LinuxSwitch::LinuxSwitch(Kernel& kernel, LinuxBridgeConfig config, std::string ledgerPath)
+    : StateSwitch(emptyState(), false),
+      kernel_(kernel),
+      ledgerPath_(std::move(ledgerPath)),
+      config_(std::move(config)) {}
+
+bool LinuxSwitch::start(std::string& error) {
+    const std::lock_guard serial(changeMutex_);
+    BridgeBook first;
+    std::vector<KernelLink> links;
+    KernelResult result;
+    if (!readKernel(first, links, result)) {
+        error = "the bridge can not be read: " + result.what;
+        return false;
+    }
+    const std::string& name = config_.bridge;
+    if (first.bridge.index == 0) {
+        error = "there is no bridge " + name + "; make it: ip link add " + name +
+                " type bridge vlan_filtering 1";
+        return false;
+    }
+    if (!first.bridge.vlanFiltering) {
+        error = "bridge " + name + " is not VLAN-aware; switch it on: ip link set " + name +
+                " type bridge vlan_filtering 1";
+        return false;
+    }
+    if (!ledger_.open(ledgerPath_, currentScope(name, first.bridge.index), error))
+        return false;
+    book_ = std::move(first);
+    adoptLedger();
+    const std::lock_guard lock(mutex_);
+    RouteBatch unheard;  // the daemon has not started
+    replaceState(adoptedState(), unheard);
+    return true;
+}
+
+void LinuxSwitch::adoptLedger() {
+    for (BridgePort& port : book_.ports) {
+        for (const LedgerRecord& record : ledger_.found())
+            if (record.index == port.link.index && record.name == port.link.name)
+                port.added = vlanIntersection(record.added, port.carried);
+        port.added = vlanDifference(port.added, port.takenOver());
+        welcomePort(port);
+    }
+    for (const LedgerRecord& record : ledger_.found())
+        if (book_.find(record.index) == nullptr)
+            ledger_.forget(record.index);
+    staticVlans_ = book_.staticVlans();
+}
+
+SwitchState LinuxSwitch::adoptedState() const {
+    SwitchState state = stateOf(book_, {});
+    for (const BridgePort& port : book_.ports) {
+        state.find(port.link.index)->dynamic = port.added;
+        vlanForEach(vlanDifference(port.added, staticVlans_), [&state](u32 vid) {
+            state.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
+        });
+    }
+    return state;
+}
+
+void LinuxSwitch::reconfigure(const LinuxBridgeConfig& config) {
+    const std::lock_guard serial(changeMutex_);
+    const std::string bridge = std::move(config_.bridge);
+    config_ = config;
+    config_.bridge = bridge;
+    if (!stopped_)
+        look({});
+}
+
+std::vector<LinuxPortFacts> LinuxSwitch::ports() const {
+    const std::lock_guard serial(changeMutex_);
+    std::vector<LinuxPortFacts> list;
+    for (const BridgePort& port : book_.ports)
+        list.push_back({port.link.index, port.link.name, port.generation});
+    return list;
+}
+
+void LinuxSwitch::stop() {
+    const std::lock_guard serial(changeMutex_);
+    if (std::exchange(stopped_, true))
+        return;
+    if (config_.onStop == OnStop::Remove)
+        for (BridgePort& port : book_.ports) {
+            removeEntries(port, port.added);
+            if (port.guard)
+                kernel_.setGuard(port.link.index, false);
+        }
+    ledger_.close();
+}
+
+bool LinuxSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
+    const std::lock_guard serial(changeMutex_);
+    if (!StateSwitch::setProtocol(unit, protocol, enabled))
+        return false;
+    BridgePort* port = book_.find(unit);
+    if (stopped_ || port == nullptr)
+        return true;
+    // Whether the port takes part does not depend on its static VLANs: they are tried again.
+    settleGuard(*port);
+    if (!settle(*port))
+        setUnfinished();
+    return true;
+}
+
+/// Changes the memory, then the kernel; when that refuses, both are put back.
+template <typename Change>
+bool LinuxSwitch::changeMemberships(u32 unit, Change change) {
+    const std::lock_guard serial(changeMutex_);
+    BridgePort* port = book_.find(unit);
+    const Memberships before = membershipsOf(unit);
+    if (!change())
+        return false;
+    if (stopped_ || port == nullptr || settle(*port))
+        return true;
+    {
+        const std::lock_guard lock(mutex_);
+        SwitchPort& own = *state_.find(unit);
+        own.dynamic = before.dynamic;
+        own.adopted = before.adopted;
+    }
+    settle(*port);
+    setUnfinished();
+    return false;
+}
+
+bool LinuxSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
+    return changeMemberships(unit, [&] { return StateSwitch::addDynamic(unit, vlans); });
+}
+
+bool LinuxSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
+    return changeMemberships(unit, [&] { return StateSwitch::removeDynamic(unit, vlans); });
+}
+
+LinuxSwitch::Memberships LinuxSwitch::membershipsOf(u32 unit) const {
+    const std::lock_guard lock(mutex_);
+    const SwitchPort* port = state_.find(unit);
+    return port == nullptr ? Memberships{} : Memberships{port->dynamic, port->adopted};
+}
+
+u32 LinuxSwitch::removeUnclaimed() {
+    {
+        const std::lock_guard serial(changeMutex_);
+        adopting_ = false;
+    }
+    return StateSwitch::removeUnclaimed();
+}
+
+void LinuxSwitch::stateChanged() {
+    if (!stopped_)
+        settleAll();
+}
+
+}  // namespace platform

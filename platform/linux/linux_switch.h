@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+//
+// The Linux driver: a VLAN-aware bridge of this machine's kernel. Units are interface indexes,
+// ports are the members of the bridge, a bond among them is an aggregation. What the daemon reads
+// comes from memory; what it changes goes to the kernel in the task that asks.
+//
+// A port carries in the kernel what others configured on it, and of ours: its dynamic memberships,
+// and while it takes part every static VLAN of its permit list. One procedure makes the difference
+// between that and what the kernel has, at every occasion. What is ours is in the ledger, and
+// nothing else is ever removed.
+//
+// Locking: as StateSwitch; changeMutex_ is also held for every call of the kernel but readEvents(),
+// so a look at the kernel sees all that was changed before. handleEvents() belongs to the monitor
+// thread. The listeners are called with changeMutex_ held: they hand over to another thread.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/config/host_config.h"
+#include "platform/linux/bridge_book.h"
+#include "platform/linux/churn.h"
+#include "platform/linux/kernel.h"
+#include "platform/linux/ledger.h"
+#include "platform/switch/state_switch.h"
+
+namespace platform {
+
+/// A port as the host has to know it.
+struct LinuxPortFacts {
+    u32 unit = 0;
+    std::string name;
+    u32 generation = 0;  ///< differs when the port came anew under an old index
+
+    bool operator==(const LinuxPortFacts&) const = default;
+};
+
+struct LinuxListeners {
+    /// Ports came, went or were renamed.
+    std::function<void()> portsChanged;
+    /// Something could not be done and is to be tried again: call handleEvents() in a while.
+    std::function<void()> tryAgain;
+};
+
+class LinuxSwitch final : public StateSwitch {
+  public:
+    /// @param kernel      outlives it
+    /// @param ledgerPath  of the file that start() opens
+    LinuxSwitch(Kernel& kernel, LinuxBridgeConfig config, std::string ledgerPath);
+
+    /// Set before other threads run.
+    void setListeners(LinuxListeners listeners) { listeners_ = std::move(listeners); }
+    /// Looks at the bridge for the first time, and finds in the ledger what an earlier daemon left
+    /// there: dynamic memberships, that adoptMemberships() marks.
+    /// @param error  receives what was wrong and what to do
+    bool start(std::string& error);
+    /// Reads the kernel's notifications and acts on them. Also tries again what failed.
+    void handleEvents();
+    /// Whether something is to be tried again.
+    bool hasUnfinished() const { return unfinished_; }
+    /// Takes over other settings; that of the bridge's name stays.
+    void reconfigure(const LinuxBridgeConfig& config);
+    std::vector<LinuxPortFacts> ports() const;
+    /// The clean end: takes out what is the daemon's, or leaves it for the next start. From then on
+    /// nothing reaches the kernel.
+    void stop();
+
+    bool setProtocol(u32 unit, u32 protocol, bool enabled) override;
+    bool addDynamic(u32 unit, const VlanBitmap& vlans) override;
+    bool removeDynamic(u32 unit, const VlanBitmap& vlans) override;
+    u32 removeUnclaimed() override;
+    DriverKind kind() const override { return DriverKind::LinuxBridge; }
+    HostStatus change(const SwitchChangeRecord& record, std::string& error) override;
+
+  protected:
+    void stateChanged() override;
+
+  private:
+    /// What a port's memberships are, to be put back when the kernel refuses.
+    struct Memberships {
+        VlanBitmap dynamic{};
+        VlanBitmap adopted{};
+    };
+
+    // All below: changeMutex_ is held, mutex_ only where it is said.
+    bool readKernel(BridgeBook& book, std::vector<KernelLink>& links, KernelResult& result);
+    void adoptLedger();
+    SwitchState adoptedState() const;
+    void look(const Churn& churn);
+    void carryOver(BridgeBook& next, const Churn& churn);
+    void carryOverPort(BridgePort& next, const BridgePort& old, bool wasRemoved);
+    void welcomePort(BridgePort& port);
+    void leavePorts(const BridgeBook& next, const std::vector<KernelLink>& links,
+                    RouteBatch& batch);
+    /// What the daemon is to see of the bridge. @pre mutex_ is held
+    SwitchState stateOf(const BridgeBook& book, const Churn& churn) const;
+    void reportBridge(const BridgeBook& next) const;
+    void setUnfinished();
+
+    /// The static VLANs that the port carries while it takes part.
+    VlanBitmap carriedStatics(const BridgePort& port) const;
+    /// What the port is to carry, whoever configured it.
+    VlanBitmap wantedOf(const BridgePort& port) const;
+    /// Brings the kernel to what is wanted. @return whether it is
+    bool settle(BridgePort& port);
+    bool writeDifference(BridgePort& port);
+    bool addEntries(BridgePort& port, const VlanBitmap& vlans);
+    bool removeEntries(BridgePort& port, const VlanBitmap& vlans);
+    bool request(BridgePort& port, VlanChange change, const VlanBitmap& vlans);
+    void readAgain(BridgePort& port);
+    void settleGuard(BridgePort& port);
+    void settleAll();
+    template <typename Change>
+    bool changeMemberships(u32 unit, Change change);
+    Memberships membershipsOf(u32 unit) const;
+
+    Kernel& kernel_;
+    const std::string ledgerPath_;
+    LinuxListeners listeners_;
+    std::atomic<bool> unfinished_{false};
+    std::vector<KernelEvent> events_;  ///< the monitor thread's
+
+    // Guarded by changeMutex_.
+    LinuxBridgeConfig config_;
+    BridgeBook book_;
+    VlanBitmap staticVlans_{};
+    Ledger ledger_;
+    bool adopting_ = true;  ///< guards of an earlier daemon stay
+    bool stopped_ = false;
+    u32 generations_ = 0;
+};
+
+}  // namespace platform
