@@ -211,7 +211,8 @@ std::shared_ptr<Cable> openInterface(const CableConfig& config, std::string& err
     // Protocol 0: nothing is received before the filter is in place.
     Descriptor packet(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!packet.isOpen()) {
-        return fail(error, "packet socket (needs CAP_NET_RAW)");
+        return fail(error,
+                    "packet socket (needs CAP_NET_RAW, which [process] keep-net-raw = true keeps)");
     }
     if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index))) {
         return fail(error, "interface '" + config.interfaceName + "'");
