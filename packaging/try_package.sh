@@ -1,0 +1,75 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Installs the package into a copy of this machine's root that only this script sees (an overlay in a mount
+# namespace of its own), tries what it brought, removes and purges it, and looks for what is left. As root.
+# Prints a line for each thing looked at, and at the end "N passed, N failed".
+set -euo pipefail
+package=$(readlink -f "$1")
+here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
+
+if [[ -z ${MVRP_TRY_ROOT:-} ]]; then
+    MVRP_TRY_ROOT=$(mktemp -d) exec unshare -m --propagation private "$here/$(basename "$0")" "$package"
+fi
+
+root=$MVRP_TRY_ROOT/root
+mount -t tmpfs -o size=1g try "$MVRP_TRY_ROOT"
+mkdir "$MVRP_TRY_ROOT"/{root,upper,work}
+mount -t overlay -o "lowerdir=/,upperdir=$MVRP_TRY_ROOT/upper,workdir=$MVRP_TRY_ROOT/work" try "$root"
+mount -t proc proc "$root/proc"
+mount --rbind /dev "$root/dev"
+mount -t tmpfs run "$root/run"
+mount -t tmpfs tmp "$root/tmp"
+cp "$package" "$root/tmp/mvrp.deb"
+# Nothing starts in there.
+printf '#!/bin/sh\nexit 101\n' > "$root/usr/sbin/policy-rc.d"
+chmod +x "$root/usr/sbin/policy-rc.d"
+trap 'cd /; umount -R "$MVRP_TRY_ROOT" 2>/dev/null || umount -lR "$MVRP_TRY_ROOT"; rmdir "$MVRP_TRY_ROOT"' EXIT
+
+passed=0 failed=0
+# expect TEXT COMMAND...: the command succeeds inside.
+expect() {
+    local text=$1 log
+    shift
+    if log=$(chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root "$@" 2>&1); then
+        passed=$((passed + 1))
+        printf '  ok      %s\n' "$text"
+    else
+        failed=$((failed + 1))
+        printf '  FAILED  %s\n%s\n' "$text" "$log"
+    fi
+}
+
+expect 'it installs, with what it depends on' \
+    apt-get install -y -q --no-install-recommends /tmp/mvrp.deb
+expect 'its user is there' getent passwd mvrp
+expect 'the default configuration is right' mvrp --check
+expect 'mvrpctl runs' mvrpctl --version
+for page in 'mvrp.8' 'mvrpctl.8'; do
+    expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
+done
+expect 'manual page mvrp.toml.5' test -s /usr/share/man/man5/mvrp.toml.5.gz
+expect 'manual page mvrp.7' test -s /usr/share/man/man7/mvrp.7.gz
+expect 'completion for bash' test -s /usr/share/bash-completion/completions/mvrpctl
+expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl
+expect 'the unit' test -s /lib/systemd/system/mvrp.service
+expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
+    mkdir -p /run/try && MVRP_RUNTIME_DIR=/run/try mvrp 2>/tmp/log &
+    for _ in $(seq 100); do
+        MVRP_RUNTIME_DIR=/run/try mvrpctl show && break
+        sleep 0.1
+    done
+    MVRP_RUNTIME_DIR=/run/try mvrpctl show; status=$?
+    kill %1 && wait
+    exit $status'
+expect 'a changed configuration stays over a removal' bash -c '
+    echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
+expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl'
+expect 'it purges' apt-get purge -y -q mvrp
+expect 'nothing of it is left' bash -c '
+    left=$(find /etc/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
+        /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* 2>/dev/null)
+    echo "$left"; [[ -z $left ]]'
+
+printf '%d passed, %d failed\n' "$passed" "$failed"
+((failed == 0))
