@@ -5,6 +5,7 @@
 #include <array>
 #include <string_view>
 
+#include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
 #include "tests/simulation/platform_events.h"
@@ -196,6 +197,9 @@ void restoreManagement(Node& node) {
     setScalar(MVRP_SCALAR_ENABLE, MVRP_ON);
     setScalar(MVRP_SCALAR_GVRP_COMPLIANCE, MVRP_OFF);
     for (auto& [unit, port] : node.host.switchState.ports) {
+        // A port that was switched off half-way does not come back otherwise.
+        if (const auto* entry = mvrpPortEntryGet(unit); entry != nullptr && entry->enable == 0)
+            setPortEnabled(node, unit, false);
         setPortEnabled(node, unit, true);
         setPort(unit, MVRP_PORT_REGISTRATION_MODE, MVRP_REGISTRATION_NORMAL);
         setPort(unit, MVRP_PORT_PARTICIPANT_MODE, MVRP_PARTICIPANT_FULL);
