@@ -4,6 +4,7 @@
 #include <linux/netlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/linux/netlink_attributes.h"
@@ -20,27 +21,34 @@ KernelResult failure(int error, const char* doing) {
     return {error, std::string(doing) + ": " + errorText(error)};
 }
 
+/// The errno value of a status that the kernel gave: 0, or a negative number.
+int errorOf(int status) {
+    constexpr int kLargestError = 4095;
+    if (status == 0)
+        return 0;
+    return status < 0 && status >= -kLargestError ? -status : EBADMSG;
+}
+
 /// How a dump ended: NLMSG_ERROR, or NLMSG_DONE with a status.
 KernelResult readEnd(const NetlinkMessage& message) {
     if (message.type == NLMSG_ERROR)
         return readAnswer(message);
-    const int status = leadingValue<int>(message.payload).value_or(0);
-    return status < 0 ? failure(-status, "reading from the kernel") : KernelResult();
+    const int error = errorOf(std::min(leadingValue<int>(message.payload).value_or(0), 0));
+    return error != 0 ? failure(error, "reading from the kernel") : KernelResult();
 }
 
 }  // namespace
 
 void forEachMessage(std::span<const u8> bytes,
                     const std::function<void(const NetlinkMessage&)>& visit) {
-    const auto* header = reinterpret_cast<const nlmsghdr*>(bytes.data());
-    int left = static_cast<int>(bytes.size());
-    while (mnl_nlmsg_ok(header, left)) {
-        visit({header->nlmsg_type,
-               header->nlmsg_flags,
-               header->nlmsg_seq,
-               {static_cast<const u8*>(mnl_nlmsg_get_payload(header)),
-                mnl_nlmsg_get_payload_len(header)}});
-        header = mnl_nlmsg_next(header, &left);
+    // mnl_nlmsg_ok() compares lengths as signed numbers, so it takes one beyond 2^31.
+    while (const auto header = leadingValue<nlmsghdr>(bytes)) {
+        const size_t length = header->nlmsg_len;
+        if (length < sizeof(nlmsghdr) || length > bytes.size())
+            return;
+        visit({header->nlmsg_type, header->nlmsg_flags, header->nlmsg_seq,
+               bytes.first(length).subspan(sizeof(nlmsghdr))});
+        bytes = bytes.subspan(std::min<size_t>(MNL_ALIGN(length), bytes.size()));
     }
 }
 
@@ -48,9 +56,10 @@ KernelResult readAnswer(const NetlinkMessage& message) {
     const auto answer = leadingValue<nlmsgerr>(message.payload);
     if (!answer)
         return {EBADMSG, "the kernel's answer is cut short"};
-    if (answer->error == 0)
+    const int error = errorOf(answer->error);
+    if (error == 0)
         return {};
-    KernelResult result{-answer->error, errorText(-answer->error)};
+    KernelResult result{error, errorText(error)};
     if ((message.flags & NLM_F_ACK_TLVS) == 0)
         return result;
     // Behind the record is the request itself, unless it was left out, and then the explanation.

@@ -1,0 +1,184 @@
+# SPDX-License-Identifier: MIT
+#
+# The verbs of the cases. Every bridge and every host is a network namespace of its name; a bridge
+# device is always called br0, the interface of a host eth0, and a port of a bridge bears the name of
+# what it leads to: `host h1 b1` gives the bridge b1 a port h1, `link b1 b2` gives b1 a port b2 and
+# b2 a port b1.
+
+scratch=/run/case
+daemons=()   # bridges whose daemon runs
+
+say() { printf '%s  %s\n' "$(date +%T)" "$*"; }
+
+# fail TEXT: ends the case.
+fail() {
+    say "failed: $*"
+    return 1
+}
+
+# ------------------------------------------------------------------------------------- the network
+# at WHERE COMMAND...: runs a command in a host or on a bridge.
+at() { ip netns exec "$@"; }
+
+# bridge NAME [OPTION...]: a VLAN-aware bridge; options are those of `ip link add type bridge`.
+bridge() {
+    ip netns add "$1"
+    ip -n "$1" link set lo up
+    ip -n "$1" link add br0 type bridge vlan_filtering 1 "${@:2}"
+    ip -n "$1" link set br0 up
+}
+
+# wire A NAME B NAME: a cable between two namespaces.
+wire() {
+    ip -n "$1" link add "$2" type veth peer name "$4" netns "$3"
+    ip -n "$1" link set "$2" up
+    ip -n "$3" link set "$4" up
+}
+
+# host NAME BRIDGE: a host at a new port of a bridge.
+host() {
+    ip netns add "$1"
+    ip -n "$1" link set lo up
+    wire "$1" eth0 "$2" "$1"
+    ip -n "$2" link set "$1" master br0
+}
+
+# link A B: a cable between two bridges.
+link() {
+    wire "$1" "$2" "$2" "$1"
+    ip -n "$1" link set "$2" master br0
+    ip -n "$2" link set "$1" master br0
+}
+
+# joins HOST VLANS PROTOCOL: the host gets an interface for each VLAN, declared by the kernel's own
+# mvrp or gvrp, or by nothing ("none").
+joins() {
+    local vid
+    for vid in $(numbers "$2"); do
+        if [[ $3 == none ]]; then
+            echo "link add link eth0 name v$vid type vlan id $vid"
+        else
+            echo "link add link eth0 name v$vid type vlan id $vid $3 on"
+        fi
+        echo "link set v$vid up"
+    done | ip -n "$1" -batch -
+}
+
+# leaves HOST VLANS
+leaves() {
+    local vid
+    for vid in $(numbers "$2"); do echo "link del v$vid"; done | ip -n "$1" -batch -
+}
+
+# numbers RANGES: "1-3,7" as "1 2 3 7".
+numbers() {
+    local range
+    for range in ${1//,/ }; do seq -s ' ' "${range%-*}" "${range#*-}"; done | paste -sd ' '
+}
+
+# ------------------------------------------------------------------------------- what the kernel has
+# vlansOf BRIDGE PORT: the entries of a port as ranges, "1,10-12", or "-".
+vlansOf() {
+    at "$1" bridge -compressvlans vlan show dev "$2" 2>/dev/null | awk '
+        function put() { if (last) printf "%s%s", (n++ ? "," : ""), first == last ? first : first "-" last }
+        NR > 1 {
+            split($1 ~ /^[0-9]+(-[0-9]+)?$/ ? $1 : $2, range, "-")
+            if (!range[1]) next
+            if (!range[2]) range[2] = range[1]
+            if (!last || range[1] != last + 1) { put(); first = range[1] }
+            last = range[2]
+            delete range
+        }
+        END { put(); if (!last) printf "-" }'
+}
+
+# exactly BRIDGE PORT VLANS: the port has these entries and no others.
+exactly() { [[ $(vlansOf "$1" "$2") == "$3" ]]; }
+
+# carries BRIDGE PORT VLAN / lacks BRIDGE PORT VLAN: one VLAN.
+carries() { [[ " $(numbers "$(vlansOf "$1" "$2" | tr -d -)") " == *" $3 "* ]]; }
+lacks() { ! carries "$@"; }
+
+# ------------------------------------------------------------------------------------ saying so
+# expect SECONDS COMMAND...: the command succeeds before the time is over.
+expect() {
+    local limit=$1 end=$((SECONDS + $1 + 1))
+    shift
+    say "expect within $limit s: $*"
+    until "$@"; do
+        if ((SECONDS >= end)); then
+            fail "not within $limit s: $*"
+            return
+        fi
+        sleep 0.1
+    done
+}
+
+# steady SECONDS COMMAND...: the command succeeds now and whenever it is tried during that time.
+steady() {
+    local seconds=$1 end=$((SECONDS + $1))
+    shift
+    say "steady for $seconds s: $*"
+    while ((SECONDS < end)); do
+        if ! "$@"; then
+            fail "not any more: $*"
+            return
+        fi
+        sleep 0.2
+    done
+}
+
+# has PATTERN COMMAND...: the command succeeds, and prints a line that matches.
+has() {
+    local text
+    text=$("${@:2}") && grep -qE -- "$1" <<<"$text"
+}
+
+# hasNot PATTERN COMMAND...: it succeeds, and prints none.
+hasNot() {
+    local text
+    text=$("${@:2}") && ! grep -qE -- "$1" <<<"$text"
+}
+
+# refuses COMMAND...: the command fails.
+refuses() { ! "$@"; }
+
+# ------------------------------------------------------------------------------------- captures
+# capture NAME WHERE INTERFACE [FILTER...]: keeps the frames that an interface sees, received ones only.
+capture() {
+    local file=$scratch/$1.pcap
+    at "$2" tcpdump -Z root -U -Q in -i "$3" -w "$file" "${@:4}" 2>"$file.log" &
+    echo $! >"$file.pid"
+    expect 10 grep -q 'listening on' "$file.log"
+}
+
+# captured NAME [FILTER...]: how many frames were kept.
+captured() {
+    tcpdump -r "$scratch/$1.pcap" "${@:2}" 2>/dev/null | wc -l
+}
+
+# sees NAME [FILTER...] / seesNone: whether there are any.
+sees() { (($(captured "$@") > 0)); }
+seesNone() { ! sees "$@"; }
+
+# The address of MVRP and GVRP frames.
+protocolFrames='ether dst 01:80:c2:00:00:21'
+
+# ------------------------------------------------------------------------------------- programs
+probe() { at "$1" "$KERNEL_BUILD/tests/kernel/kernel-probe" "${@:2}"; }
+
+# whatHappened STATUS COMMAND LINE...: after a failure, all that may explain it.
+whatHappened() {
+    local status=$1 where
+    trap - ERR
+    set +e
+    say "status $status from: $2 (lines ${*:3})"
+    for where in $(ip netns list | awk '{ print $1 }'); do
+        [[ -e $scratch/$where/log ]] || at "$where" ip link show br0 >/dev/null 2>&1 || continue
+        printf -- '-- %s\n' "$where"
+        at "$where" bridge -compressvlans vlan show | head -n 60
+        at "$where" bridge link show
+        [[ -e $scratch/$where/log ]] && tail -n 40 "$scratch/$where/log"
+    done
+    exit "$status"
+}

@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+#
+# Runs the cases of this folder on a real kernel: user-mode-linux, which boots on this machine's own
+# root file system. README.md says how a case is written. Ends with "N passed, M failed".
+set -euo pipefail
+here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
+root=$(readlink -f "$here/../..")
+
+memory=256M
+bootLimit=60           # seconds that a kernel gets on top of its cases
+defaultLimit=120       # seconds for a case that says nothing else
+
+build=$root/build out=$root/out/kernel jobs=${JOBS:-$(nproc)} quick='' verbose=''
+names=()
+
+usage() {
+    cat <<'END'
+usage: ./dev kernel [--list] [--quick] [--verbose] [--jobs N] [--build DIR] [--out DIR] [NAME...]
+
+  Runs the named cases of tests/kernel/cases, or all, in user-mode-linux: bridges, hosts with the
+  kernel's own MVRP and GVRP, and the daemon, in network namespaces of a kernel that exists for this
+  run only. No privileges needed. The last line reads "N passed, M failed".
+
+    --list     names the cases and says what each shows
+    --quick    leaves the long cases out
+    --verbose  shows what the cases do while they do it
+    --jobs N   boots N kernels side by side; default: one for each processor
+    --build    where mvrp, mvrpctl and kernel-probe were built
+    --out      where logs go, one for each case; default: out/kernel
+END
+}
+
+die() {
+    printf 'tests/kernel: %s\n' "$*" >&2
+    exit 2
+}
+
+# header FILE KEY: the value of a line "# KEY: value" of a case.
+header() { sed -n "s/^# $2: //p" "$1" | head -n 1; }
+
+while (($#)); do
+    case $1 in
+        --list) list=yes ;;
+        --quick) quick=yes ;;
+        --verbose) verbose=yes ;;
+        --jobs) jobs=$2 && shift ;;
+        --build) build=$(readlink -f "$2") && shift ;;
+        --out) out=$2 && shift ;;
+        -h | --help) usage && exit ;;
+        -*) usage >&2 && die "there is no option $1" ;;
+        *) names+=("${1%.sh}") ;;
+    esac
+    shift
+done
+
+if [[ -n ${list:-} ]]; then
+    for file in "$here"/cases/*.sh; do
+        printf '%-22s %-5s %s\n' "$(basename "$file" .sh)" "$(header "$file" lane)" \
+            "$(header "$file" shows)"
+    done
+    exit
+fi
+
+# ------------------------------------------------------------------------------- what is to be run
+((${#names[@]})) || mapfile -t names < <(basename -s .sh "$here"/cases/*.sh)
+selected=() seconds=$bootLimit
+for name in "${names[@]}"; do
+    file=$here/cases/$name.sh
+    [[ -f $file ]] || die "there is no case '$name'; ./dev kernel --list names them"
+    [[ -n $quick && $(header "$file" lane) == long ]] && continue
+    limit=$(header "$file" limit)
+    selected+=("$name ${limit:-$defaultLimit}")
+    seconds=$((seconds + ${limit:-$defaultLimit}))
+done
+for program in platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe; do
+    [[ -x $build/$program ]] || die "$build/$program is missing; ./dev kernel builds it"
+done
+
+mkdir -p "$out"
+out=$(readlink -f "$out")
+rm -rf "${out:?}"/*
+mkdir "$out/claims"
+printf '%s\n' "${selected[@]}" >"$out/cases"
+for path in "$here" "$build" "$out"; do
+    [[ $path != *[[:space:]]* ]] || die "$path: blanks in a path cannot be handed to the kernel"
+done
+
+# The kernel keeps its memory in a file that it must be able to map for execution.
+scratch=''
+for directory in /dev/shm /tmp /var/tmp "$out"; do
+    if [[ -w $directory && $(findmnt -no OPTIONS -T "$directory") != *noexec* ]] &&
+        (($(df --output=avail -k "$directory" | tail -n 1) > jobs * 300000)); then
+        scratch=$directory
+        break
+    fi
+done
+[[ -n $scratch ]] || die "no directory with room for $jobs kernels; make room in /tmp"
+
+# ------------------------------------------------------------------------------------ run them
+# Each kernel takes the next case that nobody has claimed. Only what it says about cases is shown.
+boot() {
+    TMPDIR=$scratch timeout --kill-after=5 "$seconds" linux.uml "mem=$memory" root=/dev/root \
+        rootfstype=hostfs rootflags=/ rw "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
+        "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
+        </dev/null 2>"$out/kernel.$1.err" | tr -d '\r' | tee "$out/kernel.$1.log" |
+        grep --line-buffered -E '^(pass|FAIL|  \|)'
+}
+
+((jobs <= ${#selected[@]})) || jobs=${#selected[@]}
+for ((i = 1; i <= jobs; i++)); do boot "$i" & done
+wait
+
+passed=$(find "$out" -name '*.passed' | wc -l)
+failed=$((${#selected[@]} - passed))
+for line in "${selected[@]}"; do
+    name=${line% *}
+    [[ -f $out/$name.passed ]] && continue
+    printf '\n---- %s failed; the end of %s:\n' "$name" "$out/$name.log"
+    tail -n 60 "$out/$name.log" 2>/dev/null || tail -n 20 "$out"/kernel.*.log
+done
+printf '%d passed, %d failed\n' "$passed" "$failed"
+((failed == 0))
