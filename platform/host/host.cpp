@@ -26,6 +26,15 @@ namespace {
 
 constexpr u32 kCommandTaskStack = 512 * 1024;
 
+/// The daemon makes room for so many ports by itself where there are none to count: those of a
+/// Linux bridge come and go. Room that is not used costs no memory.
+constexpr const char* kPortNumberOption = "mvrp.maxifnum";
+constexpr const char* kLinuxPortNumber = "512";
+
+bool isLinux(const HostConfig& config) {
+    return config.network.driver == DriverKind::LinuxBridge;
+}
+
 CommandAccess accessOf(const HostConfig& config) {
     return {config.commandGroup.empty() ? std::nullopt : groupOf(config.commandGroup)};
 }
@@ -39,6 +48,8 @@ void reportFixed(const HostConfig& before, const HostConfig& next) {
                        section);
     };
     report(before.options != next.options, "[mvrp]");
+    report(before.network.driver != next.network.driver, "[switch] driver");
+    report(before.network.linuxBridge.bridge != next.network.linuxBridge.bridge, "[switch] bridge");
     report(before.commandGroup != next.commandGroup, "[command]");
     report(before.debugSocket != next.debugSocket, "[debug]");
     report(before.standby != next.standby, "[standby]");
@@ -51,7 +62,9 @@ void reportFixed(const HostConfig& before, const HostConfig& next) {
 Host::Host(HostConfig config, std::string configFile)
     : config_(std::move(config)),
       configFile_(std::move(configFile)),
-      switch_(config_.network),
+      soft_(isLinux(config_) ? nullptr : std::make_unique<SoftSwitch>(config_.network)),
+      linux_(isLinux(config_) ? std::make_unique<LinuxHost>(config_.network.linuxBridge) : nullptr),
+      switch_(isLinux(config_) ? static_cast<StateSwitch&>(linux_->driver()) : *soft_),
       frames_(switch_, sockets_),
       watch_(switch_),
       server_([this](const RequestHeader& header, std::span<const u8> value,
@@ -101,7 +114,7 @@ bool Host::start(std::string& error) {
     installSocketLayer(&sockets_);
     installPortWires(&frames_);
     watch_.install(frames_, dispatcher_);
-    if (!frames_.start(config_.network, error))
+    if (!startDriver(error))
         return false;
 
     sync_.start();
@@ -110,9 +123,19 @@ bool Host::start(std::string& error) {
     return true;
 }
 
+bool Host::startDriver(std::string& error) {
+    if (linux_ == nullptr)
+        return frames_.start(config_.network, error);
+    const auto changed = [this] { server_.post([this] { portsChanged(); }); };
+    return linux_->start(changed, error) &&
+           frames_.start(linux_->withPorts(config_.network), error);
+}
+
 void Host::installRuntime() {
     ProcessRuntime& runtime = processRuntime();
     runtime.options = config_.options;
+    if (linux_ != nullptr)
+        runtime.options.try_emplace(kPortNumberOption, kLinuxPortNumber);
     runtime.commandSync = [this](u32 unit, u32 command, void* value, void*) {
         return sync_.carry(unit, command, value);
     };
@@ -126,7 +149,13 @@ void Host::installRuntime() {
 }
 
 void Host::serveCommands() {
-    applyManagement(dispatcher_, {}, sync_.store().appliedTo(config_.management));
+    if (linux_ != nullptr) {
+        applySettings();
+        keepAdopted();
+    } else {
+        applyManagement(dispatcher_, {}, sync_.store().appliedTo(config_.management));
+        applied_ = config_.management;
+    }
     sync_.setSource(CommandSource::Management);
     if (config_.debugSocket)
         startDebugSocket();
@@ -153,6 +182,10 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
 
 void Host::becomeActive() {
     switch_.setRole(HostRole::Active);
+    keepAdopted();
+}
+
+void Host::keepAdopted() {
     const auto time = timeToClaim(dispatcher_);
     logMessage(LogPriority::Notice,
                "the memberships found on the switch are kept for %lld ms, and longer if the "
@@ -187,22 +220,45 @@ void Host::reload() {
 
 void Host::applyConfig(HostConfig next) {
     reportFixed(config_, next);
-    std::string error;
-    switch_.reconfigure(next.network);
-    if (!frames_.reconfigure(next.network, error))
-        logMessage(LogPriority::Error, "SIGHUP: %s", error.c_str());
+    if (linux_ != nullptr)
+        linux_->driver().reconfigure(next.network.linuxBridge);
+    else
+        soft_->reconfigure(next.network);
+    config_.network = std::move(next.network);
+    config_.management = std::move(next.management);
     sync_.setSource(CommandSource::ConfigFile);
-    const u32 refused = applyManagement(dispatcher_, config_.management, next.management);
+    const u32 refused = applySettings();
     sync_.setSource(CommandSource::Management);
     logMessage(LogPriority::Notice, "SIGHUP: %s was read again, %u settings were refused",
                configFile_.c_str(), refused);
-    config_.network = std::move(next.network);
-    config_.management = std::move(next.management);
+}
+
+u32 Host::applySettings() {
+    std::string error;
+    ManagementConfig wanted = config_.management;
+    if (linux_ != nullptr) {
+        wanted = linux_->withPorts(config_.management, config_.network.linuxBridge);
+        applied_ = linux_->stillApplied(std::move(applied_), dispatcher_);
+    }
+    if (!frames_.reconfigure(
+            linux_ == nullptr ? config_.network : linux_->withPorts(config_.network), error))
+        logMessage(LogPriority::Error, "the ports' frames: %s", error.c_str());
+    const u32 refused = applyManagement(dispatcher_, applied_, wanted);
+    applied_ = std::move(wanted);
+    return refused;
+}
+
+void Host::portsChanged() {
+    sync_.setSource(CommandSource::ConfigFile);
+    applySettings();
+    sync_.setSource(CommandSource::Management);
 }
 
 void Host::end() {
     notifyService("STOPPING=1");
     frames_.stop();  // completes the captures
+    if (linux_ != nullptr)
+        linux_->stop();
     role_.end();
     if (config_.debugSocket)
         removeDebugSocket();

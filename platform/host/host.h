@@ -4,6 +4,7 @@
 // asks for, put in place behind the contract. Lives as long as the process.
 #pragma once
 
+#include <memory>
 #include <span>
 #include <string>
 
@@ -11,6 +12,7 @@
 #include "platform/command/dispatcher.h"
 #include "platform/command/server.h"
 #include "platform/config/host_config.h"
+#include "platform/host/linux_host.h"
 #include "platform/host/role.h"
 #include "platform/net/frame_net.h"
 #include "platform/switch/soft_switch.h"
@@ -35,6 +37,7 @@ class Host {
 
   private:
     void registerRequests();
+    bool startDriver(std::string& error);
     void installRuntime();
     /// The body of the command task.
     void serveCommands();
@@ -43,6 +46,13 @@ class Host {
     /// Reads the file again and applies the difference, or nothing when it is wrong.
     void reload();
     void applyConfig(HostConfig next);
+    /// Brings frames and daemon to the settings of the configuration, for the ports that are there.
+    /// @return how many settings were refused
+    u32 applySettings();
+    /// The Linux driver has others: in the command task.
+    void portsChanged();
+    /// What was found on the switch at the start, or by a standby, goes when nobody declares it.
+    void keepAdopted();
     /// A standby takes over, in the command task.
     void becomeActive();
     void end();
@@ -51,7 +61,11 @@ class Host {
     std::string commandPath_;
     const std::string configFile_;
     SocketLayer sockets_;
-    SoftSwitch switch_;
+    // One of the two, by the configured driver.
+    const std::unique_ptr<SoftSwitch> soft_;
+    const std::unique_ptr<LinuxHost> linux_;
+    StateSwitch& switch_;
+    ManagementConfig applied_;  ///< the command task's
     FrameNet frames_;
     Watch watch_;
     Dispatcher dispatcher_;

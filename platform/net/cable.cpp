@@ -204,7 +204,9 @@ bool bindInterface(int descriptor, int index) {
 }
 
 std::shared_ptr<Cable> openInterface(const CableConfig& config, std::string& error) {
-    const unsigned index = if_nametoindex(config.interfaceName.c_str());
+    const unsigned index = config.interfaceIndex != 0
+                               ? config.interfaceIndex
+                               : if_nametoindex(config.interfaceName.c_str());
     if (index == 0) {
         return fail(error, "interface '" + config.interfaceName + "'");
     }

@@ -81,14 +81,17 @@ bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
 }
 
 bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::string& error) {
-    setWireForm(port.unit, port.wireForm);
     const PortConfig fresh;
     const PortConfig& old = before == nullptr ? fresh : *before;
+    // What an operator set since stays, unless the configuration says otherwise than before.
+    if (before == nullptr || port.wireForm != old.wireForm) {
+        setWireForm(port.unit, port.wireForm);
+    }
     if (port.recordFile != old.recordFile &&
         setRecording(port.unit, port.recordFile, error) != HostStatus::Ok) {
         return false;
     }
-    if (port.cable != old.cable && !plug(port.unit, port.cable, error)) {
+    if (port.cable != old.cable && !replug(port.unit, old.cable, port.cable, error)) {
         return false;
     }
     return port.replayFile.empty() || port.replayFile == old.replayFile ||
@@ -110,6 +113,19 @@ void FrameNet::stop() {
 void FrameNet::wake() {
     const u64 one = 1;
     [[maybe_unused]] const ssize_t written = write(wakeUp_.get(), &one, sizeof one);
+}
+
+bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& now,
+                      std::string& error) {
+    CableConfig renamed = before;
+    renamed.interfaceName = now.interfaceName;
+    if (now.interfaceIndex == 0 || renamed != now) {
+        return plug(unit, now, error);
+    }
+    // Its interface has another name: who was heard on it is still there.
+    const std::lock_guard lock(mutex_);
+    wires_[unit].cableConfig = now;
+    return true;
 }
 
 bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {

@@ -73,6 +73,7 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     HostStatus feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
                     std::string& error);
     bool plug(u32 unit, const CableConfig& config, std::string& error);
+    bool replug(u32 unit, const CableConfig& before, const CableConfig& now, std::string& error);
 
     void receiveLoop();
     void receiveFrom(u32 port);

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+//
+// What a host does for the Linux driver beside what it does for any: opens the kernel, runs the
+// monitor, and turns the rules of the configuration, which know ports by name, into settings of the
+// ports that are there, by unit.
+//
+// Locking: the command task's, once the host runs; construction and start() before, stop() at the
+// end by any.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/command/dispatcher.h"
+#include "platform/config/host_config.h"
+#include "platform/linux/linux_monitor.h"
+#include "platform/linux/linux_switch.h"
+
+namespace platform {
+
+class LinuxHost {
+  public:
+    /// Throws std::runtime_error when the kernel can not be spoken to.
+    explicit LinuxHost(const LinuxBridgeConfig& config);
+
+    LinuxSwitch& driver() { return driver_; }
+    /// Looks at the bridge and begins to follow it.
+    /// @param portsChanged  called by the monitor thread: it hands over to the command task
+    /// @param error         receives what was wrong
+    bool start(std::function<void()> portsChanged, std::string& error);
+    /// Ends the monitor, then the driver.
+    void stop();
+
+    /// The network with a port for each that is there, as the frame layer takes it.
+    SwitchConfig withPorts(SwitchConfig network) const;
+    /// The management settings of the file with those of each port that is there.
+    ManagementConfig withPorts(ManagementConfig management, const LinuxBridgeConfig& bridge) const;
+
+    /// What of `applied` is still so: settings of ports that went, or came anew, are not.
+    /// @param dispatcher  asked until the daemon has forgotten those ports too
+    ManagementConfig stillApplied(ManagementConfig applied, const Dispatcher& dispatcher);
+
+  private:
+    std::unique_ptr<Kernel> kernel_;
+    LinuxSwitch driver_;
+    LinuxMonitor monitor_;
+    std::map<u32, u32> generations_;  ///< of the ports that settings were applied to, by unit
+};
+
+}  // namespace platform
