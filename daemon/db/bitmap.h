@@ -5,6 +5,8 @@
 #pragma once
 
 #include <array>
+#include <bit>
+#include <cstring>
 #include <span>
 
 #include "platform/contract/types.h"
@@ -49,6 +51,40 @@ enum MvrpVlanFlag : u32 {
 /// byte is masked to its first bits mod 8 bits. Bytes beyond are left alone.
 void mvrpBitmapIntersect(std::span<u8> destination, std::span<const u8> a, std::span<const u8> b,
                          u32 bits);
+
+/// 64 bits of a bitmap from a byte on, the first of them highest.
+inline u64 mvrpBitmapWord(const MvrpVlanBitmap& bitmap, u32 byte) {
+    u64 word = 0;
+    std::memcpy(&word, bitmap.data() + byte, sizeof(word));
+    return std::endian::native == std::endian::little ? __builtin_bswap64(word) : word;
+}
+
+/// @return the first index from `index` on whose bit is `set`, or kMvrpBitmapBits
+inline u32 mvrpBitmapNext(const MvrpVlanBitmap& bitmap, u32 index, bool set = true) {
+    constexpr u32 kWordBits = 64;
+    const u64 flip = set ? 0 : ~u64{0};
+    u64 beyond = ~u64{0} >> index % kWordBits;
+    for (u32 start = index / kWordBits * kWordBits; start < kMvrpBitmapBits; start += kWordBits) {
+        const u64 word = (mvrpBitmapWord(bitmap, start / 8) ^ flip) & beyond;
+        if (word != 0)
+            return start + static_cast<u32>(std::countl_zero(word));
+        beyond = ~u64{0};
+    }
+    return kMvrpBitmapBits;
+}
+
+inline bool mvrpBitmapEmpty(const MvrpVlanBitmap& bitmap) {
+    return mvrpBitmapNext(bitmap, 0) == kMvrpBitmapBits;
+}
+
+/// Calls `action` with each VLAN ID of the bitmap, in order. The action may change the bits of the
+/// VLAN that it is called with, and of those before.
+template <class Action>
+void mvrpForEachVlan(const MvrpVlanBitmap& vlans, Action action) {
+    for (u32 index = mvrpBitmapNext(vlans, 0); index < kMvrpVlanCount;
+         index = mvrpBitmapNext(vlans, index + 1))
+        action(index + 1);
+}
 
 /// Descriptor of a bitmap, as the platform's VLAN calls take it.
 inline QorBuffer mvrpBitmapBuffer(MvrpVlanBitmap& bitmap) {

@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/db/port.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
-#include <functional>
-#include <numeric>
 
 #include "daemon/core/task.h"
 #include "daemon/core/trace.h"
@@ -171,18 +168,4 @@ void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 prot
                      "The interface %s protocol error.(ifName=[%s], proto=[%s], type=[%s])\r\n",
                      enabling ? "enable" : "disable", name->data(), mvrpProtocolName(protocol),
                      kProtocolMessageType);
-}
-
-u32 mvrpVlanWithStateFrom(const MvrpPortEntry* port, u32 vid) {
-    using Block = std::array<u64, 8>;
-    u32 index = vid - 1;
-    for (; index + sizeof(Block) <= kMvrpVlanCount; index += sizeof(Block)) {
-        Block block;
-        std::memcpy(&block, &port->madMachine[index], sizeof(block));
-        if (std::reduce(block.begin(), block.end(), u64{0}, std::bit_or<>()) != 0)
-            break;
-    }
-    while (index < kMvrpVlanCount && port->madMachine[index] == 0)
-        ++index;
-    return std::min(index, kMvrpVlanCount) + 1;
 }

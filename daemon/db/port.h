@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 
 #include "daemon/core/info.h"
 #include "daemon/core/trace.h"
@@ -119,14 +120,13 @@ using MvrpInterfaceName = std::array<char, 64>;
 void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol,
                             MvrpInterfaceName* name);
 
-/// True while REG-BIT or PROPAGATE-BIT of the VLAN is set on the port.
-inline bool mvrpVlanActive(u8 machine) {
-    return (machine & 0x03) != 0;
+/// The machines of a port, by VLAN ID - 1.
+inline std::span<u8> mvrpMachines(MvrpPortEntry* port) {
+    return port->madMachine;
 }
-
-/// The first VLAN ID from `vid` (1 to kMvrpVlanLast + 1) on whose machine byte is not 0;
-/// kMvrpVlanLast + 1 when there is none. Passes over idle VLANs in blocks.
-u32 mvrpVlanWithStateFrom(const MvrpPortEntry* port, u32 vid);
+inline std::span<const u8> mvrpMachines(const MvrpPortEntry* port) {
+    return port->madMachine;
+}
 
 /// Machine byte of the VLAN that summary lines show; 0 for a debug VLAN that no port has.
 inline u8 mvrpTraceMachine(const MvrpPortEntry* port) {

@@ -120,6 +120,12 @@ constexpr bool mvrpRegistrarIn(u8 machine) {
     return mvrpRegistrar(machine) == REG_STATE_IN || mvrpRegistrar(machine) == REG_STATE_INF;
 }
 
+/// True while REG-BIT or PROPAGATE-BIT of the VLAN is set on the port.
+constexpr bool mvrpVlanActive(u8 machine) {
+    constexpr u8 kFlags = 0x03;
+    return (machine & kFlags) != 0;
+}
+
 /// Clears the byte, flags included, and sets VP and INF (static) or VO and MT (dynamic).
 void mvrpFsmInit(u8* machine, u32 kind);
 

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/map/propagate.h"
 
+#include <algorithm>
+
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/send.h"
 
@@ -28,12 +30,23 @@ void mvrpForEachTarget(const MvrpPortEntry* source, Action action) {
             action(port);
 }
 
-/// Raises a declaration request, join or leave, in the tables of the protocol the switch speaks.
-void mvrpRequestRaise(u8* machine, MvrpEvent mvrpEvent, GvrpEvent gvrpEvent) {
-    if (mvrpGvrpCompliant())
-        mvrpFsmChange(machine, gvrpEvent, MVRP_PROTOCOL_GVRP);
-    else
-        mvrpFsmChange(machine, mvrpEvent, MVRP_PROTOCOL_MVRP);
+/// A declaration request in the tables of the protocol the switch speaks.
+const MvrpByteMap& mvrpJoinRequest() {
+    return mvrpGvrpCompliant() ? kMvrpJoinMap<GVRP_EVENT_JOIN, MVRP_PROTOCOL_GVRP>
+                               : kMvrpJoinMap<MVRP_EVENT_JOIN, MVRP_PROTOCOL_MVRP>;
+}
+
+const MvrpByteMap& mvrpLeaveRequest() {
+    return mvrpGvrpCompliant() ? kMvrpLeaveMap<GVRP_EVENT_LEAVE, MVRP_PROTOCOL_GVRP>
+                               : kMvrpLeaveMap<MVRP_EVENT_LEAVE, MVRP_PROTOCOL_MVRP>;
+}
+
+/// Raises a request for VLANs on all ports that declarations of `source` propagate to.
+void mvrpRequestRaise(const MvrpVlanBitmap& vlans, const MvrpPortEntry* source,
+                      const MvrpByteMap& request) {
+    mvrpForEachTarget(source, [&vlans, &request](MvrpPortEntry* target) {
+        gMvrpBytes.applyWhere(mvrpMachines(target), vlans, request);
+    });
 }
 
 /// Writes a line when there is no port at all. @return whether there is none
@@ -71,13 +84,20 @@ void mvrpDynamicVlanLeave(MvrpPortEntry* port, u32 vid) {
 void mvrpMapPropagateJoin(u32 vid, MvrpPortEntry* source) {
     if (mvrpNoPort(MVRP_DEBUG_TRANSMIT, source, vid, "Propagate join"))
         return;
-    mvrpForEachTarget(source, [vid](MvrpPortEntry* target) {
+    const MvrpByteMap& request = mvrpJoinRequest();
+    mvrpForEachTarget(source, [vid, &request](MvrpPortEntry* target) {
         u8* machine = &target->madMachine[vid - 1];
-        if (!mvrpVlanActive(*machine))
-            mvrpFsmInit(machine, MVRP_MACHINE_DYNAMIC);
-        mvrpBitSet(machine, MVRP_PROPAGATE_BIT);
-        mvrpRequestRaise(machine, MVRP_EVENT_JOIN, GVRP_EVENT_JOIN);
+        *machine = request.table[*machine];
     });
+}
+
+void mvrpMapPropagateJoins(const MvrpVlanBitmap& vlans, MvrpPortEntry* source) {
+    if (mvrpListEmpty(&gMvrpInfo.portList)) {
+        mvrpForEachVlan(vlans, [source](u32 vid) { mvrpMapPropagateJoin(vid, source); });
+        return;
+    }
+    if (!mvrpBitmapEmpty(vlans))
+        mvrpRequestRaise(vlans, source, mvrpJoinRequest());
 }
 
 void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source) {
@@ -101,13 +121,22 @@ void mvrpMapPropagateLeave(u32 vid, MvrpPortEntry* source) {
                source->madMachine[vid - 1]);
     if (mvrpNoPort(MVRP_DEBUG_STATE, source, vid, "propagate leave"))
         return;
-    mvrpForEachTarget(source, [vid](MvrpPortEntry* target) {
+    const MvrpByteMap& request = mvrpLeaveRequest();
+    mvrpForEachTarget(source, [vid, &request](MvrpPortEntry* target) {
         MVRP_TRACE(MVRP_DEBUG_STATE, target->portunit, vid,
                    "propagate leave; clr PROPAGATE BIT\r\n");
         u8* machine = &target->madMachine[vid - 1];
-        mvrpBitClear(machine, MVRP_PROPAGATE_BIT);
-        mvrpRequestRaise(machine, MVRP_EVENT_LEAVE, GVRP_EVENT_LEAVE);
+        *machine = request.table[*machine];
     });
+}
+
+bool mvrpMapLeavesTraced() {
+    return (gMvrpInfo.debug & (MVRP_DEBUG_RECEIVE | MVRP_DEBUG_STATE)) != 0;
+}
+
+void mvrpMapPropagateLeaves(const MvrpVlanBitmap& vlans, MvrpPortEntry* source) {
+    if (!mvrpBitmapEmpty(vlans))
+        mvrpRequestRaise(vlans, source, mvrpLeaveRequest());
 }
 
 void mvrpMapPropagateLeaveMsgSend(MvrpPortEntry* source) {
@@ -131,17 +160,17 @@ void mvrpClrPropagate(u32 vid, MvrpPortEntry* source) {
 }
 
 u32 mvrpLeaveIndication(QorBuffer* bitmap, MvrpPortEntry* port) {
-    u8* vlans = static_cast<u8*>(bitmap->data);
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
-        if (mvrpBitTest(vlans, vid - 1) == 0)
-            continue;
+    auto* vlans = static_cast<u8*>(bitmap->data);
+    MvrpVlanBitmap left;
+    std::copy_n(vlans, left.size(), left.begin());
+    mvrpForEachVlan(left, [vlans, port](u32 vid) {
         const std::optional<QorVlanType> type = mvrpVlanType(vid);
         if (!type.has_value())
-            continue;
+            return;
         if (*type == QorVlanType::Dynamic)
             mvrpDynamicVlanLeave(port, vid);
         else
             mvrpBitClear(vlans, vid - 1);
-    }
+    });
     return kStatusOk;
 }

@@ -10,9 +10,15 @@
 #include "daemon/db/port.h"
 
 void mvrpMapPropagateJoin(u32 vid, MvrpPortEntry* source);
+/// The same for all VLANs of a bitmap at once.
+void mvrpMapPropagateJoins(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
 void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source);
 /// Withdraws unconditionally: whether a third port still registers the VLAN is not asked.
 void mvrpMapPropagateLeave(u32 vid, MvrpPortEntry* source);
+/// The same for all VLANs of a bitmap at once, without trace lines: while mvrpMapLeavesTraced(),
+/// each VLAN is propagated by itself, when it leaves.
+void mvrpMapPropagateLeaves(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
+bool mvrpMapLeavesTraced();
 void mvrpMapPropagateLeaveMsgSend(MvrpPortEntry* source);
 
 /// Clears the propagation mark of a VLAN that is not static on all other enabled ports, whatever

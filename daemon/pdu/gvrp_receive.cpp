@@ -4,7 +4,7 @@
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/transition.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_format.h"
@@ -28,11 +28,6 @@ bool mvrpAttributeWhole(std::span<const u8> bytes) {
     return bytes[1] == GVRP_ATTRIBUTE_LEAVE_ALL || bytes.size() >= kGvrpVlanAttributeBytes;
 }
 
-void mvrpGidForceEmpty(u8* machine) {
-    constexpr u32 kRegistrarMask = 3U << 2U;
-    *machine = static_cast<u8>((*machine & ~kRegistrarMask) | u32{REG_STATE_MT} << 2U);
-}
-
 /// Marks a newly registered VLAN for the switch. Unlike MVRP neither the port's list of VLANs nor
 /// its PVID is looked at.
 void mvrpGidRegistrationMark(MvrpPortEntry* port, u32 vid) {
@@ -48,10 +43,39 @@ void mvrpGidRegistrationMark(MvrpPortEntry* port, u32 vid) {
     }
 }
 
+/// Applies one received attribute but for what the other ports hear of it. @return whether that is
+/// a join
+bool mvrpGidAttributeApply(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
+    if (mvrpVlanType(vid) == QorVlanType::Static)
+        return false;
+
+    u8* machine = &port->madMachine[vid - 1];
+    mvrpFsmChange(machine, gidEvent, MVRP_PROTOCOL_GVRP);
+    if (mvrpGidLeave(gidEvent)) {
+        mvrpFsmChange(machine, GVRP_EVENT_R_LEAVE_IN, MVRP_PROTOCOL_GVRP);
+        port->msgNum = 0;
+        return false;
+    }
+    if (!mvrpGidJoin(gidEvent))
+        return false;
+
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid, "Gid rcv attribute; create vlan %u\n\r",
+               vid);
+    *machine = mvrpWithRegistrar(*machine, REG_STATE_MT);
+    mvrpFsmChange(machine, GVRP_EVENT_R_JOIN_IN, MVRP_PROTOCOL_GVRP);
+    mvrpBitSet(machine, MVRP_REG_BIT);
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+               "Gid rcv attribute; vlan %u change madMachine to %#x. (%u)\r\n", vid, *machine,
+               gMvrpInfo.vlanEntryNum);
+    mvrpGidRegistrationMark(port, vid);
+    return true;
+}
+
 /// What a walk over the attributes ended with.
 struct MvrpGidWalk {
     bool leaveAll = false;             ///< a LeaveAll was met and applied
     u32 lastRow = GVRP_EVENT_SPARE_0;  ///< of the last attribute whose event was mapped
+    MvrpVlanBitmap joined = {};        ///< what the other ports are to hear of
 };
 
 MvrpGidWalk mvrpGidWalkAttributes(MvrpPortEntry* port, std::span<const u8> attributes) {
@@ -71,7 +95,8 @@ MvrpGidWalk mvrpGidWalkAttributes(MvrpPortEntry* port, std::span<const u8> attri
         if (vid < kMvrpVlanFirst || vid >= kGvrpVlanEnd)
             return walk;
         if (mvrpPortCarriesVlan(port->portunit, vid)) {
-            mvrpGidRcvAttribute(port, vid, walk.lastRow);
+            if (mvrpGidAttributeApply(port, vid, walk.lastRow))
+                mvrpBitSet(walk.joined.data(), vid - 1U);
         } else {
             MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
                        "VlanInfoProcessGvrp; vlan %u isn't static vlan in port %u\n\r", vid,
@@ -87,6 +112,8 @@ MvrpGidWalk mvrpGidWalkAttributes(MvrpPortEntry* port, std::span<const u8> attri
 
 s32 mvrpVlanInfoProcessGvrp(MvrpPortEntry* port, std::span<const u8> attributes) {
     const MvrpGidWalk walk = mvrpGidWalkAttributes(port, attributes);
+    // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
+    mvrpMapPropagateJoins(walk.joined, port);
     if (walk.leaveAll)
         return 0;
     if (mvrpGidLeave(walk.lastRow)) {
@@ -100,28 +127,7 @@ s32 mvrpVlanInfoProcessGvrp(MvrpPortEntry* port, std::span<const u8> attributes)
 }
 
 s32 mvrpGidRcvAttribute(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
-    if (mvrpVlanType(vid) == QorVlanType::Static)
-        return 0;
-
-    u8* machine = &port->madMachine[vid - 1];
-    mvrpFsmChange(machine, gidEvent, MVRP_PROTOCOL_GVRP);
-    if (mvrpGidLeave(gidEvent)) {
-        mvrpFsmChange(machine, GVRP_EVENT_R_LEAVE_IN, MVRP_PROTOCOL_GVRP);
-        port->msgNum = 0;
-        return 0;
-    }
-    if (!mvrpGidJoin(gidEvent))
-        return 0;
-
-    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid, "Gid rcv attribute; create vlan %u\n\r",
-               vid);
-    mvrpGidForceEmpty(machine);
-    mvrpMapPropagateJoin(vid, port);
-    mvrpFsmChange(machine, GVRP_EVENT_R_JOIN_IN, MVRP_PROTOCOL_GVRP);
-    mvrpBitSet(machine, MVRP_REG_BIT);
-    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
-               "Gid rcv attribute; vlan %u change madMachine to %#x. (%u)\r\n", vid, *machine,
-               gMvrpInfo.vlanEntryNum);
-    mvrpGidRegistrationMark(port, vid);
+    if (mvrpGidAttributeApply(port, vid, gidEvent))
+        mvrpMapPropagateJoin(vid, port);
     return 0;
 }

@@ -5,7 +5,7 @@
 
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_format.h"
 #include "daemon/timers/protocol_timers.h"
@@ -88,6 +88,27 @@ std::optional<GvrpSending> mvrpGvrpJoinChoose(u8 machine) {
     }
 }
 
+/// Applicants that mvrpGvrpJoinChoose() has something for.
+constexpr bool mvrpGvrpJoins(u8 machine) {
+    constexpr u32 kJoining = 1U << APP_STATE_VA_G | 1U << APP_STATE_AA | 1U << APP_STATE_VP |
+                             1U << APP_STATE_AP | 1U << APP_STATE_LO;
+    return (kJoining >> mvrpApplicant(machine) & 1U) != 0;
+}
+constexpr MvrpByteMarks kGvrpJoining = mvrpByteMarks(mvrpGvrpJoins);
+constexpr MvrpByteMarks kGvrpLeaving =
+    mvrpByteMarks([](u8 machine) { return mvrpApplicant(machine) == APP_STATE_LA; });
+constexpr MvrpByteMarks kGvrpPropagated =
+    mvrpByteMarks([](u8 machine) { return mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0; });
+
+/// Calls `action` with each VLAN whose machine is marked, in order. The action may change that
+/// machine.
+template <class Action>
+void mvrpGvrpForEach(const MvrpPortEntry* port, const MvrpByteMarks& which, Action action) {
+    MvrpVlanBitmap vlans;
+    gMvrpBytes.mark(mvrpMachines(port), which, &vlans);
+    mvrpForEachVlan(vlans, action);
+}
+
 GvrpSending mvrpGvrpLeaveChoose(u8 machine) {
     if (mvrpBitTest(&machine, MVRP_REG_BIT) != 0)
         return {GVRP_ATTRIBUTE_LEAVE_IN, GVRP_EVENT_LEAVE_IN_SENT};
@@ -125,16 +146,15 @@ s32 mvrpGvrpSendJoinPkt(MvrpPortEntry* port) {
     if (port->linkState == 0)
         return 0;
     GvrpAttributeList list(port);
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
-        if (mvrpBitTest(machine, MVRP_PROPAGATE_BIT) == 0 || !mvrpGvrpMayDeclare(port, vid))
-            continue;
-        const std::optional<GvrpSending> sending = mvrpGvrpJoinChoose(*machine);
+    mvrpGvrpForEach(port, kGvrpPropagated, [port, &list](u32 vid) {
+        if (!mvrpGvrpMayDeclare(port, vid))
+            return;
+        const std::optional<GvrpSending> sending = mvrpGvrpJoinChoose(port->madMachine[vid - 1]);
         if (!sending.has_value() || !mvrpPortCarriesVlan(port->portunit, vid))
-            continue;
+            return;
         mvrpGvrpJoinApply(port, vid, *sending);
         list.add(sending->attribute, vid);
-    }
+    });
     if (list.empty())
         return 0;
     list.send();
@@ -149,14 +169,14 @@ s32 mvrpForwardGvrpJoinPkt(MvrpPortEntry* port) {
         return 0;
     }
     GvrpAttributeList list(port);
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
+    mvrpGvrpForEach(port, kGvrpJoining, [port, &list](u32 vid) {
         u8* machine = &port->madMachine[vid - 1];
         const std::optional<GvrpSending> sending = mvrpGvrpJoinChoose(*machine);
         if (!sending.has_value() || !mvrpPortCarriesVlan(port->portunit, vid))
-            continue;
+            return;
         mvrpFsmChange(machine, sending->event, MVRP_PROTOCOL_GVRP);
         list.add(sending->attribute, vid);
-    }
+    });
     if (list.empty())
         return 0;
     list.send();
@@ -168,16 +188,14 @@ s32 mvrpForwardGvrpLeavePkt(MvrpPortEntry* port) {
     if (port->linkState == 0)
         return 0;
     GvrpAttributeList list(port);
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
+    mvrpGvrpForEach(port, kGvrpLeaving, [port, &list](u32 vid) {
         u8* machine = &port->madMachine[vid - 1];
-        if (mvrpApplicant(*machine) != APP_STATE_LA)
-            continue;
         const GvrpSending sending = mvrpGvrpLeaveChoose(*machine);
         list.add(sending.attribute, vid);
         mvrpFsmChange(machine, sending.event, MVRP_PROTOCOL_GVRP);
         if (!mvrpVlanActive(*machine))
             *machine = 0;
-    }
+    });
     if (!list.empty())
         list.send();
     return 0;

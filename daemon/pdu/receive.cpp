@@ -7,7 +7,7 @@
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_receive.h"
@@ -97,8 +97,6 @@ void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
 
 void mvrpJoinReceive(MvrpPortEntry* port, u32 vid, MvrpEvent event) {
     u8* machine = &port->madMachine[vid - 1];
-    // The others learn of the join before this port's own state changes.
-    mvrpMapPropagateJoin(vid, port);
     mvrpMachineInitIfIdle(machine);
     mvrpBitSet(machine, MVRP_REG_BIT);
     mvrpFsmChange(machine, event, MVRP_PROTOCOL_MVRP);
@@ -121,6 +119,12 @@ void mvrpLeaveReceive(MvrpPortEntry* port, u32 vid) {
     mvrpMachineTrace(port, vid, 5);
     mvrpPortTimerRestart(port, &port->vectorJoinTimer, kMvrpPromptJoinMs, mvrpJoinTimerHandler);
     mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+}
+
+/// Whether an attribute event declares its VLAN.
+constexpr bool mvrpEventJoins(u32 event) {
+    return event == MVRP_ATTRIBUTE_NEW || event == MVRP_ATTRIBUTE_JOIN_IN ||
+           event == MVRP_ATTRIBUTE_JOIN_MT;
 }
 
 void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
@@ -150,8 +154,10 @@ void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
     }
 }
 
-/// Applies the events of one vector. The packed bytes may end early. @return whether all were there
-bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<const u8> packed) {
+/// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
+/// end early. @return whether all were there
+bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<const u8> packed,
+                       MvrpVlanBitmap* joined) {
     for (u32 i = 0; i < count && firstVid + i <= kMvrpVlanLast; ++i) {
         const u32 vid = firstVid + i;
         if (i / kMvrpEventsPerByte >= packed.size())
@@ -164,6 +170,8 @@ bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<c
                    "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
                    "machine:0x%02x\r\n",
                    event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
+        if (mvrpEventJoins(event))
+            mvrpBitSet(joined->data(), vid - 1);
         mvrpAttributeReceive(port, vid, event);
     }
     return packed.size() == mvrpPackedBytes(count);
@@ -171,19 +179,45 @@ bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<c
 
 /// Raises a LeaveAll's event on every active VLAN; under GVRP compliance not on static ones.
 void mvrpLeaveallApply(MvrpPortEntry* port) {
-    const bool compliant = mvrpGvrpCompliant();
-    const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
-    const u32 event = compliant ? u32{GVRP_EVENT_R_LEAVE_ALL}
-                      : quiet   ? u32{MVRP_EVENT_R_LV_LA_QUIET}
-                                : u32{MVRP_EVENT_R_LA};
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
-        if (!mvrpVlanActive(*machine))
-            continue;
-        if (compliant && !mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-            continue;
-        mvrpFsmChange(machine, event, port->peerMode);
+    const bool mvrpPeer = port->peerMode == MVRP_PROTOCOL_MVRP;
+    if (mvrpGvrpCompliant()) {
+        MvrpVlanBitmap vlans;
+        gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
+        mvrpForEachVlan(vlans, [port](u32 vid) {
+            if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
+                mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, port->peerMode);
+        });
+    } else if (port->participant_mode == MVRP_PARTICIPANT_QUIET) {
+        gMvrpBytes.apply(mvrpMachines(port),
+                         mvrpPeer
+                             ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
+                             : kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_GVRP>);
+    } else {
+        gMvrpBytes.apply(mvrpMachines(port),
+                         mvrpPeer ? kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>
+                                  : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_GVRP>);
     }
+}
+
+/// Walks the vectors of a PDU that begins with `header`. @return whether it came to the end mark
+bool mvrpVectorsWalk(MvrpPortEntry* port, MvrpReader reader, u32 header, MvrpVlanBitmap* joined) {
+    u32 count = header & kMvrpValueCountMask;
+    while (count != 0) {
+        u32 firstVid = 0;
+        if (!reader.readWord(&firstVid))
+            return false;
+        if (firstVid < kMvrpVlanFirst || firstVid > kMvrpVlanLast)
+            return false;
+        if (port->registration_mode != MVRP_REGISTRATION_NORMAL)
+            return false;
+        if (!mvrpEventsReceive(port, firstVid, count, reader.take(mvrpPackedBytes(count)), joined))
+            return false;
+
+        header = kMvrpEndMark;
+        reader.readWord(&header);
+        count = header & kMvrpValueCountMask;
+    }
+    return true;
 }
 
 }  // namespace
@@ -220,23 +254,12 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
         return 0;
     }
 
-    u32 count = header & kMvrpValueCountMask;
-    while (count != 0) {
-        u32 firstVid = 0;
-        if (!reader.readWord(&firstVid))
-            return 0;
-        if (firstVid < kMvrpVlanFirst || firstVid > kMvrpVlanLast)
-            return 0;
-        if (port->registration_mode != MVRP_REGISTRATION_NORMAL)
-            return 0;
-        if (!mvrpEventsReceive(port, firstVid, count, reader.take(mvrpPackedBytes(count))))
-            return 0;
-
-        header = kMvrpEndMark;
-        reader.readWord(&header);
-        count = header & kMvrpValueCountMask;
-    }
-    mvrpMapPropagateJoinMsgSend(port);
+    // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
+    MvrpVlanBitmap joined = {};
+    const bool whole = mvrpVectorsWalk(port, reader, header, &joined);
+    mvrpMapPropagateJoins(joined, port);
+    if (whole)
+        mvrpMapPropagateJoinMsgSend(port);
     return 0;
 }
 

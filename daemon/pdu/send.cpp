@@ -4,7 +4,7 @@
 #include "daemon/core/debug.h"
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/vector.h"
 #include "daemon/timers/protocol_timers.h"
@@ -56,26 +56,31 @@ bool mvrpVectorFits(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 count) {
            pdu.used + bytes < static_cast<s32>(kMvrpPduBytes);
 }
 
+/// The most values of a vector that fits.
+u32 mvrpVectorRoom(const MvrpPortEntry* port, const MvrpPdu& pdu) {
+    const s32 limit = std::min(mvrpPduLimit(port), static_cast<s32>(kMvrpPduBytes));
+    const s32 packed = limit - pdu.used - 1 - static_cast<s32>(kMvrpVectorHeaderBytes);
+    return packed > 0 ? static_cast<u32>(packed) * kMvrpEventsPerByte : 0;
+}
+
 /// The same for a LeaveAll vector, whose limit leaves out what the PDU already holds: wanted so.
 bool mvrpLeaveallVectorFits(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 count) {
     const s32 bytes = mvrpVectorBytes(count);
     return mvrpPduLimit(port) - bytes >= 1 && pdu.used + bytes < static_cast<s32>(kMvrpPduBytes);
 }
 
-/// What a VLAN does to the run of consecutive VLANs that is being collected.
-enum class MvrpRunStep { Extend, PassOver, Close };
-
 /// The port's declarations: VLANs whose applicant has something to say.
 struct MvrpDeclarations {
     /// A run is closed before it outgrows the PDU.
     static constexpr bool kKeepsFitting = true;
 
-    static MvrpRunStep classify(MvrpPortEntry* port, u32 vid) {
+    static constexpr MvrpByteMarks kCandidates = mvrpByteMarks([](u8 machine) {
         constexpr u32 kQuiet =
             1U << APP_STATE_VO | 1U << APP_STATE_AO | 1U << APP_STATE_QO | 1U << APP_STATE_QP;
-        const u32 applicant = mvrpApplicant(port->madMachine[vid - 1]);
-        return (kQuiet >> applicant & 1U) != 0 ? MvrpRunStep::Close : MvrpRunStep::Extend;
-    }
+        return (kQuiet >> mvrpApplicant(machine) & 1U) == 0;
+    });
+
+    static u32 take(u32 vid, u32 endVid) { return endVid - vid; }
 
     static void trace(const MvrpPortEntry* port, u32 vid, u32 step) {
         MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
@@ -90,13 +95,14 @@ struct MvrpFixedRegistrations {
     /// A run grows whatever it will need, and is started again in a fresh PDU if it does not fit.
     static constexpr bool kKeepsFitting = false;
 
-    static MvrpRunStep classify(MvrpPortEntry* port, u32 vid) {
-        if (mvrpRegistrar(port->madMachine[vid - 1]) != REG_STATE_INF)
-            return MvrpRunStep::Close;
+    static constexpr MvrpByteMarks kCandidates =
+        mvrpByteMarks([](u8 machine) { return mvrpRegistrar(machine) == REG_STATE_INF; });
+
+    static u32 take(u32 vid, u32 /*endVid*/) {
         u32 exists = 0;
         return qorVlanGetApi(vid, static_cast<u32>(QorVlanAttribute::Exists), &exists) == kStatusOk
-                   ? MvrpRunStep::Extend
-                   : MvrpRunStep::PassOver;
+                   ? 1
+                   : 0;
     }
 
     static void trace(const MvrpPortEntry* /*port*/, u32 /*vid*/, u32 /*step*/) {}
@@ -110,51 +116,83 @@ enum MvrpWalkStep : u32 {
     WALK_END = 4,     ///< the last VLAN is still in the run
 };
 
-/// Walks all VLANs and sends runs of them as vectors, in as many PDUs as they need; one without
-/// vectors when there are none. A port whose MTU holds no vector at all ends the walk.
-template <class Rule>
-void mvrpRunsSend(MvrpPortEntry* port) {
-    MvrpPdu pdu;
-    mvrpPduBegin(&pdu);
+/// Sends the PDU and begins the next.
+void mvrpPduNext(MvrpPortEntry* port, MvrpPdu* pdu) {
+    mvrpPduSend(port, *pdu);
+    mvrpPduBegin(pdu);
+}
+
+/// A run of candidates that is written as one vector.
+struct MvrpRun {
     u32 first = 0;
     u32 count = 0;
+};
 
-    u32 vid = kMvrpVlanFirst;
-    while (vid <= kMvrpVlanLast + 1) {  // one beyond the last closes a run that is still open
-        if (count == 0)
-            vid = mvrpVlanWithStateFrom(port, vid);  // no rule takes an idle VLAN into a run
-        const MvrpRunStep step =
-            vid <= kMvrpVlanLast ? Rule::classify(port, vid) : MvrpRunStep::Close;
-        if (step == MvrpRunStep::Extend) {
-            const bool bounded = Rule::kKeepsFitting || pdu.fresh();
-            if (bounded && !mvrpVectorFits(port, pdu, count + 1)) {
-                if (pdu.fresh() && count == 0)
-                    break;
-                Rule::trace(port, vid, WALK_FULL);
-                if (count != 0)
-                    pdu.used += mvrpVectorBuild(port, vid, count, pdu.rest());
-                mvrpPduSend(port, pdu);
-                mvrpPduBegin(&pdu);
-                count = 0;
-                continue;  // look at this VLAN again
-            }
-            Rule::trace(port, vid, WALK_EXTEND);
-            if (count == 0)
-                first = vid;
-            ++count;
-        } else if (step == MvrpRunStep::Close && count != 0) {
-            if (mvrpVectorFits(port, pdu, count)) {
-                const bool atEnd = vid > kMvrpVlanLast;
-                Rule::trace(port, std::min(vid, kMvrpVlanLast), atEnd ? WALK_END : WALK_CLOSE);
-                pdu.used += mvrpVectorBuild(port, vid, count, pdu.rest());
-            } else {
-                mvrpPduSend(port, pdu);
-                mvrpPduBegin(&pdu);
-                vid = first - 1;
-            }
-            count = 0;
+/// Takes candidates into the run, from `vid` to `endVid` - 1.
+/// @return the first that did not fit any more, or `endVid`
+template <class Rule>
+u32 mvrpRunCollect(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 vid, u32 endVid,
+                   MvrpRun* run) {
+    const bool bounded = Rule::kKeepsFitting || pdu.fresh();
+    const u32 room = bounded ? mvrpVectorRoom(port, pdu) : kMvrpVlanCount;
+    while (vid < endVid) {
+        u32 taken = Rule::take(vid, endVid);
+        if (taken == 0) {
+            ++vid;  // passed over
+            continue;
         }
-        ++vid;
+        taken = std::min(taken, room - run->count);
+        if (taken == 0)
+            return vid;
+        if (run->count == 0)
+            run->first = vid;
+        run->count += taken;
+        for (; taken != 0; --taken, ++vid)
+            Rule::trace(port, vid, WALK_EXTEND);
+    }
+    return endVid;
+}
+
+/// Writes candidates, from `vid` to `endVid` - 1, into the PDU as far as they fit; what does not
+/// fit has a PDU begun for it. @return the VLAN to go on with; 0 when not even one fits a fresh PDU
+template <class Rule>
+u32 mvrpRunWrite(MvrpPortEntry* port, MvrpPdu* pdu, u32 vid, u32 endVid) {
+    MvrpRun run;
+    const u32 next = mvrpRunCollect<Rule>(port, *pdu, vid, endVid, &run);
+    if (next != endVid) {
+        if (pdu->fresh() && run.count == 0)
+            return 0;
+        Rule::trace(port, next, WALK_FULL);
+        if (run.count != 0)
+            pdu->used += mvrpVectorBuild(port, next, run.count, pdu->rest());
+        mvrpPduNext(port, pdu);
+        return next;
+    }
+    if (run.count == 0)
+        return endVid;
+    if (!mvrpVectorFits(port, *pdu, run.count)) {
+        mvrpPduNext(port, pdu);
+        return run.first;
+    }
+    const bool atEnd = endVid > kMvrpVlanLast;
+    Rule::trace(port, std::min(endVid, kMvrpVlanLast), atEnd ? WALK_END : WALK_CLOSE);
+    pdu->used += mvrpVectorBuild(port, endVid, run.count, pdu->rest());
+    return endVid;
+}
+
+/// Sends runs of candidates as vectors, in as many PDUs as they need; one without vectors when
+/// there are none. A port whose MTU holds no vector at all ends the walk.
+template <class Rule>
+void mvrpRunsSend(MvrpPortEntry* port) {
+    // Writing a vector changes machines, but none from the next VLAN on.
+    MvrpVlanBitmap candidates;
+    gMvrpBytes.mark(mvrpMachines(port), Rule::kCandidates, &candidates);
+    MvrpPdu pdu;
+    mvrpPduBegin(&pdu);
+    u32 vid = kMvrpVlanFirst;
+    while (vid != 0 && (vid = mvrpBitmapNext(candidates, vid - 1) + 1) <= kMvrpVlanLast) {
+        const u32 endVid = mvrpBitmapNext(candidates, vid - 1, false) + 1;
+        vid = mvrpRunWrite<Rule>(port, &pdu, vid, endVid);
     }
     mvrpPduSend(port, pdu);
 }
@@ -176,13 +214,17 @@ void mvrpLeaveallRestApply(MvrpPortEntry* port, u32 firstVid) {
     }
 }
 
-/// Whether a VLAN belongs into a LeaveAll vector: its applicant is neither idle nor only observing.
-/// A run that is open takes VLANs without either flag along.
-bool mvrpLeaveallCarries(u8 machine, bool runOpen) {
+/// Whether a VLAN may stand in a LeaveAll vector: its applicant is neither idle nor only observing.
+constexpr bool mvrpLeaveallCarries(u8 machine) {
     constexpr u32 kLeftOut = 1U << APP_STATE_VO | 1U << APP_STATE_LA | 1U << APP_STATE_LO |
                              1U << APP_STATE_AO | 1U << APP_STATE_QO;
-    return (mvrpVlanActive(machine) || runOpen) && (kLeftOut >> mvrpApplicant(machine) & 1U) == 0;
+    return (kLeftOut >> mvrpApplicant(machine) & 1U) == 0;
 }
+
+/// An active VLAN opens a run; a run that is open takes VLANs without either flag along.
+constexpr MvrpByteMarks kLeaveallOpening = mvrpByteMarks(
+    [](u8 machine) { return mvrpVlanActive(machine) && mvrpLeaveallCarries(machine); });
+constexpr MvrpByteMarks kLeaveallExtending = mvrpByteMarks(mvrpLeaveallCarries);
 
 }  // namespace
 
@@ -205,29 +247,24 @@ s32 mvrpPortSendJoinPkt(MvrpPortEntry* port) {
 s32 mvrpSendLeaveallPkt(MvrpPortEntry* port) {
     if (port == nullptr)
         return -1;
+    MvrpVlanBitmap opening;
+    MvrpVlanBitmap extending;
+    gMvrpBytes.mark(mvrpMachines(port), kLeaveallOpening, &opening);
+    gMvrpBytes.mark(mvrpMachines(port), kLeaveallExtending, &extending);
     MvrpPdu pdu;
     mvrpPduBegin(&pdu);
-    u32 first = 0;
-    u32 count = 0;
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast + 1; ++vid) {
-        if (count == 0)
-            vid = mvrpVlanWithStateFrom(port, vid);
-        if (vid <= kMvrpVlanLast && mvrpLeaveallCarries(port->madMachine[vid - 1], count != 0)) {
-            if (count == 0)
-                first = vid;
-            ++count;
-            continue;
-        }
-        if (count == 0)
-            continue;
+    u32 vid = kMvrpVlanFirst;
+    while ((vid = mvrpBitmapNext(opening, vid - 1) + 1) <= kMvrpVlanLast) {
+        const u32 endVid = mvrpBitmapNext(extending, vid - 1, false) + 1;
+        const u32 count = endVid - vid;
         if (!mvrpLeaveallVectorFits(port, pdu, count)) {
             const s32 result = mvrpPduSend(port, pdu);
-            mvrpLeaveallRestApply(port, first);
+            mvrpLeaveallRestApply(port, vid);
             return result;
         }
         // An impossible applicant state moves the position back by the builder's -1.
-        pdu.used = std::max(0, pdu.used + mvrpLeaveallVectorBuild(port, vid, count, pdu.rest()));
-        count = 0;
+        pdu.used = std::max(0, pdu.used + mvrpLeaveallVectorBuild(port, endVid, count, pdu.rest()));
+        vid = endVid;
     }
     return mvrpPduSend(port, pdu);
 }

@@ -4,7 +4,7 @@
 // the machine event that follows from sending it, and the packing.
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/send.h"
 #include "daemon/pdu/vector.h"
@@ -57,7 +57,7 @@ struct MvrpSending {
 };
 
 /// @return false for an applicant that sends nothing of its own
-bool mvrpSendingChoose(u8 machine, MvrpSending* sending) {
+constexpr bool mvrpSendingChoose(u8 machine, MvrpSending* sending) {
     const bool in = mvrpRegistrarIn(machine);
     switch (mvrpApplicant(machine)) {
         case APP_STATE_VP:
@@ -136,7 +136,7 @@ s32 mvrpVectorLength(std::span<const u8> packed) {
 
 /// Attribute event of a VLAN in a LeaveAll vector, from the state after its machine event.
 /// @return false for a state that has none
-bool mvrpLeaveallEventChoose(u8 machine, MvrpAttributeEvent* event) {
+constexpr bool mvrpLeaveallEventChoose(u8 machine, MvrpAttributeEvent* event) {
     switch (mvrpApplicant(machine)) {
         case APP_STATE_VP:
             *event = mvrpRegistrarIn(machine) ? MVRP_ATTRIBUTE_IN : MVRP_ATTRIBUTE_MT;
@@ -158,12 +158,75 @@ bool mvrpLeaveallEventChoose(u8 machine, MvrpAttributeEvent* event) {
     }
 }
 
+// What a whole run sends, in one pass -------------------------------------------------------------
+
+/// In place of an attribute event: there is none.
+constexpr u8 kNoAttribute = 0x80;
+
+/// Attribute event of each machine, and the machine once that is sent.
+constexpr MvrpByteMap kSendingEvents = mvrpByteMap([](u8 machine) {
+    MvrpSending sending = {};
+    return mvrpSendingChoose(machine, &sending) ? static_cast<u8>(sending.attribute) : kNoAttribute;
+});
+constexpr MvrpByteMap kSentMachines = mvrpByteMap([](u8 machine) {
+    MvrpSending sending = {};
+    return mvrpSendingChoose(machine, &sending)
+               ? mvrpMachineAfter(machine, sending.event, MVRP_PROTOCOL_MVRP)
+               : machine;
+});
+
+/// The same for a LeaveAll vector.
+constexpr u8 mvrpMachineInLeaveall(u8 machine) {
+    return mvrpMachineAfter(machine, MVRP_EVENT_IN_LEAVE_ALL, MVRP_PROTOCOL_MVRP);
+}
+constexpr MvrpByteMap kLeaveallEvents = mvrpByteMap([](u8 machine) {
+    MvrpAttributeEvent event = MVRP_ATTRIBUTE_NEW;
+    return mvrpLeaveallEventChoose(mvrpMachineInLeaveall(machine), &event) ? static_cast<u8>(event)
+                                                                           : kNoAttribute;
+});
+constexpr MvrpByteMap kLeaveallMachines = mvrpByteMap(mvrpMachineInLeaveall);
+
+/// Packs what the machines of a run send and applies that it was sent.
+/// @return false, with nothing done, when one of them sends nothing
+bool mvrpRunPack(std::span<u8> machines, const MvrpByteMap& events, const MvrpByteMap& sent,
+                 std::span<u8> packed) {
+    std::array<u8, kMvrpVlanCount> attributes;
+    if ((gMvrpBytes.look(machines, events, attributes.data()) & kNoAttribute) != 0)
+        return false;
+    gMvrpBytes.pack(std::span<const u8>(attributes).first(machines.size()), packed.data());
+    gMvrpBytes.apply(machines, sent);
+    return true;
+}
+
+std::span<u8> mvrpRunMachines(MvrpPortEntry* port, u32 firstVid, u32 count) {
+    return mvrpMachines(port).subspan(firstVid - 1, count);
+}
+
+/// Builds a vector in one pass. @return false, with nothing done, where each VLAN is a matter of
+/// its own: its steps are traced, it may be passed over, or it repeats the event before it
+bool mvrpVectorBuildAtOnce(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<u8> packed) {
+    if ((gMvrpInfo.debug & MVRP_DEBUG_TRANSMIT) != 0 ||
+        port->participant_mode == MVRP_PARTICIPANT_QUIET)
+        return false;
+    const std::span<u8> machines = mvrpRunMachines(port, firstVid, count);
+    if (!mvrpRunPack(machines, kSendingEvents, kSentMachines, packed))
+        return false;
+    MvrpVlanBitmap active;
+    gMvrpBytes.mark(machines, kMvrpActiveMachines, &active);
+    for (u32 i = mvrpBitmapNext(active, 0, false); i < count;
+         i = mvrpBitmapNext(active, i + 1, false))
+        mvrpInactiveForget(port, firstVid + i);
+    return true;
+}
+
 }  // namespace
 
 s32 mvrpVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out) {
     const std::span<u8> packed = mvrpVectorBegin(out, count, endVlan - count, count);
     if (packed.empty())
         return -1;
+    if (mvrpVectorBuildAtOnce(port, endVlan - count, count, packed))
+        return mvrpVectorLength(packed);
     MvrpEventPacker packer(packed);
     MvrpAttributeEvent last = MVRP_ATTRIBUTE_NEW;
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
@@ -188,6 +251,9 @@ s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::sp
         mvrpVectorBegin(out, kMvrpLeaveAllBit | count, endVlan - count, count);
     if (packed.empty())
         return -1;
+    if (mvrpRunPack(mvrpRunMachines(port, endVlan - count, count), kLeaveallEvents,
+                    kLeaveallMachines, packed))
+        return mvrpVectorLength(packed);
     MvrpEventPacker packer(packed);
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
         u8* machine = &port->madMachine[vid - 1];

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "daemon/core/byte_map.h"
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/mgmt/config.h"
@@ -37,11 +38,29 @@ u32 mvrpReadUnit(std::span<const u8> message) {
     return unit;
 }
 
-/// Whether the flags of the eight VLANs from `index` on are all 0.
-bool mvrpFlagsIdle(const MvrpPortEntry* port, u32 index) {
-    u64 eight = 0;
-    std::memcpy(&eight, &port->vlanFlag[index], sizeof(eight));
-    return eight == 0;
+constexpr MvrpByteMarks kMvrpAppliedFlags =
+    mvrpByteMarks([](u8 flag) { return mvrpBitTest(&flag, MVRP_FLAG_APPLIED) != 0; });
+
+/// The platform's answer whether a standby is there.
+u32 mvrpStandbyAsk() {
+    return qorHwilScalarGet(0, kHwilScalarStandby, nullptr);
+}
+
+/// Sends a message to the standby, which is there. @return its answer
+u32 mvrpSyncPktHandOver(std::span<u8> message) {
+    const u32 length = static_cast<u32>(message.size());
+    QorBuffer command = {message.data(), length};
+    QorCommandControl reply = {};
+    reply.words[0] = kSyncControlMode;
+    reply.words[kSyncControlLengthWord] = length;
+    const u32 result =
+        qorHwilCmdSyncApi(0, kMvrpScalarCommandBase + MVRP_SCALAR_SYNC_PACKET, &command, &reply);
+    if ((gMvrpInfo.debug & (MVRP_DEBUG_TRANSMIT | MVRP_DEBUG_PACKET)) != 0) {
+        loggingDebugOutput(kMvrpLogBase + MVRP_LOG_SYNC_SEND,
+                           gMvrpInfo.logLevel[MVRP_LOG_SYNC_SEND], 0,
+                           "Send sync packet. (len=%u, ret=%d)\r\n", length, result);
+    }
+    return result;
 }
 
 /// What one received message is about. Reads and writes the switch, not the port.
@@ -99,48 +118,37 @@ u32 mvrpVlanSyncPktBuild(const MvrpPortEntry* port, u32 type, std::span<u8> buff
     mvrpWriteField(&buffer[kLengthAt], kMvrpSyncMessageBytes, sizeof(u16));
     mvrpWriteField(&buffer[kUnitAt], port->portunit, sizeof(u32));
 
-    u8* bitmap = &buffer[kBitmapAt];
-    const u32 listed = typeByte == MVRP_SYNC_ADD ? 1 : 0;
-    for (u32 index = kMvrpDefaultVlan; index < kMvrpVlanLast; ++index) {
-        if (index % 8 == 0 && index + 8 <= kMvrpVlanLast && mvrpFlagsIdle(port, index)) {
-            bitmap[index / 8] = listed == 0 ? 0xFF : 0;
-            index += 7;
-            continue;
-        }
-        if (mvrpBitTest(&port->vlanFlag[index], MVRP_FLAG_APPLIED) == listed)
-            mvrpBitSet(bitmap, index);
-        else
-            mvrpBitClear(bitmap, index);
+    MvrpVlanBitmap listed;
+    gMvrpBytes.mark(std::span(port->vlanFlag).first(kMvrpVlanCount), kMvrpAppliedFlags, &listed);
+    const u8 inverted = typeByte == MVRP_SYNC_ADD ? 0 : 0xFF;
+    for (u8& byte : listed)
+        byte = static_cast<u8>(byte ^ inverted);
+    // The default VLAN is never listed; neither is what is no VLAN ID. Their bits stay as they are.
+    const std::span<u8> bitmap = buffer.subspan(kBitmapAt, kVlanBitmapBytes);
+    constexpr u32 kBeyondLast = kMvrpVlanLast;
+    for (const u32 index : {kMvrpDefaultVlan - 1, kBeyondLast}) {
+        mvrpBitClear(listed.data(), index);
+        if (mvrpBitTest(bitmap.data(), index) != 0)
+            mvrpBitSet(listed.data(), index);
     }
+    std::copy(listed.begin(), listed.end(), bitmap.begin());
     return kMvrpSyncMessageBytes;
 }
 
 u32 mvrpSyncPktSend(std::span<u8> message) {
     if (message.empty())
         return kStatusOk;
-    const u32 standby = qorHwilScalarGet(0, kHwilScalarStandby, nullptr);
-    if (standby != kStatusOk)
-        return standby;
-
-    const u32 length = static_cast<u32>(message.size());
-    QorBuffer command = {message.data(), length};
-    QorCommandControl reply = {};
-    reply.words[0] = kSyncControlMode;
-    reply.words[kSyncControlLengthWord] = length;
-    const u32 result =
-        qorHwilCmdSyncApi(0, kMvrpScalarCommandBase + MVRP_SCALAR_SYNC_PACKET, &command, &reply);
-    if ((gMvrpInfo.debug & (MVRP_DEBUG_TRANSMIT | MVRP_DEBUG_PACKET)) != 0) {
-        loggingDebugOutput(kMvrpLogBase + MVRP_LOG_SYNC_SEND,
-                           gMvrpInfo.logLevel[MVRP_LOG_SYNC_SEND], 0,
-                           "Send sync packet. (len=%u, ret=%d)\r\n", length, result);
-    }
-    return result;
+    const u32 standby = mvrpStandbyAsk();
+    return standby != kStatusOk ? standby : mvrpSyncPktHandOver(message);
 }
 
 void mvrpSyncPort(const MvrpPortEntry* port, MvrpSyncType type) {
+    // Asked first: a switch without a standby, which most are, builds no message.
+    if (mvrpStandbyAsk() != kStatusOk)
+        return;
     MvrpSyncBuffer buffer = {};
     const u32 length = mvrpVlanSyncPktBuild(port, type, buffer);
-    mvrpSyncPktSend(std::span<u8>(buffer).first(length));
+    mvrpSyncPktHandOver(std::span<u8>(buffer).first(length));
 }
 
 u32 mvrpSyncPktRecv(const QorBuffer* command) {

@@ -4,7 +4,7 @@
 #include "daemon/core/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/send.h"
@@ -59,7 +59,8 @@ void mvrpLeavingExpire(MvrpPortEntry* port, u32 vid) {
     MVRP_TRACE(MVRP_DEBUG_TIMER, port->portunit, vid,
                "Leave timer handler; port:%u, change vlan %u madMachine to 0x%02x.\r\n",
                port->portunit, vid, *machine);
-    mvrpMapPropagateLeave(vid, port);
+    if (mvrpMapLeavesTraced())
+        mvrpMapPropagateLeave(vid, port);
     mvrpBitClear(machine, MVRP_REG_BIT);
     if (!mvrpVlanActive(*machine))
         mvrpVlanForget(port, vid);
@@ -67,19 +68,37 @@ void mvrpLeavingExpire(MvrpPortEntry* port, u32 vid) {
 
 /// Raises the LeaveAll event of a GVRP port on every active VLAN that is not static.
 void mvrpGvrpLeaveallRaise(MvrpPortEntry* port) {
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
-        if (mvrpVlanActive(*machine) && mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-            mvrpFsmChange(machine, GVRP_EVENT_R_LEAVE_ALL, MVRP_PROTOCOL_GVRP);
-    }
+    MvrpVlanBitmap vlans;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
+    mvrpForEachVlan(vlans, [port](u32 vid) {
+        if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
+            mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, MVRP_PROTOCOL_GVRP);
+    });
 }
 
 void mvrpMvrpLeaveallRaise(MvrpPortEntry* port) {
     const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
-    const u32 event = quiet ? MVRP_EVENT_R_LV_LA_QUIET : MVRP_EVENT_R_LA;
-    for (u8& machine : port->madMachine)
-        if (mvrpVlanActive(machine))
-            mvrpFsmChange(&machine, event, MVRP_PROTOCOL_MVRP);
+    gMvrpBytes.apply(mvrpMachines(port),
+                     quiet ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
+                           : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>);
+}
+
+/// Ends what is leaving on the port. @return the VLANs that left
+MvrpVlanBitmap mvrpRegistrationsExpire(MvrpPortEntry* port) {
+    MvrpVlanBitmap left;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, &left);
+    mvrpForEachVlan(left, [port, &left](u32 vid) {
+        u8* machine = &port->madMachine[vid - 1];
+        if (mvrpRegistrar(*machine) == REG_STATE_LV) {
+            mvrpLeavingExpire(port, vid);
+            return;
+        }
+        *machine = mvrpWithRegistrar(*machine, REG_STATE_IN);
+        mvrpBitClear(left.data(), vid - 1);
+    });
+    if (!mvrpMapLeavesTraced())
+        mvrpMapPropagateLeaves(left, port);
+    return left;
 }
 
 }  // namespace
@@ -127,20 +146,7 @@ u32 mvrpJoinTimerHandler(void* argument) {
 u32 mvrpLeaveTimerHandler(void* argument) {
     MvrpPortEntry* port = mvrpTimerPort(argument);
     mvrpHandlerTrace(port, "Leave timer handler");
-    MvrpVlanBitmap left = {};
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
-        if (!mvrpVlanActive(*machine))
-            continue;
-        const u32 registrar = mvrpRegistrar(*machine);
-        if (registrar == REG_STATE_LV) {
-            mvrpLeavingExpire(port, vid);
-            mvrpBitSet(left.data(), vid - 1);
-        } else if (registrar == REG_STATE_MT && mvrpBitTest(machine, MVRP_REG_BIT) != 0) {
-            constexpr u32 kRegistrarMask = 3U << 2U;
-            *machine = static_cast<u8>(*machine & ~kRegistrarMask);
-        }
-    }
+    MvrpVlanBitmap left = mvrpRegistrationsExpire(port);
     mvrpMapPropagateLeaveMsgSend(port);
     QorBuffer leftVlans = mvrpBitmapBuffer(left);
     if (mvrpLeaveIndication(&leftVlans, port) != kStatusOk)

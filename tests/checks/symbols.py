@@ -12,7 +12,8 @@ import sys
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 # Made by the compiler or the linker, not called by the code.
-COMPILER = {"_GLOBAL_OFFSET_TABLE_", "__dso_handle", "__TMC_END__"}
+COMPILER = {"_GLOBAL_OFFSET_TABLE_", "__dso_handle", "__TMC_END__",
+            "__cpu_model", "__cpu_indicator_init"}  # of __builtin_cpu_supports()
 
 
 def output(*command):
