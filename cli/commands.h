@@ -52,6 +52,14 @@ class Context {
     std::vector<std::string> arguments_;
 };
 
+/// What a command that does without a connection works with.
+struct Alone {
+    std::string socket;  ///< path of the command socket, which may not be served
+    std::vector<std::string> arguments;
+    bool json;
+    Style style;
+};
+
 struct Argument {
     const char* name = nullptr;  ///< null: no argument
     const char* help = nullptr;
@@ -65,6 +73,9 @@ struct Command {
     std::array<Argument, 4> arguments;
     void (*run)(const Context& context);
     std::string (*details)() = nullptr;  ///< more help, in lines; null: none
+    /// In place of `run`, for a command that connects by itself, or not at all.
+    /// @return the exit status
+    int (*runAlone)(const Alone& alone) = nullptr;
 };
 
 /// The tables, one for each first word.
@@ -73,5 +84,6 @@ extern const std::span<const Command> kSetCommands;
 extern const std::span<const Command> kSwitchCommands;
 extern const std::span<const Command> kStandbyCommands;
 extern const std::span<const Command> kDebugCommands;
+extern const std::span<const Command> kDoctorCommands;
 
 }  // namespace cli

@@ -111,8 +111,9 @@ class CommandLine {
         app_.footer(
             "VLANs are written as ranges: 1-3,7; \"-\" for none, \"all\" for 1-4094.\n"
             "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
-        for (const auto table : {cli::kShowCommands, cli::kSetCommands, cli::kSwitchCommands,
-                                 cli::kStandbyCommands, cli::kDebugCommands}) {
+        for (const auto table :
+             {cli::kShowCommands, cli::kSetCommands, cli::kSwitchCommands, cli::kStandbyCommands,
+              cli::kDebugCommands, cli::kDoctorCommands}) {
             for (const cli::Command& command : table)
                 add(command);
         }
@@ -192,9 +193,12 @@ int fail(const Line& line, u32 status, const std::string& message, ExitStatus ex
 
 int run(const Line& line) {
     const bool colour = isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr;
+    const cli::Style style{colour};
     try {
+        if (line.command->runAlone != nullptr)
+            return line.command->runAlone({line.socket, *line.arguments, line.json, style});
         cli::Client client(line.socket);
-        line.command->run(cli::Context(client, *line.arguments, line.json, cli::Style{colour}));
+        line.command->run(cli::Context(client, *line.arguments, line.json, style));
         return kDone;
     } catch (const cli::RefusedError& error) {
         return fail(line, error.status, error.what(), kRefused);

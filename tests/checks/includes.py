@@ -17,7 +17,8 @@ RULES = {
     "daemon": (True, ("daemon/", "platform/contract/")),
     "platform": (False, ("platform/",)),
     "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h",
-                    "platform/config/vlan_ranges.h")),
+                    "platform/config/vlan_ranges.h",
+                    "platform/command/watch_wire.h", "platform/inspect/")),
 }
 
 

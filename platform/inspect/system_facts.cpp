@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+#include "platform/inspect/system_facts.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "platform/config/load.h"
+#include "platform/inspect/vlan_devices.h"
+#include "platform/linux/guard.h"
+#include "platform/linux/rtnl_dump.h"
+
+namespace platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// A directory or file that is there while the program is at work.
+struct ManagerSign {
+    const char* name;
+    const char* path;
+};
+constexpr std::array<ManagerSign, 6> kManagerSigns = {{
+    {"systemd-networkd", "/run/systemd/netif/links"},
+    {"NetworkManager", "/run/NetworkManager/devices"},
+    {"ifupdown2", "/usr/share/ifupdown2"},
+    {"ifupdown", "/run/network/ifstate"},
+    {"netplan", "/run/netplan"},
+    {"Open vSwitch", "/run/openvswitch/db.sock"},
+}};
+constexpr const char* kBridgeFirewallFile = "/proc/sys/net/bridge/bridge-nf-call-iptables";
+
+std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void readConfig(SystemFacts& facts) {
+    std::error_code ignored;
+    facts.configThere = fs::exists(facts.configFile, ignored);
+    if (!facts.configThere)
+        return;
+    LoadedConfig loaded = loadConfig(facts.configFile);
+    for (const ConfigProblem& problem : loaded.problems)
+        facts.configProblems.push_back(formatProblem(facts.configFile, problem));
+    facts.config = std::move(loaded.config);
+}
+
+void readGuards(NetlinkSocket& socket, SystemFacts& facts) {
+    for (const KernelLink& link : facts.links) {
+        GuardState state;
+        if (link.bridgePort && dumpGuard(socket, link.index, state))
+            facts.guards.push_back({link.index, state.present});
+    }
+}
+
+void readKernel(SystemFacts& facts) {
+    NetlinkSocket socket;
+    KernelResult result = socket.open(true);
+    if (result)
+        result = dumpLinks(socket, facts.links);
+    if (result)
+        result = dumpVlans(socket, 0, facts.vlans);
+    if (result)
+        result = dumpVlanDevices(socket, facts.vlanDevices);
+    if (result)
+        readGuards(socket, facts);
+    else
+        facts.kernelProblem = result.what;
+}
+
+bool isNumber(const std::string& text) {
+    return !text.empty() && std::ranges::all_of(text, [](unsigned char letter) {
+        return std::isdigit(letter) != 0;
+    });
+}
+
+/// Of "socket:[INODE]", which an open socket's entry points at; 0 for anything else.
+u64 socketInode(const fs::path& entry) {
+    constexpr std::string_view kBegin = "socket:[";
+    std::error_code error;
+    const std::string target = fs::read_symlink(entry, error).string();
+    return error || !target.starts_with(kBegin)
+               ? 0
+               : std::strtoull(target.c_str() + kBegin.size(), nullptr, 10);
+}
+
+void findOwnersIn(const fs::path& process, std::vector<PacketListener>& listeners) {
+    std::error_code error;
+    for (fs::directory_iterator entry(process / "fd", error), end; !error && entry != end;
+         entry.increment(error)) {
+        const u64 inode = socketInode(entry->path());
+        for (PacketListener& listener : listeners) {
+            if (inode == 0 || listener.inode != inode || listener.process != 0)
+                continue;
+            listener.process = std::atoi(process.filename().c_str());
+            std::string name = contentOf(process / "comm");
+            listener.program = name.substr(0, name.find('\n'));
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<PacketListener> parsePacketSockets(const std::string& text) {
+    std::vector<PacketListener> listeners;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        // sk RefCnt Type Proto Iface R Rmem User Inode
+        std::istringstream words(line);
+        std::string kernelAddress;
+        u32 skipped = 0;
+        PacketListener listener;
+        if (words >> kernelAddress >> skipped >> skipped >> std::hex >> listener.protocol >>
+            std::dec >> listener.interface >> skipped >> skipped >> skipped >> listener.inode)
+            listeners.push_back(listener);
+    }
+    return listeners;
+}
+
+std::vector<NetworkManager> findManagers(const std::string& root) {
+    std::vector<NetworkManager> managers;
+    std::error_code ignored;
+    for (const ManagerSign& sign : kManagerSigns)
+        if (fs::exists(root + sign.path, ignored))
+            managers.push_back({sign.name, sign.path});
+    return managers;
+}
+
+void findOwners(std::vector<PacketListener>& listeners, const std::string& proc) {
+    if (listeners.empty())
+        return;
+    std::error_code error;
+    for (fs::directory_iterator entry(proc, error), end; !error && entry != end;
+         entry.increment(error))
+        if (isNumber(entry->path().filename().string()))
+            findOwnersIn(entry->path(), listeners);
+}
+
+SystemFacts collectSystemFacts(const std::string& configFile, const std::string& directory) {
+    SystemFacts facts;
+    facts.configFile = configFile;
+    readConfig(facts);
+    readKernel(facts);
+    facts.listeners = parsePacketSockets(contentOf("/proc/net/packet"));
+    findOwners(facts.listeners, "/proc");
+    facts.managers = findManagers("");
+    facts.bridgeFirewall = contentOf(kBridgeFirewallFile).starts_with('1');
+    if (facts.config) {
+        std::error_code ignored;
+        const std::string& bridge = facts.config->network.linuxBridge.bridge;
+        facts.ledgerThere = fs::exists(directory + "/mvrp-" + bridge + ".ledger", ignored);
+    }
+    return facts;
+}
+
+}  // namespace platform

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// What there is to know about this system without asking a running daemon: its configuration file,
+// the bridge and its ports as the kernel has them, who else speaks for a port, and who else changes
+// bridges. For looking only; nothing is changed, and no privilege is needed, though some things are
+// seen by root alone.
+//
+// Plain records, owned by the caller; no lock. What can not be found out is left out and said so in
+// a text of its own.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/config/host_config.h"
+#include "platform/linux/kernel.h"
+
+namespace platform {
+
+/// An interface for one VLAN on top of another, with the kernel's own registration protocols.
+struct VlanDevice {
+    u32 index = 0;
+    std::string name;
+    u32 lower = 0;  ///< index of the interface below
+    u32 vid = 0;
+    bool mvrp = false;  ///< the kernel declares its VLAN by MVRP
+    bool gvrp = false;
+
+    bool operator==(const VlanDevice&) const = default;
+};
+
+/// A socket that receives whole frames.
+struct PacketListener {
+    u32 interface = 0;  ///< 0: all
+    u32 protocol = 0;   ///< ethertype, 3 for all of them
+    u64 inode = 0;
+    int process = 0;      ///< 0: not known, as for other users' processes unless root looks
+    std::string program;  ///< name of the process
+
+    bool operator==(const PacketListener&) const = default;
+};
+
+/// A program that configures interfaces and may undo what others configured on a bridge.
+struct NetworkManager {
+    std::string name;
+    std::string sign;  ///< the file that says that it is at work
+
+    bool operator==(const NetworkManager&) const = default;
+};
+
+/// The guard of an interface (guard.h).
+struct GuardFact {
+    u32 index = 0;
+    bool present = false;
+};
+
+struct SystemFacts {
+    std::string configFile;
+    bool configThere = false;
+    std::vector<std::string> configProblems;
+    std::optional<HostConfig> config;
+
+    std::string kernelProblem;  ///< why links, VLANs or guards are not known; empty: they are
+    std::vector<KernelLink> links;
+    std::vector<KernelVlans> vlans;
+    std::vector<GuardFact> guards;  ///< of all members of bridges
+    std::vector<VlanDevice> vlanDevices;
+    std::vector<PacketListener> listeners;
+    std::vector<NetworkManager> managers;
+    bool bridgeFirewall = false;  ///< bridged IP packets pass iptables
+    bool ledgerThere = false;     ///< of the configured bridge
+};
+
+/// Looks at everything.
+/// @param configFile  may be missing
+/// @param directory   the daemon's runtime directory
+SystemFacts collectSystemFacts(const std::string& configFile, const std::string& directory);
+
+/// The lines of /proc/net/packet. Lines of another form are passed over.
+std::vector<PacketListener> parsePacketSockets(const std::string& text);
+/// Those whose files exist. @param root  "" for this system
+std::vector<NetworkManager> findManagers(const std::string& root);
+/// Fills in which process each socket belongs to. @param proc  "/proc"
+void findOwners(std::vector<PacketListener>& listeners, const std::string& proc);
+
+}  // namespace platform

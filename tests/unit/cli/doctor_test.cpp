@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: MIT
+//
+// Each finding of the doctor, from facts made up for it; and none where nothing is wrong.
+#include "cli/doctor.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <nlohmann/json.hpp>
+
+namespace cli {
+namespace {
+
+constexpr u32 kBridge = 5;
+constexpr u32 kUplink = 7;
+constexpr u32 kTap = 9;
+
+platform::KernelLink link(u32 index, const char* name, u32 master) {
+    platform::KernelLink made;
+    made.index = index;
+    made.name = name;
+    made.master = master;
+    made.mtu = 1500;
+    made.adminUp = made.carrier = true;
+    made.bridgePort = master != 0;
+    made.stpState = platform::StpState::Forwarding;
+    return made;
+}
+
+PortView port(u32 unit, const char* name) {
+    PortView view;
+    view.port.unit = unit;
+    view.port.link = 1;
+    view.port.protocols = 1;
+    view.port.wireForm = static_cast<u32>(platform::WireForm::Auto);
+    view.port.heardForm = static_cast<u32>(platform::WireForm::Ieee);
+    std::string(name).copy(view.port.name.data(), view.port.name.size() - 1);
+    view.settings = PortSettings{true, 1, 1, 1000, 200, 600, 10000};
+    view.counters.framesIn = 12;
+    platform::vlanInsert(view.registered, 10);
+    platform::vlanInsert(view.dynamic, 10);
+    return view;
+}
+
+/// A bridge br0 with an uplink that takes part and a tap0 that does not.
+DoctorFacts healthy() {
+    DoctorFacts facts;
+    facts.daemon.state = DaemonState::Answers;
+    facts.daemon.global.enabled = true;
+    facts.daemon.global.host.driver = static_cast<u32>(platform::DriverKind::LinuxBridge);
+    facts.daemon.global.host.role = static_cast<u32>(platform::HostRole::Active);
+    facts.daemon.global.host.uptimeMs = 3'600'000;
+    facts.daemon.ports = {port(kUplink, "uplink")};
+    platform::PortStatisticsRecord statistics{};
+    statistics.sinceMs = 3'600'000;
+    statistics.pdusIn = {0, 12, 0};
+    facts.daemon.statistics[kUplink] = statistics;
+
+    platform::SystemFacts& system = facts.system;
+    system.configThere = true;
+    system.configFile = "/etc/mvrp/mvrp.toml";
+    system.config.emplace();
+    system.config->network.driver = platform::DriverKind::LinuxBridge;
+    system.config->network.linuxBridge.bridge = "br0";
+    system.links = {link(kBridge, "br0", 0), link(kUplink, "uplink", kBridge),
+                    link(kTap, "tap0", kBridge)};
+    system.links[0].kind = platform::LinkKind::Bridge;
+    system.links[0].vlanFiltering = true;
+    platform::KernelVlans vlans;
+    vlans.index = kUplink;
+    platform::vlanInsert(vlans.carried, 10);
+    system.vlans = {vlans};
+    system.guards = {{kUplink, true}, {kTap, false}};
+    return facts;
+}
+
+platform::SystemFacts& systemOf(DoctorFacts& facts) {
+    return facts.system;
+}
+PortView& uplinkOf(DoctorFacts& facts) {
+    return facts.daemon.ports[0];
+}
+platform::KernelLink& uplinkLink(DoctorFacts& facts) {
+    return facts.system.links[1];
+}
+void addRule(DoctorFacts& facts, const char* pattern) {
+    platform::LinuxPortRule rule;
+    rule.pattern = pattern;
+    systemOf(facts).config->network.linuxBridge.rules.push_back(rule);
+}
+
+TEST(Doctor, FindsNothingWhereNothingIsWrong) {
+    const std::vector<Finding> findings = examine(healthy());
+    for (const Finding& finding : findings)
+        ADD_FAILURE() << finding.id << ": " << finding.seen;
+    EXPECT_EQ(findingsText(findings, {}), "Nothing found.\n");
+}
+
+struct Case {
+    const char* id;
+    Severity severity;
+    const char* subject;
+    const char* command;  ///< part of one of the commands; empty: there is none
+    std::function<void(DoctorFacts&)> harm;
+};
+
+void PrintTo(const Case& one, std::ostream* out) {
+    *out << one.id;
+}
+
+class DoctorFinds : public testing::TestWithParam<Case> {};
+
+TEST_P(DoctorFinds, JustThat) {
+    DoctorFacts facts = healthy();
+    GetParam().harm(facts);
+    const std::vector<Finding> findings = examine(facts);
+    ASSERT_FALSE(findings.empty());
+    for (const Finding& finding : findings) {
+        EXPECT_EQ(finding.id, GetParam().id) << finding.seen;
+        EXPECT_EQ(finding.severity, GetParam().severity);
+        EXPECT_EQ(finding.subject, GetParam().subject);
+        EXPECT_FALSE(finding.seen.empty());
+        const std::string wanted = GetParam().command;
+        EXPECT_EQ(finding.commands.empty(), wanted.empty());
+        EXPECT_TRUE(wanted.empty() || std::ranges::any_of(finding.commands,
+                                                          [&wanted](const std::string& command) {
+                                                              return command.find(wanted) !=
+                                                                     std::string::npos;
+                                                          }))
+            << wanted;
+    }
+}
+
+// NOLINTBEGIN(cert-err58-cpp)
+const std::vector<Case> kCases = {
+    {"config-wrong", Severity::Error, "configuration", "mvrp --check --config /etc/mvrp/mvrp.toml",
+     [](DoctorFacts& facts) { systemOf(facts).configProblems = {"mvrp.toml:3:1: wrong"}; }},
+    {"globally-off", Severity::Error, "daemon", "mvrpctl set global enable on",
+     [](DoctorFacts& facts) { facts.daemon.global.enabled = false; }},
+    {"standby", Severity::Note, "daemon", "standby take-over",
+     [](DoctorFacts& facts) {
+         facts.daemon.global.host.role = static_cast<u32>(platform::HostRole::Standby);
+     }},
+    {"leave-time-short", Severity::Warning, "uplink", "mvrpctl set port uplink join-time 300",
+     [](DoctorFacts& facts) { uplinkOf(facts).settings->joinTime = 301; }},
+    {"leave-all-time-short", Severity::Warning, "uplink",
+     "mvrpctl set port uplink leave-all-time 20000",
+     [](DoctorFacts& facts) { uplinkOf(facts).settings->leaveTime = 20000; }},
+    {"no-port-enabled", Severity::Warning, "daemon", "mvrpctl set port PORT enable on",
+     [](DoctorFacts& facts) {
+         uplinkOf(facts).settings.reset();
+         uplinkOf(facts).port.protocols = 0;
+         systemOf(facts).guards[0].present = false;
+     }},
+    {"bridge-missing", Severity::Error, "br0", "ip link add name br0 type bridge vlan_filtering 1",
+     [](DoctorFacts& facts) {
+         systemOf(facts).links.clear();
+         facts.daemon.ports[0].dynamic = {};
+     }},
+    {"bridge-not-vlan-aware", Severity::Error, "br0",
+     "ip link set dev br0 type bridge vlan_filtering 1",
+     [](DoctorFacts& facts) { systemOf(facts).links[0].vlanFiltering = false; }},
+    {"bridge-down", Severity::Error, "br0", "ip link set dev br0 up",
+     [](DoctorFacts& facts) { systemOf(facts).links[0].adminUp = false; }},
+    {"kernel-silent", Severity::Warning, "br0", "",
+     [](DoctorFacts& facts) { systemOf(facts).kernelProblem = "not supported"; }},
+    {"port-missing", Severity::Warning, "eth9", "ip -br link",
+     [](DoctorFacts& facts) { addRule(facts, "eth9"); }},
+    {"port-not-in-bridge", Severity::Warning, "eth1", "ip link set dev eth1 master br0",
+     [](DoctorFacts& facts) {
+         addRule(facts, "eth1");
+         systemOf(facts).links.push_back(link(11, "eth1", 0));
+     }},
+    {"port-down", Severity::Warning, "uplink", "ip link set dev uplink up",
+     [](DoctorFacts& facts) { uplinkLink(facts).adminUp = false; }},
+    {"port-no-carrier", Severity::Warning, "uplink", "",
+     [](DoctorFacts& facts) { uplinkLink(facts).carrier = false; }},
+    {"port-blocking", Severity::Note, "uplink", "bridge -d link show dev uplink",
+     [](DoctorFacts& facts) { uplinkLink(facts).stpState = platform::StpState::Blocking; }},
+    {"port-not-forwarding", Severity::Note, "uplink", "bridge -d link show dev uplink",
+     [](DoctorFacts& facts) { uplinkLink(facts).stpState = platform::StpState::Learning; }},
+    {"mtu-small", Severity::Warning, "uplink", "ip link set dev uplink mtu 1500",
+     [](DoctorFacts& facts) { uplinkLink(facts).mtu = 1400; }},
+    {"guard-missing", Severity::Error, "uplink", "systemctl restart mvrp",
+     [](DoctorFacts& facts) { systemOf(facts).guards[0].present = false; }},
+    {"guard-left", Severity::Warning, "tap0", "tc filter del dev tap0 ingress pref 33",
+     [](DoctorFacts& facts) { systemOf(facts).guards[1].present = true; }},
+    {"vlans-missing", Severity::Error, "uplink", "bridge monitor vlan",
+     [](DoctorFacts& facts) { systemOf(facts).vlans.clear(); }},
+    {"other-form", Severity::Error, "uplink", "mvrpctl switch port wire-form uplink auto",
+     [](DoctorFacts& facts) {
+         uplinkOf(facts).port.wireForm = static_cast<u32>(platform::WireForm::Native);
+     }},
+    {"gvrp-heard", Severity::Error, "uplink", "mvrpctl set global compliance on",
+     [](DoctorFacts& facts) {
+         facts.daemon.statistics[kUplink].pdusIn = {0, 0, 3};
+     }},
+    {"mvrp-heard", Severity::Error, "uplink", "mvrpctl set global compliance off",
+     [](DoctorFacts& facts) { facts.daemon.global.compliance = true; }},
+    {"nothing-heard", Severity::Warning, "uplink", "tcpdump",
+     [](DoctorFacts& facts) {
+         uplinkOf(facts).counters.framesIn = 0;
+         facts.daemon.statistics[kUplink].pdusIn = {};
+     }},
+    {"malformed", Severity::Warning, "uplink", "mvrpctl show counters",
+     [](DoctorFacts& facts) { uplinkOf(facts).counters.droppedMalformed = 2; }},
+    {"overflow", Severity::Warning, "uplink", "mvrpctl show counters",
+     [](DoctorFacts& facts) { uplinkOf(facts).counters.droppedOverflow = 2; }},
+    {"send-failed", Severity::Warning, "uplink", "mvrpctl show counters",
+     [](DoctorFacts& facts) { uplinkOf(facts).counters.sendFailed = 2; }},
+    {"nothing-registered", Severity::Note, "uplink", "mvrpctl show port uplink",
+     [](DoctorFacts& facts) { uplinkOf(facts).registered = {}; }},
+    {"kernel-declares", Severity::Error, "uplink", "ip link set dev v10 type vlan mvrp off",
+     [](DoctorFacts& facts) {
+         systemOf(facts).vlanDevices = {{20, "v10", kUplink, 10, true, false}};
+     }},
+    {"kernel-declares", Severity::Error, "br0", "ip link set dev v10 type vlan gvrp off",
+     [](DoctorFacts& facts) {
+         systemOf(facts).vlanDevices = {{20, "v10", kBridge, 10, false, true}};
+     }},
+    {"other-listener", Severity::Warning, "uplink", "ss -0 -p",
+     [](DoctorFacts& facts) {
+         systemOf(facts).listeners = {{kUplink, 0x88F5, 1, 77, "otherd"}};
+     }},
+    {"two-daemons", Severity::Error, "br0", "pgrep -a mvrp",
+     [](DoctorFacts& facts) {
+         systemOf(facts).listeners = {{kUplink, 3, 1, 77, "mvrp"}, {kUplink, 3, 2, 78, "mvrp"}};
+     }},
+    {"network-manager", Severity::Note, "br0", "ifquery --check -a",
+     [](DoctorFacts& facts) {
+         systemOf(facts).managers = {{"ifupdown2", "/usr/share"}};
+     }},
+    {"bridge-firewall", Severity::Note, "br0", "sysctl net.bridge.bridge-nf-call-iptables=0",
+     [](DoctorFacts& facts) { systemOf(facts).bridgeFirewall = true; }},
+};
+// NOLINTEND(cert-err58-cpp)
+
+INSTANTIATE_TEST_SUITE_P(All, DoctorFinds, testing::ValuesIn(kCases));
+
+std::vector<std::string> idsOf(const std::vector<Finding>& findings) {
+    std::vector<std::string> ids;
+    for (const Finding& finding : findings)
+        ids.push_back(finding.id);
+    return ids;
+}
+
+TEST(Doctor, LooksAtTheSystemWithoutADaemon) {
+    DoctorFacts facts = healthy();
+    facts.daemon = DaemonFacts{};
+    facts.daemon.problem = "nobody listens";
+    facts.system.links[0].vlanFiltering = false;
+    facts.system.ledgerThere = true;
+    const auto ids = idsOf(examine(facts));
+    // Of the guard that no daemon stands behind, too; the worst comes first.
+    EXPECT_EQ(ids, (std::vector<std::string>{"daemon-not-running", "bridge-not-vlan-aware",
+                                             "guard-left", "ledger-left"}));
+}
+
+TEST(Doctor, DoesNotCallAGuardLeftOverWhereItMayNotAskTheDaemon) {
+    DoctorFacts facts = healthy();
+    facts.daemon = DaemonFacts{};
+    facts.daemon.state = DaemonState::NotPermitted;
+    EXPECT_EQ(idsOf(examine(facts)), std::vector<std::string>{"daemon-not-permitted"});
+}
+
+TEST(Doctor, NamesAMissingFileOnlyWhereNothingRuns) {
+    DoctorFacts facts;
+    EXPECT_EQ(idsOf(examine(facts)),
+              (std::vector<std::string>{"daemon-not-running", "config-missing"}));
+}
+
+TEST(Doctor, LeavesTheKernelAsideOnASoftwareSwitch) {
+    DoctorFacts facts = healthy();
+    facts.daemon.global.host.driver = static_cast<u32>(platform::DriverKind::SoftwareSwitch);
+    facts.system.links.clear();
+    facts.system.bridgeFirewall = true;
+    EXPECT_TRUE(examine(facts).empty());
+}
+
+TEST(Doctor, AllowsListenersOnOtherInterfacesAndCapturesOnItsOwn) {
+    DoctorFacts facts = healthy();
+    facts.system.links.push_back(link(30, "eth5", 0));
+    facts.system.listeners = {
+        {30, 0x88F5, 1, 77, "otherd"}, {kUplink, 3, 2, 78, "tcpdump"}, {kUplink, 3, 3, 79, "mvrp"}};
+    EXPECT_TRUE(examine(facts).empty());
+}
+
+TEST(Doctor, PrintsTheSameInJson) {
+    const Finding finding{
+        Severity::Error, "bridge-down", "br0", "the bridge is down", {"ip link set dev br0 up"}};
+    const auto json = nlohmann::json::parse(findingsJson({finding}));
+    EXPECT_EQ(json["version"], 1);
+    EXPECT_EQ(json["findings"][0]["severity"], "error");
+    EXPECT_EQ(json["findings"][0]["id"], "bridge-down");
+    EXPECT_EQ(json["findings"][0]["commands"][0], "ip link set dev br0 up");
+    EXPECT_TRUE(nlohmann::json::parse(findingsJson({}))["findings"].is_array());
+    EXPECT_EQ(findingsText({finding}, {}),
+              "error: br0: the bridge is down\n    ip link set dev br0 up\n");
+}
+
+}  // namespace
+}  // namespace cli
