@@ -7,4 +7,4 @@ set -euE -o pipefail
 source "$KERNEL_TESTS/lib.sh"
 trap 'whatHappened $? "$BASH_COMMAND" ${BASH_LINENO[*]}' ERR
 source "$KERNEL_TESTS/cases/$1.sh"
-for bridge in "${daemons[@]}"; do stopDaemon "$bridge"; done
+for running in "${!daemonJob[@]}"; do stopDaemon "$running"; done

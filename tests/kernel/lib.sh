@@ -6,7 +6,7 @@
 # b2 a port b1.
 
 scratch=/run/case
-daemons=()   # bridges whose daemon runs
+declare -A daemonJob=()   # of the bridges whose daemon runs
 
 say() { printf '%s  %s\n' "$(date +%T)" "$*"; }
 
@@ -70,6 +70,13 @@ leaves() {
     for vid in $(numbers "$2"); do echo "link del v$vid"; done | ip -n "$1" -batch -
 }
 
+# rename BRIDGE PORT NAME: the kernel wants it down for that.
+rename() {
+    ip -n "$1" link set "$2" down
+    ip -n "$1" link set "$2" name "$3"
+    ip -n "$1" link set "$3" up
+}
+
 # numbers RANGES: "1-3,7" as "1 2 3 7".
 numbers() {
     local range
@@ -96,7 +103,11 @@ vlansOf() {
 exactly() { [[ $(vlansOf "$1" "$2") == "$3" ]]; }
 
 # carries BRIDGE PORT VLAN / lacks BRIDGE PORT VLAN: one VLAN.
-carries() { [[ " $(numbers "$(vlansOf "$1" "$2" | tr -d -)") " == *" $3 "* ]]; }
+carries() {
+    local vlans
+    vlans=$(vlansOf "$1" "$2")
+    [[ $vlans != - && " $(numbers "$vlans") " == *" $3 "* ]]
+}
 lacks() { ! carries "$@"; }
 
 # ------------------------------------------------------------------------------------ saying so
@@ -166,6 +177,70 @@ protocolFrames='ether dst 01:80:c2:00:00:21'
 
 # ------------------------------------------------------------------------------------- programs
 probe() { at "$1" "$KERNEL_BUILD/tests/kernel/kernel-probe" "${@:2}"; }
+
+# daemon BRIDGE [SETTING=VALUE...]: configures mvrp for br0 of a bridge and starts it. Settings: ports (a
+# pattern; those take part), permit, wire-format, static, on-stop, compliance, leave-all (ms).
+daemon() {
+    local dir=$scratch/$1 setting
+    local -A set=([ports]='*' [permit]=1-4094 [wire-format]=auto [static]=carried [on-stop]=remove
+        [compliance]=false [leave-all]=10000)
+    for setting in "${@:2}"; do set[${setting%%=*}]=${setting#*=}; done
+    mkdir -p -m 777 "$dir"
+    cat >"$dir/mvrp.toml" <<END
+[switch]
+driver = "linux"
+bridge = "br0"
+static = "${set[static]}"
+on-stop = "${set[on-stop]}"
+
+[management]
+enable = true
+compliance = ${set[compliance]}
+
+[[port]]
+name = "${set[ports]}"
+mvrp = true
+permit = "${set[permit]}"
+wire-format = "${set[wire-format]}"
+join-time = 200
+leave-time = 600
+leave-all-time = ${set[leave-all]}
+END
+    startDaemon "$1"
+}
+
+# startDaemon BRIDGE: starts it again, as it was configured.
+startDaemon() {
+    local dir=$scratch/$1
+    say "daemon on $1"
+    echo "---- start $(date +%T)" >>"$dir/log"
+    MVRP_RUNTIME_DIR=$dir at "$1" "$KERNEL_BUILD/platform/host/mvrp" --config "$dir/mvrp.toml" \
+        >>"$dir/log" 2>&1 &
+    daemonJob[$1]=$!
+    expect 30 ctl "$1" show >/dev/null
+}
+
+# ctl BRIDGE ARGUMENT...: mvrpctl for its daemon.
+ctl() { MVRP_RUNTIME_DIR=$scratch/$1 at "$1" "$KERNEL_BUILD/cli/mvrpctl" "${@:2}" 2>&1; }
+
+pidOf() { pgrep -f "platform/host/mvrp --config $scratch/$1/mvrp.toml"; }
+
+# killDaemon BRIDGE: with no chance to do anything more.
+killDaemon() {
+    kill -9 "$(pidOf "$1")"
+    wait "${daemonJob[$1]}" 2>/dev/null || true
+    unset "daemonJob[$1]"
+}
+
+# stopDaemon BRIDGE: the clean end; it must be a good one.
+stopDaemon() {
+    local status=0
+    say "stop the daemon on $1"
+    kill -TERM "$(pidOf "$1")"
+    wait "${daemonJob[$1]}" || status=$?
+    unset "daemonJob[$1]"
+    ((status == 0)) || fail "the daemon on $1 ended with status $status"
+}
 
 # whatHappened STATUS COMMAND LINE...: after a failure, all that may explain it.
 whatHappened() {

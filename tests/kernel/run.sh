@@ -103,7 +103,7 @@ boot() {
     TMPDIR=$scratch timeout --kill-after=5 "$seconds" linux.uml "mem=$memory" root=/dev/root \
         rootfstype=hostfs rootflags=/ rw "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
         "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
-        </dev/null 2>"$out/kernel.$1.err" | tr -d '\r' | tee "$out/kernel.$1.log" |
+        </dev/null 2>"$out/kernel.$1.err" | sed -u 's/\r//g' | tee "$out/kernel.$1.log" |
         grep --line-buffered -E '^(pass|FAIL|  \|)'
 }
 

@@ -55,7 +55,7 @@ expect 10 events '^link h2 up port-of br0 stp 0$'
 ip -n h2 link set eth0 up
 expect 10 events '^link h2 up carrier port-of br0 stp 3$'
 next
-ip -n b1 link set h1 name renamed
+rename b1 h1 renamed
 expect 10 events '^link renamed up carrier port-of br0'
 next
 ip -n b1 link set renamed nomaster

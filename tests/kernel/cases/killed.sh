@@ -1,0 +1,6 @@
+# shows: kill -9 at a random moment of a 4094-VLAN change, 3 times: the same end, others untouched
+# limit: 400
+
+source "$KERNEL_TESTS/many.sh"
+manyVlans
+killedRounds 3

@@ -1,0 +1,38 @@
+# shows: the bridge deleted and made again; VLAN filtering off, at the start and while the daemon runs
+# limit: 300
+
+bridge b1
+bridge b2
+link b1 b2
+host h1 b1
+at b1 bridge vlan add dev h1 vid 99
+daemon b1
+daemon b2
+joins h1 10 mvrp
+expect 10 exactly b2 b1 1,10,99
+
+say 'the bridge is deleted'
+ip -n b1 link del br0
+expect 40 exactly b2 b1 1
+say 'and made again, with the same ports'
+ip -n b1 link add br0 type bridge vlan_filtering 1
+ip -n b1 link set br0 up
+ip -n b1 link set b2 master br0
+ip -n b1 link set h1 master br0
+expect 25 exactly b1 h1 1,10
+expect 15 exactly b2 b1 1,10
+
+say 'VLAN filtering off: said, and the ports take part no more'
+ip -n b1 link set br0 type bridge vlan_filtering 0
+expect 10 grep -q 'vlan_filtering 1' "$scratch/b1/log"
+expect 40 exactly b2 b1 1
+say 'on again'
+ip -n b1 link set br0 type bridge vlan_filtering 1
+expect 25 exactly b2 b1 1,10
+stopDaemon b1
+
+say 'at the start it is refused, and says what to do'
+ip -n b1 link set br0 type bridge vlan_filtering 0
+refusal=$(MVRP_RUNTIME_DIR=$scratch/b1 at b1 "$KERNEL_BUILD/platform/host/mvrp" \
+    --config "$scratch/b1/mvrp.toml" 2>&1) && fail 'it started'
+has 'ip link set br0 type bridge vlan_filtering 1' echo "$refusal"
