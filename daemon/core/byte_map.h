@@ -63,7 +63,7 @@ constexpr void mvrpByteMapSplit(MvrpByteMap* map, u8 bit) {
 
 /// The map of a function of a byte. Does not compile for one that can not be split.
 template <class Function>
-consteval MvrpByteMap mvrpByteMap(Function function) {
+constexpr MvrpByteMap mvrpByteMap(Function function) {
     MvrpByteMap map = {};
     for (u32 byte = 0; byte < map.table.size(); ++byte)
         map.table[byte] = static_cast<u8>(function(static_cast<u8>(byte)));
