@@ -62,7 +62,7 @@ bool LinuxSwitch::readKernel(BridgeBook& book, std::vector<KernelLink>& links,
     return static_cast<bool>(result);
 }
 
-void LinuxSwitch::look(const Churn& churn) {
+void LinuxSwitch::look(const Churn& told) {
     BridgeBook next;
     std::vector<KernelLink> links;
     KernelResult result;
@@ -74,6 +74,10 @@ void LinuxSwitch::look(const Churn& churn) {
         return;
     }
     reportBridge(next);
+    Churn churn = told;
+    if (next.bridge.index != book_.bridge.index)
+        for (const BridgePort& port : book_.ports)
+            churn.gone.push_back(port.link.index);
     RouteBatch batch;
     leavePorts(next, links, batch);
     carryOver(next, churn);
@@ -124,12 +128,11 @@ void LinuxSwitch::leavePorts(const BridgeBook& next, const std::vector<KernelLin
 }
 
 void LinuxSwitch::carryOver(BridgeBook& next, const Churn& churn) {
-    const bool sameBridge = next.bridge.index == book_.bridge.index;
-    if (!sameBridge && next.bridge.index != 0)
+    if (next.bridge.index != book_.bridge.index && next.bridge.index != 0)
         ledger_.restart(currentScope(config_.bridge, next.bridge.index));
     for (BridgePort& port : next.ports) {
         const u32 index = port.link.index;
-        const BridgePort* old = sameBridge ? book_.find(index) : nullptr;
+        const BridgePort* old = book_.find(index);
         if (old == nullptr || contains(churn.gone, index)) {
             ledger_.forget(index);
             welcomePort(port);

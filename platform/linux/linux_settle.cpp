@@ -35,9 +35,13 @@ void LinuxSwitch::settleAll() {
 bool LinuxSwitch::settle(BridgePort& port) {
     if (writeDifference(port))
         return true;
-    // Nobody knows how much of it was done.
+    // Nobody knows how much of it was done. What was not may be added by others next, and must not
+    // be taken for ours then.
     readAgain(port);
-    return writeDifference(port);
+    if (writeDifference(port))
+        return true;
+    readAgain(port);
+    return false;
 }
 
 bool LinuxSwitch::writeDifference(BridgePort& port) {

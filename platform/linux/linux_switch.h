@@ -88,7 +88,7 @@ class LinuxSwitch final : public StateSwitch {
     bool readKernel(BridgeBook& book, std::vector<KernelLink>& links, KernelResult& result);
     void adoptLedger();
     SwitchState adoptedState() const;
-    void look(const Churn& churn);
+    void look(const Churn& told);
     void carryOver(BridgeBook& next, const Churn& churn);
     void carryOverPort(BridgePort& next, const BridgePort& old, bool wasRemoved);
     void welcomePort(BridgePort& port);
