@@ -59,6 +59,8 @@ void setUp(Network& network) {
     }
     node.host.options["mvrp.maxifnum"] = std::to_string(kPorts + 1);
     node.host.options["mvrp.vlannumpertimes"] = std::to_string(kBatch);
+    // As many pairs as there are permitted VLANs: room for all VLANs costs an input its time.
+    node.host.options.insert_or_assign("mvrp.maxvlannumperif", std::to_string(kLastPermitted));
     network.act(0, [&node] { startDaemonOf(node); });
 }
 

@@ -64,9 +64,6 @@ void setWatch(const Watch& watch) {
 Turn::~Turn() {
     printWatched(node_);
     node_.dueMs = scenario::earliestDueMs();
-    for (const auto& [unit, port] : node_.host.switchState.ports)
-        if (auto& ever = node_.everMember[unit]; ever != port.dynamic)
-            ever |= port.dynamic;
     scenario::bindScenarioHost(nullptr);
     node_.record = gMvrpInfo;
 }

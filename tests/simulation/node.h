@@ -35,11 +35,9 @@ struct Node {
     MvrpInfo record{};            ///< while the switch has no turn
     std::optional<u64> dueMs;     ///< of the earliest timer, as of the last turn
     std::vector<SentFrame> sent;  ///< since the network last took them
-    /// VLANs each port has been a dynamic member of since the daemon started, by unit.
-    std::map<u32, scenario::VlanSet> everMember;
-    std::map<u32, bool> wanted;  ///< ports that management switched on
-    bool acted = false;          ///< since its state was checked
-    bool pairsLost = false;      ///< the pool of pending pairs was, or may be, exhausted
+    std::map<u32, bool> wanted;   ///< ports that management switched on
+    bool acted = false;           ///< since its state was checked
+    bool pairsLost = false;       ///< the pool of pending pairs was, or may be, exhausted
 };
 
 /// What is followed while a plan runs: every change of a VLAN's state on one port is printed.

@@ -111,7 +111,8 @@ void startDaemonOf(Node& node) {
     // Whoever supervises the daemon starts it again until nothing fails.
     while (scenario::startDaemon(node.host) != kStatusOk)
         node.host.failures.clear();
-    node.everMember.clear();
+    for (auto& [unit, port] : node.host.switchState.ports)
+        port.everDynamic = port.dynamic;
     setScalar(MVRP_SCALAR_DEBUG, 0);
     setScalar(MVRP_SCALAR_ENABLE, MVRP_ON);
     for (const auto& [unit, wanted] : node.wanted)

@@ -99,9 +99,9 @@ std::string differing(const std::string& what, const VlanSet& is, const VlanSet&
 /// member: a batch takes the additions and removals of the port before along.
 VlanSet carriedOver(const Node& node, const MvrpPortEntry& port) {
     VlanSet set;
-    for (const auto& [unit, vlans] : node.everMember)
+    for (const auto& [unit, each] : node.host.switchState.ports)
         if (unit < port.portunit)
-            set |= vlans;
+            set |= each.everDynamic;
     return set;
 }
 

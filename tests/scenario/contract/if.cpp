@@ -112,10 +112,12 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32) {
     SwitchPort* port = state.findPort(unit);
     if (!state.followsWrites || port == nullptr)
         return kStatusOk;
-    if (attribute == static_cast<u32>(QorIfAttribute::AddDynamic))
+    if (attribute == static_cast<u32>(QorIfAttribute::AddDynamic)) {
         port->dynamic |= vlans;
-    else if (attribute == static_cast<u32>(QorIfAttribute::RemoveDynamic))
+        port->everDynamic |= vlans;
+    } else if (attribute == static_cast<u32>(QorIfAttribute::RemoveDynamic)) {
         port->dynamic &= ~vlans;
+    }
     return kStatusOk;
 }
 

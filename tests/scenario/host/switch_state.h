@@ -23,7 +23,8 @@ struct SwitchPort {
     MacAddress mac{};
     VlanSet permitted;  ///< tagged and untagged
     VlanSet tagged;
-    VlanSet dynamic;  ///< memberships made by the daemon
+    VlanSet dynamic;      ///< memberships made by the daemon
+    VlanSet everDynamic;  ///< those it has made since this was last cleared
     std::string name;
 };
 
