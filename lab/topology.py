@@ -135,7 +135,7 @@ def read_step(entry, place, switches, cables):
     return Step(**fields)
 
 
-def build(document, run_directory, record):
+def build(document, run_directory, record=False):
     """A Topology from the tables of its file; sockets and captures lie in run_directory.
     @param record  every cable, whatever its table says"""
     top = take(document, "topology", title=(str, ...), timers=(dict, {}), switch=(list, ...),
