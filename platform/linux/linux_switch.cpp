@@ -125,15 +125,21 @@ bool LinuxSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
     return true;
 }
 
-/// Changes the memory, then the kernel; when that refuses, both are put back.
-template <typename Change>
-bool LinuxSwitch::changeMemberships(u32 unit, Change change) {
+/// Changes the memory, then the kernel; when that refuses, both are put back. That something else
+/// of the port could not be settled is no reason to refuse.
+/// @param change  of the memory
+/// @param isDone  whether the port has, after a failure, what was asked for
+template <typename Change, typename IsDone>
+bool LinuxSwitch::changeMemberships(u32 unit, Change change, IsDone isDone) {
     const std::lock_guard serial(changeMutex_);
     BridgePort* port = book_.find(unit);
     const Memberships before = membershipsOf(unit);
     if (!change())
         return false;
     if (stopped_ || port == nullptr || settle(*port))
+        return true;
+    setUnfinished();
+    if (isDone(*port))
         return true;
     {
         const std::lock_guard lock(mutex_);
@@ -142,16 +148,21 @@ bool LinuxSwitch::changeMemberships(u32 unit, Change change) {
         own.adopted = before.adopted;
     }
     settle(*port);
-    setUnfinished();
     return false;
 }
 
 bool LinuxSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
-    return changeMemberships(unit, [&] { return StateSwitch::addDynamic(unit, vlans); });
+    return changeMemberships(
+        unit, [&] { return StateSwitch::addDynamic(unit, vlans); },
+        [&](const BridgePort& port) { return vlanIsEmpty(vlanDifference(vlans, port.carried)); });
 }
 
 bool LinuxSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
-    return changeMemberships(unit, [&] { return StateSwitch::removeDynamic(unit, vlans); });
+    return changeMemberships(
+        unit, [&] { return StateSwitch::removeDynamic(unit, vlans); },
+        [&](const BridgePort& port) {
+            return vlanIsEmpty(vlanDifference(port.added, wantedOf(port)));
+        });
 }
 
 LinuxSwitch::Memberships LinuxSwitch::membershipsOf(u32 unit) const {

@@ -112,8 +112,8 @@ class LinuxSwitch final : public StateSwitch {
     void readAgain(BridgePort& port);
     void settleGuard(BridgePort& port);
     void settleAll();
-    template <typename Change>
-    bool changeMemberships(u32 unit, Change change);
+    template <typename Change, typename IsDone>
+    bool changeMemberships(u32 unit, Change change, IsDone isDone);
     Memberships membershipsOf(u32 unit) const;
 
     Kernel& kernel_;
