@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace cli {
 
@@ -46,6 +48,11 @@ std::string defaultSocketPath() {
 }
 
 Client::Client(const std::string& path) : path_(path) {
+    connect();
+}
+
+void Client::connect() {
+    const std::string& path = path_;
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
@@ -57,16 +64,29 @@ Client::Client(const std::string& path) : path_(path) {
     if (socket_ < 0) {
         throw ConnectionError(std::string("cannot create a socket: ") + std::strerror(errno));
     }
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+    // Bounds the wait for a daemon that has not taken earlier connections yet.
+    const timeval patience = {patienceMs_ / 1000, patienceMs_ % 1000 * 1000};
+    setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         const int error = errno;
-        close(socket_);
-        throw ConnectionError(connectFailure(path, error));
+        disconnect();
+        throw ConnectionError(error == EAGAIN ? "cannot connect to " + path + ": " + busy()
+                                              : connectFailure(path, error));
     }
     fcntl(socket_, F_SETFL, fcntl(socket_, F_GETFL) | O_NONBLOCK);
 }
 
 Client::~Client() {
-    close(socket_);
+    disconnect();
+}
+
+void Client::disconnect() {
+    if (socket_ >= 0)
+        close(socket_);
+    socket_ = -1;
+    sendBuffer_.clear();
+    receiveBuffer_.clear();
+    sent_ = 0;
 }
 
 Reply Client::exchange(const Request& request) {
@@ -77,6 +97,8 @@ std::vector<Reply> Client::exchange(std::span<const Request> requests) {
     std::vector<Reply> replies;
     replies.reserve(requests.size());
     queued_ = answered_ = 0;
+    if (socket_ < 0)
+        connect();
     while (replies.size() < requests.size()) {
         fillSendBuffer(requests);
         waitReady();
@@ -108,10 +130,14 @@ void Client::waitReady() {
     if (sent_ < sendBuffer_.size()) {
         descriptor.events = static_cast<short>(descriptor.events | POLLOUT);
     }
-    while (poll(&descriptor, 1, -1) < 0) {
+    int ready = 0;
+    while ((ready = poll(&descriptor, 1, patienceMs_)) < 0) {
         if (errno != EINTR) {
             lost(std::strerror(errno));
         }
+    }
+    if (ready == 0) {
+        lost(busy());
     }
 }
 
@@ -136,11 +162,12 @@ void Client::receiveSome() {
         append(receiveBuffer_, std::span(bytes).first(static_cast<std::size_t>(count)));
     } else if (count == 0 || errno == ECONNRESET) {
         lost(
-            "the daemon closed the connection; it does so when it ends, when a request is "
-            "malformed, "
-            "and to users that it does not serve (allowed are root, its own user and the members "
-            "of "
-            "the group that its configuration names)");
+            "the daemon closed the connection; it does so when it ends, when it is busy with as "
+            "many "
+            "clients as it serves at a time (64), when a request is malformed, and to users that "
+            "it "
+            "does not serve (allowed are root, its own user and the members of the group that its "
+            "configuration names); its log says which");
     } else if (errno != EAGAIN && errno != EINTR) {
         lost(std::strerror(errno));
     }
@@ -165,6 +192,12 @@ void Client::takeReplies(std::vector<Reply>& replies) {
     }
     receiveBuffer_.erase(receiveBuffer_.begin(),
                          receiveBuffer_.begin() + static_cast<std::ptrdiff_t>(used));
+}
+
+std::string Client::busy() const {
+    return "the daemon is busy or stopped: it has not answered for " +
+           std::to_string(patienceMs_ / 1000) +
+           " s; try again, allow more with --patience, and look at its log";
 }
 
 void Client::lost(const std::string& reason) const {

@@ -12,6 +12,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/command/wire.h"
@@ -43,6 +44,9 @@ class Client {
   public:
     /// Connects to the command socket `path`.
     explicit Client(const std::string& path);
+    /// Connects with the first exchange: for commands that may do without a daemon.
+    enum class Connect { Later };
+    Client(std::string path, Connect /*when*/) : path_(std::move(path)) {}
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
@@ -52,20 +56,31 @@ class Client {
     std::vector<Reply> exchange(std::span<const Request> requests);
     Reply exchange(const Request& request);
 
+    /// How long a daemon may leave a request unanswered, seconds; before the first exchange.
+    void setPatience(u32 seconds) { patienceMs_ = static_cast<int>(seconds * 1000); }
+
+    const std::string& path() const { return path_; }
+    /// Ends the connection; the next exchange makes a new one.
+    void disconnect();
+
     /// Requests sent ahead of their replies: enough to hide the way there and back, few enough that
     /// their values and replies fit a socket's buffers.
     static constexpr std::size_t kMaxInFlight = 32;
 
   private:
+    void connect();
     void fillSendBuffer(std::span<const Request> requests);
     void waitReady();
     void sendSome();
     void receiveSome();
     void takeReplies(std::vector<Reply>& replies);
+    /// What is said of a daemon that does not answer.
+    std::string busy() const;
     [[noreturn]] void lost(const std::string& reason) const;
 
     std::string path_;
     int socket_ = -1;
+    int patienceMs_ = 20'000;
     std::size_t queued_ = 0;    ///< requests of this exchange that went into sendBuffer_
     std::size_t answered_ = 0;  ///< replies of this exchange
     std::vector<std::byte> sendBuffer_;

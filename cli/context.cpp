@@ -19,6 +19,15 @@ platform::SwitchPortRecord Context::port(std::size_t index) const {
     return findPort(client, text(index));
 }
 
+std::vector<platform::SwitchPortRecord> Context::ports(std::size_t index) const {
+    if (count() <= index)
+        return queryPortList(client);
+    std::vector<platform::SwitchPortRecord> ports;
+    for (; index < count(); ++index)
+        ports.push_back(port(index));
+    return ports;
+}
+
 platform::VlanBitmap Context::vlans(std::size_t index) const {
     if (text(index) == "all")
         return platform::vlanRange(platform::kFirstVlan, platform::kLastVlan);
@@ -32,18 +41,29 @@ u32 Context::vlan(std::size_t index) const {
     return number(index, platform::kFirstVlan, platform::kLastVlan);
 }
 
-u32 Context::number(std::size_t index, u32 lowest, u32 highest) const {
-    const std::string& word = text(index);
+namespace {
+
+u64 parseNumber(const std::string& word, u64 lowest, u64 highest) {
     const bool hex = word.starts_with("0x");
     const char* const begin = word.data() + (hex ? 2 : 0);
     const char* const end = word.data() + word.size();
-    u32 value = 0;
+    u64 value = 0;
     const auto [stop, error] = std::from_chars(begin, end, value, hex ? 16 : 10);
     if (begin == end || error != std::errc() || stop != end || value < lowest || value > highest) {
         throw UsageError(quoted(word) + " is not allowed here; allowed are numbers from " +
                          std::to_string(lowest) + " to " + std::to_string(highest));
     }
     return value;
+}
+
+}  // namespace
+
+u32 Context::number(std::size_t index, u32 lowest, u32 highest) const {
+    return static_cast<u32>(parseNumber(text(index), lowest, highest));
+}
+
+u64 Context::number(const std::string& option, u64 lowest, u64 highest) const {
+    return parseNumber(value(option), lowest, highest);
 }
 
 u32 Context::choice(std::size_t index, Names names) const {

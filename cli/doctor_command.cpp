@@ -5,9 +5,9 @@
 namespace cli {
 namespace {
 
-int doctor(const Alone& alone) {
-    const std::string file = alone.arguments.empty() ? std::string() : alone.arguments.front();
-    return runDoctor(alone.socket, file, alone.json, alone.style);
+void doctor(const Context& context) {
+    const std::string file = context.count() == 0 ? std::string() : context.text(0);
+    context.setExitStatus(runDoctor(context.client.path(), file, context.json, context.style));
 }
 
 std::string doctorDetails() {
@@ -23,9 +23,8 @@ const std::array<Command, 1> kCommands = {{
     {"doctor",
      "find out what keeps VLANs from coming and going",
      {{{"file", "configuration file; default: the daemon's, or /etc/mvrp/mvrp.toml", true}}},
-     nullptr,
-     doctorDetails,
-     doctor},
+     doctor,
+     doctorDetails},
 }};
 
 }  // namespace

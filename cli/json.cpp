@@ -1,33 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "cli/json.h"
 
-#include <algorithm>
-#include <nlohmann/json.hpp>
-
+#include "cli/json_document.h"
 #include "cli/names.h"
 #include "cli/text.h"
+#include "cli/words.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace cli {
 
 namespace {
-
-using Json = nlohmann::ordered_json;
-
-constexpr int kFormatVersion = 1;
-constexpr int kIndent = 2;
-
-std::string finished(const Json& members) {
-    Json document = {{"version", kFormatVersion}};
-    document.update(members);
-    return document.dump(kIndent, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
-Json macOrNull(const std::array<u8, 6>& mac) {
-    const bool known = std::ranges::any_of(mac, [](u8 byte) { return byte != 0; });
-    return known ? Json(formatMac(mac)) : Json(nullptr);
-}
 
 Json countersOf(const platform::PortCountersRecord& c) {
     return {
@@ -139,7 +122,8 @@ std::string vlansJson(const std::vector<VlanGroup>& groups) {
     return finished({{"vlans", list}});
 }
 
-std::string stateJson(const PortView& port, const std::vector<StateGroup>& groups) {
+std::string stateJson(const PortView& port, const std::vector<StateGroup>& groups,
+                      std::optional<u32> leaveTimeLeftMs) {
     Json list = Json::array();
     for (const StateGroup& group : groups) {
         list.push_back({
@@ -148,6 +132,8 @@ std::string stateJson(const PortView& port, const std::vector<StateGroup>& group
             {"registrar", nameOf(kRegistrarStates, group.machine.registrar)},
             {"registered", (group.machine.flags & 2U) != 0},
             {"propagated", (group.machine.flags & 1U) != 0},
+            {"leaveTimeLeft",
+             isLeaving(group.machine) && leaveTimeLeftMs ? Json(*leaveTimeLeftMs) : Json(nullptr)},
         });
     }
     return finished({{"port", port.port.unit}, {"name", port.port.name.data()}, {"states", list}});

@@ -6,10 +6,13 @@
 // member "version" of every answer counts up when a key changes its meaning.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/queries.h"
+#include "cli/running.h"
+#include "cli/statistics.h"
 #include "cli/vlan_groups.h"
 
 namespace cli {
@@ -17,8 +20,19 @@ namespace cli {
 std::string globalJson(const GlobalView& view);
 std::string portsJson(const std::vector<PortView>& ports);
 std::string vlansJson(const std::vector<VlanGroup>& groups);
-std::string stateJson(const PortView& port, const std::vector<StateGroup>& groups);
+/// @param leaveTimeLeftMs  of the port's leave timer; nothing when it is not known
+std::string stateJson(const PortView& port, const std::vector<StateGroup>& groups,
+                      std::optional<u32> leaveTimeLeftMs);
 std::string countersJson(const std::vector<PortView>& ports);
+std::string runningJson(const std::vector<RunningPort>& ports);
+std::string summaryJson(const std::vector<RunningPort>& ports);
+std::string configJson(const GlobalView& global, const std::vector<PortView>& ports);
+std::string statisticsJson(const std::vector<PortStatistics>& ports);
+/// Of a configuration file that is right, or was written.
+std::string fileJson(const std::string& file);
+std::string captureJson(const std::string& file, u64 frames, u64 lost);
+/// Of `wait`. @param waitedMs  how long it took
+std::string waitJson(const std::string& port, u32 vid, bool onPort, u64 waitedMs);
 std::string linesJson(const char* key, const std::vector<std::string>& lines);
 std::string replyJson(u32 status, const std::string& hexValue);
 

@@ -194,6 +194,10 @@ std::vector<PortView> queryPorts(Client& client, const std::vector<SwitchPortRec
 }
 
 VlansView queryVlans(Client& client) {
+    return queryVlans(client, queryPortList(client));
+}
+
+VlansView queryVlans(Client& client, const std::vector<SwitchPortRecord>& ports) {
     const std::array<Request, 2> requests = {
         Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Static)},
         Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Dynamic)},
@@ -202,7 +206,7 @@ VlansView queryVlans(Client& client) {
     VlansView view;
     view.staticVlans = decode<VlanBitmap>(replies[0]);
     view.dynamicVlans = decode<VlanBitmap>(replies[1]);
-    view.ports = queryPorts(client, queryPortList(client));
+    view.ports = queryPorts(client, ports);
     return view;
 }
 

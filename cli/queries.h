@@ -105,6 +105,8 @@ std::vector<PortView> queryPorts(Client& client,
 
 /// Kinds of all VLANs, and the ports.
 VlansView queryVlans(Client& client);
+/// The same with these ports only.
+VlansView queryVlans(Client& client, const std::vector<platform::SwitchPortRecord>& ports);
 
 /// The switch's port of this unit or name. Throws RefusedError, with the ports that there are.
 platform::SwitchPortRecord findPort(Client& client, const std::string& unitOrName);

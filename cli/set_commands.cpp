@@ -120,16 +120,31 @@ std::string portDetails() {
     return "Settings:" + listed(kPortSettings);
 }
 
+std::string namesOf(std::span<const Setting> settings) {
+    std::string names;
+    for (const Setting& setting : settings)
+        names += std::string(names.empty() ? "" : " ") + setting.name;
+    return names;
+}
+
+std::string globalNames() {
+    return namesOf(kGlobalSettings);
+}
+
+std::string portNames() {
+    return namesOf(kPortSettings);
+}
+
 constexpr Command kCommands[] = {
     {"set global",
      "settings of the switch",
-     {{{"setting", "one of those below"}, {"value", "its new value"}}},
+     {{{"setting", "one of those below", false, false, globalNames}, {"value", "its new value"}}},
      setGlobal,
      globalDetails},
     {"set port",
      "settings of one port",
      {{{"port", "name or unit of a port"},
-       {"setting", "one of those below"},
+       {"setting", "one of those below", false, false, portNames},
        {"value", "its new value"}}},
      setPort,
      portDetails},

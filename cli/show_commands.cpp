@@ -1,14 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "cli/commands.h"
 #include "cli/json.h"
+#include "cli/metrics.h"
+#include "cli/observed.h"
+#include "cli/running.h"
+#include "cli/statistics.h"
 #include "cli/text.h"
 #include "cli/vlan_groups.h"
+#include "cli/words.h"
 
 namespace cli {
 
 namespace {
 
 constexpr Argument kPort = {"port", "name or unit of a port"};
+constexpr Argument kSomePorts = {"port", "names or units of ports; all when absent", true, true};
 constexpr Argument kVlan = {"vlan", "VLAN ID, 1 to 4094"};
 
 PortView portView(const Context& context) {
@@ -52,7 +58,60 @@ void showState(const Context& context) {
         vid = context.vlan(1);
     const PortView view = portView(context);
     const std::vector<StateGroup> groups = groupStates(view, vid);
-    context.print(context.json ? stateJson(view, groups) : stateText(groups, context.style));
+    const VlanHistory history =
+        queryVlanHistory(context.client, vid.value_or(1), {view.port}).front();
+    const u32 left = view.settings ? leaveTimeLeft(history.port, view.settings->leaveTime) : 0;
+    context.print(context.json
+                      ? stateJson(view, groups, left == 0 ? std::nullopt : std::optional(left))
+                      : stateText(groups, left, context.style));
+}
+
+/// The ports that the command line names, or all, held against the switch.
+std::vector<RunningPort> running(const Context& context) {
+    std::vector<platform::SwitchPortRecord> wanted = context.ports(0);
+    return compareRunning(queryVlans(context.client, wanted));
+}
+
+void showRunning(const Context& context) {
+    const std::vector<RunningPort> ports = running(context);
+    context.print(context.json ? runningJson(ports) : runningText(ports, context.style));
+}
+
+void showSummary(const Context& context) {
+    const std::vector<RunningPort> ports = running(context);
+    context.print(context.json ? summaryJson(ports) : summaryText(ports, context.style));
+}
+
+void showConfig(const Context& context) {
+    const GlobalView global = queryGlobal(context.client);
+    const std::vector<PortView> ports = queryPorts(context.client, context.ports(0));
+    context.print(context.json ? configJson(global, ports)
+                               : configText(global, ports, context.style));
+}
+
+void showStatistics(const Context& context) {
+    const std::vector<PortStatistics> ports = queryStatistics(context.client, context.ports(0));
+    context.print(context.json ? statisticsJson(ports) : statisticsText(ports, context.style));
+}
+
+void clearStatistics(const Context& context) {
+    std::vector<Request> requests;
+    if (context.count() == 0)
+        requests.push_back({platform::Request::StatisticsClear});
+    for (std::size_t i = 0; i < context.count(); ++i)
+        requests.push_back({platform::Request::StatisticsClear, context.port(i).unit});
+    for (const Reply& reply : context.client.exchange(requests))
+        throwIfRefused(reply);
+    context.finish(kStatusOk);
+}
+
+void showMetrics(const Context& context) {
+    const std::vector<PortView> ports = allPorts(context);
+    std::vector<platform::SwitchPortRecord> records;
+    for (const PortView& view : ports)
+        records.push_back(view.port);
+    context.print(
+        metricsText(queryGlobal(context.client), ports, queryStatistics(context.client, records)));
 }
 
 void showCounters(const Context& context) {
@@ -63,6 +122,20 @@ void showCounters(const Context& context) {
 
 constexpr Command kCommands[] = {
     {"show", "the switch and the protocol", {}, showGlobal},
+    {"show config",
+     "settings of the switch and of ports, permit lists",
+     {{kSomePorts}},
+     showConfig},
+    {"show running",
+     "what ports registered, declare and propagate, and what the switch does now",
+     {{kSomePorts}},
+     showRunning},
+    {"show summary", "the same in numbers, a line for each port", {{kSomePorts}}, showSummary},
+    {"show statistics",
+     "PDUs and events of ports, malformed frames, failed registrations",
+     {{kSomePorts}},
+     showStatistics},
+    {"clear statistics", "count from zero at ports", {{kSomePorts}}, clearStatistics},
     {"show ports", "all ports with what they registered, declare and learnt", {}, showPorts},
     {"show port", "one port: settings, timers, peer, VLANs", {{kPort}}, showPort},
     {"show vlans", "VLANs of the switch, static and learnt, with their members", {}, showVlans},
@@ -75,6 +148,7 @@ constexpr Command kCommands[] = {
      "protocol frames of all ports or of one",
      {{{"port", "name or unit of a port", true}}},
      showCounters},
+    {"metrics", "everything that is counted, as OpenMetrics", {}, showMetrics},
 };
 
 }  // namespace

@@ -27,6 +27,9 @@ std::string Style::paint(Colour colour_, const std::string& text) const {
         case Colour::Bad:
             code = "31";
             break;
+        case Colour::Warn:
+            code = "33";
+            break;
         case Colour::Dim:
             code = "2";
             break;
@@ -68,14 +71,31 @@ std::string Table::print(const Style& style) const {
     return text;
 }
 
+std::string wrapList(const std::string& text, std::size_t indent, std::size_t width) {
+    constexpr std::size_t kLeast = 16;
+    if (width == 0 || indent + text.size() <= width)
+        return text;
+    const std::size_t room = std::max(width > indent ? width - indent : 0, kLeast);
+    std::string wrapped;
+    std::size_t start = 0;
+    while (text.size() - start > room) {
+        const std::size_t mark = text.find_last_of(", ", start + room - 1);
+        if (mark == std::string::npos || mark < start)
+            break;
+        wrapped += text.substr(start, mark + 1 - start) + "\n" + std::string(indent, ' ');
+        start = mark + 1;
+    }
+    return wrapped + text.substr(start);
+}
+
 std::string Sheet::print(const Style& style) const {
     std::size_t width = 0;
     for (const auto& line : lines_)
         width = std::max(width, line.first.size());
     std::string text;
     for (const auto& [title, cell] : lines_) {
-        text +=
-            padded(title, width, false) + kColumnGap + style.paint(cell.colour, cell.text) + "\n";
+        text += padded(title, width, false) + kColumnGap +
+                style.paint(cell.colour, wrapList(cell.text, width + 2, style.width)) + "\n";
     }
     return text;
 }

@@ -9,11 +9,13 @@
 
 namespace cli {
 
-enum class Colour { Plain, Good, Bad, Dim, Strong };
+enum class Colour { Plain, Good, Bad, Warn, Dim, Strong };
 
-/// Whether escape sequences may be written; false gives the bare text.
+/// How text may look. Without colour no escape sequence is written; without a width, which is what
+/// a file or a pipe has, no line is broken.
 struct Style {
     bool colour = false;
+    std::size_t width = 0;  ///< columns of the terminal; 0: none
 
     std::string paint(Colour colour_, const std::string& text) const;
 };
@@ -41,7 +43,11 @@ class Table {
     std::vector<std::vector<Cell>> rows_;
 };
 
-/// "Title      text", one line each, texts in one column.
+/// Breaks a list with commas at `width` columns; the lines after the first begin with `indent`
+/// blanks. 0: never.
+std::string wrapList(const std::string& text, std::size_t indent, std::size_t width);
+
+/// "Title      text", texts in one column; lists are broken where the terminal ends.
 class Sheet {
   public:
     void add(std::string title, Cell text) {

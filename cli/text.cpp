@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "cli/names.h"
+#include "cli/words.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -206,15 +207,28 @@ std::string vlanText(u32 vid, const VlansView& view, const Style& style) {
     return sheet.print(style) + (table.empty() ? "" : "\n" + table.print(style));
 }
 
-std::string stateText(const std::vector<StateGroup>& groups, const Style& style) {
-    Table table({"Applicant", "Registrar", "Registered", "Propagated", "VLANs"});
+std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs,
+                      const Style& style) {
+    std::string text;
     for (const StateGroup& group : groups) {
-        table.add({nameOf(kApplicantStates, group.machine.applicant),
-                   nameOf(kRegistrarStates, group.machine.registrar),
-                   (group.machine.flags & 2) != 0 ? "yes" : "no",
-                   (group.machine.flags & 1) != 0 ? "yes" : "no", formatVlanRanges(group.vlans)});
+        const platform::MachineRecord& machine = group.machine;
+        std::string registrar =
+            nameOf(kRegistrarStates, machine.registrar) + "  " + registrarWords(machine);
+        if (isLeaving(machine))
+            registrar += leaveTimeLeftMs == 0 ? " (due)"
+                                              : " (about " + durationText(leaveTimeLeftMs) +
+                                                    " of the leave time left)";
+        Sheet sheet;
+        sheet.add("VLANs", {formatVlanRanges(group.vlans), Colour::Strong});
+        sheet.add("  Applicant", nameOf(kApplicantStates, machine.applicant) + "  " +
+                                     applicantWords(machine.applicant));
+        sheet.add("  Registrar", {registrar, isLeaving(machine) ? Colour::Warn : Colour::Plain});
+        sheet.add("  Propagated", isPropagated(machine)
+                                      ? "yes  declared here because another port registered it"
+                                      : "no");
+        text += (text.empty() ? "" : "\n") + sheet.print(style);
     }
-    return table.empty() ? "No VLAN is in use on this port.\n" : table.print(style);
+    return text.empty() ? "No VLAN is in use on this port.\n" : text;
 }
 
 std::string countersText(const std::vector<PortView>& ports, const Style& style) {

@@ -17,7 +17,9 @@ std::string portsText(const std::vector<PortView>& ports, const Style& style);
 std::string portText(const PortView& view, const Style& style);
 std::string vlansText(const std::vector<VlanGroup>& groups, const Style& style);
 std::string vlanText(u32 vid, const VlansView& view, const Style& style);
-std::string stateText(const std::vector<StateGroup>& groups, const Style& style);
+/// @param leaveTimeLeftMs  of the port's leave timer; 0: due, or not known
+std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs,
+                      const Style& style);
 std::string countersText(const std::vector<PortView>& ports, const Style& style);
 
 /// Ranges cut to `width` characters, with the number of VLANs at the end: "2-9,40,... (20)".

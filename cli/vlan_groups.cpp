@@ -5,6 +5,7 @@
 #include <bit>
 #include <numeric>
 
+#include "cli/words.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace cli {
@@ -29,10 +30,6 @@ VlanGroup describe(const VlansView& view, u32 vid, u32 kind) {
 bool alike(const VlanGroup& a, const VlanGroup& b) {
     return a.kind == b.kind && a.taggedPorts == b.taggedPorts &&
            a.untaggedPorts == b.untaggedPorts && a.dynamicPorts == b.dynamicPorts;
-}
-
-bool inUse(const platform::MachineRecord& machine) {
-    return machine.flags != 0 || machine.applicant != 0;
 }
 
 }  // namespace

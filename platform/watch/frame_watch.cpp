@@ -2,6 +2,7 @@
 #include "platform/watch/frame_watch.h"
 
 #include <bit>
+#include <utility>
 
 #include "platform/net/clock.h"
 #include "platform/runtime/timer.h"
@@ -27,7 +28,7 @@ class ReceivedEvents final : public EventSink {
                    MacAddress origin)
         : port_(port),
           driver_(driver),
-          unit_(unit),
+
           nowMs_(nowMs),
           sinceMs_(sinceMs),
           origin_(origin) {
@@ -35,6 +36,9 @@ class ReceivedEvents final : public EventSink {
     }
 
     void onEvent(u32 vid, PduEvent event) override {
+        // A sender may put its LeaveAll into every vector of a PDU: it is one.
+        if (event == PduEvent::LeaveAll && std::exchange(leaveAll_, true))
+            return;
         ++port_.statistics.eventsIn[static_cast<std::size_t>(event)];
         if (event == PduEvent::LeaveAll) {
             port_.leaveAllInMs = port_.leaveTimerMs = nowMs_;
@@ -64,11 +68,11 @@ class ReceivedEvents final : public EventSink {
 
     PortRecord& port_;
     const SwitchDriver& driver_;
-    u32 unit_;
     u64 nowMs_;
     u32 sinceMs_;
     MacAddress origin_;
     VlanBitmap permitted_{};
+    bool leaveAll_ = false;  ///< this PDU's was counted
 };
 
 class SentEvents final : public EventSink {
@@ -77,6 +81,8 @@ class SentEvents final : public EventSink {
         : port_(port), nowMs_(nowMs), sinceMs_(sinceMs) {}
 
     void onEvent(u32 vid, PduEvent event) override {
+        if (event == PduEvent::LeaveAll && std::exchange(leaveAll_, true))
+            return;
         ++port_.statistics.eventsOut[static_cast<std::size_t>(event)];
         if (event == PduEvent::LeaveAll) {
             port_.leaveAllOutMs = port_.leaveTimerMs = nowMs_;
@@ -90,6 +96,7 @@ class SentEvents final : public EventSink {
     PortRecord& port_;
     u64 nowMs_;
     u32 sinceMs_;
+    bool leaveAll_ = false;
 };
 
 void countOutcome(PortStatisticsRecord& statistics, Delivery outcome) {

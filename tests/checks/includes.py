@@ -17,8 +17,9 @@ RULES = {
     "daemon": (True, ("daemon/", "platform/contract/")),
     "platform": (False, ("platform/",)),
     "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h",
-                    "platform/config/vlan_ranges.h",
-                    "platform/command/watch_wire.h", "platform/inspect/")),
+                    "platform/command/watch_wire.h", "platform/config/load.h",
+                    "platform/config/vlan_ranges.h", "platform/inspect/",
+                    "platform/wire/events.h", "platform/wire/pcap.h")),
 }
 
 
@@ -50,6 +51,8 @@ PLANTED = [
     ("platform", '#include "daemon/db/port.h"'),
     ("platform/contract", '#include "platform/command/wire.h"'),
     ("cli", '#include "platform/config/host_config.h"'),
+    ("cli", '#include "platform/switch/switch_driver.h"'),
+    ("cli", '#include "platform/wire/adapter.h"'),
 ]
 
 

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "cli/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cctype>
+#include <deque>
+
+namespace cli {
+
+namespace {
+
+constexpr std::size_t kHelpColumn = 24;
+constexpr int kUsage = 2;
+
+/// Help with the arguments in the usage line, and without CLI11's shouting.
+class HelpFormatter : public CLI::Formatter {
+  public:
+    std::string make_usage(const CLI::App* app, std::string) const override {
+        std::string line;
+        for (const CLI::App* word = app; word != nullptr; word = word->get_parent())
+            line.insert(0, word->get_name() + (line.empty() ? "" : " "));
+        for (const CLI::Option* option : app->get_options()) {
+            if (!option->get_positional())
+                continue;
+            const std::string name = upper(option->get_name(true));
+            line += option->get_required() ? " " + name : " [" + name + "]";
+        }
+        if (!app->get_subcommands({}).empty())
+            line += app->get_require_subcommand_min() > 0 ? " COMMAND" : " [COMMAND]";
+        return "usage: " + line + "\n";
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const std::string type = option->get_type_name();
+        // Without the check's own words behind a colon.
+        return type.empty() ? "" : " " + type.substr(0, type.find(':'));
+    }
+
+    std::string make_option_name(const CLI::Option* option, bool positional) const override {
+        return positional ? upper(option->get_name(true)) : option->get_name(false, true);
+    }
+
+    static std::string upper(std::string text) {
+        for (char& letter : text)
+            letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+        return text;
+    }
+};
+
+/// A mistake in the command line, with what is allowed in its place.
+std::string mistake(const CLI::App* app, const CLI::Error& error) {
+    const std::vector<std::string> rest = app->remaining(true);
+    while (!app->get_subcommands().empty())
+        app = app->get_subcommands().front();
+    const auto* required = dynamic_cast<const CLI::RequiredError*>(&error);
+    const auto words = app->get_subcommands({});
+    std::string text = "mvrpctl: ";
+    if (!rest.empty())
+        text += "'" + rest.front() + "' is not known here";
+    else if (!words.empty() && required != nullptr)
+        text += "a command is missing";
+    else
+        text += error.what();
+    if (!words.empty()) {
+        text += "; allowed are";
+        for (const CLI::App* word : words)
+            text += (word == words.front() ? " " : ", ") + word->get_name();
+    }
+    return text + "\n" + HelpFormatter().make_usage(app, "");
+}
+
+/// Texts of a command line for one command of the table; CLI11 fills them in.
+struct Taken {
+    std::vector<std::string> arguments;
+    std::map<std::string, std::string> options;
+};
+
+std::string withoutDashes(const std::string& option) {
+    return option.substr(option.find_first_not_of('-'));
+}
+
+}  // namespace
+
+class CommandLine::Parser {
+  public:
+    Parser() {
+        app_.formatter(std::make_shared<HelpFormatter>());
+        app_.get_formatter()->column_width(kHelpColumn);
+        app_.failure_message(mistake);
+        app_.require_subcommand(1);
+        app_.fallthrough();
+        app_.add_option(kGlobalOptions[0].name, line_.socket, kGlobalOptions[0].help)
+            ->type_name(kGlobalOptions[0].value);
+        app_.add_option(kGlobalOptions[1].name, line_.patience, kGlobalOptions[1].help)
+            ->check(CLI::Range(1, 3600))
+            ->type_name(kGlobalOptions[1].value);
+        app_.add_flag(kGlobalOptions[2].name, line_.json, kGlobalOptions[2].help);
+        app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION, "print the version");
+        app_.set_help_flag("-h,--help", "print this; `mvrpctl COMMAND --help` says more");
+        app_.footer(
+            "Ports are named by name or unit. VLANs are written as ranges: 1-3,7; \"-\" for none,\n"
+            "\"all\" for 1-4094.\n"
+            "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
+        for (const auto& table : allCommands()) {
+            for (const Command& command : table)
+                add(command);
+        }
+    }
+
+    bool parse(int argc, char** argv, Line& line, int& exitStatus) {
+        try {
+            app_.parse(argc, argv);
+        } catch (const CLI::ParseError& error) {
+            exitStatus = app_.exit(error) == 0 ? 0 : kUsage;
+            return false;
+        }
+        line = line_;
+        line.arguments = taken_->arguments;
+        line.options = taken_->options;
+        return true;
+    }
+
+  private:
+    CLI::App* enter(const std::string& path) {
+        const std::size_t blank = path.rfind(' ');
+        CLI::App* const parent = blank == std::string::npos ? &app_ : enter(path.substr(0, blank));
+        const std::string word = blank == std::string::npos ? path : path.substr(blank + 1);
+        const auto known = parent->get_subcommands(
+            [&word](const CLI::App* child) { return child->get_name() == word; });
+        if (!known.empty())
+            return known.front();
+        CLI::App* const made = parent->add_subcommand(word);
+        made->set_help_flag("-h,--help", "print this");
+        made->footer("");
+        const auto groups = allGroups();
+        const auto group = std::ranges::find_if(
+            groups, [&path](const Group& candidate) { return path == candidate.path; });
+        if (group != groups.end()) {
+            made->description(group->help);
+            made->require_subcommand(1);
+        }
+        return made;
+    }
+
+    void add(const Command& command) {
+        CLI::App* const app = enter(command.path);
+        app->description(command.help);
+        if (command.details != nullptr)
+            app->footer(command.details());
+        Taken& taken = takens_.emplace_back();
+        for (const Argument& argument : command.arguments) {
+            if (argument.name != nullptr)
+                addArgument(*app, argument, taken.arguments);
+        }
+        for (const Option& option : command.options) {
+            if (option.name != nullptr)
+                addOption(*app, option, taken.options);
+        }
+        app->callback([this, app, &command, &taken] {
+            if (app->get_subcommands().empty()) {
+                line_.command = &command;
+                taken_ = &taken;
+            }
+        });
+    }
+
+    static void addArgument(CLI::App& app, const Argument& argument,
+                            std::vector<std::string>& arguments) {
+        const auto take = [&arguments](const CLI::results_t& words) {
+            arguments.insert(arguments.end(), words.begin(), words.end());
+            return true;
+        };
+        CLI::Option* const option = app.add_option(argument.name, take, argument.help);
+        option->type_name("")->required(!argument.optional);
+        if (argument.rest)
+            option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
+    }
+
+    static void addOption(CLI::App& app, const Option& option,
+                          std::map<std::string, std::string>& options) {
+        const std::string name = withoutDashes(option.name);
+        if (option.value == nullptr) {
+            app.add_flag_callback(
+                option.name, [&options, name] { options[name]; }, option.help);
+            return;
+        }
+        const auto take = [&options, name](const CLI::results_t& words) {
+            options[name] = words.front();
+            return true;
+        };
+        app.add_option(option.name, take, option.help)
+            ->type_name(option.value)
+            ->required(option.required);
+    }
+
+    CLI::App app_{"Looks at and changes a running mvrp.", "mvrpctl"};
+    Line line_;
+    const Taken* taken_ = nullptr;
+    std::deque<Taken> takens_;  ///< one for each command
+};
+
+CommandLine::CommandLine() : parser_(std::make_unique<Parser>()) {}
+CommandLine::~CommandLine() = default;
+
+bool CommandLine::parse(int argc, char** argv, Line& line, int& exitStatus) {
+    return parser_->parse(argc, argv, line, exitStatus);
+}
+
+}  // namespace cli

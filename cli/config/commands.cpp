@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "cli/commands.h"
+#include "cli/config/running_config.h"
+#include "cli/json.h"
+#include "cli/observed.h"
+#include "cli/statuses.h"
+#include "platform/config/load.h"
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kDefaultFile = "/etc/mvrp/mvrp.toml";
+constexpr u32 kWrongFile = 22;
+
+/// The file that the daemon was started with, or the one that it would be started with.
+std::string daemonsFile(const Context& context) {
+    const Reply reply = context.client.exchange({platform::Request::ConfigSource});
+    throwIfRefused(reply);
+    const std::string file(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    return file.empty() ? kDefaultFile : file;
+}
+
+std::string fileOf(const Context& context) {
+    return context.count() > 0 ? context.text(0) : daemonsFile(context);
+}
+
+std::string problemsText(const std::string& file, const platform::LoadedConfig& loaded) {
+    std::string text;
+    for (const platform::ConfigProblem& problem : loaded.problems)
+        text += (text.empty() ? "" : "\n") + platform::formatProblem(file, problem);
+    return text;
+}
+
+platform::HostConfig load(const std::string& file) {
+    const platform::LoadedConfig loaded = platform::loadConfig(file);
+    if (!loaded.config)
+        throw RefusedError(kWrongFile, problemsText(file, loaded));
+    return *loaded.config;
+}
+
+RunningConfig running(const Context& context) {
+    return {queryGlobal(context.client), queryVlans(context.client)};
+}
+
+bool isSoft(const RunningConfig& config) {
+    return config.global.host.driver == static_cast<u32>(platform::DriverKind::SoftwareSwitch);
+}
+
+void check(const Context& context) {
+    std::string file;
+    try {
+        file = fileOf(context);
+    } catch (const ConnectionError&) {
+        file = kDefaultFile;  // no daemon is needed to check a file
+    }
+    load(file);
+    context.print(context.json ? fileJson(file) : file + ": right\n");
+}
+
+void show(const Context& context) {
+    const RunningConfig config = running(context);
+    const std::string text =
+        (isSoft(config) ? formatSwitch(config, nullptr) : "") + formatManagement(config);
+    context.print(context.json ? configJson(config.global, config.vlans.ports) : text.substr(1));
+}
+
+void diff(const Context& context) {
+    const std::string file = fileOf(context);
+    const auto differences = compareConfig(load(file), running(context));
+    context.print(context.json ? differencesJson(file, differences)
+                               : differencesText(differences, context.style));
+    context.setExitStatus(differences.empty() ? 0 : 1);
+}
+
+std::string readFile(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+[[noreturn]] void refuseWrite(const std::string& file, int error) {
+    throw RefusedError(static_cast<u32>(error), "cannot write " + file + ": " +
+                                                    std::strerror(error) +
+                                                    "; allowed is a file in a directory that you "
+                                                    "may write to");
+}
+
+/// Writes the file as a whole or not at all; what was there stays as FILE~.
+void replaceFile(const std::string& file, const std::string& text) {
+    const std::string fresh = file + ".new";
+    std::ofstream stream(fresh, std::ios::binary | std::ios::trunc);
+    stream << text;
+    stream.close();
+    if (!stream)
+        refuseWrite(fresh, errno == 0 ? EIO : errno);
+    const std::string backup = file + "~";
+    unlink(backup.c_str());
+    if (access(file.c_str(), F_OK) == 0 && link(file.c_str(), backup.c_str()) != 0)
+        refuseWrite(backup, errno);
+    if (std::rename(fresh.c_str(), file.c_str()) != 0)
+        refuseWrite(file, errno);
+}
+
+void save(const Context& context) {
+    const std::string file = fileOf(context);
+    const RunningConfig config = running(context);
+    if (!isSoft(config))
+        throw RefusedError(kWrongFile,
+                           "the settings of a Linux bridge's ports are rules by name, which are "
+                           "written by hand; `mvrpctl config diff` shows what to change");
+    const bool isNew = access(file.c_str(), F_OK) != 0;
+    const std::string before = isNew ? "[switch]\ndriver = \"soft\"\nname = \"" +
+                                           std::string(config.global.host.name.data()) + "\"\n"
+                                     : readFile(file);
+    const platform::HostConfig old = isNew ? platform::HostConfig{} : load(file);
+    std::vector<std::string> tables = {"management"};
+    std::string text = formatManagement(config);
+    bool ports = isNew;
+    for (const ConfigDifference& difference : compareConfig(old, config))
+        ports = ports || difference.ofSwitch;
+    if (ports) {
+        tables.insert(tables.end(), {"port", "vlan"});
+        text = formatSwitch(config, isNew ? nullptr : &old) + text;
+    }
+    const std::string after = replaceTables(before, tables, text);
+    const platform::LoadedConfig loaded = platform::parseConfig(after);
+    if (!loaded.config)
+        throw RefusedError(kWrongFile, "what runs can not be written as a configuration file: " +
+                                           problemsText(file, loaded));
+    replaceFile(file, after);
+    context.print(context.json ? fileJson(file)
+                               : file + ": saved" + (isNew ? "" : "; it was " + file + "~") + "\n");
+}
+
+constexpr Argument kFile = {"file", "a configuration file; the daemon's when absent", true};
+
+constexpr Command kCommands[] = {
+    {"config check", "check a configuration file; no daemon is needed", {{kFile}}, check},
+    {"config show", "what runs, as a configuration file", {}, show},
+    {"config diff",
+     "what runs and is not what the file says; exit status 1 when there is any",
+     {{kFile}},
+     diff},
+    {"config save",
+     "write what runs into the file; what it does not set in the file stays, comments too",
+     {{kFile}},
+     save},
+};
+
+}  // namespace
+
+constinit const std::span<const Command> kConfigCommands = kCommands;
+
+}  // namespace cli

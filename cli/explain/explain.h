@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+//
+// Why a VLAN is, or is not, on a port: the facts are collected (collect.cpp), a pure function says
+// what they mean (reason.cpp), and is shown as text (text.cpp) or JSON.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/observed.h"
+#include "cli/queries.h"
+#include "cli/table.h"
+
+namespace cli {
+
+/// A port as one VLAN sees it.
+struct VlanOnPort {
+    platform::SwitchPortRecord port{};
+    std::optional<PortSettings> settings;  ///< none: MVRP is not switched on
+    platform::MachineRecord machine{};
+    VlanHistory history{};
+    u64 lastPduMs = platform::kNever;  ///< ms ago that any PDU came
+    bool permitted = false;
+    bool permittedTagged = false;
+    bool learntMember = false;
+};
+
+struct ExplainFacts {
+    GlobalView global{};
+    u32 vid = 0;
+    bool vlanIsStatic = false;
+    bool vlanIsLearnt = false;
+    VlanOnPort port{};
+    std::vector<VlanOnPort> others;  ///< all other ports of the switch
+};
+
+/// What holds the answer; a stable word of each for JSON is in kCauseNames.
+enum class Cause {
+    StaticMember,
+    Learnt,
+    Leaving,
+    Kept,
+    NotPermitted,
+    GloballyOff,
+    Standby,
+    NotEligible,
+    MvrpOff,
+    LinkDown,
+    Forbidden,
+    Fixed,
+    Pending,
+    SwitchRefused,
+    Withdrawn,
+    NotRenewed,
+    NotDeclared,
+    NothingHeard,
+    WrongForm,
+};
+const char* causeName(Cause cause);
+
+struct Explanation {
+    bool onPort = false;  ///< the port carries the VLAN now
+    Cause cause = Cause::NotDeclared;
+    std::string why;          ///< a sentence
+    std::string declaration;  ///< why it is, or is not, declared out of the port; a sentence
+    std::string advice;       ///< what to do; a sentence
+};
+
+ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port, u32 vid);
+Explanation explainVlan(const ExplainFacts& facts);
+
+std::string explanationText(const ExplainFacts& facts, const Explanation& explanation,
+                            const Style& style);
+std::string explanationJson(const ExplainFacts& facts, const Explanation& explanation);
+
+}  // namespace cli

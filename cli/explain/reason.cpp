@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <array>
+
+#include "cli/explain/explain.h"
+#include "cli/names.h"
+#include "cli/text.h"
+#include "cli/words.h"
+
+namespace cli {
+
+namespace {
+
+constexpr u32 kForbidden = 3;
+constexpr u32 kFixed = 2;
+constexpr u32 kQuiet = 3;
+constexpr u32 kIeee = static_cast<u32>(platform::WireForm::Ieee);
+constexpr u32 kNative = static_cast<u32>(platform::WireForm::Native);
+
+constexpr std::array kCauseNames = {"staticMember", "learnt",        "leaving",   "kept",
+                                    "notPermitted", "globallyOff",   "standby",   "notEligible",
+                                    "mvrpOff",      "linkDown",      "forbidden", "fixed",
+                                    "pending",      "switchRefused", "withdrawn", "notRenewed",
+                                    "notDeclared",  "nothingHeard",  "wrongForm"};
+
+bool heard(u32 ms) {
+    return ms != platform::kNever32;
+}
+
+/// The words of one explanation, with the names that they are about.
+class Reasoning {
+  public:
+    explicit Reasoning(const ExplainFacts& facts)
+        : facts_(facts),
+          port_(facts.port),
+          vlan_("VLAN " + std::to_string(facts.vid)),
+          name_(facts.port.port.name.data()),
+          linux_(facts.global.host.driver == static_cast<u32>(platform::DriverKind::LinuxBridge)) {}
+
+    Explanation explain() {
+        if (!(port_.learntMember
+                  ? explainLearnt()
+                  : explainStatic() || explainSetting() || explainRegistered() || explainRadio()))
+            explainSilence();
+        result_.declaration = declarationText();
+        return result_;
+    }
+
+  private:
+    bool conclude(bool onPort, Cause cause, std::string why, std::string advice) {
+        result_ = {onPort, cause, std::move(why), {}, std::move(advice)};
+        return true;
+    }
+
+    std::string neighbour() const {
+        const platform::VlanHistoryRecord& vlan = port_.history.vlan;
+        return heard(vlan.joinMs) ? "the neighbour " + formatMac(vlan.origin) : "the neighbour";
+    }
+
+    std::string permitAdvice() const {
+        return linux_ ? "To carry it here add " + std::to_string(facts_.vid) +
+                            " to the port's permit list in the configuration file and send mvrp a "
+                            "SIGHUP."
+                      : "To carry it here run: mvrpctl switch vlan add-port " + name_ + " " +
+                            std::to_string(facts_.vid);
+    }
+
+    bool explainLearnt() {
+        const std::string declared =
+            neighbour() + " declared it " + agoText32(port_.history.vlan.joinMs);
+        if (isLeaving(port_.machine)) {
+            const u32 left =
+                leaveTimeLeft(port_.history.port, port_.settings ? port_.settings->leaveTime : 0);
+            return conclude(
+                true, Cause::Leaving,
+                vlan_ + " is on " + name_ + ", and leaves it " +
+                    (left == 0 ? std::string("soon") : "in about " + durationText(left)) +
+                    " unless it is declared again: the neighbour withdrew it, or a "
+                    "LeaveAll asks who still wants it; " +
+                    declared + ".",
+                "If it is to stay look at the neighbour in a second: it has to declare "
+                "the VLAN again.");
+        }
+        if (isRegistered(port_.machine))
+            return conclude(true, Cause::Learnt,
+                            vlan_ + " is on " + name_ + " because " +
+                                (heard(port_.history.vlan.joinMs)
+                                     ? declared
+                                     : std::string("a neighbour declared it before this mvrp "
+                                                   "started")) +
+                                ".",
+                            "Nothing is to be done.");
+        return conclude(true, Cause::Kept,
+                        vlan_ + " is on " + name_ +
+                            ", and nobody declares it any more: a membership kept from before, or "
+                            "a removal that waits (" +
+                            std::to_string(facts_.global.pendingPairs) + " changes wait).",
+                        "It goes by itself within one leave-all time; run `mvrpctl show running " +
+                            name_ + "` again then.");
+    }
+
+    bool explainStatic() {
+        if (!facts_.vlanIsStatic)
+            return false;
+        if (port_.permitted)
+            return conclude(true, Cause::StaticMember,
+                            vlan_ + " is on " + name_ + " (" +
+                                (port_.permittedTagged ? "tagged" : "untagged") +
+                                ") because it is static on this switch and on the port's permit "
+                                "list.",
+                            "Nothing is to be done.");
+        return conclude(false, Cause::NotPermitted,
+                        vlan_ + " is static on this switch, and the permit list of " + name_ +
+                            " leaves it out.",
+                        permitAdvice());
+    }
+
+    bool explainSetting() {
+        const std::string not_ = vlan_ + " is not on " + name_ + ": ";
+        if (!facts_.global.enabled)
+            return conclude(false, Cause::GloballyOff, not_ + "MVRP is off on this switch.",
+                            "Switch it on with: mvrpctl set global enable on");
+        if (facts_.global.host.role == static_cast<u32>(platform::HostRole::Standby))
+            return conclude(false, Cause::Standby,
+                            not_ + "this is a standby, which neither sends nor receives.",
+                            "Ask the active instead: mvrpctl --socket PATH explain " + name_ + " " +
+                                std::to_string(facts_.vid));
+        if (port_.port.eligible == 0)
+            return conclude(false, Cause::NotEligible,
+                            not_ +
+                                "the port can not run MVRP; it is a member of an aggregation, "
+                                "or no switch port.",
+                            port_.port.aggregation != 0
+                                ? "Ask about the aggregation instead: mvrpctl explain " +
+                                      std::to_string(port_.port.aggregation) + " " +
+                                      std::to_string(facts_.vid)
+                                : "Make it a switch port before you enable MVRP on it.");
+        if (!port_.settings || !port_.settings->enabled)
+            return conclude(false, Cause::MvrpOff, not_ + "MVRP is off at this port.",
+                            "Switch it on with: mvrpctl set port " + name_ + " enable on");
+        if (port_.port.link != 1)
+            return conclude(false, Cause::LinkDown, not_ + "the link is down.",
+                            "Look at the cable and at the other end of it.");
+        if (!port_.permitted)
+            return conclude(false, Cause::NotPermitted,
+                            not_ +
+                                "the port's permit list leaves it out, so it is not taken even "
+                                "when it is declared.",
+                            permitAdvice());
+        if (port_.settings->registration == kForbidden || port_.settings->registration == kFixed) {
+            const bool forbidden = port_.settings->registration == kForbidden;
+            return conclude(
+                false, forbidden ? Cause::Forbidden : Cause::Fixed,
+                not_ + "the registration mode of the port is " +
+                    (forbidden ? "forbidden" : "fixed") + ", which learns nothing.",
+                "To let it learn run: mvrpctl set port " + name_ + " registration normal");
+        }
+        return false;
+    }
+
+    bool explainRegistered() {
+        if (!isRegistered(port_.machine))
+            return false;
+        const std::string but = vlan_ + " is registered on " + name_ + " (" + neighbour() +
+                                " declared it " + agoText32(port_.history.vlan.joinMs) + "), ";
+        if (facts_.global.pendingPairs != 0)
+            return conclude(false, Cause::Pending,
+                            but + "and the switch has not been told yet: " +
+                                std::to_string(facts_.global.pendingPairs) + " changes wait.",
+                            "Wait for it: mvrpctl wait --port " + name_ + " --vlan " +
+                                std::to_string(facts_.vid) + " --timeout 10");
+        return conclude(false, Cause::SwitchRefused,
+                        but + "and the switch has not taken the port into it.",
+                        "Look at `mvrpctl show statistics " + name_ +
+                            "` (failed registrations) and at the daemon's log.");
+    }
+
+    /// What the neighbour said, if it said anything about this VLAN.
+    bool explainRadio() {
+        const platform::VlanHistoryRecord& vlan = port_.history.vlan;
+        const std::string not_ = vlan_ + " is not on " + name_ + ": ";
+        if (!heard(vlan.joinMs) && !heard(vlan.leaveMs))
+            return false;
+        if (heard(vlan.leaveMs) && (!heard(vlan.joinMs) || vlan.leaveMs <= vlan.joinMs))
+            return conclude(false, Cause::Withdrawn,
+                            not_ + "the neighbour withdrew it " + agoText32(vlan.leaveMs) + ".",
+                            "Look at the neighbour: neither it nor a switch behind it wants the "
+                            "VLAN any more.");
+        return conclude(false, Cause::NotRenewed,
+                        not_ + neighbour() + " declared it " + agoText32(vlan.joinMs) +
+                            ", and not again when a LeaveAll asked for it.",
+                        "Look at the neighbour: whether it still runs, and still has the VLAN.");
+    }
+
+    void explainSilence() {
+        const std::string not_ = vlan_ + " is not on " + name_ + ": ";
+        const bool otherForm = port_.port.heardForm == kIeee && port_.port.wireForm == kNative;
+        if (otherForm) {
+            conclude(false, Cause::WrongForm,
+                     not_ +
+                         "nobody declared it here; the neighbour speaks the IEEE form and is "
+                         "answered in the native one, which it may not understand.",
+                     "Run: mvrpctl switch port wire-form " + name_ + " ieee");
+        } else if (port_.lastPduMs == platform::kNever) {
+            conclude(false, Cause::NothingHeard, not_ + "no MVRP frame has been heard here yet.",
+                     std::string("Look at the neighbour: whether it runs MVRP on this link") +
+                         (facts_.global.compliance ? ", or GVRP, which is what is spoken here."
+                                                   : ", and not GVRP, which needs `mvrpctl set "
+                                                     "global compliance on`."));
+        } else {
+            conclude(false, Cause::NotDeclared,
+                     not_ + "the neighbour was heard " + agoText(port_.lastPduMs) +
+                         ", and never declared it.",
+                     "Create the VLAN on the neighbour or on a switch behind it; to have it here "
+                     "anyway create it on this switch" +
+                         (linux_ ? std::string(": bridge vlan add vid ") +
+                                       std::to_string(facts_.vid) + " dev " + name_
+                                 : std::string(": mvrpctl switch vlan create ") +
+                                       std::to_string(facts_.vid)));
+        }
+    }
+
+    std::string sources() const {
+        std::string names;
+        for (const VlanOnPort& other : facts_.others) {
+            if (isRegistered(other.machine))
+                names += (names.empty() ? "" : ", ") + std::string(other.port.name.data());
+        }
+        return names;
+    }
+
+    /// The other direction: what this port tells its neighbour about the VLAN.
+    std::string declarationText() const {
+        const std::string from = sources();
+        if (isDeclaring(port_.machine.applicant))
+            return "It is declared to the neighbour, because it is " +
+                   (facts_.vlanIsStatic ? std::string("static here") +
+                                              (from.empty() ? "" : " and registered on " + from)
+                    : from.empty() ? std::string("wanted here")
+                                   : "registered on " + from) +
+                   "; last sent " + agoText32(port_.history.vlan.sentMs) + ".";
+        if (!port_.settings || !port_.settings->enabled)
+            return "It is not declared to the neighbour: MVRP is off at this port.";
+        if (!facts_.vlanIsStatic && from.empty())
+            return "It is not declared to the neighbour: it is not static here, and no other port "
+                   "registered it.";
+        if (!port_.permitted)
+            return "It is not declared to the neighbour: the port's permit list leaves it out.";
+        if (port_.settings->participant == kQuiet)
+            return "It is not declared to the neighbour: the participant mode is quiet.";
+        return "It is not declared to the neighbour at the moment.";
+    }
+
+    const ExplainFacts& facts_;
+    const VlanOnPort& port_;
+    std::string vlan_;
+    std::string name_;
+    bool linux_;
+    Explanation result_;
+};
+
+}  // namespace
+
+const char* causeName(Cause cause) {
+    return kCauseNames.at(static_cast<std::size_t>(cause));
+}
+
+Explanation explainVlan(const ExplainFacts& facts) {
+    return Reasoning(facts).explain();
+}
+
+}  // namespace cli

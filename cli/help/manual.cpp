@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <cctype>
+
+#include "cli/commands.h"
+#include "cli/help/help.h"
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kHead =
+    ".TH MVRPCTL 8 \"\" \"mvrp\" \"System Administration\"\n"
+    ".SH NAME\n"
+    "mvrpctl \\- look at and change a running mvrp\n"
+    ".SH SYNOPSIS\n"
+    ".B mvrpctl\n"
+    "[\\fIoptions\\fR] \\fIcommand\\fR [\\fIarguments\\fR]\n"
+    ".SH DESCRIPTION\n"
+    ".B mvrpctl\n"
+    "speaks to the VLAN registration daemon\n"
+    ".BR mvrp (8)\n"
+    "through its command socket. Ports are named by their name or unit. VLANs are written as "
+    "ranges,\n"
+    "for example 1\\-3,7; \\- stands for none and\n"
+    ".B all\n"
+    "for 1\\-4094. The screens use colour on a terminal only, and not when\n"
+    ".B NO_COLOR\n"
+    "is set.\n"
+    ".PP\n"
+    "With\n"
+    ".B \\-j\n"
+    "every command prints one JSON object whose shape does not depend on how much there is to "
+    "tell;\n"
+    "its member\n"
+    ".B version\n"
+    "counts up when a key changes its meaning. Only\n"
+    ".B watch\n"
+    "prints one object a line, and\n"
+    ".BR metrics ,\n"
+    ".B manual\n"
+    "and\n"
+    ".B completion\n"
+    "have a form of their own.\n"
+    ".SH OPTIONS\n";
+
+constexpr const char* kTail =
+    ".SH EXIT STATUS\n"
+    ".TP\n.B 0\nDone.\n"
+    ".TP\n.B 1\nThe daemon refused, or what was asked about does not hold.\n"
+    ".TP\n.B 2\nA mistake in the command line, or no connection to a daemon.\n"
+    ".SH ENVIRONMENT\n"
+    ".TP\n.B MVRP_RUNTIME_DIR\nDirectory of the daemon's command socket; /tmp when it is not set.\n"
+    ".TP\n.B NO_COLOR\nWhen set and not empty, nothing is coloured.\n"
+    ".SH FILES\n"
+    ".TP\n.I $MVRP_RUNTIME_DIR/mvrpcmd.socket\nThe command socket.\n"
+    ".TP\n.I /etc/mvrp/mvrp.toml\nThe daemon's configuration.\n"
+    ".SH SEE ALSO\n"
+    ".BR mvrp (8),\n"
+    ".BR mvrp.toml (5),\n"
+    ".BR mvrp (7)\n";
+
+/// A text as troff takes it.
+std::string escaped(const std::string& text) {
+    std::string out;
+    bool atStart = true;
+    for (const char c : text) {
+        if (atStart && (c == '.' || c == '\''))
+            out += "\\&";
+        if (c == '\\')
+            out += "\\e";
+        else if (c == '-')
+            out += "\\-";
+        else
+            out += c;
+        atStart = c == '\n';
+    }
+    return out;
+}
+
+std::string upper(std::string text) {
+    for (char& letter : text)
+        letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
+    return text;
+}
+
+std::string sentence(std::string text) {
+    text.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(text.front())));
+    return escaped(text) + ".\n";
+}
+
+std::string optionEntry(const Option& option) {
+    return ".TP\n\\fB" + escaped(option.name) + "\\fR" +
+           (option.value == nullptr ? "" : " \\fI" + escaped(option.value) + "\\fR") + "\n" +
+           sentence(option.help);
+}
+
+std::string commandEntry(const Command& command) {
+    std::string text = ".SS mvrpctl " + escaped(command.path);
+    for (const Argument& argument : command.arguments) {
+        if (argument.name == nullptr)
+            break;
+        const std::string name =
+            "\\fI" + upper(argument.name) + "\\fR" + (argument.rest ? "..." : "");
+        text += argument.optional ? " [" + name + "]" : " " + name;
+    }
+    text += "\n" + sentence(command.help);
+    for (const Argument& argument : command.arguments) {
+        if (argument.name != nullptr)
+            text += ".TP\n.I " + upper(argument.name) + "\n" + sentence(argument.help);
+    }
+    for (const Option& option : command.options) {
+        if (option.name != nullptr)
+            text += optionEntry(option);
+    }
+    if (command.details != nullptr)
+        text += ".PP\n.nf\n" + escaped(command.details()) + "\n.fi\n";
+    return text;
+}
+
+}  // namespace
+
+std::string manualPage() {
+    std::string text = kHead;
+    for (const Option& option : kGlobalOptions)
+        text += optionEntry(option);
+    text += ".SH COMMANDS\n";
+    for (const auto& table : allCommands()) {
+        for (const Command& command : table)
+            text += commandEntry(command);
+    }
+    return text + kTail;
+}
+
+}  // namespace cli

@@ -1,0 +1,303 @@
+// SPDX-License-Identifier: MIT
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <iostream>
+#include <limits>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/json.h"
+#include "cli/observed.h"
+#include "cli/statuses.h"
+#include "cli/watch/change_stream.h"
+#include "cli/watch/screen.h"
+#include "cli/watch/watch_output.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLookEvery = std::chrono::milliseconds(250);
+constexpr auto kTryAgainEvery = std::chrono::seconds(1);
+constexpr int kScreenMs = 500;
+constexpr std::size_t kChangesKept = 100;
+constexpr u64 kMostSeconds = 86'400 * 30;
+constexpr u64 kMostChanges = 1'000'000'000;
+constexpr u64 kMostSequence = std::numeric_limits<u64>::max() - 1;
+constexpr u32 kTimedOut = 110;
+
+PortNames namesOf(const VlansView& view) {
+    PortNames names;
+    for (const PortView& port : view.ports)
+        names[port.port.unit] = port.port.name.data();
+    return names;
+}
+
+/// Prints changes as lines until it is ended.
+class LineWatch {
+  public:
+    explicit LineWatch(const Context& context)
+        : context_(context),
+          stream_(context.client, true),
+          most_(context.has("count") ? context.number("count", 1, kMostChanges) : kMostChanges),
+          end_(Clock::now() + std::chrono::seconds(context.has("seconds")
+                                                       ? context.number("seconds", 1, kMostSeconds)
+                                                       : kMostSeconds)) {}
+
+    void run() {
+        if (!context_.has("since")) {
+            snapshot("start");
+        } else if (stream_.resume(context_.number("since", 0, kMostSequence))) {
+            names_ = namesOf(queryVlans(context_.client));
+        } else {
+            snapshot("gap");
+        }
+        while (printed_ < most_ && Clock::now() < end_) {
+            if (!printNew())
+                std::this_thread::sleep_for(kLookEvery);
+        }
+    }
+
+  private:
+    void snapshot(const char* reason) {
+        stream_.begin();
+        const VlansView view = queryVlans(context_.client);
+        names_ = namesOf(view);
+        print(context_.json ? snapshotJson(stream_.sequence(), reason, view)
+                            : snapshotText(reason, compareRunning(view), context_.style));
+    }
+
+    /// A reader at the other end of a pipe sees each line at once, or has gone.
+    void print(const std::string& text) const {
+        context_.print(text);
+        if (std::fflush(stdout) != 0)
+            throw UsageError("nobody reads the output any more");
+    }
+
+    /// @return whether there was anything
+    bool printNew() {
+        std::optional<std::vector<platform::ChangeRecord>> changes;
+        try {
+            changes = stream_.next();
+        } catch (const ConnectionError& error) {
+            reconnect(error.what());
+            return true;
+        }
+        if (!changes) {
+            snapshot("gap");
+            return true;
+        }
+        for (const platform::ChangeRecord& change : *changes) {
+            if (printed_ == most_)
+                break;
+            printChange(change);
+        }
+        return !changes->empty();
+    }
+
+    void printChange(const platform::ChangeRecord& change) {
+        if (static_cast<platform::ChangeKind>(change.kind) == platform::ChangeKind::PortAdded)
+            names_ = namesOf(queryVlans(context_.client));
+        if (!context_.has("states") && !isNotable(change))
+            return;
+        print(context_.json ? changeJson(change, names_)
+                            : changeText(change, names_, context_.style) + "\n");
+        ++printed_;
+    }
+
+    /// Tries until the daemon is back; the stream then goes on where it was, or says that it can
+    /// not.
+    void reconnect(const std::string& message) {
+        if (context_.json)
+            print(lostJson(message));
+        else
+            std::cerr << "mvrpctl: " << message << "; trying again\n";
+        while (Clock::now() < end_) {
+            std::this_thread::sleep_for(kTryAgainEvery);
+            try {
+                context_.client.disconnect();
+                names_ = namesOf(queryVlans(context_.client));
+                return;
+            } catch (const ConnectionError&) {
+                continue;
+            }
+        }
+    }
+
+    const Context& context_;
+    ChangeStream stream_;
+    PortNames names_;
+    u64 most_;
+    u64 printed_ = 0;
+    Clock::time_point end_;
+};
+
+u64 wallClockMs() {
+    return static_cast<u64>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                std::chrono::system_clock::now().time_since_epoch())
+                                .count());
+}
+
+/// The full-screen form.
+class ScreenWatch {
+  public:
+    explicit ScreenWatch(const Context& context)
+        : context_(context), stream_(context.client, true) {}
+
+    void run() {
+        look();
+        const Screen screen;
+        do {
+            screen.show(view_, context_.style.colour);
+            refresh();
+        } while (screen.wait(kScreenMs));
+    }
+
+  private:
+    void look() {
+        if (!begun_)
+            stream_.begin();
+        begun_ = true;
+        const GlobalView global = queryGlobal(context_.client);
+        view_.vlans = queryVlans(context_.client);
+        view_.timeMs = wallClockMs();
+        view_.title = std::string(global.host.name.data()) + "  MVRP " +
+                      (global.enabled ? "on" : "off") +
+                      (global.compliance ? ", speaking GVRP" : "") + "  " +
+                      std::to_string(global.pendingPairs) + " changes wait  " +
+                      clockText(view_.timeMs).substr(0, 8);
+        view_.problem.clear();
+        addChanges();
+    }
+
+    void addChanges() {
+        const auto changes = stream_.next();
+        if (!changes) {
+            view_.changes.emplace_back("some changes were lost");
+            stream_.begin();
+            return;
+        }
+        const PortNames names = namesOf(view_.vlans);
+        for (const platform::ChangeRecord& change : *changes) {
+            if (isNotable(change))
+                view_.changes.push_back(changeText(change, names, {}));
+        }
+        while (view_.changes.size() > kChangesKept)
+            view_.changes.pop_front();
+    }
+
+    void refresh() {
+        try {
+            look();
+        } catch (const ConnectionError& error) {
+            view_.problem = error.what();
+            context_.client.disconnect();
+        }
+    }
+
+    const Context& context_;
+    ChangeStream stream_;
+    bool begun_ = false;
+    ScreenView view_;
+};
+
+void watchCommand(const Context& context) {
+    if (!context.has("screen")) {
+        LineWatch(context).run();
+        return;
+    }
+    if (context.json || isatty(STDOUT_FILENO) != 1)
+        throw UsageError(
+            "--screen needs a terminal and no -j; without it changes are printed as "
+            "lines");
+    ScreenWatch(context).run();
+}
+
+// wait -------------------------------------------------------------------------------------------
+
+platform::VlanBitmap bitmapOf(const Reply& reply) {
+    throwIfRefused(reply);
+    platform::VlanBitmap vlans{};
+    if (reply.value.size() == vlans.size())
+        std::copy_n(reinterpret_cast<const u8*>(reply.value.data()), vlans.size(), vlans.begin());
+    return vlans;
+}
+
+bool isOnPort(const Context& context, u32 unit, u32 vid) {
+    const std::vector<Request> requests = {
+        {platform::Request::PortVlans, unit, static_cast<u32>(platform::VlanSet::Dynamic)},
+        {platform::Request::PortVlans, unit, static_cast<u32>(platform::VlanSet::Permitted)},
+        {platform::Request::SwitchVlans, 0, static_cast<u32>(QorVlanType::Static)},
+    };
+    const std::vector<Reply> replies = context.client.exchange(requests);
+    return platform::vlanContains(bitmapOf(replies[0]), vid) ||
+           (platform::vlanContains(bitmapOf(replies[1]), vid) &&
+            platform::vlanContains(bitmapOf(replies[2]), vid));
+}
+
+void waitCommand(const Context& context) {
+    const platform::SwitchPortRecord port = findPort(context.client, context.value("port"));
+    const u32 vid =
+        static_cast<u32>(context.number("vlan", platform::kFirstVlan, platform::kLastVlan));
+    const u64 seconds = context.has("timeout") ? context.number("timeout", 0, kMostSeconds) : 30;
+    const bool wanted = !context.has("gone");
+    const auto begin = Clock::now();
+    const auto waitedMs = [begin] {
+        return static_cast<u64>(
+            std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count());
+    };
+    while (isOnPort(context, port.unit, vid) != wanted) {
+        if (waitedMs() >= seconds * 1000)
+            throw RefusedError(kTimedOut,
+                               "VLAN " + std::to_string(vid) + " is " + (wanted ? "not" : "still") +
+                                   " on port " + port.name.data() + " after " +
+                                   std::to_string(seconds) + " s; `mvrpctl explain " +
+                                   port.name.data() + " " + std::to_string(vid) + "` says why");
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    if (context.json)
+        context.print(waitJson(port.name.data(), vid, wanted, waitedMs()));
+}
+
+std::string watchDetails() {
+    return "First what runs now, then each change with a sequence number. With -j one JSON object "
+           "a\n"
+           "line. When the daemon goes away it is tried again; --since goes on after a change "
+           "that\n"
+           "was seen before, or says with a new snapshot that the changes since are no longer "
+           "kept.";
+}
+
+constexpr Command kCommands[] = {
+    {"watch",
+     "show changes as they happen",
+     {},
+     watchCommand,
+     watchDetails,
+     {{{"--since", "SEQ", "go on after this sequence number"},
+       {"--states", nullptr, "every change of an applicant or registrar too"},
+       {"--count", "N", "end after so many changes"},
+       {"--seconds", "S", "end after so many seconds"},
+       {"--screen", nullptr, "VLANs by ports on the whole screen, refreshing"}}}},
+    {"wait",
+     "wait until a VLAN is on a port, for scripts; exit status 1 when it does not come",
+     {},
+     waitCommand,
+     nullptr,
+     {{{"--port", "PORT", "name or unit of a port", true},
+       {"--vlan", "VLAN", "VLAN ID, 1 to 4094", true},
+       {"--timeout", "S", "seconds; default: 30"},
+       {"--gone", nullptr, "wait until it is no longer there"}}}},
+};
+
+}  // namespace
+
+constinit const std::span<const Command> kWatchCommands = kCommands;
+
+}  // namespace cli

@@ -1,0 +1,158 @@
+# SPDX-License-Identifier: MIT
+"""Every JSON answer of mvrpctl against its JSON Schema, the metrics against a public parser, and what
+is made from the table of commands: completion and the manual page."""
+
+import pathlib
+import subprocess
+import unittest
+
+from support import NetworkTest, cable
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SCHEMAS = ROOT / "schema"
+VALIDATE = ["/usr/bin/python3", str(pathlib.Path(__file__).with_name("validate.py"))]
+CAPTURES = ROOT / "tests" / "data" / "captures"
+NO_JSON = {"metrics", "manual", "completion"}
+
+
+def validate(text, *arguments):
+    done = subprocess.run([*VALIDATE, *map(str, arguments)], input=text, capture_output=True,
+                          text=True, timeout=60, check=False)
+    if done.returncode != 0:
+        raise AssertionError(done.stderr[-2000:])
+    return int(done.stdout)
+
+
+def schema(name):
+    return SCHEMAS / f"{name}.schema.json"
+
+
+class Json(NetworkTest):
+    def setUp(self):
+        super().setUp()
+        net = self.start({"west": "10-12", "middle": "-"}, [cable("west", "middle")])
+        self.switch = net.nodes["middle"]
+        self.assert_state(net, middle={"learnt": "10-12"})
+
+    def assert_valid(self, command, name, status=0):
+        done = self.switch.control("-j " + command)
+        self.assertEqual(done.returncode, status, done.stderr)
+        self.assertEqual(validate(done.stdout, schema(name)), 1)
+
+    def test_every_answer_fits_its_schema(self):
+        file = self.directory / "saved.toml"
+        covered = set()
+        for command, name, status in (
+                ("show", "global", 0), ("show ports", "ports", 0), ("show port west", "ports", 0),
+                ("show vlans", "vlans", 0), ("show vlan 10", "vlans", 0),
+                ("show vlan 999", "vlans", 0), ("show state west", "state", 0),
+                ("show state west 999", "state", 0), ("show counters", "counters", 0),
+                ("show config", "config", 0), ("show running", "running", 0),
+                ("show running west", "running", 0), ("show summary", "summary", 0),
+                ("show statistics", "statistics", 0), ("clear statistics west", "done", 0),
+                ("explain west 10", "explain", 0), ("explain west 999", "explain", 0),
+                ("watch --seconds 1", None, 0),
+                ("wait --port west --vlan 10 --timeout 5", "wait", 0),
+                ("wait --port west --vlan 99 --timeout 0", "error", 1),
+                (f"decode {CAPTURES / 'gvrp-20-vlans.pcap'}", "decode", 0),
+                (f"capture {self.directory / 'x.pcap'} --seconds 1", "capture", 0),
+                (f"config save {file}", "config-file", 0),
+                (f"config check {file}", "config-file", 0), ("config show", "config", 0),
+                (f"config diff {file}", "config-diff", 0),
+                ("set port west registration fixed", "done", 0),
+                (f"config diff {file}", "config-diff", 1),
+                ("set global compliance off", "done", 0), ("set debug none", "done", 0),
+                ("switch vlan create 77", "done", 0), ("switch vlan delete 4000", "done", 0),
+                ("show port north", "error", 1), ("standby take-over", "error", 1),
+                ("debug list", "functions", 0), ("debug call mvrpDbgGlbShow", "output", 0),
+                ("debug request 6 0 5", "reply", 0), ("debug vlan all", "done", 0),
+                ("debug port all", "done", 0), ("switch port link west up", "done", 0)):
+            with self.subTest(command):
+                covered.add(" ".join(command.split()[:2]))
+                covered.add(command.split()[0])
+                if name is not None:
+                    self.assert_valid(command, name, status)
+        self.assert_all_covered(covered)
+
+    def assert_all_covered(self, covered):
+        """A command that is new has to be tried here."""
+        page = self.switch.control("manual").stdout
+        commands = {line.split("mvrpctl ")[1].replace("\\-", "-").split(" \\fI")[0].split(" [")[0]
+                    for line in page.splitlines() if line.startswith(".SS ")}
+        self.assertGreater(len(commands), 40)
+        for command in commands:
+            words = command.split()
+            if words[0] not in NO_JSON and words[0] != "doctor":
+                self.assertTrue(" ".join(words[:2]) in covered, f"{command} is not tried")
+
+    def test_a_stream_of_changes_fits_its_schema(self):
+        done = self.switch.control("-j watch --states --seconds 4")
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertGreater(validate(done.stdout, schema("watch"), "--lines"), 1)
+
+    def test_the_check_notices_what_does_not_fit(self):
+        text = self.switch.control("-j show").stdout.replace('"uptime"', '"upTime"')
+        with self.assertRaises(AssertionError):
+            validate(text, schema("global"))
+
+    def test_metrics_are_read_by_a_public_parser(self):
+        text = self.switch.control("metrics").stdout
+        self.assertGreater(validate(text, "--openmetrics"), 100)
+        self.assertIn('mvrp_port_vlans{port="west",unit="1",state="learnt"} 3', text)
+        with self.assertRaises(AssertionError):
+            validate(text.replace("# EOF\n", ""), "--openmetrics")
+
+
+class FromTheTable(NetworkTest):
+    def setUp(self):
+        super().setUp()
+        self.switch = self.start_one("10-12", ports=("east", "west"))
+
+    def complete(self, *words):
+        done = subprocess.run([self.switch.mvrpctl, "__complete", *words], capture_output=True,
+                              env=self.switch.environment, text=True, timeout=30, check=False)
+        self.assertEqual(done.returncode, 0)
+        return done.stdout.split()
+
+    def test_words_ports_vlans_and_options_are_completed(self):
+        self.assertIn("running", self.complete("show", ""))
+        self.assertEqual(self.complete("show", "run"), ["running"])
+        self.assertEqual(self.complete("explain", ""), ["east", "west"])
+        self.assertEqual(self.complete("explain", "e"), ["east"])
+        self.assertEqual(self.complete("explain", "east", "1"), ["1", "10", "11", "12"])
+        self.assertEqual(self.complete("switch", "port", "link", "east", ""), ["down", "up"])
+        self.assertIn("leave-time", self.complete("set", "port", "east", ""))
+        self.assertEqual(self.complete("wait", "--port", "w"), ["west"])
+        self.assertIn("--since", self.complete("watch", "--"))
+        self.assertEqual(self.complete("config", "diff", ""), ["<files>"])
+        self.assertEqual(self.complete("show", "running", "east", "w"), ["west"])
+
+    def test_completion_without_a_daemon_offers_what_it_can(self):
+        self.switch.stop()
+        self.assertEqual(self.complete("explain", ""), [])
+        self.assertEqual(self.complete("show", "run"), ["running"])
+
+    def test_bash_completes_a_line(self):
+        script = self.switch.control("completion bash").stdout
+        done = subprocess.run(
+            ["bash", "-c", script + "\nPATH=$1:$PATH\nCOMP_WORDS=(mvrpctl explain e)\nCOMP_CWORD=2\n"
+             "_mvrpctl\necho \"${COMPREPLY[@]}\"", "bash", self.switch.mvrpctl.parent],
+            env=self.switch.environment, capture_output=True, text=True, timeout=30, check=False)
+        self.assertEqual((done.stdout, done.stderr), ("east\n", ""))
+
+    def test_the_files_that_are_made_from_the_table_are_current(self):
+        for command, path in (("manual", "man/mvrpctl.8"),
+                              ("completion bash", "completion/mvrpctl.bash"),
+                              ("completion zsh", "completion/_mvrpctl")):
+            committed = (ROOT / "packaging" / path).read_text(encoding="utf-8")
+            self.assertEqual(self.switch.control(command).stdout, committed,
+                             f"run: mvrpctl {command} > packaging/{path}")
+
+    def test_the_manual_names_every_option(self):
+        page = self.switch.control("manual").stdout
+        for word in ("\\-\\-since", "\\-\\-gone", "\\-\\-socket", "EXIT STATUS", "explain"):
+            self.assertIn(word, page)
+
+
+if __name__ == "__main__":
+    unittest.main()

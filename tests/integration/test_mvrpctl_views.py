@@ -1,0 +1,135 @@
+# SPDX-License-Identifier: MIT
+"""The views of mvrpctl, explain and wait, between two and three real switches."""
+
+import os
+import signal
+import time
+import unittest
+
+from support import NetworkTest, cable
+
+
+class Views(NetworkTest):
+    def setUp(self):
+        super().setUp()
+        self.net = self.start({"west": "10-12", "middle": "-", "east": "30"},
+                              [cable("west", "middle"), cable("middle", "east")])
+        self.west = self.net.nodes["west"]
+        self.middle = self.net.nodes["middle"]
+        self.assert_state(self.net, middle={"learnt": "10-12,30"})
+
+    def explain(self, port, vid):
+        return self.middle.query(f"explain {port} {vid}")
+
+    def running(self, port="west"):
+        return self.middle.query(f"show running {port}")["ports"][0]
+
+    def statistics(self, port="west"):
+        return self.middle.query(f"show statistics {port}")["statistics"][0]
+
+    def test_running_shows_what_is_registered_declared_and_in_the_switch(self):
+        self.await_true(lambda: self.running()["vlansDeclared"] == "1,30")
+        running = self.running()
+        self.assertEqual(running["vlansRegistered"], "1,10-12")
+        self.assertEqual(running["vlansInSwitch"], "1,10-12")
+        self.assertEqual((running["vlansMissing"], running["vlansExtra"]), ("-", "-"))
+        summary = self.middle.query("show summary")["ports"]
+        self.assertEqual([port["learnt"] for port in summary], [3, 1])
+
+    def test_a_registered_vlan_that_the_switch_lacks_is_marked(self):
+        self.middle.change("switch port permit west 2-10")
+        self.await_true(lambda: self.running()["vlansMissing"] != "-")
+        text = self.middle.control("show running west").stdout
+        self.assertIn("! registered, not in the switch", text)
+
+    def test_states_are_told_in_plain_words(self):
+        text = self.middle.control("show state west 10").stdout
+        self.assertIn("Registrar", text)
+        self.assertIn("registered", text)
+        self.assertIn("does not declare it", text)
+
+    def test_statistics_count_pdus_events_and_their_origin(self):
+        port = self.await_true(lambda: self.statistics()["eventsIn"]["leaveAll"]
+                               and self.statistics())
+        self.assertGreater(port["pdusIn"]["native"], 0)
+        self.assertGreater(port["pdusOut"]["native"], 0)
+        self.assertGreater(port["eventsIn"]["joinIn"] + port["eventsIn"]["joinMt"], 0)
+        self.assertEqual(port["portMvrpLastPduOrigin"],
+                         self.west.query("show port middle")["ports"][0]["macAddress"])
+        self.assertEqual(port["malformed"], 0)
+
+    def test_statistics_are_cleared_at_one_port(self):
+        self.await_true(lambda: self.statistics("east")["bytesIn"] > 100)
+        before = self.statistics("east")["bytesIn"]
+        self.middle.change("clear statistics west")
+        self.assertLess(self.statistics("west")["countedFor"], 5000)
+        self.assertGreaterEqual(self.statistics("east")["bytesIn"], before)
+        self.assertEqual(self.middle.control("clear statistics north").returncode, 1)
+
+    def test_malformed_frames_and_failed_registrations_have_reasons(self):
+        self.middle.change("switch port permit west 2-10")
+        failed = self.await_true(lambda: self.statistics()["failedByReason"]["notPermitted"])
+        self.assertGreaterEqual(self.statistics()["portMvrpFailedRegistrations"], failed)
+        self.middle.change("switch port permit west 2-4094")
+        self.middle.change("set port west registration forbidden")
+        self.await_true(lambda: self.statistics()["failedByReason"]["forbidden"])
+
+    def test_explain_says_who_declared_a_vlan_and_when(self):
+        answer = self.explain("west", 10)
+        self.assertTrue(answer["onPort"])
+        self.assertIn(answer["cause"], ("learnt", "leaving"))
+        self.assertEqual(answer["port"]["declaredBy"],
+                         self.west.query("show port middle")["ports"][0]["macAddress"])
+        self.assertLess(answer["port"]["declaredAge"], 20000)
+
+    def test_explain_finds_the_cause(self):
+        self.assertEqual(self.explain("west", 20)["cause"], "notDeclared")
+        self.assertEqual(self.explain("west", 1)["cause"], "staticMember")
+        self.west.change("switch vlan delete 12")
+        self.await_true(lambda: self.explain("west", 12)["cause"] == "withdrawn")
+        self.middle.change("switch vlan remove-port west 11")
+        self.await_true(lambda: self.explain("west", 11)["cause"] == "notPermitted")
+        self.middle.change("set port west registration fixed")
+        self.assertEqual(self.explain("west", 20)["cause"], "fixed")
+        self.middle.change("switch port link west down")
+        self.assertEqual(self.explain("west", 20)["cause"], "linkDown")
+        self.middle.change("set port west enable off")
+        answer = self.explain("west", 20)
+        self.assertEqual(answer["cause"], "mvrpOff")
+        self.assertIn("mvrpctl set port west enable on", answer["advice"])
+        self.middle.change("set global enable off")
+        self.assertEqual(self.explain("west", 20)["cause"], "globallyOff")
+
+    def test_explain_says_why_a_vlan_is_declared(self):
+        self.assertIn("registered on west",
+                      self.await_true(lambda: self.explain("east", 10)["port"]["declared"]
+                                      and self.explain("east", 10)["declaration"]))
+
+    def test_wait_ends_when_the_vlan_comes_and_when_it_goes(self):
+        self.west.change("switch vlan create 50")
+        done = self.middle.control("wait --port west --vlan 50 --timeout 20")
+        self.assertEqual((done.returncode, done.stdout), (0, ""), done.stderr)
+        self.west.change("switch vlan delete 50")
+        done = self.middle.control("wait --port west --vlan 50 --timeout 20 --gone")
+        self.assertEqual(done.returncode, 0, done.stderr)
+
+    def test_wait_gives_up_and_says_how_to_go_on(self):
+        done = self.middle.control("wait --port west --vlan 77 --timeout 1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("explain west 77", done.stderr)
+        self.assertEqual(self.middle.control("wait --port west").returncode, 2)
+
+    def test_a_daemon_that_does_not_answer_is_called_busy(self):
+        os.kill(self.middle.process.pid, signal.SIGSTOP)
+        try:
+            begin = time.monotonic()
+            done = self.middle.control("--patience 1 show")
+            self.assertEqual(done.returncode, 2)
+            self.assertIn("busy or stopped", done.stderr)
+            self.assertLess(time.monotonic() - begin, 20)
+        finally:
+            os.kill(self.middle.process.pid, signal.SIGCONT)
+
+
+if __name__ == "__main__":
+    unittest.main()

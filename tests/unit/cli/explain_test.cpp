@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "cli/explain/explain.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace cli {
+namespace {
+
+/// VLAN 20 on port p1, which runs MVRP and permits everything; nobody said anything yet.
+ExplainFacts facts() {
+    ExplainFacts facts;
+    facts.vid = 20;
+    facts.global.enabled = true;
+    facts.global.host.role = static_cast<u32>(platform::HostRole::Active);
+    facts.global.host.driver = static_cast<u32>(platform::DriverKind::SoftwareSwitch);
+    facts.port.port.unit = 1;
+    std::strcpy(facts.port.port.name.data(), "p1");
+    facts.port.port.link = 1;
+    facts.port.port.eligible = 1;
+    facts.port.port.wireForm = static_cast<u32>(platform::WireForm::Native);
+    facts.port.settings = PortSettings{true, 1, 1, 1000, 200, 600, 10000};
+    facts.port.permitted = facts.port.permittedTagged = true;
+    facts.port.history.port = {platform::kNever, platform::kNever, platform::kNever};
+    facts.port.history.vlan = {
+        platform::kNever32, platform::kNever32, platform::kNever32, {}, 0, 0};
+    facts.port.lastPduMs = 100;
+    return facts;
+}
+
+void declared(ExplainFacts& facts, u32 agoMs) {
+    facts.port.history.vlan.joinMs = agoMs;
+    facts.port.history.vlan.origin = {2, 0, 0, 0, 0, 9};
+}
+
+Cause causeOf(const ExplainFacts& facts) {
+    const Explanation explanation = explainVlan(facts);
+    EXPECT_FALSE(explanation.why.empty());
+    EXPECT_FALSE(explanation.declaration.empty());
+    EXPECT_FALSE(explanation.advice.empty());
+    return explanation.cause;
+}
+
+TEST(Explain, NamesTheNeighbourThatDeclaredTheVlan) {
+    ExplainFacts f = facts();
+    declared(f, 3000);
+    f.port.learntMember = true;
+    f.port.machine = {9, 0, 2};
+    const Explanation explanation = explainVlan(f);
+    EXPECT_EQ(explanation.cause, Cause::Learnt);
+    EXPECT_TRUE(explanation.onPort);
+    EXPECT_NE(explanation.why.find("02:00:00:00:00:09 declared it 3.0 s ago"), std::string::npos);
+}
+
+TEST(Explain, TellsHowMuchOfTheLeaveTimeIsLeft) {
+    ExplainFacts f = facts();
+    declared(f, 3000);
+    f.port.learntMember = true;
+    f.port.machine = {9, 1, 2};
+    f.port.history.port.leaveMs = 100;
+    const Explanation explanation = explainVlan(f);
+    EXPECT_EQ(explanation.cause, Cause::Leaving);
+    EXPECT_NE(explanation.why.find("in about 0.5 s"), std::string::npos);
+}
+
+TEST(Explain, ASettingComesBeforeWhatTheNeighbourDoes) {
+    ExplainFacts f = facts();
+    EXPECT_EQ(causeOf(f), Cause::NotDeclared);
+    f.port.settings->registration = 2;
+    EXPECT_EQ(causeOf(f), Cause::Fixed);
+    f.port.settings->registration = 3;
+    EXPECT_EQ(causeOf(f), Cause::Forbidden);
+    f.port.permitted = false;
+    EXPECT_EQ(causeOf(f), Cause::NotPermitted);
+    f.port.port.link = 0;
+    EXPECT_EQ(causeOf(f), Cause::LinkDown);
+    f.port.settings.reset();
+    EXPECT_EQ(causeOf(f), Cause::MvrpOff);
+    f.port.port.eligible = 0;
+    EXPECT_EQ(causeOf(f), Cause::NotEligible);
+    f.global.host.role = static_cast<u32>(platform::HostRole::Standby);
+    EXPECT_EQ(causeOf(f), Cause::Standby);
+    f.global.enabled = false;
+    EXPECT_EQ(causeOf(f), Cause::GloballyOff);
+    f.vlanIsStatic = true;
+    EXPECT_EQ(causeOf(f), Cause::NotPermitted);
+    f.port.permitted = true;
+    EXPECT_EQ(causeOf(f), Cause::StaticMember);
+}
+
+TEST(Explain, TellsSilenceWithdrawalAndLossApart) {
+    ExplainFacts f = facts();
+    f.port.lastPduMs = platform::kNever;
+    EXPECT_EQ(causeOf(f), Cause::NothingHeard);
+    f.port.port.heardForm = static_cast<u32>(platform::WireForm::Ieee);
+    EXPECT_EQ(causeOf(f), Cause::WrongForm);
+    declared(f, 5000);
+    EXPECT_EQ(causeOf(f), Cause::NotRenewed);
+    f.port.history.vlan.leaveMs = 4000;
+    EXPECT_EQ(causeOf(f), Cause::Withdrawn);
+    f.port.history.vlan.leaveMs = 6000;
+    EXPECT_EQ(causeOf(f), Cause::NotRenewed);
+}
+
+TEST(Explain, ARegistrationThatTheSwitchLacksWaitsOrWasRefused) {
+    ExplainFacts f = facts();
+    declared(f, 100);
+    f.port.machine = {9, 0, 2};
+    EXPECT_EQ(causeOf(f), Cause::SwitchRefused);
+    f.global.pendingPairs = 3;
+    EXPECT_EQ(causeOf(f), Cause::Pending);
+}
+
+TEST(Explain, SaysWhichPortMakesItDeclareTheVlan) {
+    ExplainFacts f = facts();
+    VlanOnPort other;
+    std::strcpy(other.port.name.data(), "p2");
+    other.machine = {9, 0, 2};
+    f.others.push_back(other);
+    f.port.machine = {5, 2, 1};
+    EXPECT_NE(explainVlan(f).declaration.find("registered on p2"), std::string::npos);
+    f.others.clear();
+    f.port.machine = {};
+    EXPECT_NE(explainVlan(f).declaration.find("no other port"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace cli

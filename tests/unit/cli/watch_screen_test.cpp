@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "cli/config/running_config.h"
+#include "cli/watch/screen.h"
+
+namespace cli {
+namespace {
+
+ScreenView viewOf(std::size_t ports) {
+    ScreenView view;
+    view.title = "sw1";
+    view.vlans.staticVlans = platform::vlanRange(1, 1);
+    for (std::size_t i = 0; i < ports; ++i) {
+        PortView port;
+        port.port.unit = static_cast<u32>(i + 1);
+        std::strcpy(port.port.name.data(), ("port" + std::to_string(i + 1)).c_str());
+        port.port.link = 1;
+        port.settings = PortSettings{};
+        port.machines.resize(4095);
+        port.permitted = platform::vlanRange(1, 4094);
+        view.vlans.ports.push_back(port);
+    }
+    return view;
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\n";
+    return text;
+}
+
+TEST(Screen, PutsVlansThatLookAlikeIntoOneRow) {
+    ScreenView view = viewOf(2);
+    view.vlans.ports[0].dynamic = platform::vlanRange(10, 40);
+    view.vlans.ports[1].registered = platform::vlanRange(50, 50);
+    const std::string text = joined(drawScreen(view, 80, 24, {}));
+    EXPECT_NE(text.find("10-40                       L       .  "), std::string::npos) << text;
+    EXPECT_NE(text.find("50                          .       !  "), std::string::npos) << text;
+    EXPECT_NE(text.find("1                           S       S  "), std::string::npos) << text;
+}
+
+TEST(Screen, FitsAnyTerminal) {
+    ScreenView view = viewOf(48);
+    for (u32 vid = 2; vid < 400; vid += 2)
+        platform::vlanInsert(view.vlans.ports[vid % 48].dynamic, vid);
+    for (int i = 0; i < 50; ++i)
+        view.changes.emplace_back("a change of a VLAN on a port, told at some length");
+    for (const std::size_t columns : {40U, 80U, 132U, 300U}) {
+        for (const std::size_t rows : {10U, 24U, 60U}) {
+            const auto lines = drawScreen(view, columns, rows, {});
+            EXPECT_LE(lines.size(), rows) << columns << "x" << rows;
+            for (const std::string& line : lines)
+                EXPECT_LE(line.size(), columns) << line;
+        }
+    }
+}
+
+TEST(Screen, SaysThatTheDaemonCanNotBeReached) {
+    ScreenView view = viewOf(1);
+    view.problem = "cannot connect";
+    EXPECT_NE(joined(drawScreen(view, 80, 24, {})).find("cannot connect"), std::string::npos);
+}
+
+TEST(ReplaceTables, KeepsEverythingElseWithItsComments) {
+    const std::string before =
+        "# the switch\n[switch]\nname = \"a\"\n\n# settings\n[management]\nenable = true\n"
+        "# of a port\n[[management.port]]\nunit = 1\n\n# store\n[store]\nfile = \"x\"\n";
+    EXPECT_EQ(replaceTables(before, {"management"}, "\n[management]\nenable = false\n"),
+              "# the switch\n[switch]\nname = \"a\"\n\n# store\n[store]\nfile = \"x\"\n"
+              "\n[management]\nenable = false\n");
+}
+
+TEST(ReplaceTables, TakesAFileWithoutALastLineEnd) {
+    EXPECT_EQ(replaceTables("[a]\nb = 1", {"port"}, "\n[[port]]\n"), "[a]\nb = 1\n\n[[port]]\n");
+    EXPECT_EQ(replaceTables("", {"port"}, "[[port]]\n"), "[[port]]\n");
+}
+
+}  // namespace
+}  // namespace cli
