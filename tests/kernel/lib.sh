@@ -110,6 +110,10 @@ carries() {
 }
 lacks() { ! carries "$@"; }
 
+# anywhere BRIDGE VLAN / nowhere BRIDGE VLAN: whether any port has an entry of one VLAN alone.
+anywhere() { has " $2( |\$)" at "$1" bridge -compressvlans vlan show; }
+nowhere() { ! anywhere "$@"; }
+
 # ------------------------------------------------------------------------------------ saying so
 # expect SECONDS COMMAND...: the command succeeds before the time is over.
 expect() {
@@ -153,6 +157,12 @@ hasNot() {
 
 # refuses COMMAND...: the command fails.
 refuses() { ! "$@"; }
+
+# watchVlans NAME BRIDGE: keeps what the kernel tells about its VLANs from now on in a file of this name.
+watchVlans() {
+    at "$2" stdbuf -oL bridge monitor vlan >"$scratch/$1" 2>&1 &
+    expect 10 pgrep -f '^bridge monitor vlan' >/dev/null
+}
 
 # ------------------------------------------------------------------------------------- captures
 # capture NAME WHERE INTERFACE [FILTER...]: keeps the frames that an interface sees, received ones only.

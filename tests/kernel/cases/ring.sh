@@ -1,5 +1,5 @@
 # shows: a ring with the kernel's spanning tree: a link is cut and comes back, and no registration is left
-# limit: 240
+# limit: 300
 
 for name in b1 b2 b3; do bridge "$name" stp_state 1 forward_delay 200 hello_time 100 max_age 600; done
 link b1 b2
@@ -11,17 +11,14 @@ for name in b1 b2 b3; do daemon "$name"; done
 blocked() { at "$1" bridge link show | grep -c 'state blocking'; }
 allForward() { ! { for n in b1 b2 b3; do at "$n" bridge link show; done | grep -qE 'state (listening|learning)'; }; }
 oneBlocked() { allForward && (($(blocked b1 || true) + $(blocked b2 || true) + $(blocked b3 || true) == 1)); }
-# all ports between the bridges that carry a VLAN
-trail() { local at=''; for p in b1:b2 b1:b3 b2:b1 b2:b3 b3:b1 b3:b2; do carries "${p%:*}" "${p#*:}" "$1" && at+=" $p"; done; echo "$at"; }
-untrodden() { [[ -z $(trail "$1") ]]; }
+reaches() { anywhere b2 10 && anywhere b1 20; }
+untrodden() { nowhere b1 "$1" && nowhere b2 "$1" && nowhere b3 "$1"; }
 
 expect 40 oneBlocked
 joins h1 10 mvrp
 joins h2 20 mvrp
 expect 20 carries b2 h2 20
-reaches() { [[ $(trail 10) == *" b2:"* && $(trail 20) == *" b1:"* ]]; }
 expect 20 reaches
-say "VLAN 10 at$(trail 10), VLAN 20 at$(trail 20)"
 
 say 'cut the direct link'
 ip -n b1 link set b2 down

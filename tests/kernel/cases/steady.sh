@@ -12,7 +12,8 @@ expect 10 exactly b1 h1 1,10-30
 expect 10 exactly b2 b1 1,10-30
 sleep 2
 
-for where in b1 b2; do at "$where" bridge monitor vlan >"$scratch/monitor.$where" & done
+watchVlans monitor.b1 b1
+watchVlans monitor.b2 b2
 capture leaveall h1 eth0 "$protocolFrames"
 sleep 20
 exactly b1 h1 1,10-30

@@ -1,4 +1,5 @@
 # shows: 1000 VLANs of one host arrive complete, here and at the next bridge, and all of them go
+# lane: long
 # limit: 240
 
 bridge b1
