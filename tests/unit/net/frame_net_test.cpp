@@ -407,6 +407,19 @@ TEST(FrameNetConfiguration, PortsAreSetUpAndChangedByTheirConfiguration) {
     EXPECT_EQ(node.net.wireState(3).cable, "none") << "the rest is in force";
 }
 
+TEST(FrameNetConfiguration, WireFormOfAnOperatorStaysUntilTheConfigurationSaysAnother) {
+    SwitchConfig config = smallSwitch();
+    NetNode node(config);
+    std::string error;
+    ASSERT_TRUE(node.net.start(config, error)) << error;
+    node.net.setWireForm(3, WireForm::Ieee);
+    ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
+    EXPECT_EQ(node.net.wireState(3).form, WireForm::Ieee);
+    config.ports[0].wireForm = WireForm::Auto;
+    ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
+    EXPECT_EQ(node.net.wireState(3).form, WireForm::Auto);
+}
+
 TEST(FrameNetConfiguration, CaptureOfThePortBeginsWhenItTakesPart) {
     SwitchConfig config = smallSwitch();
     config.ports[0].replayFile = MVRP_TEST_DATA "/captures/mvrp-one-vlan.pcap";

@@ -152,5 +152,36 @@ TEST_F(InterfaceCables, PortOnAnInterfaceDeliversToTheDaemon) {
     });
 }
 
+/// What a driver does whose interfaces are its ports.
+TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
+    inNamespace([this] {
+        SwitchConfig config = smallSwitch();
+        CableConfig& cable = config.ports[0].cable;
+        cable = {CableKind::Interface, "", "", "veth1"};
+        cable.interfaceIndex = if_nametoindex("veth1");
+        config.ports[0].wireForm = WireForm::Auto;
+        NetNode node(config);
+        std::string error;
+        ASSERT_TRUE(node.net.start(config, error)) << error;
+        node.enable(3);
+        const auto host = open("veth2");
+        ASSERT_EQ(host->send(frame_, true), 0);
+        ASSERT_FALSE(node.receive(node.mvrp).frame.empty());
+        ASSERT_TRUE(run("ip link set veth1 down") && run("ip link set veth1 name uplink") &&
+                    run("ip link set uplink up"));
+        ASSERT_TRUE(isUp("uplink"));
+        cable.interfaceName = "uplink";
+        ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
+        EXPECT_EQ(node.net.wireState(3).cable, "interface:uplink");
+        EXPECT_EQ(node.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee)) << "still heard";
+        ASSERT_EQ(host->send(frame_, true), 0);
+        EXPECT_FALSE(node.receive(node.mvrp).frame.empty());
+        cable.plugging++;
+        ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
+        EXPECT_EQ(node.net.wireState(3).heard, 0U) << "an interface made anew was not heard yet";
+        node.net.stop();
+    });
+}
+
 }  // namespace
 }  // namespace platform::testing
