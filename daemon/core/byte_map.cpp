@@ -29,11 +29,16 @@ u8 mvrpPlainLook(std::span<const u8> bytes, const MvrpByteMap& map, u8* out) {
     return all;
 }
 
-void mvrpPlainMark(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks) {
+bool mvrpPlainMark(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks) {
+    bool any = false;
     *marks = {};
-    for (u32 i = 0; i < bytes.size(); ++i)
-        if (which.map.table[bytes[i]] != 0)
+    for (u32 i = 0; i < bytes.size(); ++i) {
+        if (which.map.table[bytes[i]] != 0) {
             mvrpBitSet(marks->data(), i);
+            any = true;
+        }
+    }
+    return any;
 }
 
 void mvrpPlainPack(std::span<const u8> events, u8* packed) {
@@ -222,20 +227,21 @@ MVRP_AVX2 u8 mvrpVectorLook(std::span<const u8> bytes, const MvrpByteMap& map, u
     return std::accumulate(std::begin(parts), std::end(parts), u8{0}, std::bit_or<u8>());
 }
 
-MVRP_AVX2 void mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& which,
+MVRP_AVX2 bool mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& which,
                               MvrpVlanBitmap* marks) {
     constexpr size_t kStretch = 4 * kBlock;
     const MvrpBlockMap blockMap = mvrpBlockMap(which.map);
     const Bytes32 needed = mvrpBlockFill(which.needed);
     *marks = {};
     const u8* at = bytes.data();
+    u32 any = 0;
     size_t i = 0;
     while (i + kBlock <= bytes.size()) {
         if (i % kStretch == 0 && i + kStretch <= bytes.size()) {
-            const Bytes32 any = mvrpBlockLoad(at + i) | mvrpBlockLoad(at + i + kBlock) |
-                                mvrpBlockLoad(at + i + 2 * kBlock) |
-                                mvrpBlockLoad(at + i + 3 * kBlock);
-            if (mvrpBlockNone(any & needed)) {
+            const Bytes32 stretch = mvrpBlockLoad(at + i) | mvrpBlockLoad(at + i + kBlock) |
+                                    mvrpBlockLoad(at + i + 2 * kBlock) |
+                                    mvrpBlockLoad(at + i + 3 * kBlock);
+            if (mvrpBlockNone(stretch & needed)) {
                 i += kStretch;
                 continue;
             }
@@ -243,16 +249,18 @@ MVRP_AVX2 void mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& wh
         const u32 bits =
             mvrpBlockMarks(mvrpBlockValues(mvrpBlockLoad(at + i), blockMap, which.map.table));
         std::memcpy(marks->data() + i / 8, &bits, sizeof(bits));
+        any |= bits;
         i += kBlock;
     }
     const size_t left = bytes.size() - i;
     if (left == 0)
-        return;
+        return any != 0;
     const MvrpRest rest(at + i, left);
     const u32 bits =
         mvrpBlockMarks(mvrpBlockValues(mvrpBlockLoad(rest.bytes), blockMap, which.map.table)) &
         mvrpFirstBits(left);
     std::memcpy(marks->data() + i / 8, &bits, (left + 7) / 8);
+    return (any | bits) != 0;
 }
 
 /// Twelve events to each half of a vector, of which 16 are read: three bytes at four places.

@@ -111,8 +111,8 @@ struct MvrpByteForm {
     /// Writes the values to `out`, which holds as many. @return all values or'ed together
     u8 (*look)(std::span<const u8> bytes, const MvrpByteMap& map, u8* out);
     /// Writes a bitmap of the marked bytes, clear beyond them; at most as many bytes as it has
-    /// bits. Long stretches without a needed bit cost little.
-    void (*mark)(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks);
+    /// bits. Long stretches without a needed bit cost little. @return whether a byte is marked
+    bool (*mark)(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks);
     /// Packs three events, 0 to 5, into each byte: 36, 6 and 1 are their weights. An incomplete
     /// last byte counts what is missing as 0. `packed` holds a third of the events, rounded up.
     void (*pack)(std::span<const u8> events, u8* packed);

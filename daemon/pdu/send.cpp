@@ -69,6 +69,14 @@ bool mvrpLeaveallVectorFits(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 c
     return mvrpPduLimit(port) - bytes >= 1 && pdu.used + bytes < static_cast<s32>(kMvrpPduBytes);
 }
 
+/// Steps of the walk, as its trace lines number them.
+enum MvrpWalkStep : u32 {
+    WALK_EXTEND = 1,  ///< the VLAN is taken into the run
+    WALK_FULL = 2,    ///< the VLAN does not fit any more
+    WALK_CLOSE = 3,   ///< the VLAN ends the run
+    WALK_END = 4,     ///< the last VLAN is still in the run
+};
+
 /// The port's declarations: VLANs whose applicant has something to say.
 struct MvrpDeclarations {
     /// A run is closed before it outgrows the PDU.
@@ -86,6 +94,13 @@ struct MvrpDeclarations {
         MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
                    "port send pkt; step%u: port:%u, vid:%u, madMachine:0x%02x\r\n", step,
                    port->portunit, vid, port->madMachine[vid - 1]);
+    }
+
+    static void traceTaken(const MvrpPortEntry* port, u32 vid, u32 count) {
+        if ((gMvrpInfo.debug & MVRP_DEBUG_TRANSMIT) == 0) [[likely]]
+            return;
+        for (u32 i = 0; i < count; ++i)
+            trace(port, vid + i, WALK_EXTEND);
     }
 };
 
@@ -106,14 +121,7 @@ struct MvrpFixedRegistrations {
     }
 
     static void trace(const MvrpPortEntry* /*port*/, u32 /*vid*/, u32 /*step*/) {}
-};
-
-/// Steps of the walk, as its trace lines number them.
-enum MvrpWalkStep : u32 {
-    WALK_EXTEND = 1,  ///< the VLAN is taken into the run
-    WALK_FULL = 2,    ///< the VLAN does not fit any more
-    WALK_CLOSE = 3,   ///< the VLAN ends the run
-    WALK_END = 4,     ///< the last VLAN is still in the run
+    static void traceTaken(const MvrpPortEntry* /*port*/, u32 /*vid*/, u32 /*count*/) {}
 };
 
 /// Sends the PDU and begins the next.
@@ -147,8 +155,8 @@ u32 mvrpRunCollect(const MvrpPortEntry* port, const MvrpPdu& pdu, u32 vid, u32 e
         if (run->count == 0)
             run->first = vid;
         run->count += taken;
-        for (; taken != 0; --taken, ++vid)
-            Rule::trace(port, vid, WALK_EXTEND);
+        Rule::traceTaken(port, vid, taken);
+        vid += taken;
     }
     return endVid;
 }

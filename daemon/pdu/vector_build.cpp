@@ -186,15 +186,27 @@ constexpr MvrpByteMap kLeaveallEvents = mvrpByteMap([](u8 machine) {
 });
 constexpr MvrpByteMap kLeaveallMachines = mvrpByteMap(mvrpMachineInLeaveall);
 
+/// Machines whose VLAN may be forgotten once its last word is sent.
+constexpr MvrpByteMap kInactiveMachines =
+    mvrpByteMap([](u8 machine) { return mvrpVlanActive(machine) ? u8{0} : kNoAttribute; });
+
+/// Runs from this length on are worth a form that sets out for long ones.
+constexpr u32 kLongRun = 64;
+
+const MvrpByteForm& mvrpFormFor(std::span<const u8> run) {
+    return run.size() < kLongRun ? kMvrpPlainForm : gMvrpBytes;
+}
+
 /// Packs what the machines of a run send and applies that it was sent.
 /// @return false, with nothing done, when one of them sends nothing
 bool mvrpRunPack(std::span<u8> machines, const MvrpByteMap& events, const MvrpByteMap& sent,
                  std::span<u8> packed) {
     std::array<u8, kMvrpVlanCount> attributes;
-    if ((gMvrpBytes.look(machines, events, attributes.data()) & kNoAttribute) != 0)
+    const MvrpByteForm& form = mvrpFormFor(machines);
+    if ((form.look(machines, events, attributes.data()) & kNoAttribute) != 0)
         return false;
-    gMvrpBytes.pack(std::span<const u8>(attributes).first(machines.size()), packed.data());
-    gMvrpBytes.apply(machines, sent);
+    form.pack(std::span<const u8>(attributes).first(machines.size()), packed.data());
+    form.apply(machines, sent);
     return true;
 }
 
@@ -211,11 +223,10 @@ bool mvrpVectorBuildAtOnce(MvrpPortEntry* port, u32 firstVid, u32 count, std::sp
     const std::span<u8> machines = mvrpRunMachines(port, firstVid, count);
     if (!mvrpRunPack(machines, kSendingEvents, kSentMachines, packed))
         return false;
-    MvrpVlanBitmap active;
-    gMvrpBytes.mark(machines, kMvrpActiveMachines, &active);
-    for (u32 i = mvrpBitmapNext(active, 0, false); i < count;
-         i = mvrpBitmapNext(active, i + 1, false))
-        mvrpInactiveForget(port, firstVid + i);
+    std::array<u8, kMvrpVlanCount> inactive;
+    if (mvrpFormFor(machines).look(machines, kInactiveMachines, inactive.data()) != 0)
+        for (u32 vid = firstVid; vid < firstVid + count; ++vid)
+            mvrpInactiveForget(port, vid);
     return true;
 }
 

@@ -83,22 +83,23 @@ void mvrpMvrpLeaveallRaise(MvrpPortEntry* port) {
                            : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>);
 }
 
-/// Ends what is leaving on the port. @return the VLANs that left
-MvrpVlanBitmap mvrpRegistrationsExpire(MvrpPortEntry* port) {
-    MvrpVlanBitmap left;
-    gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, &left);
-    mvrpForEachVlan(left, [port, &left](u32 vid) {
+/// Ends what is leaving on the port; `left` receives the VLANs that left. @return whether there was
+/// anything to do; without that `left` is empty
+bool mvrpRegistrationsExpire(MvrpPortEntry* port, MvrpVlanBitmap* left) {
+    if (!gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, left))
+        return false;
+    mvrpForEachVlan(*left, [port, left](u32 vid) {
         u8* machine = &port->madMachine[vid - 1];
         if (mvrpRegistrar(*machine) == REG_STATE_LV) {
             mvrpLeavingExpire(port, vid);
             return;
         }
         *machine = mvrpWithRegistrar(*machine, REG_STATE_IN);
-        mvrpBitClear(left.data(), vid - 1);
+        mvrpBitClear(left->data(), vid - 1);
     });
     if (!mvrpMapLeavesTraced())
-        mvrpMapPropagateLeaves(left, port);
-    return left;
+        mvrpMapPropagateLeaves(*left, port);
+    return true;
 }
 
 }  // namespace
@@ -146,10 +147,11 @@ u32 mvrpJoinTimerHandler(void* argument) {
 u32 mvrpLeaveTimerHandler(void* argument) {
     MvrpPortEntry* port = mvrpTimerPort(argument);
     mvrpHandlerTrace(port, "Leave timer handler");
-    MvrpVlanBitmap left = mvrpRegistrationsExpire(port);
+    MvrpVlanBitmap left;
+    const bool expired = mvrpRegistrationsExpire(port, &left);
     mvrpMapPropagateLeaveMsgSend(port);
     QorBuffer leftVlans = mvrpBitmapBuffer(left);
-    if (mvrpLeaveIndication(&leftVlans, port) != kStatusOk)
+    if (expired && mvrpLeaveIndication(&leftVlans, port) != kStatusOk)
         return kStatusFailed;
     mvrpHandlerTrace(port, "Leave timer handler done");
     return kStatusOk;

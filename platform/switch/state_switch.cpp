@@ -26,7 +26,25 @@ void reportReturn(const SwitchState& state, RouteBatch& batch) {
 }  // namespace
 
 StateSwitch::StateSwitch(SwitchState state, bool forwards)
-    : state_(std::move(state)), forwards_(forwards), everExisted_(state_.vlans()) {}
+    : state_(std::move(state)), forwards_(forwards), everExisted_(state_.vlans()) {
+    notePvids();
+}
+
+void StateSwitch::notePvids() {
+    for (std::atomic<u64>& pvid : pvids_) {
+        pvid.store(0, std::memory_order_relaxed);
+    }
+    for (const SwitchPort& port : state_.ports) {
+        pvids_[port.unit % pvids_.size()].store(u64{port.unit} << 32U | port.pvid,
+                                                std::memory_order_relaxed);
+    }
+}
+
+std::optional<u32> StateSwitch::portPvid(u32 unit) const {
+    const u64 noted = pvids_[unit % pvids_.size()].load(std::memory_order_relaxed);
+    return noted >> 32U == unit && unit != 0 ? static_cast<u32>(noted)
+                                             : SwitchDriver::portPvid(unit);
+}
 
 bool StateSwitch::portState(u32 unit, PortState& state) const {
     const std::lock_guard lock(mutex_);
@@ -117,11 +135,8 @@ bool StateSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
 }
 
 std::optional<QorVlanType> StateSwitch::vlanType(u32 vid) const {
-    const std::lock_guard lock(mutex_);
-    if (!state_.vlanExists(vid)) {
-        return std::nullopt;
-    }
-    return static_cast<QorVlanType>(state_.kinds[vid]);
+    const u8 kind = vid < state_.kinds.size() ? u8{state_.kinds[vid]} : u8{0};
+    return kind == 0 ? std::nullopt : std::optional(static_cast<QorVlanType>(kind));
 }
 
 bool StateSwitch::createDynamic(const VlanBitmap& vlans) {
@@ -288,6 +303,7 @@ void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
     }
     everExisted_ = vlanUnion(everExisted_, next.vlans());
     state_ = std::move(next);
+    notePvids();
 }
 
 }  // namespace platform

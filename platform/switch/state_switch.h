@@ -4,11 +4,14 @@
 // dynamic VLANs and memberships that the daemon makes in it. A driver derives from it, carries what
 // changes to where it belongs, and puts a new state in place when others change the switch.
 //
-// Locking: mutex_ around the state, held for flat-array work only. Whatever changes the switch as
-// an administrator does is serialised by changeMutex_, taken first, which is held while the
-// notifications are delivered, so that they leave in the order of the changes.
+// Locking: mutex_ around the state, held for flat-array work only. What the daemon asks for each
+// VLAN of a received frame, the type of a VLAN and the PVID of a port, is read without it. Whatever
+// changes the switch as an administrator does is serialised by changeMutex_, taken first, which is
+// held while the notifications are delivered, so that they leave in the order of the changes.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <mutex>
 
 #include "platform/switch/route_message.h"
@@ -23,6 +26,7 @@ class StateSwitch : public SwitchDriver {
     void setRouteSink(RouteSink* sink) { sink_ = sink; }
 
     bool portState(u32 unit, PortState& state) const override;
+    std::optional<u32> portPvid(u32 unit) const override;
     bool portName(u32 unit, std::string& name) const override;
     bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const override;
     bool permits(u32 unit, u32 vid) const override;
@@ -69,11 +73,16 @@ class StateSwitch : public SwitchDriver {
         QorEndType endType;
     };
 
+    /// Keeps what portPvid() answers. @pre mutex_ is held, or nobody else knows the object
+    void notePvids();
     /// @pre mutex_ is held
     void adoptLocked();
     /// @pre mutex_ is held
     bool isRetired(u32 unit) const;
 
+    /// Unit in the upper half and PVID in the lower, at the place that the unit has modulo the
+    /// size: of ports that share a place one is here, the others are looked up.
+    std::array<std::atomic<u64>, 1024> pvids_{};
     const bool forwards_;
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described
     std::vector<Retired> retired_;  ///< guarded by mutex_: deleted ports, latest last

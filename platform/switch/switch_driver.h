@@ -64,6 +64,11 @@ class SwitchDriver {
 
     // Ports. A unit is a port or an aggregation.
     virtual bool portState(u32 unit, PortState& state) const = 0;
+    /// PVID of a port; nothing when it does not exist. Asked for each VLAN of a received frame.
+    virtual std::optional<u32> portPvid(u32 unit) const {
+        PortState state{};
+        return portState(unit, state) ? std::optional(state.pvid) : std::nullopt;
+    }
     virtual bool portName(u32 unit, std::string& name) const = 0;
     virtual bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const = 0;
     /// Whether the port carries the VLAN by its permit list, tagged or untagged, existing or not.

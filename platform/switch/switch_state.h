@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <vector>
 
 #include "platform/command/wire.h"
@@ -37,9 +38,26 @@ struct SwitchPort {
     VlanBitmap adopted{};  ///< of these, those that an earlier daemon or the active card made
 };
 
+/// The type of one VLAN, which is read without the lock on the way of each received frame.
+class VlanKind {
+  public:
+    VlanKind() = default;
+    VlanKind(const VlanKind& other) : value_(other) {}
+    ~VlanKind() = default;
+    VlanKind& operator=(const VlanKind& other) { return *this = u8{other}; }
+    VlanKind& operator=(u8 value) {
+        value_.store(value, std::memory_order_relaxed);
+        return *this;
+    }
+    operator u8() const { return value_.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<u8> value_{0};
+};
+
 struct SwitchState {
-    std::vector<SwitchPort> ports;                     ///< ascending by unit
-    std::array<u8, kVlanBitmapBytes * 8 + 1> kinds{};  ///< QorVlanType by VLAN ID, 0: none
+    std::vector<SwitchPort> ports;                           ///< ascending by unit
+    std::array<VlanKind, kVlanBitmapBytes * 8 + 1> kinds{};  ///< QorVlanType by VLAN ID, 0: none
 
     /// @return the port or aggregation, or null
     const SwitchPort* find(u32 unit) const;
