@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+//
+// A daemon on the platform's own software switch and sockets, in one thread: its tasks are not
+// started, the benchmark calls what they would call. Frames that it sends are counted, or go where
+// the benchmark wants them.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "daemon/db/port.h"
+#include "platform/net/socket_layer.h"
+#include "platform/switch/soft_switch.h"
+
+namespace bench {
+
+/// Takes frames and forgets them.
+class FrameSink final : public platform::FrameTransmitter {
+  public:
+    int transmit(u32 unit, std::span<const u8> frame) override;
+
+    u64 frames = 0;
+    u64 bytes = 0;
+    bool keeps = false;  ///< frames are appended to `kept`
+    std::vector<std::vector<u8>> kept;
+};
+
+class BenchSwitch {
+  public:
+    /// Units 1 to `ports`, trunks that carry all VLANs, MVRP or GVRP enabled on all of them.
+    BenchSwitch(u32 ports, bool gvrp = false);
+    ~BenchSwitch();
+    BenchSwitch(const BenchSwitch&) = delete;
+    BenchSwitch& operator=(const BenchSwitch&) = delete;
+    BenchSwitch(BenchSwitch&&) = delete;
+    BenchSwitch& operator=(BenchSwitch&&) = delete;
+
+    /// @return the daemon's entry of a unit, which exists
+    static MvrpPortEntry* port(u32 unit);
+    /// Hands the daemon a received PDU.
+    static void receive(u32 unit, std::span<const u8> pdu);
+    /// Applies what is pending, as the timer does.
+    static void applyPending();
+
+    FrameSink sink;
+    platform::SocketLayer sockets;
+    platform::SoftSwitch soft;
+};
+
+/// A PDU, from the protocol version on, that joins VLANs: one vector for each run of consecutive
+/// VLAN IDs.
+std::vector<u8> mvrpJoinPdu(std::span<const u32> vids);
+std::vector<u8> gvrpJoinPdu(std::span<const u32> vids);
+
+/// VLAN IDs first, first + step, ...
+std::vector<u32> vlansFrom(u32 first, u32 count, u32 step = 1);
+
+}  // namespace bench

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+//
+// Pending application: every VLAN of every port is added on the switch, then removed again. Limit:
+// the same calls into the switch with the same batches, and nothing else.
+#include <functional>
+
+#include "bench/bench_switch.h"
+#include "bench/pair.h"
+#include "daemon/db/port_vlan.h"
+#include "platform/contract/qor_if.h"
+#include "platform/contract/qor_vlan.h"
+#include "platform/switch/switch_observer.h"
+
+namespace {
+
+using platform::SwitchCall;
+
+struct Call {
+    SwitchCall call;
+    u32 unit;
+    platform::VlanBitmap vlans;
+};
+
+/// Remembers the calls that the daemon makes.
+class Recorder final : public platform::SwitchObserver {
+  public:
+    Recorder() { platform::installSwitchObserver(this); }
+    ~Recorder() override { platform::installSwitchObserver(nullptr); }
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+    Recorder(Recorder&&) = delete;
+    Recorder& operator=(Recorder&&) = delete;
+    void switchCalled(SwitchCall call, u32 unit, const platform::VlanBitmap& vlans,
+                      bool /*done*/) override {
+        calls.push_back({call, unit, vlans});
+    }
+    std::vector<Call> calls;
+};
+
+void repeat(Call* call) {
+    QorBuffer vlans = {call->vlans.data(), static_cast<u32>(call->vlans.size())};
+    switch (call->call) {
+        case SwitchCall::CreateVlans:
+            qorVlanScalarSyncApi(0, static_cast<u32>(QorVlanAttribute::CreateDynamic), &vlans);
+            break;
+        case SwitchCall::DeleteVlans:
+            qorVlanScalarSyncApi(0, static_cast<u32>(QorVlanAttribute::DeleteDynamic), &vlans);
+            break;
+        case SwitchCall::AddMembers:
+            qorIfSyncApi(call->unit, static_cast<u32>(QorIfAttribute::AddDynamic), &vlans, 0);
+            break;
+        case SwitchCall::RemoveMembers:
+            qorIfSyncApi(call->unit, static_cast<u32>(QorIfAttribute::RemoveDynamic), &vlans, 0);
+            break;
+        case SwitchCall::Protocol:
+            break;
+    }
+}
+
+/// Makes VLANs 2 to `vlans` + 1 of all ports pending, with this flag byte.
+void makePending(u32 ports, u32 vlans, u8 flag) {
+    for (u32 unit = 1; unit <= ports; ++unit) {
+        MvrpPortEntry* port = bench::BenchSwitch::port(unit);
+        for (u32 vid = 2; vid < 2 + vlans; ++vid) {
+            port->vlanFlag[vid - 1] = flag;
+            mvrpPortVlanEntryEnsure(unit, vid);
+        }
+    }
+}
+
+/// Adds all and removes all. `kept` receives what was asked of the switch.
+std::vector<Call> record(u32 ports, u32 vlans, u8 flag) {
+    Recorder recorder;
+    makePending(ports, vlans, flag);
+    bench::BenchSwitch::applyPending();
+    return std::move(recorder.calls);
+}
+
+constexpr u8 kAdd = 0x40;
+constexpr u8 kRemove = 0xA0;  // applied, and to be removed
+
+void pending(benchmark::State& state, u8 flag) {
+    const u32 ports = static_cast<u32>(state.range(0));
+    const u32 vlans = std::min(static_cast<u32>(state.range(1)), 4093U);
+    bench::BenchSwitch bridge(ports);
+    std::vector<Call> additions = record(ports, vlans, kAdd);
+    std::vector<Call> removals = record(ports, vlans, kRemove);
+
+    // The switch is brought to where the measured turn begins by the other half's calls.
+    std::vector<Call>& own = flag == kAdd ? additions : removals;
+    std::vector<Call>& other = flag == kAdd ? removals : additions;
+    const auto replay = [](std::vector<Call>& calls) {
+        for (Call& call : calls)
+            repeat(&call);
+    };
+    bench::Pair pair;
+    pair.units = static_cast<double>(ports) * vlans;
+    pair.prepareWork = [&] {
+        replay(other);
+        makePending(ports, vlans, flag);
+    };
+    pair.work = [] { bench::BenchSwitch::applyPending(); };
+    pair.prepareLimit = [&] { replay(other); };
+    pair.limit = [&] { replay(own); };
+    if (flag == kRemove)
+        replay(additions);
+    bench::measure(state, pair);
+    state.counters["calls"] = static_cast<double>(own.size());
+}
+
+BENCHMARK_CAPTURE(pending, add, kAdd)
+    ->Name("pending-add")
+    ->ArgsProduct({{6, 48, 256, 768}, {4094}})
+    ->ArgsProduct({{6, 48, 768}, {64, 1024}})
+    ->UseManualTime();
+BENCHMARK_CAPTURE(pending, remove, kRemove)
+    ->Name("pending-remove")
+    ->ArgsProduct({{6, 48, 256, 768}, {4094}})
+    ->ArgsProduct({{6, 48, 768}, {64, 1024}})
+    ->UseManualTime();
+
+}  // namespace
