@@ -43,7 +43,7 @@ class Decode(unittest.TestCase):
         self.assertEqual(self.vlans("gvrp-20-vlans.pcap", "gvrp"), TWENTY)
 
     def test_the_number_of_frames_and_the_events_agree_with_tshark(self):
-        for name, filter_ in (("mvrp-leaveall.pcap", "mvrp"), ("gvrp-leaveall.pcap", "gvrp")):
+        for name, filter_ in (("mvrp-leaveall.pcap", "mrp-mvrp"), ("gvrp-leaveall.pcap", "gvrp")):
             frames = decode(CAPTURES / name)
             done = subprocess.run(["tshark", "-r", CAPTURES / name, "-Y", filter_], timeout=60,
                                   capture_output=True, text=True, check=True)
@@ -88,7 +88,7 @@ class Capture(NetworkTest):
                 self.net.nodes["west"].query("show port middle")["ports"][0]["macAddress"]}
         frames = decode(self.file)
         self.assertEqual({frame["source"] for frame in frames}, macs)
-        shown = subprocess.run(["tshark", "-r", self.file, "-Y", "mvrp"], timeout=60,
+        shown = subprocess.run(["tshark", "-r", self.file, "-Y", "mrp-mvrp"], timeout=60,
                                capture_output=True, text=True, check=True)
         self.assertEqual(len(shown.stdout.splitlines()), len(frames))
 
