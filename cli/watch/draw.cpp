@@ -30,7 +30,7 @@ MarkLook lookOf(Mark mark) {
         case Mark::Leaving:
             return {"l", Colour::Warn, "leaving"};
         case Mark::Waiting:
-            return {"!", Colour::Bad, "registered, not in the switch"};
+            return {"!", Colour::Bad, "not in the switch"};
         case Mark::Declared:
             return {"d", Colour::Dim, "declared only"};
         case Mark::None:
