@@ -25,9 +25,11 @@ expect 15 exactly b2 b1 1,10
 say 'VLAN filtering off: said, and the ports take part no more'
 ip -n b1 link set br0 type bridge vlan_filtering 0
 expect 10 grep -q 'vlan_filtering 1' "$scratch/b1/log"
-expect 40 exactly b2 b1 1
+expect 10 has '^ *[0-9]+ +h1 +down ' ctl b1 show ports
+expect 10 hasNot 01:80:c2:00:00:21 at b1 tc filter show dev h1 ingress
 say 'on again'
 ip -n b1 link set br0 type bridge vlan_filtering 1
+expect 10 has '^ *[0-9]+ +h1 +up ' ctl b1 show ports
 expect 25 exactly b2 b1 1,10
 stopDaemon b1
 
