@@ -13,8 +13,9 @@ using Clock = std::chrono::steady_clock;
 /// A turn takes at least this long, so that reading the clock does not count.
 constexpr double kLeastTurnNs = 20'000;
 constexpr int kMostRepeats = 4096;
-/// Turns of each side, however long they take, before those that the time is for.
+/// Turns of each side before those that the time is for, unless they take longer than this.
 constexpr int kLeastTurns = 10;
+constexpr std::chrono::milliseconds kLongestStart{800};
 
 double nsOf(Clock::duration duration) {
     return std::chrono::duration<double, std::nano>(duration).count();
@@ -57,7 +58,8 @@ class Side {
 void measure(benchmark::State& state, const Pair& pair) {
     Side work(pair.work, pair.prepareWork);
     Side limit(pair.limit, pair.prepareLimit);
-    for (int i = 0; i < kLeastTurns; ++i) {
+    const Clock::time_point begin = Clock::now();
+    for (int i = 0; i < kLeastTurns && Clock::now() - begin < kLongestStart; ++i) {
         work.turn();
         limit.turn();
     }

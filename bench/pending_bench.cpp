@@ -108,15 +108,15 @@ void pending(benchmark::State& state, u8 flag) {
     state.counters["calls"] = static_cast<double>(own.size());
 }
 
+// A removal looks at every port, so larger switches than this take minutes.
 BENCHMARK_CAPTURE(pending, add, kAdd)
     ->Name("pending-add")
-    ->ArgsProduct({{6, 48, 256, 768}, {4094}})
-    ->ArgsProduct({{6, 48, 768}, {64, 1024}})
+    ->ArgsProduct({{6, 24, 48}, {64, 1024, 4094}})
+    ->Args({192, 4094})
     ->UseManualTime();
 BENCHMARK_CAPTURE(pending, remove, kRemove)
     ->Name("pending-remove")
-    ->ArgsProduct({{6, 48, 256, 768}, {4094}})
-    ->ArgsProduct({{6, 48, 768}, {64, 1024}})
+    ->ArgsProduct({{6, 24, 48}, {64, 1024, 4094}})
     ->UseManualTime();
 
 }  // namespace

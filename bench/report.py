@@ -1,0 +1,118 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Prints the figures of the benchmarks beside their limits as one table, and draws them as SVG.
+
+usage: report.py RESULTS.json --plots DIRECTORY"""
+
+import argparse
+import json
+import pathlib
+import sys
+
+# benchmark -> (what it is, unit of its costs, goal for the ratio or None)
+TITLES = {
+    "transition": ("one event, all VLANs of a port", "VLAN", 1.0),
+    "decode": ("PDU of all VLANs, registered", "VLAN x port", None),
+    "decode-scattered": ("PDU of scattered VLANs", "VLAN x port", None),
+    "decode-gvrp": ("GVRP PDU", "VLAN x port", None),
+    "reaction": ("PDU in to last frame out", "frame", 2.0),
+    "declare": ("full declaration of a port", "byte", None),
+    "leave-expiry": ("leave expiry", "port", None),
+    "leaveall-expiry": ("leave-all expiry", "port", None),
+    "pending-add": ("memberships added", "VLAN x port", 3.0),
+    "pending-remove": ("memberships removed", "VLAN x port", 3.0),
+}
+# Benchmarks whose cost must not grow by more than this from the smallest size to any other.
+GROWTH = {"decode": 1.3, "pending-add": 1.3, "pending-remove": 1.3}
+# Sizes that have a goal of their own.
+OWN_GOALS = {"leave-expiry/0": 2.0}
+
+
+def load(path):
+    """[{name, args, work, limit, ratio, goal}], in ns per unit."""
+    rows = []
+    for result in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
+        if "work_ns" not in result:
+            continue
+        full = result["name"].replace("/manual_time", "")
+        name, *args = full.split("/")
+        goal = OWN_GOALS.get(full, TITLES[name][2])
+        rows.append({"name": name, "args": args, "work": result["work_ns"],
+                     "limit": result["limit_ns"], "ratio": result["ratio"], "goal": goal})
+    return rows
+
+
+def verdict(ratio, goal):
+    return "" if goal is None else "yes" if ratio <= goal else "NO"
+
+
+def print_table(rows):
+    print(f"{'what':48} {'ns per':>13} {'cost':>11} {'limit':>11} {'ratio':>8} {'goal':>6} met")
+    for row in rows:
+        title, unit, _ = TITLES[row["name"]]
+        what = " ".join([title, *row["args"]])
+        goal = "" if row["goal"] is None else f"{row['goal']:g}"
+        print(f"{what:48} {unit:>13} {row['work']:11.3f} {row['limit']:11.3f} {row['ratio']:8.2f} "
+              f"{goal:>6} {verdict(row['ratio'], row['goal'])}")
+
+
+def print_growth(rows):
+    """The cost of each size against that of the smallest."""
+    print(f"\n{'growth of the cost (sizes: ports, VLANs)':48} {'smallest':>13} {'dearest':>11} "
+          f"{'ratio':>8} {'goal':>6} met")
+    for name, goal in GROWTH.items():
+        own = sorted((r for r in rows if r["name"] == name and len(r["args"]) == 2),
+                     key=lambda r: (int(r["args"][0]), int(r["args"][1])))
+        if len(own) < 2:
+            continue
+        dearest = max(own, key=lambda r: r["work"])
+        ratio = dearest["work"] / own[0]["work"]
+        print(f"{TITLES[name][0]:48} {'/'.join(own[0]['args']):>13} {'/'.join(dearest['args']):>11} "
+              f"{ratio:8.2f} {goal:6g} {verdict(ratio, goal)}")
+
+
+def draw(rows, directory):
+    try:
+        import matplotlib
+    except ImportError:
+        print("no plots: python3-matplotlib is not installed", file=sys.stderr)
+        return
+    matplotlib.use("svg")
+    from matplotlib import pyplot
+    directory.mkdir(parents=True, exist_ok=True)
+    for axis, label in ((0, "ports"), (1, "VLANs")):
+        figure, axes = pyplot.subplots(figsize=(7, 4.5))
+        for color, name in enumerate(GROWTH):
+            fixed = "4094" if axis == 0 else "48"
+            own = sorted((int(r["args"][axis]), r["work"], r["limit"]) for r in rows
+                         if r["name"] == name and len(r["args"]) == 2
+                         and r["args"][1 - axis] == fixed)
+            if not own:
+                continue
+            sizes, work, limit = zip(*own)
+            axes.plot(sizes, work, "o-", color=f"C{color}", label=TITLES[name][0])
+            axes.plot(sizes, limit, "x:", color=f"C{color}", label="its limit")
+        axes.set_xscale("log", base=2)
+        axes.set_yscale("log")
+        axes.set_xlabel(f"{label} (at {'4094 VLANs' if axis == 0 else '48 ports'})")
+        axes.set_ylabel("ns per VLAN and port")
+        axes.grid(True, which="both", alpha=0.3)
+        axes.legend(fontsize=8)
+        figure.tight_layout()
+        figure.savefig(directory / f"cost-by-{label.lower()}.svg")
+        print(f"drawn: {directory}/cost-by-{label.lower()}.svg")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("results")
+    parser.add_argument("--plots", type=pathlib.Path, required=True)
+    arguments = parser.parse_args()
+    rows = load(arguments.results)
+    print_table(rows)
+    print_growth(rows)
+    draw(rows, arguments.plots)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
