@@ -35,6 +35,16 @@ void reportBounced(const SwitchState& before, const SwitchState& after, const Ch
     }
 }
 
+/// Dynamic VLANs whose members went with their ports exist no more. The daemon has to hear that:
+/// that a port is gone does not make it withdraw what the others declare because of it.
+void eraseOrphans(const SwitchState& before, const Churn& churn, SwitchState& state) {
+    VlanBitmap left{};
+    for (const SwitchPort& port : before.ports)
+        if (state.find(port.unit) == nullptr || contains(churn.gone, port.unit))
+            left = vlanUnion(left, port.dynamic);
+    state.eraseVlans(state.withoutMembers(left));
+}
+
 }  // namespace
 
 void LinuxSwitch::handleEvents() {
@@ -90,6 +100,7 @@ void LinuxSwitch::look(const Churn& told) {
     {
         const std::lock_guard lock(mutex_);
         SwitchState state = stateOf(book_, churn);
+        eraseOrphans(state_, churn, state);
         if (!churn.gone.empty()) {
             // An interface that came anew under its old index is another port.
             SwitchState without = state_;

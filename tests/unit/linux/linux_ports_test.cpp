@@ -49,7 +49,8 @@ TEST_F(LinuxPorts, AnIndexThatIsNoUnitIsLeftOut) {
 
 TEST_F(LinuxPorts, ADeletedPortIsReportedAndLeavesNothing) {
     node.kernel.deleteLink(kEth0);
-    const std::vector<Message> messages = {{0x21, kEth0, 0, 0, 0, 0}};
+    const std::vector<Message> messages = {
+        {0x21, kEth0, 0, 0, 0, 0}, vlanDeleted(20), vlanDeleted(21)};
     EXPECT_EQ(node.settle(), messages);
     EXPECT_EQ(node.portsChanged, 1U);
     EXPECT_TRUE(node.driver->setProtocol(kEth0, kProtocolMvrp, false)) << "it runs nothing";
@@ -61,6 +62,16 @@ TEST_F(LinuxPorts, ADeletedPortIsReportedAndLeavesNothing) {
     node.settle();
     EXPECT_EQ(node.dynamic(kEth0), "-");
     EXPECT_EQ(node.type(20), kStaticType) << "the ledger of its predecessor is not its own";
+}
+
+TEST_F(LinuxPorts, AVlanThatAnotherPortIsAMemberOfOutlivesThePort) {
+    node.enable(kEth1);
+    ASSERT_TRUE(node.learn(kEth1, vlanSet({21})));
+    node.kernel.deleteLink(kEth0);
+    const std::vector<Message> messages = {{0x21, kEth0, 0, 0, 0, 0}, vlanDeleted(20)};
+    EXPECT_EQ(node.settle(), messages);
+    EXPECT_EQ(node.type(21), kDynamicType);
+    EXPECT_EQ(node.carried(kEth1), "1,21");
 }
 
 TEST_F(LinuxPorts, APortTakenOutKeepsNoGuard) {
@@ -124,7 +135,9 @@ TEST_F(LinuxPorts, AnInterfaceMadeAnewUnderItsIndexIsAnotherPort) {
     node.kernel.addLink(kEth0, "eth0");
     node.kernel.enslave(kEth0, kBridge);
     const std::vector<Message> messages = {{0x21, kEth0, 0, 0, 0, 0},
-                                           {0x20, kEth0, 0xFFFFFFFF, 0, 0, 0}};
+                                           {0x20, kEth0, 0xFFFFFFFF, 0, 0, 0},
+                                           vlanDeleted(20),
+                                           vlanDeleted(21)};
     EXPECT_EQ(node.settle(), messages);
     EXPECT_NE(generation(kEth0), before);
     EXPECT_EQ(node.dynamic(kEth0), "-");
@@ -147,7 +160,7 @@ TEST_F(LinuxPorts, ABondIsAnAggregationAndAPortThatGoesIntoItJoinsIt) {
     node.kernel.release(kEth0);
     node.kernel.enslave(kEth0, kBond);
     const auto messages = node.settle();
-    ASSERT_EQ(messages.size(), 2U);
+    ASSERT_EQ(messages.size(), 4U) << "and VLANs 20 and 21";
     EXPECT_EQ(messages[0].index, kEth0);
     EXPECT_EQ(messages[0].attribute, 52U);
     EXPECT_EQ(messages[0].value, kBond);
@@ -203,8 +216,11 @@ TEST_F(LinuxPorts, ABridgeMadeAgainIsAnotherBridge) {
     node.kernel.addVlans(kBridge, vlanSet({40}));
     node.settle();
     node.kernel.deleteLink(kBridge);
-    const std::vector<Message> gone = {
-        {0x21, kEth0, 0, 0, 0, 0}, {0x21, kEth1, 0, 0, 0, 0}, vlanDeleted(40)};
+    const std::vector<Message> gone = {{0x21, kEth0, 0, 0, 0, 0},
+                                       {0x21, kEth1, 0, 0, 0, 0},
+                                       vlanDeleted(20),
+                                       vlanDeleted(21),
+                                       vlanDeleted(40)};
     EXPECT_EQ(node.settle(), gone);
     EXPECT_TRUE(node.driver->ports().empty());
     constexpr u32 kAgain = 11;
