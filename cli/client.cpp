@@ -19,6 +19,8 @@ namespace cli {
 namespace {
 
 constexpr const char* kSocketName = "mvrpcmd.socket";
+/// The runtime directory that the service's unit gives the daemon.
+constexpr const char* kServiceDirectory = "/run/mvrp";
 constexpr std::size_t kReadBytes = 65536;
 
 void append(std::vector<std::byte>& buffer, std::span<const std::byte> bytes) {
@@ -43,8 +45,10 @@ std::string connectFailure(const std::string& path, int error) {
 
 std::string defaultSocketPath() {
     const char* directory = std::getenv("MVRP_RUNTIME_DIR");
-    const bool set = directory != nullptr && *directory != '\0';
-    return std::string(set ? directory : "/tmp") + "/" + kSocketName;
+    if (directory != nullptr && *directory != '\0')
+        return std::string(directory) + "/" + kSocketName;
+    const std::string service = std::string(kServiceDirectory) + "/" + kSocketName;
+    return access(service.c_str(), F_OK) == 0 ? service : std::string("/tmp/") + kSocketName;
 }
 
 Client::Client(const std::string& path) : path_(path) {

@@ -36,8 +36,8 @@ struct Reply {
     std::vector<std::byte> value;
 };
 
-/// Path of the command socket of the daemon whose runtime directory is $MVRP_RUNTIME_DIR, or of the
-/// only daemon of this machine when that is not set.
+/// Path of the command socket of the daemon whose runtime directory is $MVRP_RUNTIME_DIR; when that
+/// is not set, of the service, and without one of a daemon that was started without the variable.
 std::string defaultSocketPath();
 
 class Client {

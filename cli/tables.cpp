@@ -21,7 +21,7 @@ constexpr Group kGroups[] = {
 constexpr Option kOptions[] = {
     {"--socket", "PATH",
      "command socket of the daemon; default: mvrpcmd.socket in\n"
-     "$MVRP_RUNTIME_DIR, or in /tmp when that is not set"},
+     "$MVRP_RUNTIME_DIR; when that is not set, in /run/mvrp or /tmp"},
     {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
     {"-j,--json", nullptr, "print JSON"},
 };
