@@ -2,6 +2,7 @@
 #include "platform/linux/churn.h"
 
 #include <algorithm>
+#include <ranges>
 
 namespace platform {
 namespace {
@@ -60,9 +61,9 @@ Churn weighEvents(std::span<const KernelEvent> events, const BridgeBook& book,
     Churn churn;
     Later links;
     Later vlans;
-    for (auto event = events.rbegin(); event != events.rend(); ++event) {
-        const u32 index = event->link.index;
-        switch (event->kind) {
+    for (const KernelEvent& event : events | std::views::reverse) {
+        const u32 index = event.link.index;
+        switch (event.kind) {
             case KernelEventKind::Lost:
                 churn.lost = true;
                 churn.look = true;
@@ -78,11 +79,11 @@ Churn weighEvents(std::span<const KernelEvent> events, const BridgeBook& book,
                 churn.look |= book.find(index) != nullptr;
                 break;
             case KernelEventKind::Link:
-                weighLink(event->link, links.isLast(index), book, bridge, churn);
+                weighLink(event.link, links.isLast(index), book, bridge, churn);
                 break;
             case KernelEventKind::Vlans:
-                if (vlans.isLast(event->vlans.index))
-                    churn.look |= !isAsKnown(event->vlans, book);
+                if (vlans.isLast(event.vlans.index))
+                    churn.look |= !isAsKnown(event.vlans, book);
                 break;
         }
     }
