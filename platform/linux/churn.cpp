@@ -2,7 +2,6 @@
 #include "platform/linux/churn.h"
 
 #include <algorithm>
-#include <ranges>
 
 namespace platform {
 namespace {
@@ -61,7 +60,8 @@ Churn weighEvents(std::span<const KernelEvent> events, const BridgeBook& book,
     Churn churn;
     Later links;
     Later vlans;
-    for (const KernelEvent& event : events | std::views::reverse) {
+    for (std::size_t left = events.size(); left > 0; left--) {
+        const KernelEvent& event = events[left - 1];
         const u32 index = event.link.index;
         switch (event.kind) {
             case KernelEventKind::Lost:
