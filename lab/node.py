@@ -46,7 +46,8 @@ class Node:
         self.name = switch.name
         self.directory = pathlib.Path(directory)
         self.mvrp = build / "platform" / "host" / "mvrp"
-        self.mvrpctl = build / "cli" / "mvrpctl"
+        # A daemon under test may be of a build without it.
+        self.mvrpctl = os.environ.get("MVRPCTL") or build / "cli" / "mvrpctl"
         self.process = None
         self.macs = {}  # of the ports, by name, once it is ready
         self.extra_configuration = ""  # sections that the topology has no word for
