@@ -31,8 +31,9 @@ class Feed : public ::testing::Test {
         ChangesHeader header{};
         std::memcpy(&header, reply.data(), sizeof header);
         records.resize(header.count);
-        std::memcpy(records.data(), reply.data() + sizeof header,
-                    records.size() * sizeof(ChangeRecord));
+        if (!records.empty())
+            std::memcpy(records.data(), reply.data() + sizeof header,
+                        records.size() * sizeof(ChangeRecord));
         return header;
     }
     std::vector<Seen> news(u32 machines = 0) {
