@@ -32,8 +32,7 @@ platform::ChangesHeader ChangeStream::ask(u64 since, std::vector<platform::Chang
             "different versions");
     changes.resize(header.count);
     if (header.count != 0)
-        if (!changes.empty())
-            std::memcpy(changes.data(), reply.value.data() + sizeof header, size - sizeof header);
+        std::memcpy(changes.data(), reply.value.data() + sizeof header, size - sizeof header);
     return header;
 }
 
