@@ -87,9 +87,14 @@ class Json(NetworkTest):
                 self.assertTrue(" ".join(words[:2]) in covered, f"{command} is not tried")
 
     def test_a_stream_of_changes_fits_its_schema(self):
-        done = self.switch.control("-j watch --states --seconds 4")
-        self.assertEqual(done.returncode, 0, done.stderr)
-        self.assertGreater(validate(done.stdout, schema("watch"), "--lines"), 1)
+        words = [self.switch.mvrpctl, "-j", "watch", "--states", "--seconds", "8"]
+        with subprocess.Popen(words, env=self.switch.environment, stdout=subprocess.PIPE,
+                              text=True) as watch:
+            snapshot = watch.stdout.readline()
+            self.switch.change("switch vlan create 77")
+            changes, _ = watch.communicate(timeout=60)
+        self.assertEqual(watch.returncode, 0)
+        self.assertGreater(validate(snapshot + changes, schema("watch"), "--lines"), 1)
 
     def test_the_check_notices_what_does_not_fit(self):
         text = self.switch.control("-j show").stdout.replace('"uptime"', '"upTime"')
