@@ -50,6 +50,18 @@ link() {
     ip -n "$2" link set "$1" master br0
 }
 
+# unregistered BRIDGE VLAN: no port of the bridge has the VLAN registered.
+unregistered() {
+    ctl "$1" -j show ports | /usr/bin/python3 -c '
+import json, sys
+def numbers(text):
+    for part in text.split(",") if text != "-" else []:
+        first, _, last = part.partition("-")
+        yield from range(int(first), int(last or first) + 1)
+sys.exit(any(int(sys.argv[1]) in numbers(port["vlansRegistered"])
+                 for port in json.load(sys.stdin)["ports"]))' "$2"
+}
+
 # joins HOST VLANS PROTOCOL: the host gets an interface for each VLAN, declared by the kernel's own
 # mvrp or gvrp, or by nothing ("none").
 joins() {
