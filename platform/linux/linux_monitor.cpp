@@ -12,6 +12,9 @@ namespace platform {
 namespace {
 
 constexpr std::chrono::milliseconds kBurst{50};
+/// Others' changes wait no longer than so many times kBurst, and the kernel's notifications of the
+/// driver's changes have room in the socket meanwhile.
+constexpr int kMostPauses = 5;
 /// How soon what failed is tried again.
 constexpr int kRetryMs = 500;
 
@@ -56,9 +59,18 @@ void LinuxMonitor::loop() {
             if (items[0].revents == 0)
                 continue;
         }
-        std::this_thread::sleep_for(kBurst);
+        letBurstEnd();
         if (running_)
             driver_.handleEvents();
+    }
+}
+
+void LinuxMonitor::letBurstEnd() const {
+    bool goesOn = true;
+    for (int pause = 0; running_ && goesOn && pause < kMostPauses; pause++) {
+        const u32 before = driver_.changesAsked();
+        std::this_thread::sleep_for(kBurst);
+        goesOn = driver_.changesAsked() != before;
     }
 }
 

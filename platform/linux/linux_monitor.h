@@ -2,7 +2,8 @@
 //
 // The thread that waits for the kernel's notifications and has the driver act on them.
 // Notifications come in bursts (each change of a VLAN makes two); a short pause lets a burst be
-// handled at once.
+// handled at once. While the driver itself is changing VLANs the pause goes on for a while: a look
+// at the bridge then would hold up the next batch and find nothing but the driver's own work.
 //
 // Locking: its own thread; wake() may be called by any.
 #pragma once
@@ -35,6 +36,7 @@ class LinuxMonitor {
 
   private:
     void loop();
+    void letBurstEnd() const;
 
     const Kernel& kernel_;
     LinuxSwitch& driver_;

@@ -74,6 +74,7 @@ bool LinuxSwitch::removeEntries(BridgePort& port, const VlanBitmap& vlans) {
 }
 
 bool LinuxSwitch::request(BridgePort& port, VlanChange change, const VlanBitmap& vlans) {
+    changesAsked_++;
     const KernelResult result = kernel_.changeVlans(port.link.index, change, vlans);
     port.unsure = !result;
     // A port that is just being deleted is not worth a line.

@@ -60,6 +60,8 @@ class LinuxSwitch final : public StateSwitch {
     void handleEvents();
     /// Whether something is to be tried again.
     bool hasUnfinished() const { return unfinished_; }
+    /// How many changes of VLANs the kernel was asked for; wraps around. Any thread.
+    u32 changesAsked() const { return changesAsked_; }
     /// Takes over other settings; that of the bridge's name stays.
     void reconfigure(const LinuxBridgeConfig& config);
     std::vector<LinuxPortFacts> ports() const;
@@ -120,6 +122,7 @@ class LinuxSwitch final : public StateSwitch {
     const std::string ledgerPath_;
     LinuxListeners listeners_;
     std::atomic<bool> unfinished_{false};
+    std::atomic<u32> changesAsked_{0};
     std::vector<KernelEvent> events_;  ///< the monitor thread's
 
     // Guarded by changeMutex_.

@@ -98,6 +98,7 @@ KernelResult FakeKernel::readGuard(u32 port, bool& on) {
 }
 
 void FakeKernel::readEvents(std::vector<KernelEvent>& events) {
+    const std::lock_guard lock(eventsMutex_);
     events.insert(events.end(), events_.begin(), events_.end());
     events_.clear();
     eventfd_t count = 0;
@@ -105,6 +106,7 @@ void FakeKernel::readEvents(std::vector<KernelEvent>& events) {
 }
 
 void FakeKernel::tell(const KernelEvent& event) {
+    const std::lock_guard lock(eventsMutex_);
     events_.push_back(event);
     eventfd_write(ready_.get(), 1);
 }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -87,6 +88,7 @@ class FakeKernel final : public Kernel {
     std::map<u32, KernelLink> links_;
     std::map<u32, KernelVlans> vlans_;
     std::set<u32> guards_;
+    std::mutex eventsMutex_;  ///< the monitor reads them without the driver's lock
     std::vector<KernelEvent> events_;
     Descriptor ready_;
     u32 failures_ = 0;

@@ -57,6 +57,18 @@ TEST_F(MonitorTest, TriesAgainWhatFailed) {
     EXPECT_TRUE(awaited([this] { return !node.driver->hasUnfinished(); }));
 }
 
+TEST_F(MonitorTest, HearsOthersWhileTheDriverKeepsChanging) {
+    node.enable(kEth0);
+    node.kernel.addVlans(kEth1, vlanSet({30}));
+    run();
+    EXPECT_TRUE(awaited([this] {
+        EXPECT_TRUE(node.learn(kEth0, vlanSet({20})));
+        EXPECT_TRUE(node.driver->removeDynamic(kEth0, vlanSet({20})));
+        return node.type(30) == kStaticType;
+    }));
+    EXPECT_GT(node.driver->changesAsked(), 0U);
+}
+
 TEST_F(MonitorTest, EndsWhileItWaits) {
     run();
     monitor->stop();
