@@ -3,16 +3,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <numeric>
 
 #include "daemon/core/sockets.h"
 #include "daemon/core/start.h"
 #include "daemon/core/task.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/mgmt/config.h"
-#include "daemon/pdu/gvrp_format.h"
 #include "daemon/pdu/receive.h"
-#include "daemon/pdu/vector.h"
 #include "daemon/timers/pending.h"
 #include "platform/contract/icm.h"
 #include "platform/contract/process.h"
@@ -62,11 +59,6 @@ void setScalar(u32 attribute, u32 value) {
     must(mvrpScalarSetApi(0, attribute, &value), "scalar");
 }
 
-void putBe16(std::vector<u8>* out, u32 value) {
-    out->push_back(static_cast<u8>(value >> 8U));
-    out->push_back(static_cast<u8>(value));
-}
-
 }  // namespace
 
 int FrameSink::transmit(u32 /*unit*/, std::span<const u8> frame) {
@@ -113,41 +105,6 @@ void BenchSwitch::receive(u32 unit, std::span<const u8> pdu) {
 
 void BenchSwitch::applyPending() {
     mvrpPendingTimerHandler(nullptr);
-}
-
-std::vector<u8> mvrpJoinPdu(std::span<const u32> vids) {
-    constexpr u8 kThreeJoinIns = 36 + 6 + 1;
-    std::vector<u8> pdu = {0, 1, 1};
-    for (size_t i = 0; i < vids.size();) {
-        size_t end = i + 1;
-        while (end < vids.size() && vids[end] == vids[end - 1] + 1)
-            ++end;
-        const u32 count = static_cast<u32>(end - i);
-        putBe16(&pdu, count);
-        putBe16(&pdu, vids[i]);
-        pdu.insert(pdu.end(), mvrpPackedBytes(count), kThreeJoinIns);
-        i = end;
-    }
-    putBe16(&pdu, 0);
-    return pdu;
-}
-
-std::vector<u8> gvrpJoinPdu(std::span<const u32> vids) {
-    std::vector<u8> pdu = {0, 1, 1};
-    for (const u32 vid : vids) {
-        pdu.push_back(kGvrpVlanAttributeBytes);
-        pdu.push_back(GVRP_ATTRIBUTE_JOIN_IN);
-        putBe16(&pdu, vid);
-    }
-    putBe16(&pdu, 0);
-    return pdu;
-}
-
-std::vector<u32> vlansFrom(u32 first, u32 count, u32 step) {
-    std::vector<u32> vids(count);
-    for (u32 i = 0; i < count; ++i)
-        vids[i] = first + i * step;
-    return vids;
 }
 
 }  // namespace bench

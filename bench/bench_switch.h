@@ -9,6 +9,7 @@
 #include <span>
 #include <vector>
 
+#include "bench/join_pdu.h"
 #include "daemon/db/port.h"
 #include "platform/net/socket_layer.h"
 #include "platform/switch/soft_switch.h"
@@ -47,13 +48,5 @@ class BenchSwitch {
     platform::SocketLayer sockets;
     platform::SoftSwitch soft;
 };
-
-/// A PDU, from the protocol version on, that joins VLANs: one vector for each run of consecutive
-/// VLAN IDs.
-std::vector<u8> mvrpJoinPdu(std::span<const u32> vids);
-std::vector<u8> gvrpJoinPdu(std::span<const u32> vids);
-
-/// VLAN IDs first, first + step, ...
-std::vector<u32> vlansFrom(u32 first, u32 count, u32 step = 1);
 
 }  // namespace bench

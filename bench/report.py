@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Prints the figures of the benchmarks beside their limits as one table, and draws them as SVG.
 
-usage: report.py RESULTS.json --plots DIRECTORY"""
+usage: report.py RESULTS.json... --plots DIRECTORY"""
 
 import argparse
 import json
@@ -21,6 +21,22 @@ TITLES = {
     "leaveall-expiry": ("leave-all expiry", "port", None),
     "pending-add": ("memberships added", "VLAN x port", 3.0),
     "pending-remove": ("memberships removed", "VLAN x port", 3.0),
+    "request": ("request of the command channel", "request", None),
+}
+# figure of the whole program -> what it is
+FIGURES = {
+    "start/ready": "start to ready, 48 ports",
+    "rest/register": "start to 48 x 4093 memberships",
+    "rest/wake-ups": "at rest: wake-ups",
+    "rest/memory": "at rest: resident memory",
+    "rest/cpu-idle": "at rest: processor, nothing due",
+    "rest/cpu-leave-alls": "at rest: processor, leave-alls and answers",
+    "sent": "PDUs sent",
+    "lost": "PDUs lost of them",
+    "request-middle": "delay of a request, middle",
+    "request-longest": "delay of a request, longest",
+    "bare-loop": "a bare receive loop takes",
+    "lossless": "rate without loss, up to half of that",
 }
 # Benchmarks whose cost must not grow by more than this from the smallest size to any other.
 GROWTH = {"decode": 1.3, "pending-add": 1.3, "pending-remove": 1.3}
@@ -28,10 +44,15 @@ GROWTH = {"decode": 1.3, "pending-add": 1.3, "pending-remove": 1.3}
 OWN_GOALS = {"leave-expiry/0": 2.0}
 
 
-def load(path):
+def results(paths):
+    return [result for path in paths
+            for result in json.loads(pathlib.Path(path).read_text())["benchmarks"]]
+
+
+def load(entries):
     """[{name, args, work, limit, ratio, goal}], in ns per unit."""
     rows = []
-    for result in json.loads(pathlib.Path(path).read_text())["benchmarks"]:
+    for result in entries:
         if "work_ns" not in result:
             continue
         full = result["name"].replace("/manual_time", "")
@@ -71,6 +92,19 @@ def print_growth(rows):
               f"{ratio:8.2f} {goal:6g} {verdict(ratio, goal)}")
 
 
+def print_figures(entries):
+    """What was measured from outside."""
+    print(f"\n{'the whole program':48} {'figure':>13} {'unit':11} {'goal':>8} met")
+    for entry in (e for e in entries if "value" in e):
+        what, place = FIGURES.get(entry["name"]), ""
+        if what is None:
+            place, name = entry["name"].split("/")
+            what = f"{place.removeprefix('load-').replace('-', ' ')}: {FIGURES[name]}"
+        goal = entry.get("goal")
+        print(f"{what:48} {entry['value']:13.2f} {entry['unit']:11} "
+              f"{'' if goal is None else f'{goal:g}':>8} {verdict(entry['value'], goal)}")
+
+
 def draw(rows, directory):
     try:
         import matplotlib
@@ -105,12 +139,14 @@ def draw(rows, directory):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("results")
+    parser.add_argument("results", nargs="+")
     parser.add_argument("--plots", type=pathlib.Path, required=True)
     arguments = parser.parse_args()
-    rows = load(arguments.results)
+    entries = results(arguments.results)
+    rows = load(entries)
     print_table(rows)
     print_growth(rows)
+    print_figures(entries)
     draw(rows, arguments.plots)
 
 

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+#include "bench/whole_daemon.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace bench {
+namespace {
+
+constexpr int kReadyWithinMs = 10'000;
+
+[[noreturn]] void fail(const std::string& what) {
+    throw std::runtime_error(what + ": " + std::strerror(errno));
+}
+
+sockaddr_un addressOf(const std::string& path) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    return address;
+}
+
+/// The number behind `key` in a file of "key: number" lines.
+u64 numberIn(const std::filesystem::path& file, const std::string& key) {
+    std::ifstream lines(file);
+    for (std::string line; std::getline(lines, line);)
+        if (line.starts_with(key))
+            return std::stoull(line.substr(key.size()));
+    return 0;
+}
+
+}  // namespace
+
+double secondsSince(Clock::time_point begin) {
+    return std::chrono::duration<double>(Clock::now() - begin).count();
+}
+
+ScratchDirectory::ScratchDirectory() {
+    if (mkdtemp(path_.data()) == nullptr)
+        fail("a directory for sockets");
+}
+
+ScratchDirectory::~ScratchDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+Channel::Channel(const std::string& path)
+    : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const sockaddr_un address = addressOf(path);
+    if (connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
+        fail("command socket " + path);
+}
+
+void Channel::write(std::span<const u8> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (written <= 0)
+            fail("command socket, write");
+        bytes = bytes.subspan(static_cast<size_t>(written));
+    }
+}
+
+void Channel::read(std::span<u8> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t got = recv(socket_.get(), bytes.data(), bytes.size(), 0);
+        if (got <= 0)
+            fail("command socket, read");
+        bytes = bytes.subspan(static_cast<size_t>(got));
+    }
+}
+
+std::vector<u8> Channel::request(platform::Request number, u32 unit, u32 attribute) {
+    const platform::RequestHeader header = {static_cast<u32>(number), unit, attribute, 0};
+    write({reinterpret_cast<const u8*>(&header), sizeof(header)});
+    platform::ReplyHeader reply{};
+    read({reinterpret_cast<u8*>(&reply), sizeof(reply)});
+    std::vector<u8> value(reply.length);
+    read(value);
+    if (reply.status != 0)
+        throw std::runtime_error("request " + std::to_string(header.request) + " of unit " +
+                                 std::to_string(unit) + ": status " + std::to_string(reply.status));
+    return value;
+}
+
+void Channel::pipeline(std::span<const u8> requests, size_t count, size_t replyBytes) {
+    write(requests);
+    std::vector<u8> replies(count * replyBytes);
+    read(replies);
+}
+
+Daemon::Daemon(const DaemonSetup& setup) {
+    configure(setup);
+    start(setup.program);
+}
+
+void Daemon::configure(const DaemonSetup& setup) const {
+    std::ofstream file(directory_.path("mvrp.toml"));
+    file << "[switch]\ndriver = \"soft\"\nname = \"bench\"\n";
+    for (u32 unit = 1; unit <= setup.ports; ++unit)
+        file << "\n[[port]]\nunit = " << unit << "\nname = \"port" << unit
+             << "\"\ncable = \"unix:" << portPath(unit) << ',' << peerPath(unit) << "\"\n";
+    file << "\n[management]\nenable = true\n";
+    for (u32 unit = 1; unit <= setup.ports; ++unit) {
+        file << "\n[[management.port]]\nunit = " << unit << "\nenable = true\n";
+        if (setup.leaveAllSeconds != 0)
+            file << "join-time = 1000\nleave-time = 5000\nleave-all-time = "
+                 << setup.leaveAllSeconds * 1000 << '\n';
+    }
+}
+
+void Daemon::start(const std::string& program) {
+    const std::string notify = directory_.path("notify");
+    const platform::Descriptor ready(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = addressOf(notify);
+    if (bind(ready.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
+        fail("socket of the service manager");
+    const std::string configuration = directory_.path("mvrp.toml");
+    const std::string log = directory_.path("log");
+
+    const Clock::time_point begin = Clock::now();
+    process_ = fork();
+    if (process_ < 0)
+        fail("fork");
+    if (process_ == 0) {
+        setenv("NOTIFY_SOCKET", notify.c_str(), 1);
+        setenv("MVRP_RUNTIME_DIR", directory_.path("").c_str(), 1);
+        const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        dup2(output, STDOUT_FILENO);
+        dup2(output, STDERR_FILENO);
+        execl(program.c_str(), program.c_str(), "--config", configuration.c_str(), nullptr);
+        _exit(127);
+    }
+    pollfd item = {ready.get(), POLLIN, 0};
+    if (poll(&item, 1, kReadyWithinMs) != 1) {
+        std::stringstream text;
+        text << std::ifstream(log).rdbuf();
+        throw std::runtime_error(program + " does not get ready: " + text.str());
+    }
+    readyAfterMs_ = secondsSince(begin) * 1000;
+}
+
+Daemon::~Daemon() {
+    if (process_ <= 0)
+        return;
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
+}
+
+Channel Daemon::channel() const {
+    return Channel(directory_.path("mvrpcmd.socket"));
+}
+
+Usage Daemon::usage() const {
+    const std::filesystem::path process = "/proc/" + std::to_string(process_);
+    Usage usage{0, 0, numberIn(process / "status", "VmRSS:")};
+    for (const auto& thread : std::filesystem::directory_iterator(process / "task")) {
+        u64 ranNs = 0;
+        std::ifstream(thread.path() / "schedstat") >> ranNs;
+        usage.cpuSeconds += static_cast<double>(ranNs) * 1e-9;
+        usage.wakeUps += numberIn(thread.path() / "status", "voluntary_ctxt_switches:");
+    }
+    return usage;
+}
+
+}  // namespace bench
