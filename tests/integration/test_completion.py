@@ -1,0 +1,111 @@
+# SPDX-License-Identifier: MIT
+"""Completion in real shells, at a real terminal: what is typed, and the line that comes out of it."""
+
+import os
+import pathlib
+import pty
+import re
+import select
+import shutil
+import time
+import unittest
+
+from support import NetworkTest
+
+COMPLETIONS = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "completion"
+TAB, HOME, END_OF_FILE = "\t", "\x01", "\x04"
+ESCAPES = re.compile(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b[=>]|\x1b\][^\x07]*\x07|\r|\x08")
+PATIENCE = 30
+
+
+class Shell:
+    """A shell at a terminal of its own."""
+
+    def __init__(self, words, environment):
+        self.text = ""
+        self.process, self.terminal = pty.fork()
+        if self.process == 0:
+            os.execvpe(words[0], words, environment)
+
+    def type(self, text):
+        os.write(self.terminal, text.encode())
+
+    def await_text(self, pattern):
+        """Reads until the pattern is there. @return its match"""
+        deadline = time.monotonic() + PATIENCE
+        while (found := re.search(pattern, self.text)) is None:
+            ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
+            if not ready:
+                raise AssertionError(f"{pattern!r} did not come; there is: {self.text!r}")
+            self.text += ESCAPES.sub("", os.read(self.terminal, 65536).decode(errors="replace"))
+        self.text = self.text[found.end():]
+        return found
+
+    def run(self, line):
+        self.type(line + "; echo READ''Y\n")
+        self.await_text("READY")
+
+    def completed(self, begun):
+        """The line that a TAB makes of this one."""
+        self.type(begun + TAB + HOME + "echo GO''T: \n")
+        return self.await_text(r"GOT: ([^\n]*)\n")[1].rstrip()
+
+    def end(self):
+        self.type(END_OF_FILE)
+        os.close(self.terminal)
+        os.waitpid(self.process, 0)
+
+
+class Completion(NetworkTest):
+    def setUp(self):
+        super().setUp()
+        self.switch = self.start_one("10-12", ports=("east", "west"))
+        self.file = self.directory / "some-settings.toml"
+        self.file.touch()
+
+    def shell(self, *words):
+        if shutil.which(words[0]) is None:
+            self.skipTest(f"{words[0]} is not installed")
+        shell = Shell(words, self.switch.environment | {
+            "PATH": f"{self.switch.mvrpctl.parent}:{os.environ['PATH']}", "TERM": "dumb",
+            "PS1": "> ", "HOME": str(self.directory)})
+        self.addCleanup(shell.end)
+        return shell
+
+    def assert_completes(self, shell):
+        for begun, line in (("mvrpctl sta", "mvrpctl standby"),
+                            ("mvrpctl show summ", "mvrpctl show summary"),
+                            ("mvrpctl explain e", "mvrpctl explain east"),
+                            ("mvrpctl explain west 1", "mvrpctl explain west 1"),
+                            ("mvrpctl explain west 12", "mvrpctl explain west 12"),
+                            ("mvrpctl switch port link east d", "mvrpctl switch port link east down"),
+                            ("mvrpctl set port west leave-a", "mvrpctl set port west leave-all-time"),
+                            ("mvrpctl wait --port w", "mvrpctl wait --port west"),
+                            ("mvrpctl wait --ti", "mvrpctl wait --timeout"),
+                            (f"mvrpctl config diff {self.directory}/some-s",
+                             f"mvrpctl config diff {self.file}"),
+                            ("mvrpctl explain nosuch", "mvrpctl explain nosuch")):
+            with self.subTest(begun):
+                self.assertEqual(shell.completed(begun), line)
+
+    def test_in_bash(self):
+        shell = self.shell("bash", "--norc", "--noprofile", "-i")
+        shell.run(f"bind 'set bell-style none'; source {COMPLETIONS / 'mvrpctl.bash'}")
+        self.assert_completes(shell)
+
+    def test_in_zsh(self):
+        shell = self.shell("zsh", "-f", "-i")
+        shell.run(f"unsetopt beep; fpath=({COMPLETIONS} $fpath); autoload -Uz compinit; "
+                  f"compinit -u -d {self.directory}/dump; bindkey -e")
+        self.assert_completes(shell)
+
+    def test_in_zsh_as_the_manual_says(self):
+        """Without a file: what `completion zsh` prints, evaluated."""
+        shell = self.shell("zsh", "-f", "-i")
+        shell.run(f"unsetopt beep; autoload -Uz compinit; compinit -u -d {self.directory}/dump; "
+                  'bindkey -e; eval "$(mvrpctl completion zsh)"')
+        self.assertEqual(shell.completed("mvrpctl explain e"), "mvrpctl explain east")
+
+
+if __name__ == "__main__":
+    unittest.main()
