@@ -12,10 +12,11 @@ namespace platform {
 static_assert(FrameRing::kGuaranteedFrames * (FrameRing::kLongestFrame + 32) <=
               FrameRing::kStorageBytes);
 
-FrameRing::FrameRing(int readyDescriptor, std::size_t limitBytes)
+FrameRing::FrameRing(int readyDescriptor, std::size_t limitBytes, std::atomic<u32>* waitingBytes)
     : readyDescriptor_(readyDescriptor),
       storage_(std::make_unique_for_overwrite<u8[]>(kStorageBytes)),
-      limitBytes_(std::min(limitBytes, kStorageBytes)) {
+      limitBytes_(std::min(limitBytes, kStorageBytes)),
+      waitingBytes_(waitingBytes == nullptr ? &ownWaitingBytes_ : waitingBytes) {
     static_assert(sizeof(Header) <= 32);
 }
 
@@ -39,7 +40,7 @@ bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame) {
     copyIn(&header, sizeof header);
     copyIn(frame.data(), frame.size());
     frames_.store(frames + 1, std::memory_order_release);
-    waitingBytes_.fetch_add(header.length, std::memory_order_release);
+    waitingBytes_->fetch_add(header.length, std::memory_order_release);
     if (frames == 0) {
         // The counter can not overflow: it goes up when the ring fills and is read when it empties.
         const u64 one = 1;
@@ -61,8 +62,11 @@ ssize_t FrameRing::pop(FrameMeta& meta, std::span<u8> out) {
     copyOut(out.data(), copied);
     skip(header.length - copied);
     used_ -= sizeof header + header.length;
+    if (used_ == 0) {
+        head_ = 0;  // the same pages again, not all of the storage in turn
+    }
     frames_.store(frames - 1, std::memory_order_release);
-    waitingBytes_.fetch_sub(header.length, std::memory_order_release);
+    waitingBytes_->fetch_sub(header.length, std::memory_order_release);
     if (frames == 1) {
         u64 count = 0;
         [[maybe_unused]] const ssize_t cleared = read(readyDescriptor_, &count, sizeof count);

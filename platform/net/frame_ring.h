@@ -34,7 +34,9 @@ class FrameRing {
     static constexpr std::size_t kStorageBytes = std::size_t{2} << 20;
 
     /// @param readyDescriptor  an eventfd of the owner: readable while the ring holds something
-    FrameRing(int readyDescriptor, std::size_t limitBytes);
+    /// @param waitingBytes     of the owner, 0: receives what waitingBytes() is; null: nobody does
+    FrameRing(int readyDescriptor, std::size_t limitBytes,
+              std::atomic<u32>* waitingBytes = nullptr);
 
     /// Byte limit from now on; what is in the ring stays. Cut to kStorageBytes.
     void setLimit(std::size_t limitBytes);
@@ -47,7 +49,7 @@ class FrameRing {
     ssize_t pop(FrameMeta& meta, std::span<u8> out);
 
     /// Bytes of all frames that wait.
-    u32 waitingBytes() const { return waitingBytes_.load(std::memory_order_acquire); }
+    u32 waitingBytes() const { return waitingBytes_->load(std::memory_order_acquire); }
     bool isEmpty() const { return frames_.load(std::memory_order_acquire) == 0; }
 
   private:
@@ -67,7 +69,8 @@ class FrameRing {
     std::size_t head_ = 0;  ///< where the oldest frame begins
     std::size_t used_ = 0;  ///< bytes of frames and headers
     std::atomic<u32> frames_{0};
-    std::atomic<u32> waitingBytes_{0};
+    std::atomic<u32> ownWaitingBytes_{0};
+    std::atomic<u32>* const waitingBytes_;
 };
 
 }  // namespace platform

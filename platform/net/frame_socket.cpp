@@ -36,8 +36,10 @@ bool readValue(const void* value, socklen_t length, Value& out) {
 
 }  // namespace
 
-FrameSocket::FrameSocket(SocketKind kind, Descriptor ready)
-    : kind_(kind), ready_(std::move(ready)), ring_(ready_.get(), kDefaultLimitBytes) {}
+FrameSocket::FrameSocket(SocketKind kind, Descriptor ready, std::atomic<u32>* waitingBytes)
+    : kind_(kind),
+      ready_(std::move(ready)),
+      ring_(ready_.get(), kDefaultLimitBytes, waitingBytes) {}
 
 Delivery FrameSocket::deliver(const FrameMeta& meta, std::span<const u8> frame) {
     if (isTunnelled(meta)) {

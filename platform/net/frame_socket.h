@@ -25,7 +25,8 @@ enum class Delivery { Delivered, Tunnel, Overflow, NoSocket };
 
 class FrameSocket {
   public:
-    FrameSocket(SocketKind kind, Descriptor ready);
+    /// @param waitingBytes  as FrameRing's
+    FrameSocket(SocketKind kind, Descriptor ready, std::atomic<u32>* waitingBytes);
 
     SocketKind kind() const { return kind_; }
     int descriptor() const { return ready_.get(); }

@@ -219,9 +219,12 @@ int SocketLayer::open(int family, int type, int protocol) {
         return failWith(EMFILE);
     }
     const int descriptor = ready.get();
-    auto socket = std::make_shared<FrameSocket>(*kind, std::move(ready));
+    Waiting& waiting = waiting_[static_cast<std::size_t>(descriptor)];
+    waiting.bytes.store(0);
+    auto socket = std::make_shared<FrameSocket>(*kind, std::move(ready), &waiting.bytes);
     const std::lock_guard lock(mutex_);
     open_.push_back(std::move(socket));
+    waiting.ours.store(true, std::memory_order_release);
     return descriptor;
 }
 
@@ -260,6 +263,12 @@ int SocketLayer::control(int socket, unsigned long request, void* argument) {
     if (argument == nullptr) {
         return failWith(EFAULT);
     }
+    if (request == kQorIoctlBytesWaiting && isOurs(socket)) {
+        const auto& bytes = waiting_[static_cast<std::size_t>(socket)].bytes;
+        const auto waiting = static_cast<s32>(bytes.load(std::memory_order_acquire));
+        std::memcpy(argument, &waiting, sizeof waiting);
+        return 0;
+    }
     const SocketPointer own = find(socket);
     if (request == kQorIoctlNonBlocking) {
         int flag = 0;
@@ -273,12 +282,7 @@ int SocketLayer::control(int socket, unsigned long request, void* argument) {
     if (request != kQorIoctlBytesWaiting) {
         return failWith(EINVAL);
     }
-    if (own == nullptr) {
-        return ::ioctl(socket, FIONREAD, argument);
-    }
-    const auto waiting = static_cast<s32>(own->ring().waitingBytes());
-    std::memcpy(argument, &waiting, sizeof waiting);
-    return 0;
+    return ::ioctl(socket, FIONREAD, argument);
 }
 
 int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
@@ -400,6 +404,7 @@ int SocketLayer::close(int socket) {
         if (found != open_.end()) {
             own = std::move(*found);
             open_.erase(found);
+            waiting_[static_cast<std::size_t>(socket)].ours.store(false, std::memory_order_release);
         }
     }
     return own != nullptr ? 0 : ::close(socket);

@@ -7,10 +7,13 @@
 // their paths in the runtime directory. None of the platform's option or group numbers reaches the
 // host's kernel.
 //
-// Locking: any thread may call; the table is guarded by one mutex that is held for look-ups only. A
-// socket that is closed lives until the last call on it has returned.
+// Locking: any thread may call; the table is guarded by one mutex that is held for look-ups only,
+// and the bytes that wait are read without. A socket that is closed lives until the last call on it
+// has returned.
 #pragma once
 
+#include <array>
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -56,12 +59,25 @@ class SocketLayer final : public RouteSink {
   private:
     using SocketPointer = std::shared_ptr<FrameSocket>;
 
+    /// What is asked between any two pending changes of the switch, so without a lock: whether a
+    /// descriptor is one of ours, and the bytes that wait there. The number is used again only when
+    /// the socket is gone, and with it the last that counts here.
+    struct Waiting {
+        std::atomic<bool> ours{false};
+        std::atomic<u32> bytes{0};
+    };
+
     SocketPointer find(int socket);
+    bool isOurs(int socket) const {
+        return socket >= 0 && static_cast<std::size_t>(socket) < waiting_.size() &&
+               waiting_[static_cast<std::size_t>(socket)].ours.load(std::memory_order_acquire);
+    }
     /// Waits for a frame unless the socket or the call is non-blocking. @return as recv()
     static ssize_t take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out);
 
     FrameTransmitter* transmitter_ = nullptr;
     std::atomic<u64> lostNotifications_{0};
+    std::array<Waiting, FD_SETSIZE> waiting_{};  ///< by descriptor
     std::mutex mutex_;
     std::vector<SocketPointer> open_;  ///< guarded by mutex_; a handful
 };

@@ -15,6 +15,7 @@ namespace platform {
 namespace {
 
 std::atomic<SwitchDriver*> gDriver{nullptr};
+std::atomic<const SwitchFacts*> gFacts{nullptr};
 std::atomic<SwitchObserver*> gObserver{nullptr};
 
 u32 status(bool done) {
@@ -32,6 +33,25 @@ u32 observed(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
 u32 answer(void* value, u32 word) {
     std::memcpy(value, &word, sizeof word);
     return kStatusOk;
+}
+
+/// The PVID of a port as it is noted. @return 0 when it is not
+u32 notedPvid(u32 unit) {
+    const SwitchFacts* facts = gFacts.load(std::memory_order_acquire);
+    if (facts == nullptr) {
+        return 0;
+    }
+    const u64 noted = facts->pvids[unit % facts->pvids.size()].load(std::memory_order_relaxed);
+    return noted >> 32U == unit ? static_cast<u32>(noted) : 0;
+}
+
+/// The type of a VLAN, 0 for none.
+u32 kindOf(const SwitchDriver& driver, u32 vid) {
+    if (const SwitchFacts* facts = gFacts.load(std::memory_order_acquire)) {
+        return vid < facts->kinds.size() ? u8{facts->kinds[vid]} : u8{0};
+    }
+    const std::optional<QorVlanType> type = driver.vlanType(vid);
+    return type ? static_cast<u32>(*type) : 0;
 }
 
 /// Copies into the caller's buffer, which has to hold all of it.
@@ -95,6 +115,7 @@ bool readBitmap(const void* descriptor, u32 bitCount, VlanBitmap& vlans) {
 }  // namespace
 
 void installSwitchDriver(SwitchDriver* driver) {
+    gFacts.store(driver == nullptr ? nullptr : driver->facts(), std::memory_order_release);
     gDriver.store(driver, std::memory_order_release);
 }
 
@@ -113,6 +134,12 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     const SwitchDriver* driver = switchDriver();
     if (driver == nullptr || value == nullptr) {
         return kStatusFailed;
+    }
+    if (attribute == static_cast<u32>(QorIfAttribute::Pvid)) {
+        // Asked with each VLAN of a received frame.
+        if (const u32 noted = notedPvid(unit); noted != 0) [[likely]] {
+            return answer(value, noted);
+        }
     }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::LinkState:
@@ -209,13 +236,13 @@ u32 qorVlanGetApi(u32 vid, u32 attribute, void* value) {
     if (driver == nullptr || value == nullptr) {
         return kStatusFailed;
     }
-    const std::optional<QorVlanType> type = driver->vlanType(vid);
-    if (!type) {
+    const u32 kind = kindOf(*driver, vid);
+    if (kind == 0) {
         return kStatusFailed;
     }
     switch (static_cast<QorVlanAttribute>(attribute)) {
         case QorVlanAttribute::Type:
-            return answer(value, static_cast<u32>(*type));
+            return answer(value, kind);
         case QorVlanAttribute::Exists:
             return answer(value, 1);
         default:

@@ -27,10 +27,12 @@ void reportReturn(const SwitchState& state, RouteBatch& batch) {
 
 StateSwitch::StateSwitch(SwitchState state, bool forwards)
     : state_(std::move(state)), forwards_(forwards), everExisted_(state_.vlans()) {
-    notePvids();
+    notePorts();
 }
 
-void StateSwitch::notePvids() {
+void StateSwitch::notePorts() {
+    aggregated_ = std::ranges::any_of(state_.ports,
+                                      [](const SwitchPort& port) { return port.aggregation != 0; });
     for (std::atomic<u64>& pvid : pvids_) {
         pvid.store(0, std::memory_order_relaxed);
     }
@@ -113,7 +115,7 @@ bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
 bool StateSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
     const std::lock_guard lock(mutex_);
     SwitchPort* port = state_.find(unit);
-    if (port == nullptr || !vlanIsEmpty(vlanDifference(vlans, state_.vlans()))) {
+    if (port == nullptr || !state_.allExist(vlans)) {
         return false;
     }
     port->dynamic = vlanUnion(port->dynamic, vlans);
@@ -255,6 +257,9 @@ u32 StateSwitch::egressPort(u32 unit) const {
     if (port == nullptr || !port->linkUp) {
         return 0;
     }
+    if (!aggregated_) {
+        return unit;
+    }
     bool hasMembers = false;
     for (const SwitchPort& member : state_.ports) {
         if (member.aggregation == unit) {
@@ -303,7 +308,7 @@ void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
     }
     everExisted_ = vlanUnion(everExisted_, next.vlans());
     state_ = std::move(next);
-    notePvids();
+    notePorts();
 }
 
 }  // namespace platform

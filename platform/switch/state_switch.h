@@ -27,6 +27,7 @@ class StateSwitch : public SwitchDriver {
 
     bool portState(u32 unit, PortState& state) const override;
     std::optional<u32> portPvid(u32 unit) const override;
+    const SwitchFacts* facts() const override { return &facts_; }
     bool portName(u32 unit, std::string& name) const override;
     bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const override;
     bool permits(u32 unit, u32 vid) const override;
@@ -73,17 +74,18 @@ class StateSwitch : public SwitchDriver {
         QorEndType endType;
     };
 
-    /// Keeps what portPvid() answers. @pre mutex_ is held, or nobody else knows the object
-    void notePvids();
+    /// Keeps what portPvid() answers, and whether there are aggregations to think of.
+    /// @pre mutex_ is held, or nobody else knows the object
+    void notePorts();
     /// @pre mutex_ is held
     void adoptLocked();
     /// @pre mutex_ is held
     bool isRetired(u32 unit) const;
 
-    /// Unit in the upper half and PVID in the lower, at the place that the unit has modulo the
-    /// size: of ports that share a place one is here, the others are looked up.
-    std::array<std::atomic<u64>, 1024> pvids_{};
+    NotedPvids pvids_{};
+    const SwitchFacts facts_{state_.kinds, pvids_};
     const bool forwards_;
+    bool aggregated_ = false;       ///< guarded by mutex_: a port is a member of an aggregation
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described
     std::vector<Retired> retired_;  ///< guarded by mutex_: deleted ports, latest last
     RouteSink* sink_ = nullptr;

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -47,6 +48,35 @@ struct FramePolicy {
     bool takesPart() const { return active && (mvrp || gvrp); }
 };
 
+/// The type of one VLAN, which is read without the lock on the way of each received frame.
+class VlanKind {
+  public:
+    VlanKind() = default;
+    VlanKind(const VlanKind& other) : value_(other) {}
+    ~VlanKind() = default;
+    VlanKind& operator=(const VlanKind& other) { return *this = u8{other}; }
+    VlanKind& operator=(u8 value) {
+        value_.store(value, std::memory_order_relaxed);
+        return *this;
+    }
+    operator u8() const { return value_.load(std::memory_order_relaxed); }
+
+  private:
+    std::atomic<u8> value_{0};
+};
+
+/// QorVlanType by VLAN ID, 0: none.
+using VlanKinds = std::array<VlanKind, kVlanBitmapBytes * 8 + 1>;
+/// Unit in the upper half and PVID in the lower, at the place that the unit has modulo the size: of
+/// ports that share a place one is here, the others are looked up.
+using NotedPvids = std::array<std::atomic<u64>, 1024>;
+
+/// Where to read what is asked for each VLAN of a received frame; as old as the driver.
+struct SwitchFacts {
+    const VlanKinds& kinds;
+    const NotedPvids& pvids;
+};
+
 /// A port as the command channel lists it; what the frame layer knows is added by the caller.
 struct PortSummary {
     u32 unit;
@@ -80,6 +110,9 @@ class SwitchDriver {
     /// Removes dynamic memberships; all of them, whatever `vlans` says, on a port that does not run
     /// MVRP or in the standby role. A port that was just deleted has none left: that succeeds too.
     virtual bool removeDynamic(u32 unit, const VlanBitmap& vlans) = 0;
+
+    /// Where the contract reads VLAN types and PVIDs without asking the driver; null: nowhere.
+    virtual const SwitchFacts* facts() const { return nullptr; }
 
     // VLANs.
     virtual std::optional<QorVlanType> vlanType(u32 vid) const = 0;

@@ -114,19 +114,37 @@ bool SwitchState::linkUp(const SwitchPort& port) const {
     return !hasMembers;
 }
 
+bool SwitchState::allExist(const VlanBitmap& vlans) const {
+    bool all = true;
+    vlanForEach(vlans, [this, &all](u32 vid) { all = all && vlanExists(vid); });
+    return all;
+}
+
 VlanBitmap SwitchState::withoutMembers(const VlanBitmap& among) const {
-    VlanBitmap result = vlanIntersection(among, vlans(QorVlanType::Dynamic));
+    // A batch is a few bytes of the bitmap, and only these are looked at in each port.
+    VlanBitmap result{};
+    vlanForEach(among, [this, &result](u32 vid) {
+        if (vid < kinds.size() && kinds[vid] == static_cast<u8>(QorVlanType::Dynamic)) {
+            vlanInsert(result, vid);
+        }
+    });
+    const VlanByteRange bytes = vlanBytes(result);
     for (const SwitchPort& port : ports) {
-        result = vlanDifference(result, port.dynamic);
+        for (std::size_t i = bytes.begin; i < bytes.end; ++i) {
+            result[i] = static_cast<u8>(result[i] & ~port.dynamic[i]);
+        }
     }
     return result;
 }
 
 void SwitchState::eraseVlans(const VlanBitmap& vlans) {
     vlanForEach(vlans, [this](u32 vid) { kinds[vid] = 0; });
+    const VlanByteRange bytes = vlanBytes(vlans);
     for (SwitchPort& port : ports) {
-        port.dynamic = vlanDifference(port.dynamic, vlans);
-        port.adopted = vlanDifference(port.adopted, vlans);
+        for (std::size_t i = bytes.begin; i < bytes.end; ++i) {
+            port.dynamic[i] = static_cast<u8>(port.dynamic[i] & ~vlans[i]);
+            port.adopted[i] = static_cast<u8>(port.adopted[i] & ~vlans[i]);
+        }
     }
 }
 

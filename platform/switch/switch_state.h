@@ -5,7 +5,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <vector>
 
 #include "platform/command/wire.h"
@@ -13,6 +12,7 @@
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 #include "platform/switch/route_message.h"
+#include "platform/switch/switch_driver.h"
 
 namespace platform {
 
@@ -38,31 +38,16 @@ struct SwitchPort {
     VlanBitmap adopted{};  ///< of these, those that an earlier daemon or the active card made
 };
 
-/// The type of one VLAN, which is read without the lock on the way of each received frame.
-class VlanKind {
-  public:
-    VlanKind() = default;
-    VlanKind(const VlanKind& other) : value_(other) {}
-    ~VlanKind() = default;
-    VlanKind& operator=(const VlanKind& other) { return *this = u8{other}; }
-    VlanKind& operator=(u8 value) {
-        value_.store(value, std::memory_order_relaxed);
-        return *this;
-    }
-    operator u8() const { return value_.load(std::memory_order_relaxed); }
-
-  private:
-    std::atomic<u8> value_{0};
-};
-
 struct SwitchState {
-    std::vector<SwitchPort> ports;                           ///< ascending by unit
-    std::array<VlanKind, kVlanBitmapBytes * 8 + 1> kinds{};  ///< QorVlanType by VLAN ID, 0: none
+    std::vector<SwitchPort> ports;  ///< ascending by unit
+    VlanKinds kinds{};
 
     /// @return the port or aggregation, or null
     const SwitchPort* find(u32 unit) const;
     SwitchPort* find(u32 unit);
     bool vlanExists(u32 vid) const { return vid < kinds.size() && kinds[vid] != 0; }
+    /// Whether all of a set exist.
+    bool allExist(const VlanBitmap& vlans) const;
     /// All VLANs that exist; with a type, those of that type.
     VlanBitmap vlans() const;
     VlanBitmap vlans(QorVlanType type) const;
