@@ -58,6 +58,7 @@ struct MvrpInfo {
     SilTimerNode pendingTimer;
     SilMemPool vlanPool;   ///< "mvrp_vlan"; exists while MVRP is enabled
     AvlTree portVlanTree;  ///< MvrpPortVlanEntry records by port unit, then VLAN ID
+    u64 pairEpoch;         ///< number of the tree for pair_map.h, unlike any other's; 0: none yet
     u32 sem;               ///< the daemon's one mutex
     s32 routeSock;
     s32 gvrpDataSock;

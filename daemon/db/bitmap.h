@@ -16,6 +16,11 @@ inline constexpr u32 kMvrpVlanFirst = 1;
 inline constexpr u32 kMvrpVlanLast = 4095;
 inline constexpr u32 kMvrpVlanCount = kMvrpVlanLast;
 
+/// Whether a VLAN ID has state of its own.
+constexpr bool mvrpVlanIdHas(u32 vid) {
+    return vid >= kMvrpVlanFirst && vid <= kMvrpVlanLast;
+}
+
 /// VLAN ID 1: the default VLAN, always there and always static.
 inline constexpr u32 kMvrpDefaultVlan = 1;
 

@@ -6,6 +6,7 @@
 
 #include "daemon/core/task.h"
 #include "daemon/core/trace.h"
+#include "daemon/db/pair_map.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/timers/protocol_timers.h"
 
@@ -104,8 +105,11 @@ MvrpPortEntry* mvrpPortEntryGet(u32 portUnit) {
 }
 
 MvrpPortEntry* mvrpPortEntryDel(MvrpPortEntry* entry) {
-    for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; ++vid)
-        mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(entry->portunit, static_cast<u16>(vid)));
+    MvrpPairCursor pairs(entry->portunit);
+    for (u32 vid = pairs.seek(kMvrpVlanFirst); vid != 0 && vid <= kMvrpVlanLast;
+         vid = pairs.seek(vid))
+        pairs.erase();
+    mvrpPairMapForget(entry->portunit);
     mvrpPortTimersStop(entry);
     MvrpInterfaceName name = {};
     if (entry->enable != 0)

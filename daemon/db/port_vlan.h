@@ -37,6 +37,32 @@ bool mvrpPortVlanEntryEnsure(u32 portUnit, u32 vid);
 /// Deletes a pair; null is accepted. @return 0
 u32 mvrpPortVlanEntryDel(MvrpPortVlanEntry* entry);
 
+/// The pairs of one port in order of their VLAN IDs. A look-up that goes on from the one before it
+/// costs a step or two in the tree in place of a search. While it is used, pairs of the port are
+/// deleted through it only, and none is added.
+class MvrpPairCursor {
+  public:
+    explicit MvrpPairCursor(u32 portUnit) : unit_(portUnit) {}
+
+    /// Goes to the first pair of `vid` or a higher VLAN. @return its VLAN ID, 0 when there is none
+    u32 seek(u32 vid);
+    /// Goes to the pair of a VLAN. @return whether it is there
+    bool find(u32 vid) { return seek(vid) == vid; }
+    /// Deletes the pair that the last seek() found, and goes to the one behind it.
+    void erase();
+
+  private:
+    /// Steps that are tried before a search.
+    static constexpr u32 kSteps = 4;
+
+    MvrpPortVlanEntry* search(u32 vid) const;
+    u32 vidHere() const { return at_ != nullptr && at_->portUnit == unit_ ? at_->vid : 0; }
+
+    u32 unit_;
+    MvrpPortVlanEntry* at_ = nullptr;
+    u32 sought_ = 0;  ///< no pair of the port lies from here to `at_`; 0: nothing is known
+};
+
 /// Marks a VLAN of a port for removal from the switch, in place of a pending addition.
 void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid);
 /// Clears what is applied and pending for a VLAN of a port.

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+#include "daemon/timers/review.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "daemon/core/trace.h"
+#include "daemon/db/pair_map.h"
+
+namespace {
+
+/// Whether a port holds a VLAN that its protocol no longer knows.
+bool mvrpHoldsForgotten(const MvrpPortEntry* port, u32 index) {
+    return mvrpBitTest(&port->vlanFlag[index], MVRP_FLAG_APPLIED) != 0 &&
+           port->madMachine[index] == 0;
+}
+
+bool mvrpStillNeeds(const MvrpPortEntry* port, u32 index) {
+    const u8* flag = &port->vlanFlag[index];
+    const bool stays =
+        mvrpBitTest(flag, MVRP_FLAG_APPLIED) != 0 && mvrpBitTest(flag, MVRP_FLAG_REMOVE) == 0;
+    return port->enable != 0 && (stays || mvrpBitTest(flag, MVRP_FLAG_ADD) != 0);
+}
+
+// The same for eight VLANs at a time, as a byte of a bitmap each
+// ------------------------------------
+
+constexpr u32 kEight = 8;
+
+/// The same byte eight times.
+constexpr u64 mvrpEightOf(u8 byte) {
+    return byte * u64{0x0101010101010101};
+}
+constexpr u64 kTopBits = mvrpEightOf(0x80);
+
+/// Eight bytes from an index on, the first one lowest; 0 in place of those beyond the array.
+u64 mvrpEightBytes(std::span<const u8> bytes, u32 index) {
+    u64 eight = 0;
+    std::memcpy(&eight, &bytes[index], std::min<size_t>(kEight, bytes.size() - index));
+    return std::endian::native == std::endian::little ? eight : __builtin_bswap64(eight);
+}
+
+/// The top bits of eight bytes, the first byte's highest.
+constexpr u8 mvrpTopBitsGather(u64 eight) {
+    constexpr u64 kEachToItsPlace = 0x8040201008040201;
+    return static_cast<u8>(((eight & kTopBits) >> 7U) * kEachToItsPlace >> 56U);
+}
+static_assert(mvrpTopBitsGather(0x80) == 0x80 && mvrpTopBitsGather(u64{0x80} << 56U) == 0x01);
+static_assert(mvrpTopBitsGather(kTopBits) == 0xFF);
+
+/// Top bit of each of eight bytes that is 0.
+constexpr u64 mvrpZeroBytes(u64 eight) {
+    return ~(((eight & ~kTopBits) + ~kTopBits) | eight) & kTopBits;
+}
+static_assert(mvrpZeroBytes(0) == kTopBits && mvrpZeroBytes(mvrpEightOf(0x80)) == 0);
+
+/// The bit of a flag of eight flag bytes, at their top.
+constexpr u64 mvrpFlagAtTop(u64 flags, MvrpVlanFlag flag) {
+    return flags << flag & kTopBits;
+}
+
+u8 mvrpEightForgotten(const MvrpPortEntry* port, u32 index) {
+    const u64 flags = mvrpEightBytes(port->vlanFlag, index);
+    const u64 machines = mvrpEightBytes(port->madMachine, index);
+    return mvrpTopBitsGather(mvrpFlagAtTop(flags, MVRP_FLAG_APPLIED) & mvrpZeroBytes(machines));
+}
+
+u8 mvrpEightNeeded(const MvrpPortEntry* port, u32 index) {
+    const u64 flags = mvrpEightBytes(port->vlanFlag, index);
+    const u64 stay =
+        mvrpFlagAtTop(flags, MVRP_FLAG_APPLIED) & ~mvrpFlagAtTop(flags, MVRP_FLAG_REMOVE);
+    return port->enable != 0 ? mvrpTopBitsGather(stay | mvrpFlagAtTop(flags, MVRP_FLAG_ADD)) : 0;
+}
+
+/// The VLANs of a batch that are removed, as bytes of a bitmap.
+struct MvrpRemoved {
+    MvrpVlanBitmap vlans = {};
+    u32 firstByte = 0;
+    u32 endByte = 0;
+
+    explicit MvrpRemoved(const MvrpFlush& flush) {
+        mvrpForEachMarked(flush, flush.batch->removal, [this](u32 index) {
+            mvrpBitSet(vlans.data(), index);
+            if (endByte == 0)
+                firstByte = index / kEight;
+            endByte = index / kEight + 1;
+        });
+    }
+};
+
+/// Calls `action` with the first index and the removed VLANs of eight at a time.
+template <class Action>
+void mvrpForEachEight(const MvrpRemoved& removed, Action action) {
+    for (u32 byte = removed.firstByte; byte < removed.endByte; ++byte)
+        if (removed.vlans[byte] != 0)
+            action(byte * kEight, removed.vlans[byte]);
+}
+
+/// Settles what a port that still needs a VLAN means for its deletion from the switch.
+void mvrpDeletionSettle(const MvrpFlush& flush, u32 byte, u8 needed) {
+    u8* deletion = &flush.batch->deletion[byte];
+    *deletion =
+        static_cast<u8>(flush.how.deletesRemoved ? *deletion & ~needed : *deletion | needed);
+}
+
+}  // namespace
+
+void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
+    const u32 vid = index + 1;
+    for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
+         port = mvrpPortEntryNext(port)) {
+        if (flush.how.concludes) {
+            MVRP_TRACE(flush.kind.category, port->portunit, 0,
+                       "%s step9; unit:%u (0x%02x,0x%02x)\n\r", flush.kind.name, port->portunit,
+                       port->vlanFlag[index], port->madMachine[index]);
+        }
+        if (mvrpHoldsForgotten(port, index)) {
+            mvrpVlanFlagRemovePending(port, vid);
+            mvrpPortVlanEntryEnsure(port->portunit, vid);
+        }
+        if (flush.kind.spares && mvrpStillNeeds(port, index))
+            mvrpDeletionSettle(flush, index / kEight, kMvrpBitMask[index % kEight]);
+    }
+}
+
+bool mvrpReviewsMayWait(const MvrpFlush& flush) {
+    if ((gMvrpInfo.debug & flush.kind.category) != 0)
+        return false;
+    const MvrpRemoved removed(flush);
+    for (const MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
+         port = mvrpPortEntryNext(port)) {
+        if (port == flush.port())
+            continue;  // it is being taken out, so it holds none of them
+        const MvrpVlanBitmap* pairs = mvrpPairMap(port->portunit);
+        // Another entry of the same unit shares its pairs, which are being deleted.
+        if (pairs == nullptr || port->portunit == flush.unit())
+            return false;
+        u32 missing = 0;
+        mvrpForEachEight(removed, [port, pairs, &missing](u32 index, u8 vlans) {
+            missing |= mvrpEightForgotten(port, index) & vlans & ~u32{(*pairs)[index / kEight]};
+        });
+        if (missing != 0)
+            return false;
+    }
+    return true;
+}
+
+void mvrpReviewsCatchUp(const MvrpFlush& flush) {
+    const MvrpRemoved removed(flush);
+    for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
+         port = mvrpPortEntryNext(port)) {
+        mvrpForEachEight(removed, [&flush, port](u32 index, u8 vlans) {
+            const u32 forgotten = mvrpEightForgotten(port, index) & vlans;
+            for (u32 i = 0; i < kEight && forgotten != 0; ++i)
+                if ((forgotten & kMvrpBitMask[i]) != 0)
+                    mvrpVlanFlagRemovePending(port, index + i + 1);
+            if (flush.kind.spares)
+                mvrpDeletionSettle(flush, index / kEight,
+                                   static_cast<u8>(mvrpEightNeeded(port, index) & vlans));
+        });
+    }
+}
