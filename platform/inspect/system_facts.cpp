@@ -16,6 +16,7 @@
 #include "platform/inspect/vlan_devices.h"
 #include "platform/linux/guard.h"
 #include "platform/linux/rtnl_dump.h"
+#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {
@@ -76,6 +77,28 @@ void readKernel(SystemFacts& facts) {
         facts.kernelProblem = result.what;
 }
 
+/// Reads the kernel, and the ledger of the configured bridge before and after it.
+void readKernelAndLedger(const std::string& directory, SystemFacts& facts) {
+    if (!facts.config) {
+        readKernel(facts);
+        return;
+    }
+    const std::string& bridge = facts.config->network.linuxBridge.bridge;
+    const std::string path = directory + "/mvrp-" + bridge + ".ledger";
+    std::error_code ignored;
+    facts.ledgerThere = fs::exists(path, ignored);
+    const std::optional<LedgerContents> before = readLedger(path);
+    readKernel(facts);
+    const std::optional<LedgerContents> after = readLedger(path);
+    if (!before || !after)
+        return;
+    const auto link = std::ranges::find(facts.links, bridge, &KernelLink::name);
+    const u32 index = link == facts.links.end() ? 0 : link->index;
+    facts.ledgerForeign = after->scope != currentScope(bridge, index);
+    if (!facts.ledgerForeign)
+        facts.ledger = steadyRecords(before->records, after->records);
+}
+
 bool isNumber(const std::string& text) {
     return !text.empty() && std::ranges::all_of(text, [](unsigned char letter) {
         return std::isdigit(letter) != 0;
@@ -108,6 +131,19 @@ void findOwnersIn(const fs::path& process, std::vector<PacketListener>& listener
 }
 
 }  // namespace
+
+std::vector<LedgerRecord> steadyRecords(const std::vector<LedgerRecord>& before,
+                                        const std::vector<LedgerRecord>& after) {
+    std::vector<LedgerRecord> steady;
+    for (const LedgerRecord& record : after) {
+        const auto same = std::ranges::find(before, record.index, &LedgerRecord::index);
+        if (same == before.end())
+            continue;
+        steady.push_back(record);
+        steady.back().added = vlanIntersection(same->added, record.added);
+    }
+    return steady;
+}
 
 std::vector<PacketListener> parsePacketSockets(const std::string& text) {
     std::vector<PacketListener> listeners;
@@ -148,16 +184,11 @@ SystemFacts collectSystemFacts(const std::string& configFile, const std::string&
     SystemFacts facts;
     facts.configFile = configFile;
     readConfig(facts);
-    readKernel(facts);
+    readKernelAndLedger(directory, facts);
     facts.listeners = parsePacketSockets(contentOf("/proc/net/packet"));
     findOwners(facts.listeners, "/proc");
     facts.managers = findManagers("");
     facts.bridgeFirewall = contentOf(kBridgeFirewallFile).starts_with('1');
-    if (facts.config) {
-        std::error_code ignored;
-        const std::string& bridge = facts.config->network.linuxBridge.bridge;
-        facts.ledgerThere = fs::exists(directory + "/mvrp-" + bridge + ".ledger", ignored);
-    }
     return facts;
 }
 

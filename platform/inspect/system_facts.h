@@ -15,6 +15,7 @@
 
 #include "platform/config/host_config.h"
 #include "platform/linux/kernel.h"
+#include "platform/linux/ledger.h"
 
 namespace platform {
 
@@ -70,12 +71,20 @@ struct SystemFacts {
     std::vector<NetworkManager> managers;
     bool bridgeFirewall = false;  ///< bridged IP packets pass iptables
     bool ledgerThere = false;     ///< of the configured bridge
+    /// What it says is the daemon's on each port; empty where it may not be read.
+    std::vector<LedgerRecord> ledger;
+    bool ledgerForeign = false;  ///< it is of another boot, network namespace or bridge
 };
 
 /// Looks at everything.
 /// @param configFile  may be missing
 /// @param directory   the daemon's runtime directory
 SystemFacts collectSystemFacts(const std::string& configFile, const std::string& directory);
+
+/// What two looks at a ledger agree upon: what the daemon was just adding or removing between them
+/// is left out.
+std::vector<LedgerRecord> steadyRecords(const std::vector<LedgerRecord>& before,
+                                        const std::vector<LedgerRecord>& after);
 
 /// The lines of /proc/net/packet. Lines of another form are passed over.
 std::vector<PacketListener> parsePacketSockets(const std::string& text);

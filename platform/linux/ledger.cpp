@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <optional>
 
 #include "platform/runtime/log.h"
 
@@ -85,6 +86,29 @@ u64 namespaceCookie() {
     return cookie;
 }
 
+template <std::size_t size>
+std::string textOf(std::array<char, size> field) {
+    field.back() = '\0';
+    return field.data();
+}
+
+LedgerScope scopeOf(const HeaderBlock& header) {
+    return {textOf(header.bootId), header.networkNamespace, textOf(header.bridge),
+            header.bridgeIndex};
+}
+
+/// With the places that are free, so that the number of a record is its place.
+std::optional<LedgerContents> readContents(int file) {
+    HeaderBlock header{};
+    if (!readBlock(file, &header, 0) || header.magic != kMagic)
+        return std::nullopt;
+    LedgerContents contents{scopeOf(header), {}};
+    RecordBlock block{};
+    for (u32 number = 0; readBlock(file, &block, placeOf(number)); number++)
+        contents.records.push_back({block.index, textOf(block.name), block.added});
+    return contents;
+}
+
 /// The runtime directory may be one that everybody writes to.
 bool isOwnFile(int file) {
     struct stat facts {};
@@ -99,6 +123,16 @@ LedgerScope currentScope(const std::string& bridge, u32 bridgeIndex) {
     std::ifstream file(kBootIdFile);
     std::getline(file, scope.bootId);
     return scope;
+}
+
+std::optional<LedgerContents> readLedger(const std::string& path) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen())
+        return std::nullopt;
+    std::optional<LedgerContents> contents = readContents(file.get());
+    if (contents)
+        std::erase_if(contents->records, [](const LedgerRecord& r) { return r.index == 0; });
+    return contents;
 }
 
 bool Ledger::open(const std::string& path, const LedgerScope& scope, std::string& error) {
@@ -120,28 +154,26 @@ bool Ledger::open(const std::string& path, const LedgerScope& scope, std::string
         return false;
     }
     file_ = std::move(file);
-    read();
+    adopt();
     return true;
 }
 
-void Ledger::read() {
-    HeaderBlock header{};
-    const HeaderBlock wanted = headerOf(scope_);
-    if (!readBlock(file_.get(), &header, 0) || std::memcmp(&header, &wanted, sizeof header) != 0) {
-        if (header.magic == kMagic)
+void Ledger::adopt() {
+    const std::optional<LedgerContents> contents = readContents(file_.get());
+    if (!contents || contents->scope != scope_) {
+        if (contents)
             logMessage(LogPriority::Notice,
                        "%s is of another boot, network namespace or bridge: it is not used",
                        path_.c_str());
         restart(scope_);
         return;
     }
-    RecordBlock block{};
-    for (u32 number = 0; readBlock(file_.get(), &block, placeOf(number)); number++) {
-        if (block.index == 0)
+    for (u32 number = 0; number < contents->records.size(); number++) {
+        const LedgerRecord& record = contents->records[number];
+        if (record.index == 0)
             continue;
-        block.name.back() = '\0';
-        found_.push_back({block.index, block.name.data(), block.added});
-        slots_[block.index] = {number, block.name.data(), block.added};
+        found_.push_back(record);
+        slots_[record.index] = {number, record.name, record.added};
     }
 }
 

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,17 @@ struct LedgerRecord {
     std::string name;
     VlanBitmap added{};  ///< entries that the daemon made
 };
+
+/// What a ledger's file holds, as somebody who only looks sees it.
+struct LedgerContents {
+    LedgerScope scope;
+    std::vector<LedgerRecord> records;
+};
+
+/// Reads a ledger without taking it, beside the daemon that keeps it: a change under way may be
+/// seen in part, record by record.
+/// @return nothing when the file is not there, may not be read, or is no ledger
+std::optional<LedgerContents> readLedger(const std::string& path);
 
 class Ledger {
   public:
@@ -70,7 +82,7 @@ class Ledger {
         VlanBitmap added{};
     };
 
-    void read();
+    void adopt();
     bool writeRecord(u32 number, u32 index, const Slot* slot) const;
     bool writeAll() const;
     /// @param slot  null: the place becomes free

@@ -86,6 +86,34 @@ TEST_F(Files, OfTheConfigurationAreReadWithTheirMistakes) {
     EXPECT_NE(wrong.configProblems[0].find(":2:"), std::string::npos);
 }
 
+TEST_F(Files, OfALedgerAreReadBesideTheDaemonThatKeepsIt) {
+    const std::string file = root_ + "/mvrp.toml";
+    std::ofstream(file) << "[switch]\ndriver = \"linux\"\nbridge = \"nosuch0\"\n";
+    Ledger ledger;
+    std::string error;
+    ASSERT_TRUE(ledger.open(root_ + "/mvrp-nosuch0.ledger", currentScope("nosuch0", 0), error));
+    ledger.prepare(7, "eth0");
+    ledger.store(7, vlanRange(10, 12));
+    SystemFacts facts = collectSystemFacts(file, root_);
+    EXPECT_FALSE(facts.ledgerForeign);
+    ASSERT_EQ(facts.ledger.size(), 1U);
+    EXPECT_EQ(facts.ledger[0].name, "eth0");
+    EXPECT_EQ(facts.ledger[0].added, vlanRange(10, 12));
+    ledger.restart(currentScope("nosuch0", 99));
+    facts = collectSystemFacts(file, root_);
+    EXPECT_TRUE(facts.ledgerForeign);
+    EXPECT_TRUE(facts.ledger.empty());
+}
+
+TEST(SteadyRecords, AreWhatTwoLooksAgreeUpon) {
+    const std::vector<LedgerRecord> before = {{5, "a", vlanRange(10, 12)}, {6, "b", {}}};
+    const std::vector<LedgerRecord> after = {{5, "a", vlanRange(11, 14)}, {7, "c", {}}};
+    const std::vector<LedgerRecord> steady = steadyRecords(before, after);
+    ASSERT_EQ(steady.size(), 1U);
+    EXPECT_EQ(steady[0].index, 5U);
+    EXPECT_EQ(steady[0].added, vlanRange(11, 12));
+}
+
 /// A link message of an interface for VLAN 10 on interface 2, with these flags.
 std::vector<u8> vlanMessage(u32 flags) {
     alignas(nlmsghdr) std::array<char, 512> buffer{};

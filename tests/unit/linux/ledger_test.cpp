@@ -60,6 +60,28 @@ TEST_F(LedgerTest, RemembersForTheSameScopeOnly) {
     EXPECT_TRUE(found(scope).empty()) << "a ledger of another scope was begun anew";
 }
 
+TEST_F(LedgerTest, IsReadBesideTheProcessThatHasIt) {
+    EXPECT_FALSE(readLedger(path)) << "it is not there";
+    Ledger ledger;
+    std::string error;
+    ASSERT_TRUE(ledger.open(path, scope, error));
+    ledger.prepare(5, "eth0");
+    ledger.prepare(6, "eth1");
+    ledger.forget(5);
+    ledger.store(6, vlanSet({11}));
+    const auto contents = readLedger(path);
+    ASSERT_TRUE(contents);
+    EXPECT_EQ(contents->scope, scope);
+    ASSERT_EQ(contents->records.size(), 1U);
+    EXPECT_EQ(contents->records[0].index, 6U);
+    EXPECT_EQ(contents->records[0].name, "eth1");
+    EXPECT_EQ(contents->records[0].added, vlanSet({11}));
+    std::ofstream(scratch.file("other")) << std::string(2000, 'x');
+    EXPECT_FALSE(readLedger(scratch.file("other")));
+    ASSERT_EQ(mkfifo(scratch.file("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(readLedger(scratch.file("pipe")));
+}
+
 TEST_F(LedgerTest, AForgottenPortIsNotFoundAndItsPlaceIsUsedAgain) {
     fill();
     {
