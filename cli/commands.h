@@ -44,6 +44,7 @@ class Context {
     bool has(const std::string& option) const { return options_.contains(option); }
     /// The value of an option that was given.
     const std::string& value(const std::string& option) const { return options_.at(option); }
+    platform::VlanBitmap vlans(const std::string& option) const;
     u64 number(const std::string& option, u64 lowest, u64 highest) const;
 
     /// The argument as a port of the switch, given by unit or name.

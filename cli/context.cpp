@@ -13,6 +13,15 @@ std::string quoted(const std::string& text) {
     return "'" + text + "'";
 }
 
+platform::VlanBitmap parseVlans(const std::string& word) {
+    if (word == "all")
+        return platform::vlanRange(platform::kFirstVlan, platform::kLastVlan);
+    if (const auto set = platform::parseVlanRanges(word))
+        return *set;
+    throw UsageError(quoted(word) + " is not a list of VLANs; allowed are " +
+                     platform::kVlanRangesAllowed + ", or \"all\"");
+}
+
 }  // namespace
 
 platform::SwitchPortRecord Context::port(std::size_t index) const {
@@ -29,12 +38,11 @@ std::vector<platform::SwitchPortRecord> Context::ports(std::size_t index) const 
 }
 
 platform::VlanBitmap Context::vlans(std::size_t index) const {
-    if (text(index) == "all")
-        return platform::vlanRange(platform::kFirstVlan, platform::kLastVlan);
-    if (const auto set = platform::parseVlanRanges(text(index)))
-        return *set;
-    throw UsageError(quoted(text(index)) + " is not a list of VLANs; allowed are " +
-                     platform::kVlanRangesAllowed + ", or \"all\"");
+    return parseVlans(text(index));
+}
+
+platform::VlanBitmap Context::vlans(const std::string& option) const {
+    return parseVlans(value(option));
 }
 
 u32 Context::vlan(std::size_t index) const {

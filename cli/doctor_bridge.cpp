@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "cli/doctor.h"
+#include "platform/switch/vlan_algebra.h"
 
 namespace cli {
 namespace {
@@ -129,16 +130,39 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
                             {"tc filter del dev " + link.name + " ingress pref 33"}});
 }
 
+/// Entries that the ledger names as the daemon's own and that the bridge does not have. Those that
+/// the daemon calls learnt are examined with its port.
+void examineLedger(const DoctorFacts& facts, const KernelLink& link,
+                   std::vector<Finding>& findings) {
+    const auto record =
+        std::ranges::find(facts.system.ledger, link.index, &platform::LedgerRecord::index);
+    if (record == facts.system.ledger.end())
+        return;
+    VlanBitmap gone = record->added;
+    const auto there =
+        std::ranges::find(facts.system.vlans, link.index, &platform::KernelVlans::index);
+    if (there != facts.system.vlans.end())
+        gone = platform::vlanDifference(gone, there->carried);
+    for (const PortView& view : facts.daemon.ports)
+        if (view.port.unit == link.index)
+            gone = platform::vlanDifference(gone, view.dynamic);
+    if (!platform::vlanIsEmpty(gone))
+        findings.push_back({Severity::Warning,
+                            "ledger-differs",
+                            link.name,
+                            "the daemon put VLANs on it by its ledger, and they are not there: " +
+                                platform::formatVlanRanges(gone) + "; somebody took them away",
+                            {"bridge monitor vlan", "systemctl restart mvrp"}});
+}
+
 /// VLANs that the daemon has put on the port and that are not there.
 void examineVlans(const SystemFacts& system, const PortView& view, std::vector<Finding>& findings) {
     const auto found =
         std::ranges::find(system.vlans, view.port.unit, &platform::KernelVlans::index);
-    VlanBitmap missing{};
-    for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid)
-        if (platform::vlanContains(view.dynamic, vid) &&
-            (found == system.vlans.end() || !platform::vlanContains(found->carried, vid)))
-            platform::vlanInsert(missing, vid);
-    if (missing != VlanBitmap{})
+    VlanBitmap missing = view.dynamic;
+    if (found != system.vlans.end())
+        missing = platform::vlanDifference(missing, found->carried);
+    if (!platform::vlanIsEmpty(missing))
         findings.push_back({Severity::Error,
                             "vlans-missing",
                             view.port.name.data(),
@@ -194,6 +218,7 @@ void examineBridge(const DoctorFacts& facts, std::vector<Finding>& findings) {
         if (takesPart(facts.daemon, link.index))
             examineLink(link, findings);
         examineGuard(facts, link, findings);
+        examineLedger(facts, link, findings);
     }
     for (const PortView& view : facts.daemon.ports)
         examineVlans(facts.system, view, findings);

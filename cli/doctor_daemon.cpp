@@ -38,7 +38,14 @@ void examineAbsent(const DoctorFacts& facts, std::vector<Finding>& findings) {
              "configuration",
              "there is no " + facts.system.configFile + ": the service does not start without it",
              {}});
-    if (facts.system.ledgerThere)
+    if (facts.system.ledgerForeign)
+        findings.push_back({Severity::Note,
+                            "ledger-foreign",
+                            "daemon",
+                            "its ledger is of another boot, network namespace or bridge and is not "
+                            "used: VLANs that it left on this bridge count as others'",
+                            {"bridge vlan show"}});
+    else if (facts.system.ledgerThere)
         findings.push_back({Severity::Note,
                             "ledger-left",
                             "daemon",

@@ -32,7 +32,8 @@ std::string statisticsJson(const std::vector<PortStatistics>& ports);
 std::string fileJson(const std::string& file);
 std::string captureJson(const std::string& file, u64 frames, u64 lost);
 /// Of `wait`. @param waitedMs  how long it took
-std::string waitJson(const std::string& port, u32 vid, bool onPort, u64 waitedMs);
+std::string waitJson(const std::string& port, const platform::VlanBitmap& vlans, bool onPort,
+                     u64 waitedMs);
 std::string linesJson(const char* key, const std::vector<std::string>& lines);
 std::string replyJson(u32 status, const std::string& hexValue);
 

@@ -143,8 +143,12 @@ std::string captureJson(const std::string& file, u64 frames, u64 lost) {
     return finished({{"file", file}, {"frames", frames}, {"lost", lost}});
 }
 
-std::string waitJson(const std::string& port, u32 vid, bool onPort, u64 waitedMs) {
-    return finished({{"name", port}, {"vlan", vid}, {"onPort", onPort}, {"waited", waitedMs}});
+std::string waitJson(const std::string& port, const platform::VlanBitmap& vlans, bool onPort,
+                     u64 waitedMs) {
+    return finished({{"name", port},
+                     {"vlans", formatVlanRanges(vlans)},
+                     {"onPort", onPort},
+                     {"waited", waitedMs}});
 }
 
 }  // namespace cli

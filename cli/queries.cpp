@@ -87,18 +87,23 @@ Request vlanSet(u32 unit, platform::VlanSet set) {
     return {Number::PortVlans, unit, static_cast<u32>(set), {}};
 }
 
-/// The requests about one port, in the order in which PortReader takes the replies.
-void askPort(std::vector<Request>& requests, u32 unit) {
+/// The requests about one port, in the order in which readPort takes the replies.
+void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
     requests.push_back(portGet(unit, PortAttribute::Enable));
-    for (const PortAttribute attribute : kSettingAttributes)
-        requests.push_back(portGet(unit, attribute));
-    requests.push_back({Number::PortMachines, unit, 0, {}});
-    requests.push_back(vlanSet(unit, platform::VlanSet::PermittedTagged));
-    requests.push_back(vlanSet(unit, platform::VlanSet::Permitted));
-    requests.push_back(vlanSet(unit, platform::VlanSet::Dynamic));
-    requests.push_back({Number::PortCounters, unit, 0, {}});
+    if (parts.settings) {
+        for (const PortAttribute attribute : kSettingAttributes)
+            requests.push_back(portGet(unit, attribute));
+    }
+    if (parts.machines)
+        requests.push_back({Number::PortMachines, unit, 0, {}});
+    if (parts.lists) {
+        requests.push_back(vlanSet(unit, platform::VlanSet::PermittedTagged));
+        requests.push_back(vlanSet(unit, platform::VlanSet::Permitted));
+        requests.push_back(vlanSet(unit, platform::VlanSet::Dynamic));
+    }
+    if (parts.counters)
+        requests.push_back({Number::PortCounters, unit, 0, {}});
 }
-constexpr std::size_t kRequestsPerPort = 1 + kSettingAttributes.size() + 5;
 
 void readMachines(PortView& view) {
     for (u32 vid = 1; vid <= view.machines.size(); ++vid) {
@@ -113,27 +118,36 @@ void readMachines(PortView& view) {
     }
 }
 
-PortView readPort(const SwitchPortRecord& port, std::span<const Reply> replies) {
+/// What the daemon says of a port that runs the protocol; of another it refuses all of it.
+void readProtocol(PortView& view, std::span<const Reply> replies, const PortParts& parts) {
+    const Reply& enable = replies.front();
+    if (enable.status == static_cast<u32>(Status::NoPort))
+        return;
+    view.settings = PortSettings{};
+    view.settings->enabled = decode<u32>(enable) == kOn;
+    if (parts.settings) {
+        for (std::size_t i = 0; i < kSettingFields.size(); ++i)
+            (*view.settings).*kSettingFields[i] = decode<u32>(replies[1 + i]);
+    }
+    if (parts.machines) {
+        view.machines = decodeList<MachineRecord>(replies.back());
+        readMachines(view);
+    }
+}
+
+PortView readPort(const SwitchPortRecord& port, std::span<const Reply> replies,
+                  const PortParts& parts) {
     PortView view;
     view.port = port;
-    std::size_t next = 0;
-    const Reply& enable = replies[next++];
-    if (enable.status == kStatusOk) {
-        view.settings = PortSettings{};
-        view.settings->enabled = decode<u32>(enable) == kOn;
-        for (u32 PortSettings::*const field : kSettingFields)
-            (*view.settings).*field = decode<u32>(replies[next++]);
-        view.machines = decodeList<MachineRecord>(replies[next++]);
-        readMachines(view);
-    } else if (enable.status != static_cast<u32>(Status::NoPort)) {
-        refused(enable);
-    } else {
-        next += kSettingFields.size() + 1;
+    std::size_t next = 1 + (parts.settings ? kSettingFields.size() : 0) + (parts.machines ? 1 : 0);
+    readProtocol(view, replies.first(next), parts);
+    if (parts.lists) {
+        view.permittedTagged = decode<VlanBitmap>(replies[next++]);
+        view.permitted = decode<VlanBitmap>(replies[next++]);
+        view.dynamic = decode<VlanBitmap>(replies[next++]);
     }
-    view.permittedTagged = decode<VlanBitmap>(replies[next++]);
-    view.permitted = decode<VlanBitmap>(replies[next++]);
-    view.dynamic = decode<VlanBitmap>(replies[next++]);
-    view.counters = decode<platform::PortCountersRecord>(replies[next]);
+    if (parts.counters)
+        view.counters = decode<platform::PortCountersRecord>(replies[next]);
     return view;
 }
 
@@ -180,24 +194,27 @@ std::vector<SwitchPortRecord> queryPortList(Client& client) {
     }
 }
 
-std::vector<PortView> queryPorts(Client& client, const std::vector<SwitchPortRecord>& ports) {
+std::vector<PortView> queryPorts(Client& client, const std::vector<SwitchPortRecord>& ports,
+                                 const PortParts& parts) {
+    std::vector<PortView> views;
+    if (ports.empty())
+        return views;
     std::vector<Request> requests;
     for (const SwitchPortRecord& port : ports)
-        askPort(requests, port.unit);
+        askPort(requests, port.unit, parts);
     const std::vector<Reply> replies = client.exchange(requests);
-    std::vector<PortView> views;
-    for (std::size_t i = 0; i < ports.size(); ++i) {
-        views.push_back(
-            readPort(ports[i], std::span(replies).subspan(i * kRequestsPerPort, kRequestsPerPort)));
-    }
+    const std::size_t each = requests.size() / ports.size();
+    for (std::size_t i = 0; i < ports.size(); ++i)
+        views.push_back(readPort(ports[i], std::span(replies).subspan(i * each, each), parts));
     return views;
 }
 
-VlansView queryVlans(Client& client) {
-    return queryVlans(client, queryPortList(client));
+VlansView queryVlans(Client& client, const PortParts& parts) {
+    return queryVlans(client, queryPortList(client), parts);
 }
 
-VlansView queryVlans(Client& client, const std::vector<SwitchPortRecord>& ports) {
+VlansView queryVlans(Client& client, const std::vector<SwitchPortRecord>& ports,
+                     const PortParts& parts) {
     const std::array<Request, 2> requests = {
         Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Static)},
         Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Dynamic)},
@@ -206,7 +223,7 @@ VlansView queryVlans(Client& client, const std::vector<SwitchPortRecord>& ports)
     VlansView view;
     view.staticVlans = decode<VlanBitmap>(replies[0]);
     view.dynamicVlans = decode<VlanBitmap>(replies[1]);
-    view.ports = queryPorts(client, ports);
+    view.ports = queryPorts(client, ports, parts);
     return view;
 }
 

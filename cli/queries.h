@@ -71,6 +71,23 @@ struct PortSettings {
     u32 leaveAllTime = 0;
 };
 
+/// What a view needs to know of ports; what nobody looks at is not asked for. The state of the
+/// machines is the dearest by far: the daemon is asked for each VLAN, between two frames.
+struct PortParts {
+    bool settings = true;  ///< modes and times; without them PortSettings says `enabled` alone
+    bool machines = true;  ///< and with them registered, declared, propagated
+    bool lists = true;     ///< permitted, permittedTagged, dynamic
+    bool counters = true;
+};
+inline constexpr PortParts kAllParts = {};
+inline constexpr PortParts kRunningParts = {.settings = false, .counters = false};
+inline constexpr PortParts kConfigParts = {.machines = false, .counters = false};
+inline constexpr PortParts kMemberParts = {.settings = false, .machines = false, .counters = false};
+inline constexpr PortParts kCounterParts = {.settings = false, .machines = false, .lists = false};
+inline constexpr PortParts kExplainParts = {.counters = false};
+inline constexpr PortParts kNameParts = {
+    .settings = false, .machines = false, .lists = false, .counters = false};
+
 struct PortView {
     platform::SwitchPortRecord port{};
     std::optional<PortSettings> settings;           ///< none: MVRP is not switched on here
@@ -99,14 +116,16 @@ GlobalView queryGlobal(Client& client);
 /// Ports of the switch in ascending order of units.
 std::vector<platform::SwitchPortRecord> queryPortList(Client& client);
 
-/// Everything about each of these ports.
+/// These parts of each of these ports; what was not asked for stays empty.
 std::vector<PortView> queryPorts(Client& client,
-                                 const std::vector<platform::SwitchPortRecord>& ports);
+                                 const std::vector<platform::SwitchPortRecord>& ports,
+                                 const PortParts& parts = kAllParts);
 
 /// Kinds of all VLANs, and the ports.
-VlansView queryVlans(Client& client);
+VlansView queryVlans(Client& client, const PortParts& parts = kAllParts);
 /// The same with these ports only.
-VlansView queryVlans(Client& client, const std::vector<platform::SwitchPortRecord>& ports);
+VlansView queryVlans(Client& client, const std::vector<platform::SwitchPortRecord>& ports,
+                     const PortParts& parts = kAllParts);
 
 /// The switch's port of this unit or name. Throws RefusedError, with the ports that there are.
 platform::SwitchPortRecord findPort(Client& client, const std::string& unitOrName);

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/running.h"
 
-#include <algorithm>
-
 #include "cli/names.h"
 #include "cli/text.h"
 #include "cli/vlan_groups.h"
+#include "platform/switch/vlan_algebra.h"
 
 namespace cli {
 
@@ -13,28 +12,10 @@ namespace {
 
 using platform::formatVlanRanges;
 using platform::VlanBitmap;
-
-template <typename Combine>
-VlanBitmap combine(const VlanBitmap& a, const VlanBitmap& b, Combine with) {
-    VlanBitmap result{};
-    std::ranges::transform(a, b, result.begin(),
-                           [with](u8 x, u8 y) { return static_cast<u8>(with(x, y)); });
-    return result;
-}
-
-VlanBitmap both(const VlanBitmap& a, const VlanBitmap& b) {
-    return combine(a, b, [](u8 x, u8 y) { return x & y; });
-}
-VlanBitmap either(const VlanBitmap& a, const VlanBitmap& b) {
-    return combine(a, b, [](u8 x, u8 y) { return x | y; });
-}
-VlanBitmap without(const VlanBitmap& a, const VlanBitmap& b) {
-    return combine(a, b, [](u8 x, u8 y) { return x & ~y; });
-}
-
-bool isEmpty(const VlanBitmap& vlans) {
-    return std::ranges::all_of(vlans, [](u8 byte) { return byte == 0; });
-}
+using platform::vlanDifference;
+using platform::vlanIntersection;
+using platform::vlanIsEmpty;
+using platform::vlanUnion;
 
 /// "up, MVRP on", in the colour of the worse of the two.
 Cell conditionOf(const PortView& view) {
@@ -49,9 +30,9 @@ Cell conditionOf(const PortView& view) {
 
 Cell differences(const RunningPort& port) {
     std::string text;
-    if (!isEmpty(port.missing))
+    if (!vlanIsEmpty(port.missing))
         text = "! registered, not in the switch: " + formatVlanRanges(port.missing);
-    if (!isEmpty(port.extra))
+    if (!vlanIsEmpty(port.extra))
         text += std::string(text.empty() ? "" : "; ") +
                 "! in the switch, no longer registered: " + formatVlanRanges(port.extra);
     return text.empty() ? Cell("none", Colour::Dim) : Cell(text, Colour::Warn);
@@ -67,9 +48,10 @@ std::vector<RunningPort> compareRunning(VlansView view) {
     std::vector<RunningPort> ports;
     for (PortView& port : view.ports) {
         RunningPort running;
-        running.inSwitch = either(both(port.permitted, view.staticVlans), port.dynamic);
-        running.missing = without(port.registered, running.inSwitch);
-        running.extra = without(port.dynamic, port.registered);
+        running.inSwitch =
+            vlanUnion(vlanIntersection(port.permitted, view.staticVlans), port.dynamic);
+        running.missing = vlanDifference(port.registered, running.inSwitch);
+        running.extra = vlanDifference(port.dynamic, port.registered);
         running.view = std::move(port);
         ports.push_back(std::move(running));
     }
@@ -140,7 +122,7 @@ std::string configText(const GlobalView& global, const std::vector<PortView>& po
     text += table.print(style) + "\nTimes in milliseconds. Permit lists:\n";
     Sheet lists;
     for (const PortView& view : ports) {
-        VlanBitmap untagged = without(view.permitted, view.permittedTagged);
+        VlanBitmap untagged = vlanDifference(view.permitted, view.permittedTagged);
         lists.add(std::string("  ") + view.port.name.data(),
                   "tagged " + formatVlanRanges(view.permittedTagged) + ", untagged " +
                       formatVlanRanges(untagged));

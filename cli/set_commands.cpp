@@ -69,7 +69,7 @@ std::string timerRefusal(const Context& context, const platform::SwitchPortRecor
                          const Setting& setting, u32 value) {
     std::string text = std::string(setting.name) + " " + std::to_string(value) +
                        " ms is not allowed: " + setting.help;
-    const PortView view = queryPorts(context.client, {port}).front();
+    const PortView view = queryPorts(context.client, {port}, kConfigParts).front();
     if (view.settings) {
         text += "; port " + std::string(port.name.data()) + " has join " +
                 std::to_string(view.settings->joinTime) + " ms, leave " +

@@ -41,13 +41,14 @@ void showPort(const Context& context) {
 }
 
 void showVlans(const Context& context) {
-    const std::vector<VlanGroup> groups = groupVlans(queryVlans(context.client), std::nullopt);
+    const std::vector<VlanGroup> groups =
+        groupVlans(queryVlans(context.client, kMemberParts), std::nullopt);
     context.print(context.json ? vlansJson(groups) : vlansText(groups, context.style));
 }
 
 void showVlan(const Context& context) {
     const u32 vid = context.vlan(0);
-    const VlansView view = queryVlans(context.client);
+    const VlansView view = queryVlans(context.client, kRunningParts);
     context.print(context.json ? vlansJson(groupVlans(view, vid))
                                : vlanText(vid, view, context.style));
 }
@@ -69,7 +70,7 @@ void showState(const Context& context) {
 /// The ports that the command line names, or all, held against the switch.
 std::vector<RunningPort> running(const Context& context) {
     std::vector<platform::SwitchPortRecord> wanted = context.ports(0);
-    return compareRunning(queryVlans(context.client, wanted));
+    return compareRunning(queryVlans(context.client, wanted, kRunningParts));
 }
 
 void showRunning(const Context& context) {
@@ -84,7 +85,7 @@ void showSummary(const Context& context) {
 
 void showConfig(const Context& context) {
     const GlobalView global = queryGlobal(context.client);
-    const std::vector<PortView> ports = queryPorts(context.client, context.ports(0));
+    const std::vector<PortView> ports = queryPorts(context.client, context.ports(0), kConfigParts);
     context.print(context.json ? configJson(global, ports)
                                : configText(global, ports, context.style));
 }
@@ -106,17 +107,14 @@ void clearStatistics(const Context& context) {
 }
 
 void showMetrics(const Context& context) {
-    const std::vector<PortView> ports = allPorts(context);
-    std::vector<platform::SwitchPortRecord> records;
-    for (const PortView& view : ports)
-        records.push_back(view.port);
-    context.print(
-        metricsText(queryGlobal(context.client), ports, queryStatistics(context.client, records)));
+    const std::vector<platform::SwitchPortRecord> ports = context.ports(0);
+    context.print(metricsText(queryGlobal(context.client),
+                              queryPorts(context.client, ports, kRunningParts),
+                              queryStatistics(context.client, ports)));
 }
 
 void showCounters(const Context& context) {
-    const std::vector<PortView> ports =
-        context.count() > 0 ? std::vector{portView(context)} : allPorts(context);
+    const std::vector<PortView> ports = queryPorts(context.client, context.ports(0), kCounterParts);
     context.print(context.json ? countersJson(ports) : countersText(ports, context.style));
 }
 

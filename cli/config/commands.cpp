@@ -49,7 +49,7 @@ platform::HostConfig load(const std::string& file) {
 }
 
 RunningConfig running(const Context& context) {
-    return {queryGlobal(context.client), queryVlans(context.client)};
+    return {queryGlobal(context.client), queryVlans(context.client, kConfigParts)};
 }
 
 bool isSoft(const RunningConfig& config) {

@@ -28,7 +28,7 @@ ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port
     ExplainFacts facts;
     facts.vid = vid;
     facts.global = queryGlobal(client);
-    const VlansView view = queryVlans(client);
+    const VlansView view = queryVlans(client, kExplainParts);
     facts.vlanIsStatic = platform::vlanContains(view.staticVlans, vid);
     facts.vlanIsLearnt = platform::vlanContains(view.dynamicVlans, vid);
     std::vector<platform::SwitchPortRecord> ports;

@@ -166,7 +166,7 @@ class Completion {
     void addVlans() {
         Client daemon(socket_, Client::Connect::Later);
         daemon.setPatience(kPatienceS);
-        const VlansView view = queryVlans(daemon, {});
+        const VlansView view = queryVlans(daemon, {}, kNameParts);
         for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid) {
             if (platform::vlanContains(view.staticVlans, vid) ||
                 platform::vlanContains(view.dynamicVlans, vid))

@@ -12,18 +12,22 @@
 #include "cli/json.h"
 #include "cli/observed.h"
 #include "cli/statuses.h"
+#include "cli/vlan_groups.h"
 #include "cli/watch/change_stream.h"
 #include "cli/watch/screen.h"
 #include "cli/watch/watch_output.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/switch/vlan_algebra.h"
 
 namespace cli {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using platform::VlanBitmap;
 
 constexpr auto kLookEvery = std::chrono::milliseconds(250);
+constexpr auto kWaitEvery = std::chrono::milliseconds(100);
 constexpr auto kTryAgainEvery = std::chrono::seconds(1);
 constexpr int kScreenMs = 500;
 constexpr std::size_t kChangesKept = 100;
@@ -54,7 +58,7 @@ class LineWatch {
         if (!context_.has("since")) {
             snapshot("start");
         } else if (stream_.resume(context_.number("since", 0, kMostSequence))) {
-            names_ = namesOf(queryVlans(context_.client));
+            names_ = namesOf(queryVlans(context_.client, kNameParts));
         } else {
             snapshot("gap");
         }
@@ -67,7 +71,7 @@ class LineWatch {
   private:
     void snapshot(const char* reason) {
         stream_.begin();
-        const VlansView view = queryVlans(context_.client);
+        const VlansView view = queryVlans(context_.client, kRunningParts);
         names_ = namesOf(view);
         print(context_.json ? snapshotJson(stream_.sequence(), reason, view)
                             : snapshotText(reason, compareRunning(view), context_.style));
@@ -103,7 +107,7 @@ class LineWatch {
 
     void printChange(const platform::ChangeRecord& change) {
         if (static_cast<platform::ChangeKind>(change.kind) == platform::ChangeKind::PortAdded)
-            names_ = namesOf(queryVlans(context_.client));
+            names_ = namesOf(queryVlans(context_.client, kNameParts));
         if (!context_.has("states") && !isNotable(change))
             return;
         print(context_.json ? changeJson(change, names_)
@@ -122,7 +126,7 @@ class LineWatch {
             std::this_thread::sleep_for(kTryAgainEvery);
             try {
                 context_.client.disconnect();
-                names_ = namesOf(queryVlans(context_.client));
+                names_ = namesOf(queryVlans(context_.client, kNameParts));
                 return;
             } catch (const ConnectionError&) {
                 continue;
@@ -165,12 +169,13 @@ class ScreenWatch {
             stream_.begin();
         begun_ = true;
         const GlobalView global = queryGlobal(context_.client);
-        view_.vlans = queryVlans(context_.client);
+        view_.vlans = queryVlans(context_.client, kRunningParts);
         view_.timeMs = wallClockMs();
         view_.title = std::string(global.host.name.data()) + "  MVRP " +
                       (global.enabled ? "on" : "off") +
                       (global.compliance ? ", speaking GVRP" : "") + "  " +
-                      std::to_string(global.pendingPairs) + " changes wait  " +
+                      std::to_string(global.pendingPairs) +
+                      (global.pendingPairs == 1 ? " change waits  " : " changes wait  ") +
                       clockText(view_.timeMs).substr(0, 8);
         view_.problem.clear();
         addChanges();
@@ -221,48 +226,70 @@ void watchCommand(const Context& context) {
 
 // wait -------------------------------------------------------------------------------------------
 
-platform::VlanBitmap bitmapOf(const Reply& reply) {
+VlanBitmap bitmapOf(const Reply& reply) {
     throwIfRefused(reply);
-    platform::VlanBitmap vlans{};
+    VlanBitmap vlans{};
     if (reply.value.size() == vlans.size())
         std::copy_n(reinterpret_cast<const u8*>(reply.value.data()), vlans.size(), vlans.begin());
     return vlans;
 }
 
-bool isOnPort(const Context& context, u32 unit, u32 vid) {
+/// VLANs that the port is a member of: learnt, or static and permitted.
+VlanBitmap vlansOnPort(const Context& context, u32 unit) {
     const std::vector<Request> requests = {
         {platform::Request::PortVlans, unit, static_cast<u32>(platform::VlanSet::Dynamic)},
         {platform::Request::PortVlans, unit, static_cast<u32>(platform::VlanSet::Permitted)},
         {platform::Request::SwitchVlans, 0, static_cast<u32>(QorVlanType::Static)},
     };
     const std::vector<Reply> replies = context.client.exchange(requests);
-    return platform::vlanContains(bitmapOf(replies[0]), vid) ||
-           (platform::vlanContains(bitmapOf(replies[1]), vid) &&
-            platform::vlanContains(bitmapOf(replies[2]), vid));
+    return platform::vlanUnion(
+        bitmapOf(replies[0]),
+        platform::vlanIntersection(bitmapOf(replies[1]), bitmapOf(replies[2])));
+}
+
+/// "VLAN 10 is" or "VLANs 10-12 are".
+std::string vlansAre(const VlanBitmap& vlans) {
+    const std::string text = platform::formatVlanRanges(vlans);
+    return countVlans(vlans) == 1 ? "VLAN " + text + " is" : "VLANs " + text + " are";
+}
+
+[[noreturn]] void giveUp(const std::string& port, const VlanBitmap& awaited, bool wanted,
+                         u64 seconds) {
+    u32 first = platform::kFirstVlan;
+    while (!platform::vlanContains(awaited, first))
+        ++first;
+    throw RefusedError(kTimedOut, vlansAre(awaited) + (wanted ? " not" : " still") + " on port " +
+                                      port + " after " + std::to_string(seconds) +
+                                      " s; `mvrpctl explain " + port + " " + std::to_string(first) +
+                                      "` says why");
 }
 
 void waitCommand(const Context& context) {
-    const platform::SwitchPortRecord port = findPort(context.client, context.value("port"));
-    const u32 vid =
-        static_cast<u32>(context.number("vlan", platform::kFirstVlan, platform::kLastVlan));
+    const VlanBitmap vlans = context.vlans("vlan");
+    if (platform::vlanIsEmpty(vlans))
+        throw UsageError(
+            "--vlan names no VLAN; allowed are VLAN IDs 1 to 4094 as ranges, for "
+            "example \"1-10,20\"");
     const u64 seconds = context.has("timeout") ? context.number("timeout", 0, kMostSeconds) : 30;
     const bool wanted = !context.has("gone");
+    const platform::SwitchPortRecord port = findPort(context.client, context.value("port"));
     const auto begin = Clock::now();
     const auto waitedMs = [begin] {
         return static_cast<u64>(
             std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count());
     };
-    while (isOnPort(context, port.unit, vid) != wanted) {
+    for (;;) {
+        const VlanBitmap there = vlansOnPort(context, port.unit);
+        const VlanBitmap awaited = wanted ? platform::vlanDifference(vlans, there)
+                                          : platform::vlanIntersection(vlans, there);
+        if (platform::vlanIsEmpty(awaited))
+            break;
         if (waitedMs() >= seconds * 1000)
-            throw RefusedError(kTimedOut,
-                               "VLAN " + std::to_string(vid) + " is " + (wanted ? "not" : "still") +
-                                   " on port " + port.name.data() + " after " +
-                                   std::to_string(seconds) + " s; `mvrpctl explain " +
-                                   port.name.data() + " " + std::to_string(vid) + "` says why");
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            giveUp(port.name.data(), awaited, wanted, seconds);
+        std::this_thread::sleep_for(kWaitEvery);
     }
     if (context.json)
-        context.print(waitJson(port.name.data(), vid, wanted, waitedMs()));
+        context.print(waitJson(port.name.data(), vlans, wanted, waitedMs()));
 }
 
 std::string watchDetails() {
@@ -286,14 +313,14 @@ constexpr Command kCommands[] = {
        {"--seconds", "S", "end after so many seconds"},
        {"--screen", nullptr, "VLANs by ports on the whole screen, refreshing"}}}},
     {"wait",
-     "wait until a VLAN is on a port, for scripts; exit status 1 when it does not come",
+     "wait until VLANs are on a port, for scripts; exit status 1 when they do not come",
      {},
      waitCommand,
      nullptr,
      {{{"--port", "PORT", "name or unit of a port", true},
-       {"--vlan", "VLAN", "VLAN ID, 1 to 4094", true},
+       {"--vlan", "VLANS", "VLAN IDs as ranges; it waits for all of them", true},
        {"--timeout", "S", "seconds; default: 30"},
-       {"--gone", nullptr, "wait until it is no longer there"}}}},
+       {"--gone", nullptr, "wait until none of them is there any more"}}}},
 };
 
 }  // namespace

@@ -13,7 +13,7 @@ using platform::VlanBitmap;
 using platform::vlanContains;
 
 /// What a port is to a VLAN, in one cell.
-enum class Mark : u8 { None, Static, Learnt, Leaving, Waiting, Declared };
+enum class Mark : u8 { None, Static, Learnt, Leaving, Extra, Missing, Declared };
 
 struct MarkLook {
     const char* text;
@@ -29,8 +29,10 @@ MarkLook lookOf(Mark mark) {
             return {"L", Colour::Good, "learnt"};
         case Mark::Leaving:
             return {"l", Colour::Warn, "leaving"};
-        case Mark::Waiting:
-            return {"!", Colour::Bad, "not in the switch"};
+        case Mark::Extra:
+            return {"x", Colour::Warn, "extra"};
+        case Mark::Missing:
+            return {"!", Colour::Bad, "missing"};
         case Mark::Declared:
             return {"d", Colour::Dim, "declared only"};
         case Mark::None:
@@ -43,12 +45,14 @@ Mark markOf(const PortView& port, u32 vid, bool isStatic) {
     const bool known = port.machines.size() >= vid;
     const platform::MachineRecord machine =
         known ? port.machines[vid - 1] : platform::MachineRecord{};
+    if (vlanContains(port.dynamic, vid) && known && !isRegistered(machine))
+        return Mark::Extra;
     if (vlanContains(port.dynamic, vid))
         return isLeaving(machine) ? Mark::Leaving : Mark::Learnt;
     if (isStatic && vlanContains(port.permitted, vid))
         return Mark::Static;
     if (vlanContains(port.registered, vid))
-        return Mark::Waiting;
+        return Mark::Missing;
     return vlanContains(port.declared, vid) ? Mark::Declared : Mark::None;
 }
 
@@ -171,8 +175,8 @@ class Drawing {
     void drawLegend() {
         lines_.emplace_back();
         std::string legend;
-        for (const Mark mark :
-             {Mark::Static, Mark::Learnt, Mark::Leaving, Mark::Waiting, Mark::Declared})
+        for (const Mark mark : {Mark::Static, Mark::Learnt, Mark::Leaving, Mark::Extra,
+                                Mark::Missing, Mark::Declared})
             legend += std::string(lookOf(mark).text) + " " + lookOf(mark).words + "  ";
         if (shown_ < view_.vlans.ports.size())
             legend =

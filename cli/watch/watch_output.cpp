@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch/watch_output.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <string_view>
 
 #include "cli/json_document.h"
 #include "cli/names.h"
@@ -17,6 +19,8 @@ namespace {
 using platform::ChangeKind;
 using platform::ChangeRecord;
 using platform::MachineRecord;
+
+constexpr const char* kSwitch = "switch";  ///< in place of a port, for what is not about one
 
 std::string vlansOf(const ChangeRecord& change) {
     return platform::formatVlanRanges(platform::vlanRange(change.firstVid, change.lastVid));
@@ -97,6 +101,15 @@ Words words(const ChangeRecord& change) {
     return {"unknown change", Colour::Dim};
 }
 
+/// Width of the column of names, so that what happened stands below each other.
+std::size_t columnOf(const PortNames& names) {
+    constexpr std::size_t kWidest = 16;
+    std::size_t width = std::string_view(kSwitch).size();
+    for (const auto& [unit, name] : names)
+        width = std::max(width, std::min(name.size(), kWidest));
+    return width;
+}
+
 }  // namespace
 
 std::string clockText(u64 timeMs) {
@@ -118,7 +131,8 @@ bool isNotable(const ChangeRecord& change) {
 
 std::string changeText(const ChangeRecord& change, const PortNames& names, const Style& style) {
     const Words said = words(change);
-    const std::string who = change.unit == 0 ? "switch" : nameOfPort(change.unit, names);
+    std::string who = change.unit == 0 ? kSwitch : nameOfPort(change.unit, names);
+    who.resize(std::max(who.size(), columnOf(names)), ' ');
     return style.paint(Colour::Dim, clockText(change.timeMs)) + "  " + who + "  " +
            style.paint(said.colour, said.text);
 }

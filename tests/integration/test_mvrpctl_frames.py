@@ -82,12 +82,14 @@ class Capture(NetworkTest):
         self.file = self.directory / "frames.pcap"
 
     def test_both_directions_come_into_the_file(self):
-        done = self.middle.control(f"capture {self.file} --seconds 5")
-        self.assertEqual(done.returncode, 0, done.stderr)
         macs = {self.middle.query("show port west")["ports"][0]["macAddress"],
                 self.net.nodes["west"].query("show port middle")["ports"][0]["macAddress"]}
+        def capture():
+            done = self.middle.control(f"capture {self.file} --seconds 3")
+            self.assertEqual(done.returncode, 0, done.stderr)
+            return {frame["source"] for frame in decode(self.file)}
+        self.assertEqual(self.await_true(lambda: (seen := capture()) >= macs and seen), macs)
         frames = decode(self.file)
-        self.assertEqual({frame["source"] for frame in frames}, macs)
         shown = subprocess.run(["tshark", "-r", self.file, "-Y", "mrp-mvrp"], timeout=60,
                                capture_output=True, text=True, check=True)
         self.assertEqual(len(shown.stdout.splitlines()), len(frames))

@@ -12,11 +12,15 @@ from support import NetworkTest, cable
 class Views(NetworkTest):
     def setUp(self):
         super().setUp()
-        self.net = self.start({"west": "10-12", "middle": "-", "east": "30"},
+        self.net = self.start({"west": "10-12", "middle": "-", "east": "-"},
                               [cable("west", "middle"), cable("middle", "east")])
         self.west = self.net.nodes["west"]
         self.middle = self.net.nodes["middle"]
-        self.assert_state(self.net, middle={"learnt": "10-12,30"})
+        # One after the other: what two ports learn in one pass, both become members of.
+        self.assert_state(self.net, middle={"west": {"learnt": "10-12"}})
+        self.net.nodes["east"].change("switch vlan create 30")
+        self.assert_state(self.net, middle={"learnt": "10-12,30", "west": {"learnt": "10-12"},
+                                            "east": {"learnt": "30"}})
 
     def explain(self, port, vid):
         return self.middle.query(f"explain {port} {vid}")
@@ -54,10 +58,12 @@ class Views(NetworkTest):
 
     def test_statistics_are_cleared_at_one_port(self):
         self.await_true(lambda: self.statistics("east")["bytesIn"] > 100)
-        before = self.statistics("east")["bytesIn"]
+        before = self.statistics("east")
         self.middle.change("clear statistics west")
-        self.assertLess(self.statistics("west")["countedFor"], 5000)
-        self.assertGreaterEqual(self.statistics("east")["bytesIn"], before)
+        # Both were counted since the start, and the east is asked first.
+        east = self.statistics("east")
+        self.assertLess(self.statistics("west")["countedFor"], east["countedFor"])
+        self.assertGreaterEqual(east["bytesIn"], before["bytesIn"])
         self.assertEqual(self.middle.control("clear statistics north").returncode, 1)
 
     def test_malformed_frames_and_failed_registrations_have_reasons(self):
@@ -106,6 +112,28 @@ class Views(NetworkTest):
         self.west.change("switch vlan delete 50")
         done = self.middle.control("wait --port west --vlan 50 --timeout 20 --gone")
         self.assertEqual(done.returncode, 0, done.stderr)
+
+    def test_wait_takes_a_list_and_waits_for_all_of_it(self):
+        self.west.change("switch vlan create 50-51")
+        done = self.middle.control("wait --port west --vlan 10-12,50-51 --timeout 20")
+        self.assertEqual((done.returncode, done.stdout), (0, ""), done.stderr)
+        done = self.middle.control("wait --port west --vlan 50,77-78,80 --timeout 0")
+        self.assertEqual((done.returncode, done.stderr), (
+            1, "mvrpctl: VLANs 77-78,80 are not on port west after 0 s; `mvrpctl explain west 77` "
+               "says why\n"))
+        done = self.middle.control("wait --port west --vlan 12,77 --timeout 0 --gone")
+        self.assertEqual((done.returncode, done.stderr), (
+            1, "mvrpctl: VLAN 12 is still on port west after 0 s; `mvrpctl explain west 12` says "
+               "why\n"))
+
+    def test_wait_refuses_what_is_no_list(self):
+        for words, text in (("0", "'0' is not a list of VLANs; allowed are VLAN IDs 1 to 4094"),
+                            ("10,", "'10,' is not a list of VLANs"),
+                            ("12-10", "'12-10' is not a list of VLANs"),
+                            ("-", "--vlan names no VLAN; allowed are VLAN IDs 1 to 4094")):
+            done = self.middle.control(f"wait --port west --vlan={words} --timeout 0")
+            self.assertEqual(done.returncode, 2, words)
+            self.assertIn(text, done.stderr)
 
     def test_wait_gives_up_and_says_how_to_go_on(self):
         done = self.middle.control("wait --port west --vlan 77 --timeout 1")

@@ -188,6 +188,13 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { systemOf(facts).guards[1].present = true; }},
     {"vlans-missing", Severity::Error, "uplink", "bridge monitor vlan",
      [](DoctorFacts& facts) { systemOf(facts).vlans.clear(); }},
+    {"ledger-differs", Severity::Warning, "uplink", "bridge monitor vlan",
+     [](DoctorFacts& facts) {
+         platform::LedgerRecord record{kUplink, "uplink", {}};
+         platform::vlanInsert(record.added, 10);
+         platform::vlanInsert(record.added, 11);
+         systemOf(facts).ledger = {record};
+     }},
     {"other-form", Severity::Error, "uplink", "mvrpctl switch port wire-form uplink auto",
      [](DoctorFacts& facts) {
          uplinkOf(facts).port.wireForm = static_cast<u32>(platform::WireForm::Native);
@@ -255,6 +262,27 @@ TEST(Doctor, LooksAtTheSystemWithoutADaemon) {
     // Of the guard that no daemon stands behind, too; the worst comes first.
     EXPECT_EQ(ids, (std::vector<std::string>{"daemon-not-running", "bridge-not-vlan-aware",
                                              "guard-left", "ledger-left"}));
+}
+
+TEST(Doctor, NamesTheVlansThatTheLedgerHasAndTheBridgeHasNot) {
+    DoctorFacts facts = healthy();
+    facts.system.ledger = {{kUplink, "uplink", platform::vlanRange(10, 13)},
+                           {kTap + 1, "gone", platform::vlanRange(10, 13)}};
+    const std::vector<Finding> findings = examine(facts);
+    ASSERT_EQ(idsOf(findings), std::vector<std::string>{"ledger-differs"});
+    EXPECT_NE(findings[0].seen.find(": 11-13;"), std::string::npos) << findings[0].seen;
+    // What the daemon says is learnt is missed with the port, not twice.
+    facts.daemon.ports[0].dynamic = platform::vlanRange(10, 13);
+    EXPECT_EQ(idsOf(examine(facts)), std::vector<std::string>{"vlans-missing"});
+}
+
+TEST(Doctor, DoesNotTrustALedgerOfAnotherBridge) {
+    DoctorFacts facts = healthy();
+    facts.daemon = DaemonFacts{};
+    facts.system.guards.clear();
+    facts.system.ledgerThere = facts.system.ledgerForeign = true;
+    EXPECT_EQ(idsOf(examine(facts)),
+              (std::vector<std::string>{"daemon-not-running", "ledger-foreign"}));
 }
 
 TEST(Doctor, DoesNotCallAGuardLeftOverWhereItMayNotAskTheDaemon) {

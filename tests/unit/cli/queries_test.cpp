@@ -98,6 +98,67 @@ TEST(QueryPorts, APortWithoutMvrpHasNoSettingsAndItsVlansAllTheSame) {
     EXPECT_EQ(platform::formatVlanRanges(views[1].dynamic), "198-200");
 }
 
+/// How many requests these parts of 48 ports take.
+struct Cost {
+    std::size_t requests = 0;
+    std::size_t machines = 0;  ///< of the requests, those for the machines of all VLANs
+};
+
+Cost costOf(const PortParts& parts, PortView& last) {
+    Cost cost;
+    {
+        FakeServer server([&cost](FakeServer& s) {
+            for (Arrived request; s.next(request);) {
+                ++cost.requests;
+                cost.machines +=
+                    static_cast<Number>(request.header.request) == Number::PortMachines ? 1 : 0;
+                answerPort(s, request);
+            }
+        });
+        Client client(server.path());
+        last = queryPorts(client, std::vector(48, portRecord(3, "x")), parts).back();
+    }
+    return cost;
+}
+
+TEST(QueryPorts, AsksForNoPartThatNobodyLooksAt) {
+    PortView view;
+    Cost cost = costOf(kRunningParts, view);
+    EXPECT_EQ(cost.requests, 48U * 5);
+    EXPECT_EQ(cost.machines, 48U);
+    EXPECT_TRUE(view.settings && view.settings->enabled);
+    EXPECT_EQ(view.settings->joinTime, 0U);
+    EXPECT_EQ(platform::formatVlanRanges(view.registered), "10-11,4095");
+    EXPECT_EQ(platform::formatVlanRanges(view.dynamic), "198-200");
+
+    cost = costOf(kConfigParts, view);
+    EXPECT_EQ(cost.requests, 48U * 10);
+    EXPECT_EQ(cost.machines, 0U);
+    EXPECT_EQ(view.settings->joinTime, 500U);
+    EXPECT_EQ(platform::formatVlanRanges(view.permitted), "196-200");
+
+    cost = costOf(kMemberParts, view);
+    EXPECT_EQ(cost.requests, 48U * 4);
+    EXPECT_EQ(cost.machines, 0U);
+    EXPECT_EQ(platform::formatVlanRanges(view.permittedTagged), "184-200");
+
+    cost = costOf(kCounterParts, view);
+    EXPECT_EQ(cost.requests, 48U * 2);
+    EXPECT_EQ(view.counters.framesIn, 9U);
+
+    EXPECT_EQ(costOf(kNameParts, view).requests, 48U);
+    EXPECT_EQ(costOf(kAllParts, view).requests, 48U * 12);
+}
+
+TEST(QueryPorts, NoPortsAreNoRequests) {
+    FakeServer server([](FakeServer& s) {
+        Arrived request;
+        EXPECT_FALSE(s.next(request));
+    });
+    Client client(server.path());
+    EXPECT_TRUE(queryPorts(client, {}).empty());
+}
+
 TEST(QueryPorts, AnAnswerOfAnotherSizeIsRefused) {
     FakeServer server([](FakeServer& s) {
         for (Arrived request; s.next(request);)

@@ -5,6 +5,7 @@
 
 #include "cli/config/running_config.h"
 #include "cli/watch/screen.h"
+#include "cli/watch/watch_output.h"
 
 namespace cli {
 namespace {
@@ -35,16 +36,44 @@ std::string joined(const std::vector<std::string>& lines) {
 
 TEST(Screen, PutsVlansThatLookAlikeIntoOneRow) {
     ScreenView view = viewOf(2);
-    view.vlans.ports[0].dynamic = platform::vlanRange(10, 40);
-    view.vlans.ports[1].registered = platform::vlanRange(50, 50);
+    PortView& port = view.vlans.ports[0];
+    port.dynamic = platform::vlanRange(10, 60);
+    for (u32 vid = 10; vid <= 40; ++vid)
+        port.machines[vid - 1] = {0, 0, 2};  // IN, registered
+    port.machines[41 - 1] = {0, 1, 2};       // LV, still registered
+    view.vlans.ports[1].registered = platform::vlanRange(70, 70);
     const std::string text = joined(drawScreen(view, 80, 24, {}));
     const auto row = [](std::string vlans, const char* first, const char* second) {
         vlans.resize(26, ' ');
         return "\n" + vlans + "   " + first + "      " + second + "   \n";
     };
     EXPECT_NE(text.find(row("10-40", "L", ".")), std::string::npos) << text;
-    EXPECT_NE(text.find(row("50", ".", "!")), std::string::npos) << text;
+    EXPECT_NE(text.find(row("41", "l", ".")), std::string::npos) << text;
+    EXPECT_NE(text.find(row("42-60", "x", ".")), std::string::npos) << text;
+    EXPECT_NE(text.find(row("70", ".", "!")), std::string::npos) << text;
     EXPECT_NE(text.find(row("1", "S", "S")), std::string::npos) << text;
+}
+
+TEST(Screen, ExplainsAllMarksInEightyColumns) {
+    const std::string text = joined(drawScreen(viewOf(2), 80, 24, {}));
+    EXPECT_NE(
+        text.find("S static  L learnt  l leaving  x extra  ! missing  d declared only  q ends"),
+        std::string::npos)
+        << text;
+}
+
+TEST(ChangeText, HasWhatHappenedInOneColumn) {
+    platform::ChangeRecord change{};
+    change.kind = static_cast<u32>(platform::ChangeKind::MemberAdded);
+    change.unit = 1;
+    change.firstVid = change.lastVid = 40;
+    const PortNames names = {{1, "west"}, {2, "northwest"}};
+    EXPECT_EQ(changeText(change, names, {}).substr(12), "  west       40 came onto the port");
+    change.unit = 2;
+    EXPECT_EQ(changeText(change, names, {}).substr(12), "  northwest  40 came onto the port");
+    change.unit = 0;
+    change.kind = static_cast<u32>(platform::ChangeKind::VlanLearnt);
+    EXPECT_EQ(changeText(change, names, {}).substr(12), "  switch     learnt VLANs created: 40");
 }
 
 TEST(Screen, FitsAnyTerminal) {
