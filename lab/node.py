@@ -70,7 +70,7 @@ class Node:
                 [self.mvrp, "--config", self.configuration_file], stdin=subprocess.DEVNULL,
                 stdout=log, stderr=log, env=self.environment, start_new_session=True)
 
-    def wait_ready(self, timeout=10):
+    def wait_ready(self, timeout=30):
         """Waits until the daemon answers and the ports that its configuration manages run the
         protocol."""
         deadline = time.monotonic() + timeout
@@ -97,7 +97,7 @@ class Node:
         self.process.wait()
         self.process = None
 
-    def stop(self, timeout=5):
+    def stop(self, timeout=20):
         """Ends the daemon. @return its exit status, negative for a signal; None: never started"""
         if self.process is None:
             return None

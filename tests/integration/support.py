@@ -117,11 +117,11 @@ class NetworkTest(unittest.TestCase):
         self.addCleanup(channel.socket.close)
         return channel
 
-    def assert_state(self, net, within=15, **expectations):
+    def assert_state(self, net, within=30, **expectations):
         _, _, texts = net.await_state(expectations, within)
         self.assertEqual(texts, [])
 
-    def await_true(self, condition, within=15):
+    def await_true(self, condition, within=30):
         """Waits until the condition holds, and returns its value."""
         deadline = time.monotonic() + within
         while not (value := condition()):
