@@ -45,6 +45,11 @@ expect 'it installs, with what it depends on' \
 expect 'its user is there' getent passwd mvrp
 expect 'the default configuration is right' mvrp --check
 expect 'mvrpctl runs' mvrpctl --version
+# Optimised, without assertions and without symbols: a symbol table is a section of this name.
+for program in /usr/sbin/mvrp /usr/bin/mvrpctl; do
+    expect "$program is stripped" bash -c "! grep -qa '\.symtab' $program"
+    expect "$program was built for use, without assertions" bash -c "! grep -qa '__assert_fail' $program"
+done
 for page in 'mvrp.8' 'mvrpctl.8'; do
     expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
 done
