@@ -26,11 +26,11 @@ constexpr int kExitUsage = 2;
 constexpr u32 kMostSwitches = 1000;
 constexpr u32 kMostJobs = 256;
 constexpr std::string_view kUsage =
-    "usage: mvrp-simulate [--seed N] [--seeds COUNT] [--switches S] [--steps K]\n"
+    "usage: mvrp-simulate [--seed N] [--seeds COUNT|A-B] [--switches S] [--steps K]\n"
     "                     [--profile calm|wild|both] [--only I,J,...] [--watch S,P,V] "
     "[--no-shrink] [--jobs J]\n"
     "  --seed N       first seed (1)\n"
-    "  --seeds COUNT  so many seeds, one after the other (1)\n"
+    "  --seeds COUNT  so many seeds, one after the other (1); A-B: those from A to B\n"
     "  --switches S   switches, in a tree, 1 to 1000 (10)\n"
     "  --steps K      events before the network is left to come to rest (200)\n"
     "  --profile P    calm: links, cables and VLANs; wild: everything; both: by turns (both)\n"
@@ -87,12 +87,25 @@ bool parseProfile(std::string_view text, std::optional<Profile>& profile) {
     return true;
 }
 
+/// How many seeds, or the first and the last of them.
+bool parseSeeds(std::string_view text, Options& options) {
+    const auto dash = text.find('-');
+    if (dash == std::string_view::npos)
+        return parse(text, options.seeds);
+    u64 last = 0;
+    if (!parse(text.substr(0, dash), options.seed) || !parse(text.substr(dash + 1), last) ||
+        last < options.seed)
+        return false;
+    options.seeds = last - options.seed + 1;
+    return true;
+}
+
 /// @return whether the option and its value were understood
 bool take(std::string_view name, std::string_view value, Options& options) {
     if (name == "--seed")
         return parse(value, options.seed);
     if (name == "--seeds")
-        return parse(value, options.seeds);
+        return parseSeeds(value, options);
     if (name == "--switches")
         return parse(value, options.switches) && options.switches >= 1 &&
                options.switches <= kMostSwitches;
@@ -153,6 +166,7 @@ bool runSeed(const Options& options, u64 seed) {
     if (outcome.problem.empty())
         return true;
     std::printf("FAILED %s: %s\n", outcome.when.c_str(), outcome.problem.c_str());
+    std::fflush(stdout);
     if (options.shrinks) {
         constexpr std::size_t kMostRuns = 2000;
         steps.resize(outcome.stepsDone);

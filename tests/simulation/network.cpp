@@ -8,8 +8,35 @@
 namespace simulation {
 namespace {
 
-/// Frames and timers of one run after which it is taken to have no end.
-constexpr u64 kMostHappenings = 5'000'000;
+/// Frames and timers of one second of virtual time after which what happens is taken to have no
+/// end. A network at rest has hundreds for each switch: every PDU goes through all of it.
+constexpr u64 kMostHappenings = 2'000'000;
+constexpr u64 kMsPerSecond = 1000;
+
+/// By switch: the switches that are one cable away.
+using Neighbours = std::vector<std::vector<u32>>;
+
+struct Distance {
+    u32 node = 0;
+    u32 switches = 0;  ///< on the way there, both ends included
+};
+
+/// The switch that is farthest from `start`.
+Distance farthestFrom(u32 start, const Neighbours& neighbours) {
+    std::vector<u32> switches(neighbours.size(), 0);
+    std::queue<u32> open({start});
+    switches[start] = 1;
+    Distance last;
+    for (; !open.empty(); open.pop()) {
+        last = {open.front(), switches[open.front()]};
+        for (const u32 next : neighbours[last.node])
+            if (switches[next] == 0) {
+                switches[next] = last.switches + 1;
+                open.push(next);
+            }
+    }
+    return last;
+}
 
 u8 pduOffsetOf(bool gvrp) {
     return static_cast<u8>(gvrp ? platform::kGvrpHeaderBytes : platform::kNativeHeaderBytes);
@@ -120,11 +147,27 @@ bool Network::runNext(u64 endMs) {
 
 bool Network::run(u64 ms) {
     const u64 endMs = nowMs_ + ms;
-    for (u64 count = 0; runNext(endMs); count++)
-        if (count > kMostHappenings)
+    u64 second = 0;
+    u64 happenings = 0;
+    while (runNext(endMs)) {
+        if (second != nowMs_ / kMsPerSecond) {
+            second = nowMs_ / kMsPerSecond;
+            happenings = 0;
+        }
+        if (++happenings > kMostHappenings)
             return false;
+    }
     nowMs_ = endMs;
     return true;
+}
+
+u32 longestWay(const Network& network) {
+    Neighbours neighbours(network.nodes().size());
+    for (const Cable& cable : network.cables()) {
+        neighbours[cable.a.node].push_back(cable.b.node);
+        neighbours[cable.b.node].push_back(cable.a.node);
+    }
+    return farthestFrom(farthestFrom(0, neighbours).node, neighbours).switches;
 }
 
 }  // namespace simulation

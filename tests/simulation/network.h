@@ -111,4 +111,7 @@ class Network {
     std::priority_queue<Due> timers_;
 };
 
+/// Switches on the longest way through a network whose cables are a tree.
+u32 longestWay(const Network& network);
+
 }  // namespace simulation

@@ -22,33 +22,46 @@ VlanSet staticVlans(const Node& node) {
     return set;
 }
 
-/// What a tree of switches comes to: the VLANs that are static somewhere behind each port.
+/// What a tree of switches comes to: the VLANs that are static on each switch, and somewhere behind
+/// each port.
 class Tree {
   public:
-    explicit Tree(const Network& network) : network_(network) {}
-
-    VlanSet behind(u32 index, u32 unit) const {
-        for (const Cable& cable : network_.cables()) {
-            if (cable.a.node == index && cable.a.unit == unit)
-                return from(cable.b);
-            if (cable.b.node == index && cable.b.unit == unit)
-                return from(cable.a);
+    explicit Tree(const Network& network) : network_(network) {
+        for (const auto& node : network.nodes())
+            fixed_.push_back(staticVlans(*node));
+        ends_.resize(network.nodes().size());
+        for (const Cable& cable : network.cables()) {
+            ends_[cable.a.node][cable.a.unit] = cable.b;
+            ends_[cable.b.node][cable.b.unit] = cable.a;
         }
-        return {};
+        behind_.resize(network.nodes().size());
+    }
+
+    const VlanSet& fixed(u32 index) const { return fixed_[index]; }
+
+    const VlanSet& behind(u32 index, u32 unit) {
+        const auto known = behind_[index].find(unit);
+        if (known != behind_[index].end())
+            return known->second;
+        const auto end = ends_[index].find(unit);
+        const VlanSet set = end == ends_[index].end() ? VlanSet() : from(end->second);
+        return behind_[index][unit] = set;
     }
 
   private:
     /// Everything on the switch of `end` and behind its other ports.
-    VlanSet from(PortEnd end) const {
-        const Node& node = *network_.nodes()[end.node];
-        VlanSet set = staticVlans(node);
-        for (const auto& [unit, port] : node.host.switchState.ports)
+    VlanSet from(PortEnd end) {
+        VlanSet set = fixed_[end.node];
+        for (const auto& [unit, port] : network_.nodes()[end.node]->host.switchState.ports)
             if (unit != end.unit)
                 set |= behind(end.node, unit);
         return set;
     }
 
     const Network& network_;
+    std::vector<VlanSet> fixed_;                  // by switch
+    std::vector<std::map<u32, PortEnd>> ends_;    // by switch and unit: the cable's other end
+    std::vector<std::map<u32, VlanSet>> behind_;  // those that were asked for
 };
 
 /// What a port says and knows, as sets.
@@ -106,10 +119,9 @@ VlanSet carriedOver(const Node& node, const MvrpPortEntry& port) {
 }
 
 /// The exact state of a port in a network where nothing but links, cables and VLANs changed.
-std::string checkCalmPort(const Network& network, const Node& node, const MvrpPortEntry& port) {
-    const Tree tree(network);
+std::string checkCalmPort(Tree& tree, const Node& node, const MvrpPortEntry& port) {
     const PortView view = viewOf(port, node);
-    const VlanSet fixed = staticVlans(node);
+    const VlanSet& fixed = tree.fixed(node.index);
     const VlanSet learnt = tree.behind(node.index, port.portunit) & ~fixed;
     VlanSet others = fixed;
     for (const auto& [unit, ignored] : node.host.switchState.ports)
@@ -192,10 +204,11 @@ std::string checkWild(Network& network) {
 }
 
 std::string checkCalm(Network& network) {
+    Tree tree(network);
     for (const auto& node : network.nodes()) {
         const Turn turn(*node, network.nowMs());
         for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port)) {
-            const std::string problem = checkCalmPort(network, *node, *port);
+            const std::string problem = checkCalmPort(tree, *node, *port);
             if (!problem.empty())
                 return "switch " + std::to_string(node->index) + " port " +
                        std::to_string(port->portunit) + ": " + problem;

@@ -37,8 +37,9 @@ Outcome runPlan(const Plan& plan, const std::vector<std::size_t>& chosen) {
     }
     endFaults(network);
     outcome.when = "at rest";
-    outcome.problem =
-        network.run(kRestMs + kRestMsPerSwitch * plan.switches) ? checkState(network) : kNoEnd;
+    outcome.problem = network.run(kRestMs + kRestMsPerSwitch * longestWay(network))
+                          ? checkState(network)
+                          : kNoEnd;
     if (outcome.problem.empty())
         outcome.problem = checkRest(network, plan.profile);
     return outcome;

@@ -40,11 +40,6 @@ std::string canonical(std::string_view key) {
 
 }  // namespace
 
-FailureKey::FailureKey(std::initializer_list<u64> numbers)
-    : count_(std::min(numbers.size(), numbers_.size())) {
-    std::copy_n(numbers.begin(), count_, numbers_.begin());
-}
-
 std::string FailureKey::text() const {
     if (count_ == 0)
         return std::string(name_);
@@ -63,27 +58,28 @@ void FailureList::add(Injection injection) {
                          "' is not a call that can fail; allowed: " + allowed);
     }
     injection.key = canonical(injection.key);
-    injections_.push_back(std::move(injection));
+    if (injection.count > 0)
+        injections_.push_back(std::move(injection));
 }
 
-std::optional<u32> FailureList::take(std::string_view call, std::initializer_list<FailureKey> keys,
-                                     u32 usual) {
-    if (injections_.empty())
-        return std::nullopt;
-    for (auto& injection : injections_) {
-        if (injection.count == 0 || injection.call != call)
+std::optional<u32> FailureList::takeMatch(std::string_view call,
+                                          std::initializer_list<FailureKey> keys, u32 usual) {
+    for (auto injection = injections_.begin(); injection != injections_.end(); ++injection) {
+        if (injection->call != call)
             continue;
-        if (injection.key != kEveryKey &&
+        if (injection->key != kEveryKey &&
             std::none_of(keys.begin(), keys.end(), [&injection](const FailureKey& key) {
-                return key.text() == injection.key;
+                return key.text() == injection->key;
             }))
             continue;
-        if (injection.skip > 0) {
-            injection.skip--;
+        if (injection->skip > 0) {
+            injection->skip--;
             continue;
         }
-        injection.count--;
-        return injection.status.value_or(usual);
+        const u32 status = injection->status.value_or(usual);
+        if (--injection->count == 0)
+            injections_.erase(injection);
+        return status;
     }
     return std::nullopt;
 }

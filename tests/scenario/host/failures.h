@@ -23,7 +23,11 @@ class FailureKey {
     FailureKey(const char* name) : name_(name) {}
     FailureKey(const std::string& name) : name_(name) {}
     /// At most three numbers.
-    explicit FailureKey(std::initializer_list<u64> numbers);
+    explicit FailureKey(std::initializer_list<u64> numbers) {
+        for (const u64 number : numbers)
+            if (count_ < numbers_.size())
+                numbers_[count_++] = number;
+    }
 
     /// In the canonical form.
     std::string text() const;
@@ -58,10 +62,15 @@ class FailureList {
     /// @return what the call answers, `usual` when the scenario does not say; none: it does not
     /// fail
     std::optional<u32> take(std::string_view call, std::initializer_list<FailureKey> keys,
-                            u32 usual = kStatusFailed);
+                            u32 usual = kStatusFailed) {
+        return injections_.empty() ? std::nullopt : takeMatch(call, keys, usual);
+    }
 
   private:
-    std::vector<Injection> injections_;  // oldest first
+    std::optional<u32> takeMatch(std::string_view call, std::initializer_list<FailureKey> keys,
+                                 u32 usual);
+
+    std::vector<Injection> injections_;  // oldest first; each has a count left
 };
 
 }  // namespace scenario

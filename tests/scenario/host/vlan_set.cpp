@@ -2,37 +2,56 @@
 #include "tests/scenario/host/vlan_set.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstring>
 
 namespace scenario {
 namespace {
 
-constexpr u8 maskOf(u32 index) {
-    return static_cast<u8>(0x80U >> (index % 8));
+constexpr std::size_t kWords = kVlanSetLast / 64;
+/// A set as the words that it is made of: VLAN ID n is bit n % 64 of word n / 64. One more word
+/// than a bitmap has, for the last ID.
+using SetWords = std::array<u64, kWords + 1>;
+
+/// Turns each byte of a word around: bitmaps begin with the highest bit of a byte.
+constexpr u64 byteBitsReversed(u64 word) {
+    word = (word >> 1U & 0x5555555555555555U) | (word & 0x5555555555555555U) << 1U;
+    word = (word >> 2U & 0x3333333333333333U) | (word & 0x3333333333333333U) << 2U;
+    return (word >> 4U & 0x0F0F0F0F0F0F0F0FU) | (word & 0x0F0F0F0F0F0F0F0FU) << 4U;
 }
+static_assert(byteBitsReversed(0x0180U) == 0x8001U);
+static_assert(std::endian::native == std::endian::little);
 
 }  // namespace
 
 VlanSet vlanSetOf(std::span<const u8> bitmap) {
-    VlanSet set;
-    const u32 bits = static_cast<u32>(std::min<std::size_t>(bitmap.size() * 8, kVlanSetLast));
-    for (u32 index = 0; index < bits; index++) {
-        if (index % 8 == 0 && bitmap[index / 8] == 0) {
-            index += 7;  // most bitmaps are nearly empty
-            continue;
-        }
-        if ((bitmap[index / 8] & maskOf(index)) != 0)
-            set.set(index + 1);
+    std::array<u64, kWords> bits{};
+    if (!bitmap.empty())
+        std::memcpy(bits.data(), bitmap.data(), std::min(bitmap.size(), sizeof bits));
+    SetWords words{};
+    for (std::size_t index = 0; index < kWords; index++) {
+        if (bits[index] == 0)
+            continue;  // most bitmaps are nearly empty
+        const u64 word = byteBitsReversed(bits[index]);
+        words[index] |= word << 1U;
+        words[index + 1] |= word >> 63U;
     }
-    return set;
+    return std::bit_cast<VlanSet>(words);
 }
 
 void storeBitmap(const VlanSet& set, std::span<u8> bitmap) {
-    std::fill(bitmap.begin(), bitmap.end(), u8{0});
-    const u32 bits = static_cast<u32>(std::min<std::size_t>(bitmap.size() * 8, kVlanSetLast));
-    for (std::size_t vid = set._Find_next(0); vid <= bits; vid = set._Find_next(vid)) {
-        const u32 index = static_cast<u32>(vid) - 1;
-        bitmap[index / 8] = static_cast<u8>(bitmap[index / 8] | maskOf(index));
+    const auto words = std::bit_cast<SetWords>(set);
+    std::array<u64, kWords> bits{};
+    for (std::size_t index = 0; index < kWords; index++) {
+        const u64 word = words[index] >> 1U | words[index + 1] << 63U;
+        if (word != 0)
+            bits[index] = byteBitsReversed(word);
     }
+    if (bitmap.empty())
+        return;
+    const std::size_t length = std::min(bitmap.size(), sizeof bits);
+    std::memcpy(bitmap.data(), bits.data(), length);
+    std::fill(bitmap.begin() + static_cast<std::ptrdiff_t>(length), bitmap.end(), u8{0});
 }
 
 std::span<u8> bitmapOf(void* descriptor) {
