@@ -117,18 +117,29 @@ class Drawing {
         constexpr std::size_t kLongestName = 12;
         for (const PortView& port : view_.vlans.ports)
             cellWidth_ = std::max(cellWidth_, cut(port.port.name.data(), kLongestName).size() + 2);
-        const std::size_t room = columns_ > kVlansWidth ? columns_ - kVlansWidth : 0;
+        const std::size_t room = columns_ > kVlansLeast ? columns_ - kVlansLeast : 0;
         // With many ports their units stand for their names.
         if (cellWidth_ * view_.vlans.ports.size() > room) {
             byUnit_ = true;
             cellWidth_ = 4;
         }
         shown_ = std::min(view_.vlans.ports.size(), room / cellWidth_);
+        widenVlans();
+    }
+
+    /// The column of VLANs takes what the ports leave it, as far as there is something to write.
+    void widenVlans() {
+        const std::size_t ports = shown_ * cellWidth_;
+        const std::size_t most = std::min(columns_ - std::min(columns_, ports), kVlansMost);
+        for (const Row& row : groups_) {
+            const std::size_t wanted = platform::formatVlanRanges(row.vlans).size() + 1;
+            vlansWidth_ = std::max(vlansWidth_, std::min(wanted, most));
+        }
     }
 
     void drawHead() {
         std::string head = "VLANs";
-        head.resize(kVlansWidth, ' ');
+        head.resize(vlansWidth_, ' ');
         std::string line = style_.paint(Colour::Strong, head);
         for (std::size_t i = 0; i < shown_; ++i) {
             const platform::SwitchPortRecord& port = view_.vlans.ports[i].port;
@@ -144,26 +155,25 @@ class Drawing {
     }
 
     void drawRows() {
-        const std::vector<Row> rows = rowsOf(view_.vlans);
         // Half of the screen at least is for the VLANs, and some of it for the changes.
         const std::size_t changes = std::min<std::size_t>(view_.changes.size() + 1, rows_ / 3);
         const std::size_t used = lines_.size() + 3 + changes;
         const std::size_t room = rows_ > used ? rows_ - used : 1;
-        for (std::size_t i = 0; i < rows.size() && i < room; ++i) {
-            if (i + 1 == room && rows.size() > room) {
-                add(Colour::Dim, "... and " + std::to_string(rows.size() - i) +
+        for (std::size_t i = 0; i < groups_.size() && i < room; ++i) {
+            if (i + 1 == room && groups_.size() > room) {
+                add(Colour::Dim, "... and " + std::to_string(groups_.size() - i) +
                                      " more groups of VLANs; a larger terminal shows them");
                 break;
             }
-            drawRow(rows[i]);
+            drawRow(groups_[i]);
         }
-        if (rows.empty())
+        if (groups_.empty())
             add(Colour::Dim, "No VLAN is in use.");
     }
 
     void drawRow(const Row& row) {
-        std::string label = formatVlansWithin(row.vlans, kVlansWidth - 1);
-        label.resize(kVlansWidth, ' ');
+        std::string label = formatVlansWithin(row.vlans, vlansWidth_ - 1);
+        label.resize(vlansWidth_, ' ');
         std::string line = label;
         for (std::size_t i = 0; i < shown_; ++i) {
             const MarkLook look = lookOf(row.marks[i]);
@@ -194,12 +204,15 @@ class Drawing {
             lines_.push_back(cut(view_.changes[i], columns_));
     }
 
-    static constexpr std::size_t kVlansWidth = 26;
+    static constexpr std::size_t kVlansLeast = 26;
+    static constexpr std::size_t kVlansMost = 70;
 
     const ScreenView& view_;
     const std::size_t columns_;
     const std::size_t rows_;
     const Style& style_;
+    const std::vector<Row> groups_ = rowsOf(view_.vlans);
+    std::size_t vlansWidth_ = kVlansLeast;
     std::size_t cellWidth_ = 6;
     std::size_t shown_ = 0;
     bool byUnit_ = false;

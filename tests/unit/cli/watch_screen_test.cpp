@@ -54,6 +54,16 @@ TEST(Screen, PutsVlansThatLookAlikeIntoOneRow) {
     EXPECT_NE(text.find(row("1", "S", "S")), std::string::npos) << text;
 }
 
+TEST(Screen, GivesTheVlansWhatThePortsLeave) {
+    ScreenView view = viewOf(2);
+    for (u32 vid = 10; vid < 50; vid += 2)
+        platform::vlanInsert(view.vlans.ports[0].registered, vid);
+    const char* const all = "\n10,12,14,16,18,20,22,24,26,28,30,32,34,36,38,40,42,44,46,48    ! ";
+    EXPECT_NE(joined(drawScreen(view, 140, 24, {})).find(all), std::string::npos);
+    const std::string narrow = joined(drawScreen(view, 50, 24, {}));
+    EXPECT_NE(narrow.find("... (20)"), std::string::npos) << narrow;
+}
+
 TEST(Screen, ExplainsAllMarksInEightyColumns) {
     const std::string text = joined(drawScreen(viewOf(2), 80, 24, {}));
     EXPECT_NE(
