@@ -42,14 +42,21 @@ def explain_kept(net, screen, build):
     pids = net.directory / "pids"
     pids.write_text("".join(f"{n.process.pid}\n" for n in net.nodes.values()), encoding="utf-8")
     here = pathlib.Path.cwd()
-    ctl = build / "cli" / "mvrpctl"
-    ctl = ctl.relative_to(here) if ctl.is_relative_to(here) else ctl
+    programs = build / "cli"
+    if programs.is_relative_to(here):
+        programs = f"$PWD/{programs.relative_to(here)}"
+    most = max(net.nodes.values(), key=lambda each: len(each.switch.ports))
     screen.heading("The network goes on running")
-    screen.line("  Look at a switch with, for example,")
-    for name in net.nodes:
-        screen.line(f"    {ctl} --socket {net.directory / name}/mvrpcmd.socket show ports")
-    screen.line(f"  `{ctl} --help` lists what else there is to see and to change.")
-    screen.line(f"  Configuration and log of each switch are in {net.directory}/NAME/.")
+    screen.line(f"  Sit down at the switch {most.name}:")
+    screen.line(f'    export PATH="{programs}:$PATH"')
+    screen.line(f"    export MVRP_RUNTIME_DIR={most.directory}")
+    screen.line("    mvrpctl show ports")
+    screen.line("    mvrpctl explain 1 20        # why VLAN 20 is, or is not, on port 1")
+    screen.line("    mvrpctl watch --screen      # all ports, and the changes as they happen")
+    screen.line("    mvrpctl --help              # what else there is to see and to change")
+    others = [name for name in net.nodes if name != most.name]
+    screen.line(f"  Each switch has such a directory, with its configuration and log, in "
+                f"{net.directory}: {', '.join(others)}.")
     screen.line("  End it with")
     screen.line(f"    python3 lab/lab.py stop {net.directory}")
 
