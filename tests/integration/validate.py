@@ -4,6 +4,8 @@
 Python, for which Debian packages these parsers.
 
 usage: validate.py SCHEMA [--lines]    JSON against a JSON Schema, one document or one a line
+       validate.py --files             names of files: DIRECTORY/NUMBER.SCHEMA.json, with documents for the
+                                       schema of that name; of watch one a line
        validate.py --openmetrics       OpenMetrics text; prints the number of samples"""
 
 import json
@@ -11,15 +13,30 @@ import pathlib
 import sys
 
 
-def check_json(schema_file, lines):
+SCHEMAS = pathlib.Path(__file__).resolve().parents[2] / "schema"
+
+
+def check_json(schema_file, lines, text):
     import jsonschema
     schema = json.loads(pathlib.Path(schema_file).read_text(encoding="utf-8"))
     jsonschema.Draft202012Validator.check_schema(schema)
-    text = sys.stdin.read()
     documents = [json.loads(line) for line in text.splitlines()] if lines else [json.loads(text)]
     for document in documents:
         jsonschema.Draft202012Validator(schema).validate(document)
     return len(documents)
+
+
+def check_files(names):
+    """Says of each file that does not fit why. @return how many documents fitted"""
+    count = 0
+    for path in map(pathlib.Path, names):
+        name = path.name.split(".")[1]
+        try:
+            count += check_json(SCHEMAS / f"{name}.schema.json", name == "watch",
+                                path.read_text(encoding="utf-8"))
+        except Exception as error:
+            sys.exit(f"{path}: {error}")
+    return count
 
 
 def check_metrics():
@@ -30,5 +47,7 @@ def check_metrics():
 if __name__ == "__main__":
     if sys.argv[1] == "--openmetrics":
         print(check_metrics())
+    elif sys.argv[1] == "--files":
+        print(check_files(sys.stdin.read().split()))
     else:
-        print(check_json(sys.argv[1], "--lines" in sys.argv))
+        print(check_json(sys.argv[1], "--lines" in sys.argv, sys.stdin.read()))
