@@ -82,6 +82,8 @@ void Network::transmit(u32 index) {
     node.acted = true;
     if (node.dueMs)
         timers_.push({*node.dueMs, index});
+    if (observer_)
+        observer_(node);
     for (SentFrame& frame : node.sent)
         if (const Way* way = wayFrom(index, frame.unit))
             carry(*way->cable, way->to, std::move(frame));

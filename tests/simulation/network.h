@@ -4,6 +4,7 @@
 // follows from the calls and the seed alone.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <queue>
@@ -50,6 +51,9 @@ class Network {
     std::vector<Cable>& cables() { return cables_; }
     const std::vector<Cable>& cables() const { return cables_; }
     u64 nowMs() const { return nowMs_; }
+
+    /// Called with each switch that acted, with what it sent, before that goes on its way.
+    void setObserver(std::function<void(const Node&)> observer) { observer_ = std::move(observer); }
 
     /// Lets a switch act: `action` runs in its turn, then it reads what waits, then what it sent
     /// goes on its way.
@@ -109,6 +113,7 @@ class Network {
     std::vector<std::vector<Way>> ways_;  // by node and unit
     std::priority_queue<Arrival> arrivals_;
     std::priority_queue<Due> timers_;
+    std::function<void(const Node&)> observer_;  // may be empty
 };
 
 /// Switches on the longest way through a network whose cables are a tree.

@@ -1,0 +1,187 @@
+// SPDX-License-Identifier: MIT
+//
+// mvrp-plan: how long VLANs take to spread through a network and to leave it, and what that costs,
+// before there is such a network. Exit status 0; 1 when a phase did not come to its end; 2 for
+// wrong arguments or a wrong file.
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+
+#include "plan/report.h"
+
+namespace {
+
+using plan::Layout;
+using plan::Shape;
+
+enum ExitStatus : int { kNotEnded = 1, kUsage = 2 };
+
+/// Something that a person has to put right.
+class Mistake : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Options {
+    std::string file;
+    std::string shape;  ///< empty: a file
+    u32 switches = 10;
+    u32 ports = 0;
+    plan::Request request;
+    plan::Timers timers;
+    std::string plot;
+    bool json = false;
+};
+
+Shape shapeNamed(std::string_view name) {
+    return name == "line" ? Shape::Line : name == "star" ? Shape::Star : Shape::Tree;
+}
+
+/// Only ways without a ring are planned; spanning tree makes one of every network.
+Layout shapeOf(const Options& options, u32 switches) {
+    return plan::makeShape(shapeNamed(options.shape), switches, options.ports);
+}
+
+Layout readLayout(const std::string& name) {
+    std::ifstream file(name, std::ios::binary);
+    if (!file)
+        throw Mistake(name +
+                      ": can not be read; allowed is a topology file, as ./dev lab takes it");
+    const std::string text(std::istreambuf_iterator<char>(file), {});
+    plan::LayoutError error;
+    auto layout = plan::parseTopology(text, name, error);
+    if (!layout)
+        throw Mistake(error.text);
+    return *layout;
+}
+
+plan::Measurement measureLayout(Layout layout, const plan::Request& request,
+                                const plan::Timers& timers) {
+    layout.timers = timers.over(layout.timers);
+    for (auto& cable : layout.cables)
+        cable.timers = timers.over(cable.timers);
+    const std::string problem = plan::layoutProblem(layout);
+    if (!problem.empty())
+        throw Mistake(problem);
+    const u32 free = plan::freeVlans(layout);
+    if (request.vlans > free)
+        throw Mistake("--vlans " + std::to_string(request.vlans) + ": allowed are 1 to " +
+                      std::to_string(free) + ", as many as are static on no switch");
+    return plan::measure(layout, request);
+}
+
+/// 2, 4, 8, ... and `most` itself.
+std::vector<u32> steps(u32 first, u32 factor, u32 most) {
+    std::vector<u32> list;
+    for (u32 value = first; value < most; value *= factor)
+        list.push_back(value);
+    list.push_back(most);
+    return list;
+}
+
+/// The same with other sizes, without the time at rest.
+void plot(const Options& options) {
+    plan::Request request = options.request;
+    request.restMs = 0;
+    std::vector<plan::Point> byDiameter;
+    for (const u32 switches : steps(2, 2, options.switches)) {
+        const auto result = measureLayout(shapeOf(options, switches), request, options.timers);
+        if (byDiameter.empty() || byDiameter.back().x != result.diameter)
+            byDiameter.push_back({result.diameter, result});
+    }
+    std::vector<plan::Point> byVlans;
+    for (const u32 vlans : steps(1, 8, options.request.vlans)) {
+        request.vlans = vlans;
+        byVlans.push_back(
+            {vlans, measureLayout(shapeOf(options, options.switches), request, options.timers)});
+    }
+    std::ofstream file(options.plot);
+    file << plan::plotSvg(byDiameter, byVlans);
+    file.close();
+    if (!file)
+        throw Mistake(options.plot + ": can not be written; allowed is the name of a new file");
+}
+
+void addOptions(CLI::App& app, Options& options) {
+    using plan::kJoinBounds, plan::kLeaveBounds, plan::kLeaveAllBounds;
+    const auto within = [](const plan::TimerBounds& bounds) {
+        return CLI::Range(bounds.least, bounds.most);
+    };
+    auto* file = app.add_option("FILE", options.file, "Topology file of the lab.");
+    auto* shape = app.add_option("--shape", options.shape, "line, star or tree, instead of a file.")
+                      ->check(CLI::IsMember({"line", "star", "tree"}))
+                      ->type_name("SHAPE")
+                      ->excludes(file);
+    app.add_option("--switches", options.switches, "Switches of the shape, 2 to 1000; default: 10.")
+        ->check(CLI::Range(2U, plan::kMostSwitches))
+        ->type_name("N")
+        ->needs(shape);
+    app.add_option("--ports", options.ports,
+                   "Ports with MVRP of each switch, 2 to 48; default: one for each cable.")
+        ->check(CLI::Range(2U, plan::kMostPorts))
+        ->type_name("N")
+        ->needs(shape);
+    app.add_option("--vlans", options.request.vlans, "VLANs to spread, 1 to 4093; default: 1.")
+        ->check(CLI::Range(1U, plan::kMostVlans))
+        ->type_name("N");
+    app.add_option("--join", options.timers.joinMs, "Join time, 200 to 6000 ms; default: 6000.")
+        ->check(within(kJoinBounds))
+        ->type_name("MS");
+    app.add_option("--leave", options.timers.leaveMs,
+                   "Leave time, 450 to 30000 ms, twice the join time at least; default: 30000.")
+        ->check(within(kLeaveBounds))
+        ->type_name("MS");
+    app.add_option("--leaveall", options.timers.leaveAllMs,
+                   "Leave-all time, 650 to 327650 ms; default: 120000.")
+        ->check(within(kLeaveAllBounds))
+        ->type_name("MS");
+    app.add_option("--delay", options.request.delayMs, "Of each cable, 0 to 1000 ms; default: 1.")
+        ->check(CLI::Range(0U, 1000U))
+        ->type_name("MS");
+    app.add_option("--rest", options.request.restMs,
+                   "Time at rest that is counted, 0 to 3600000 ms; default: the leave-all time.")
+        ->check(CLI::Range(0U, 3'600'000U))
+        ->type_name("MS");
+    app.add_option("--plot", options.plot, "Write times against sizes of the shape as SVG.")
+        ->type_name("FILE")
+        ->needs(shape);
+    app.add_flag("-j,--json", options.json, "Print JSON.");
+}
+
+int run(const Options& options) {
+    if (options.shape.empty() && options.file.empty())
+        throw Mistake(
+            "what is to be planned? allowed: a topology file, or --shape line, star or tree");
+    const Layout layout =
+        options.shape.empty() ? readLayout(options.file) : shapeOf(options, options.switches);
+    const auto result = measureLayout(layout, options.request, options.timers);
+    std::cout << (options.json ? reportJson(result) : reportText(result));
+    if (!options.plot.empty())
+        plot(options);
+    return result.join.ended && result.leave.ended ? 0 : kNotEnded;
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+    CLI::App app(
+        "Measures in virtual time how long VLANs take to spread through a network of mvrp "
+        "switches and to leave it, and how many frames that takes.",
+        "mvrp-plan");
+    Options options;
+    try {
+        addOptions(app, options);
+        app.parse(count, values);
+        return run(options);
+    } catch (const CLI::CallForHelp&) {
+        std::cout << app.help();
+        return 0;
+    } catch (const CLI::Error& error) {
+        std::cerr << "mvrp-plan: " << error.what() << "\nmvrp-plan --help says what is allowed\n";
+    } catch (const std::exception& error) {
+        std::cerr << "mvrp-plan: " << error.what() << "\n";
+    }
+    return kUsage;
+}
