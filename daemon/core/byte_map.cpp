@@ -3,6 +3,7 @@
 // The plain form of the byte maps, the one in vector instructions, and the choice between them.
 #include "daemon/core/byte_map.h"
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <numeric>
@@ -41,6 +42,10 @@ bool mvrpPlainMark(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVl
     return any;
 }
 
+bool mvrpPlainHas(std::span<const u8> bytes, const MvrpByteMarks& which) {
+    return std::ranges::any_of(bytes, [&which](u8 byte) { return which.map.table[byte] != 0; });
+}
+
 void mvrpPlainPack(std::span<const u8> events, u8* packed) {
     constexpr u32 kFirstWeight = 36;
     constexpr u32 kSecondWeight = 6;
@@ -54,7 +59,7 @@ void mvrpPlainPack(std::span<const u8> events, u8* packed) {
 }  // namespace
 
 const MvrpByteForm kMvrpPlainForm = {mvrpPlainApply, mvrpPlainApplyWhere, mvrpPlainLook,
-                                     mvrpPlainMark, mvrpPlainPack};
+                                     mvrpPlainMark,  mvrpPlainHas,        mvrpPlainPack};
 
 #if MVRP_VECTOR && defined(__x86_64__)
 
@@ -70,6 +75,8 @@ using Words16 = short __attribute__((vector_size(32)));
 using Longs8 = int __attribute__((vector_size(32)));
 
 constexpr size_t kBlock = sizeof(Bytes32);
+/// Bytes that are passed over together when none of them has a needed bit.
+constexpr size_t kStretch = 4 * kBlock;
 
 /// A map's look-ups, each in both halves of a vector.
 struct MvrpBlockMap {
@@ -110,11 +117,6 @@ MVRP_AVX2_INLINE Bytes32 mvrpShuffle(Bytes32 table, Bytes32 indexes) {
 
 MVRP_AVX2_INLINE u32 mvrpTopBits(Bytes32 block) {
     return static_cast<u32>(__builtin_ia32_pmovmskb256(block));
-}
-
-MVRP_AVX2_INLINE bool mvrpBlockNone(Bytes32 block) {
-    using Longs4 = long long __attribute__((vector_size(32)));
-    return __builtin_ia32_ptestz256((Longs4)block, (Longs4)block) != 0;
 }
 
 MVRP_AVX2_INLINE MvrpBlockMap mvrpBlockMap(const MvrpByteMap& map) {
@@ -194,11 +196,17 @@ MVRP_AVX2 void mvrpVectorApplyWhere(std::span<u8> bytes, const MvrpVlanBitmap& w
     const MvrpBlockMap blockMap = mvrpBlockMap(map);
     size_t i = 0;
     for (; i + kBlock <= bytes.size(); i += kBlock) {
-        const Bytes32 chosen = mvrpBlockChosen(&where[i / 8]);
-        if (mvrpTopBits(chosen) == 0)
+        u32 word = 0;
+        std::memcpy(&word, &where[i / 8], sizeof(word));
+        if (word == 0)
             continue;
         const Bytes32 block = mvrpBlockLoad(&bytes[i]);
         const Bytes32 values = mvrpBlockValues(block, blockMap, map.table);
+        if (word == ~u32{0}) {
+            mvrpBlockStore(&bytes[i], values);
+            continue;
+        }
+        const Bytes32 chosen = mvrpBlockChosen(&where[i / 8]);
         mvrpBlockStore(&bytes[i], (values & chosen) | (block & ~chosen));
     }
     for (; i < bytes.size(); ++i)
@@ -227,9 +235,16 @@ MVRP_AVX2 u8 mvrpVectorLook(std::span<const u8> bytes, const MvrpByteMap& map, u
     return std::accumulate(std::begin(parts), std::end(parts), u8{0}, std::bit_or<u8>());
 }
 
+/// Whether one of the 4 blocks from `at` on has a needed bit.
+MVRP_AVX2_INLINE bool mvrpStretchHas(const u8* at, Bytes32 needed) {
+    using Longs4 = long long __attribute__((vector_size(32)));
+    const Bytes32 stretch = mvrpBlockLoad(at) | mvrpBlockLoad(at + kBlock) |
+                            mvrpBlockLoad(at + 2 * kBlock) | mvrpBlockLoad(at + 3 * kBlock);
+    return __builtin_ia32_ptestz256((Longs4)stretch, (Longs4)needed) == 0;
+}
+
 MVRP_AVX2 bool mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& which,
                               MvrpVlanBitmap* marks) {
-    constexpr size_t kStretch = 4 * kBlock;
     const MvrpBlockMap blockMap = mvrpBlockMap(which.map);
     const Bytes32 needed = mvrpBlockFill(which.needed);
     *marks = {};
@@ -238,10 +253,7 @@ MVRP_AVX2 bool mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& wh
     size_t i = 0;
     while (i + kBlock <= bytes.size()) {
         if (i % kStretch == 0 && i + kStretch <= bytes.size()) {
-            const Bytes32 stretch = mvrpBlockLoad(at + i) | mvrpBlockLoad(at + i + kBlock) |
-                                    mvrpBlockLoad(at + i + 2 * kBlock) |
-                                    mvrpBlockLoad(at + i + 3 * kBlock);
-            if (mvrpBlockNone(stretch & needed)) {
+            if (!mvrpStretchHas(at + i, needed)) {
                 i += kStretch;
                 continue;
             }
@@ -261,6 +273,27 @@ MVRP_AVX2 bool mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& wh
         mvrpFirstBits(left);
     std::memcpy(marks->data() + i / 8, &bits, (left + 7) / 8);
     return (any | bits) != 0;
+}
+
+/// Whether one of 4 blocks is marked.
+MVRP_AVX2 bool mvrpStretchMarked(const u8* at, const MvrpByteMarks& which) {
+    const MvrpBlockMap blockMap = mvrpBlockMap(which.map);
+    u32 marks = 0;
+    for (size_t i = 0; i < kStretch; i += kBlock)
+        marks |= mvrpTopBits(mvrpBlockValues(mvrpBlockLoad(at + i), blockMap, which.map.table));
+    return marks != 0;
+}
+
+MVRP_AVX2 bool mvrpVectorHas(std::span<const u8> bytes, const MvrpByteMarks& which) {
+    if (bytes.size() < kStretch)
+        return mvrpPlainHas(bytes, which);
+    const Bytes32 needed = mvrpBlockFill(which.needed);
+    // The last stretch overlaps the one before it: what it sees twice does not matter.
+    const u8* const last = bytes.data() + bytes.size() - kStretch;
+    for (const u8* at = bytes.data(); at < last; at += kStretch)
+        if (mvrpStretchHas(at, needed) && mvrpStretchMarked(at, which))
+            return true;
+    return mvrpStretchHas(last, needed) && mvrpStretchMarked(last, which);
 }
 
 /// Twelve events to each half of a vector, of which 16 are read: three bytes at four places.
@@ -288,7 +321,7 @@ MVRP_AVX2 void mvrpVectorPack(std::span<const u8> events, u8* packed) {
 }
 
 constexpr MvrpByteForm kMvrpVectorForm = {mvrpVectorApply, mvrpVectorApplyWhere, mvrpVectorLook,
-                                          mvrpVectorMark, mvrpVectorPack};
+                                          mvrpVectorMark,  mvrpVectorHas,        mvrpVectorPack};
 
 const MvrpByteForm& mvrpFormChoose() {
     __builtin_cpu_init();

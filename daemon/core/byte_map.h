@@ -113,6 +113,8 @@ struct MvrpByteForm {
     /// Writes a bitmap of the marked bytes, clear beyond them; at most as many bytes as it has
     /// bits. Long stretches without a needed bit cost little. @return whether a byte is marked
     bool (*mark)(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks);
+    /// @return whether a byte is marked, without saying which; costs least when none is
+    bool (*has)(std::span<const u8> bytes, const MvrpByteMarks& which);
     /// Packs three events, 0 to 5, into each byte: 36, 6 and 1 are their weights. An incomplete
     /// last byte counts what is missing as 0. `packed` holds a third of the events, rounded up.
     void (*pack)(std::span<const u8> events, u8* packed);

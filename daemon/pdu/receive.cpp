@@ -49,12 +49,32 @@ class MvrpReader {
     std::span<const u8> rest_;
 };
 
-void mvrpMachineInitIfIdle(u8* machine) {
-    if (!mvrpVlanActive(*machine))
-        mvrpFsmInit(machine, MVRP_MACHINE_DYNAMIC);
+/// Machines after an event that is received: one that was idle begins with it.
+template <class Apply>
+consteval MvrpByteTable mvrpReceivedTable(Apply apply) {
+    MvrpByteTable table = {};
+    for (u32 byte = 0; byte < table.size(); ++byte) {
+        const u8 machine = static_cast<u8>(byte);
+        table[byte] =
+            apply(mvrpVlanActive(machine) ? machine : mvrpMachineBegin(MVRP_MACHINE_DYNAMIC));
+    }
+    return table;
 }
 
-u32 mvrpPortPvid(const MvrpPortEntry* port) {
+/// A declaration: REG-BIT, then its event.
+template <MvrpEvent Event>
+constexpr MvrpByteTable kJoinTable = mvrpReceivedTable([](u8 machine) {
+    mvrpBitSet(&machine, MVRP_REG_BIT);
+    return mvrpMachineAfter(machine, Event, MVRP_PROTOCOL_MVRP);
+});
+
+/// An event that only tells how others stand.
+template <MvrpEvent Event>
+constexpr MvrpByteTable kObservedTable = mvrpReceivedTable([](u8 machine) {
+    return mvrpMachineAfter(machine, Event, MVRP_PROTOCOL_MVRP);
+});
+
+inline u32 mvrpPortPvid(const MvrpPortEntry* port) {
     u32 pvid = kMvrpDefaultVlan;
     if (qorIfGetApi(port->portunit, static_cast<u32>(QorIfAttribute::Pvid), &pvid) != kStatusOk) {
         MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
@@ -63,13 +83,8 @@ u32 mvrpPortPvid(const MvrpPortEntry* port) {
     return pvid;
 }
 
-/// Marks a newly registered VLAN for the switch, unless it is applied already.
-void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
-    u8* flag = &port->vlanFlag[vid - 1];
-    mvrpBitClear(flag, MVRP_FLAG_REMOVE);
-    if (mvrpBitTest(flag, MVRP_FLAG_APPLIED) != 0)
-        return;
-
+/// Queues a registered VLAN for the switch, if the port carries it.
+void mvrpRegistrationQueue(MvrpPortEntry* port, u32 vid) {
     // The VLAN's own bit stands for the port's list when that can not be read.
     MvrpVlanBitmap carried = {};
     mvrpBitSet(carried.data(), vid - 1);
@@ -79,13 +94,21 @@ void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
                    vid, gMvrpInfo.vlanEntryNum);
     }
     if (mvrpBitTest(carried.data(), vid - 1) != 0)
-        mvrpBitSet(flag, MVRP_FLAG_ADD);
+        mvrpBitSet(&port->vlanFlag[vid - 1], MVRP_FLAG_ADD);
 
     if (mvrpPortVlanEntryEnsure(port->portunit, vid)) {
         MVRP_TRACE(MVRP_DEBUG_DATABASE, port->portunit, vid,
                    "vector process; port %u vlan %u entry add. (%u)\n\r", port->portunit, vid,
                    gMvrpInfo.vlanEntryNum);
     }
+}
+
+/// Marks a newly registered VLAN for the switch, unless it is applied already.
+inline void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
+    u8* flag = &port->vlanFlag[vid - 1];
+    mvrpBitClear(flag, MVRP_FLAG_REMOVE);
+    if (mvrpBitTest(flag, MVRP_FLAG_APPLIED) == 0) [[unlikely]]
+        mvrpRegistrationQueue(port, vid);
 }
 
 /// Writes the line that follows a machine event; `step` numbers the kinds of attribute event.
@@ -95,20 +118,17 @@ void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
                port->madMachine[vid - 1]);
 }
 
-void mvrpJoinReceive(MvrpPortEntry* port, u32 vid, MvrpEvent event) {
+inline void mvrpJoinReceive(MvrpPortEntry* port, u32 vid, const MvrpByteTable& after) {
     u8* machine = &port->madMachine[vid - 1];
-    mvrpMachineInitIfIdle(machine);
-    mvrpBitSet(machine, MVRP_REG_BIT);
-    mvrpFsmChange(machine, event, MVRP_PROTOCOL_MVRP);
+    *machine = after[*machine];
     mvrpMachineTrace(port, vid, 2);
     if (vid != mvrpPortPvid(port))
         mvrpRegistrationMark(port, vid);
 }
 
-void mvrpObserve(MvrpPortEntry* port, u32 vid, MvrpEvent event, u32 step) {
+void mvrpObserve(MvrpPortEntry* port, u32 vid, const MvrpByteTable& after, u32 step) {
     u8* machine = &port->madMachine[vid - 1];
-    mvrpMachineInitIfIdle(machine);
-    mvrpFsmChange(machine, event, MVRP_PROTOCOL_MVRP);
+    *machine = after[*machine];
     mvrpMachineTrace(port, vid, step);
 }
 
@@ -121,30 +141,28 @@ void mvrpLeaveReceive(MvrpPortEntry* port, u32 vid) {
     mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
 }
 
-/// Whether an attribute event declares its VLAN.
-constexpr bool mvrpEventJoins(u32 event) {
-    return event == MVRP_ATTRIBUTE_NEW || event == MVRP_ATTRIBUTE_JOIN_IN ||
-           event == MVRP_ATTRIBUTE_JOIN_MT;
-}
+/// What a declaration makes of a machine, by attribute event; null for an event that declares
+/// nothing, or does not exist.
+using MvrpJoins = std::array<const MvrpByteTable*, MVRP_ATTRIBUTE_LV + 3>;
 
+constexpr MvrpJoins mvrpJoinsWith(const MvrpByteTable* joinIn) {
+    MvrpJoins joins = {};
+    joins[MVRP_ATTRIBUTE_NEW] = &kJoinTable<MVRP_EVENT_R_NEW>;
+    joins[MVRP_ATTRIBUTE_JOIN_IN] = joinIn;
+    joins[MVRP_ATTRIBUTE_JOIN_MT] = &kJoinTable<MVRP_EVENT_R_JOIN_MT>;
+    return joins;
+}
+constexpr MvrpJoins kJoins = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN>);
+constexpr MvrpJoins kJoinsNoObserve = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN_NO_OBSERVE>);
+
+/// An attribute event that does not declare its VLAN.
 void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
-    const bool observes = port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
     switch (event) {
-        case MVRP_ATTRIBUTE_NEW:
-            mvrpJoinReceive(port, vid, MVRP_EVENT_R_NEW);
-            break;
-        case MVRP_ATTRIBUTE_JOIN_IN:
-            mvrpJoinReceive(port, vid,
-                            observes ? MVRP_EVENT_R_JOIN_IN : MVRP_EVENT_R_JOIN_IN_NO_OBSERVE);
-            break;
-        case MVRP_ATTRIBUTE_JOIN_MT:
-            mvrpJoinReceive(port, vid, MVRP_EVENT_R_JOIN_MT);
-            break;
         case MVRP_ATTRIBUTE_IN:
-            mvrpObserve(port, vid, MVRP_EVENT_R_IN, 3);
+            mvrpObserve(port, vid, kObservedTable<MVRP_EVENT_R_IN>, 3);
             break;
         case MVRP_ATTRIBUTE_MT:
-            mvrpObserve(port, vid, MVRP_EVENT_R_MT, 4);
+            mvrpObserve(port, vid, kObservedTable<MVRP_EVENT_R_MT>, 4);
             break;
         case MVRP_ATTRIBUTE_LV:
             mvrpLeaveReceive(port, vid);
@@ -154,15 +172,29 @@ void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
     }
 }
 
+/// The three events of each packed byte.
+using MvrpUnpacked = std::array<u8, kMvrpEventsPerByte>;
+constexpr std::array<MvrpUnpacked, 256> kUnpacked = [] {
+    std::array<MvrpUnpacked, 256> all = {};
+    for (u32 packed = 0; packed < all.size(); ++packed)
+        for (u32 position = 0; position < kMvrpEventsPerByte; ++position)
+            all[packed][position] =
+                static_cast<u8>(mvrpEventUnpack(static_cast<u8>(packed), position));
+    return all;
+}();
+static_assert(kUnpacked[0xFF][0] < kJoins.size(), "no packed event is beyond the table");
+
 /// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
 /// end early. @return whether all were there
 bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<const u8> packed,
                        MvrpVlanBitmap* joined) {
+    const bool observes = port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
+    const MvrpJoins& joins = observes ? kJoins : kJoinsNoObserve;
     for (u32 i = 0; i < count && firstVid + i <= kMvrpVlanLast; ++i) {
         const u32 vid = firstVid + i;
         if (i / kMvrpEventsPerByte >= packed.size())
             return false;
-        const u32 event = mvrpEventUnpack(packed[i / kMvrpEventsPerByte], i % kMvrpEventsPerByte);
+        const u32 event = kUnpacked[packed[i / kMvrpEventsPerByte]][i % kMvrpEventsPerByte];
         // A VLAN that others configured is theirs; one the switch does not know can be registered.
         if (mvrpVlanKnownAndNot(vid, QorVlanType::Dynamic))
             continue;
@@ -170,9 +202,12 @@ bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<c
                    "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
                    "machine:0x%02x\r\n",
                    event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
-        if (mvrpEventJoins(event))
+        if (const MvrpByteTable* after = joins[event]) [[likely]] {
             mvrpBitSet(joined->data(), vid - 1);
-        mvrpAttributeReceive(port, vid, event);
+            mvrpJoinReceive(port, vid, *after);
+        } else {
+            mvrpAttributeReceive(port, vid, event);
+        }
     }
     return packed.size() == mvrpPackedBytes(count);
 }

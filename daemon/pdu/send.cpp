@@ -6,6 +6,7 @@
 #include "daemon/db/platform_query.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
+#include "daemon/pdu/sent_before.h"
 #include "daemon/pdu/vector.h"
 #include "daemon/timers/protocol_timers.h"
 
@@ -37,7 +38,9 @@ void mvrpPduBegin(MvrpPdu* pdu) {
 /// Closes the PDU with the end mark and sends it. @return the socket's result
 s32 mvrpPduSend(MvrpPortEntry* port, const MvrpPdu& pdu) {
     const size_t length = static_cast<size_t>(pdu.used) + kMvrpEndMarkBytes;
-    return mvrpSendPdu(port, std::span<const u8>(pdu.bytes).first(length));
+    const std::span<const u8> body = std::span<const u8>(pdu.bytes).first(length);
+    gMvrpSentBefore.note(body);
+    return mvrpSendPdu(port, body);
 }
 
 /// Bytes that the port's PDUs may hold; negative for a port with a very small MTU.
@@ -205,6 +208,17 @@ void mvrpRunsSend(MvrpPortEntry* port) {
     mvrpPduSend(port, pdu);
 }
 
+/// Sends the declarations of a port, which may be those of the last that sent any.
+void mvrpDeclarationsSend(MvrpPortEntry* port) {
+    if (gMvrpSentBefore.fits(port)) {
+        gMvrpSentBefore.repeat(port, [port](std::span<const u8> body) { mvrpSendPdu(port, body); });
+        return;
+    }
+    gMvrpSentBefore.begin(port);
+    mvrpRunsSend<MvrpDeclarations>(port);
+    gMvrpSentBefore.finish(port);
+}
+
 bool mvrpMaySend(const MvrpPortEntry* port) {
     return port != nullptr && port->enable != 0 && !mvrpGvrpCompliant();
 }
@@ -239,7 +253,7 @@ constexpr MvrpByteMarks kLeaveallExtending = mvrpByteMarks(mvrpLeaveallCarries);
 s32 mvrpPortSendPkt(MvrpPortEntry* port) {
     if (!mvrpMaySend(port))
         return -1;
-    mvrpRunsSend<MvrpDeclarations>(port);
+    mvrpDeclarationsSend(port);
     mvrpJoinCycleStep(port, MVRP_JOIN_FULL);
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/send.h"
+#include "daemon/pdu/sent_before.h"
 #include "daemon/pdu/vector.h"
 
 namespace {
@@ -162,11 +163,16 @@ constexpr bool mvrpLeaveallEventChoose(u8 machine, MvrpAttributeEvent* event) {
 
 /// In place of an attribute event: there is none.
 constexpr u8 kNoAttribute = 0x80;
+/// Beside an attribute event: the VLAN has neither flag, and may be forgotten once it is sent.
+constexpr u8 kInactive = 0x40;
 
 /// Attribute event of each machine, and the machine once that is sent.
 constexpr MvrpByteMap kSendingEvents = mvrpByteMap([](u8 machine) {
     MvrpSending sending = {};
-    return mvrpSendingChoose(machine, &sending) ? static_cast<u8>(sending.attribute) : kNoAttribute;
+    if (!mvrpSendingChoose(machine, &sending))
+        return kNoAttribute;
+    const u8 inactive = mvrpVlanActive(machine) ? u8{0} : kInactive;
+    return static_cast<u8>(sending.attribute | inactive);
 });
 constexpr MvrpByteMap kSentMachines = mvrpByteMap([](u8 machine) {
     MvrpSending sending = {};
@@ -186,10 +192,6 @@ constexpr MvrpByteMap kLeaveallEvents = mvrpByteMap([](u8 machine) {
 });
 constexpr MvrpByteMap kLeaveallMachines = mvrpByteMap(mvrpMachineInLeaveall);
 
-/// Machines whose VLAN may be forgotten once its last word is sent.
-constexpr MvrpByteMap kInactiveMachines =
-    mvrpByteMap([](u8 machine) { return mvrpVlanActive(machine) ? u8{0} : kNoAttribute; });
-
 /// Runs from this length on are worth a form that sets out for long ones.
 constexpr u32 kLongRun = 64;
 
@@ -197,17 +199,28 @@ const MvrpByteForm& mvrpFormFor(std::span<const u8> run) {
     return run.size() < kLongRun ? kMvrpPlainForm : gMvrpBytes;
 }
 
-/// Packs what the machines of a run send and applies that it was sent.
-/// @return false, with nothing done, when one of them sends nothing
-bool mvrpRunPack(std::span<u8> machines, const MvrpByteMap& events, const MvrpByteMap& sent,
-                 std::span<u8> packed) {
-    std::array<u8, kMvrpVlanCount> attributes;
+/// What became of a run.
+enum class MvrpPacked {
+    No,            ///< nothing was done: one of its machines sends nothing
+    Yes,           ///< what its machines send is packed, and applied as sent
+    WithInactive,  ///< the same, and there are machines with neither flag
+};
+
+MvrpPacked mvrpRunPack(std::span<u8> machines, const MvrpByteMap& events, const MvrpByteMap& sent,
+                       std::span<u8> packed) {
+    std::array<u8, kMvrpVlanCount> kept;
+    const std::span<u8> attributes = std::span(kept).first(machines.size());
     const MvrpByteForm& form = mvrpFormFor(machines);
-    if ((form.look(machines, events, attributes.data()) & kNoAttribute) != 0)
-        return false;
-    form.pack(std::span<const u8>(attributes).first(machines.size()), packed.data());
+    const u8 all = form.look(machines, events, attributes.data());
+    if ((all & kNoAttribute) != 0)
+        return MvrpPacked::No;
+    const bool inactive = (all & kInactive) != 0;
+    if (inactive)
+        for (u8& attribute : attributes)
+            attribute &= static_cast<u8>(~kInactive);
+    form.pack(attributes, packed.data());
     form.apply(machines, sent);
-    return true;
+    return inactive ? MvrpPacked::WithInactive : MvrpPacked::Yes;
 }
 
 std::span<u8> mvrpRunMachines(MvrpPortEntry* port, u32 firstVid, u32 count) {
@@ -221,13 +234,13 @@ bool mvrpVectorBuildAtOnce(MvrpPortEntry* port, u32 firstVid, u32 count, std::sp
         port->participant_mode == MVRP_PARTICIPANT_QUIET)
         return false;
     const std::span<u8> machines = mvrpRunMachines(port, firstVid, count);
-    if (!mvrpRunPack(machines, kSendingEvents, kSentMachines, packed))
-        return false;
-    std::array<u8, kMvrpVlanCount> inactive;
-    if (mvrpFormFor(machines).look(machines, kInactiveMachines, inactive.data()) != 0)
+    const MvrpPacked done = mvrpRunPack(machines, kSendingEvents, kSentMachines, packed);
+    if (done == MvrpPacked::WithInactive) {
+        gMvrpSentBefore.spoil();  // the switch is asked
         for (u32 vid = firstVid; vid < firstVid + count; ++vid)
             mvrpInactiveForget(port, vid);
-    return true;
+    }
+    return done != MvrpPacked::No;
 }
 
 }  // namespace
@@ -238,6 +251,7 @@ s32 mvrpVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> o
         return -1;
     if (mvrpVectorBuildAtOnce(port, endVlan - count, count, packed))
         return mvrpVectorLength(packed);
+    gMvrpSentBefore.spoil();
     MvrpEventPacker packer(packed);
     MvrpAttributeEvent last = MVRP_ATTRIBUTE_NEW;
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
@@ -263,7 +277,7 @@ s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::sp
     if (packed.empty())
         return -1;
     if (mvrpRunPack(mvrpRunMachines(port, endVlan - count, count), kLeaveallEvents,
-                    kLeaveallMachines, packed))
+                    kLeaveallMachines, packed) != MvrpPacked::No)
         return mvrpVectorLength(packed);
     MvrpEventPacker packer(packed);
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {

@@ -84,10 +84,12 @@ void mvrpMvrpLeaveallRaise(MvrpPortEntry* port) {
 }
 
 /// Ends what is leaving on the port; `left` receives the VLANs that left. @return whether there was
-/// anything to do; without that `left` is empty
+/// anything to do; without that `left` is not written
 bool mvrpRegistrationsExpire(MvrpPortEntry* port, MvrpVlanBitmap* left) {
-    if (!gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, left))
+    // Most expiries find nothing, and make no bitmap for that.
+    if (!gMvrpBytes.has(mvrpMachines(port), kMvrpExpiringMachines))
         return false;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, left);
     mvrpForEachVlan(*left, [port, left](u32 vid) {
         u8* machine = &port->madMachine[vid - 1];
         if (mvrpRegistrar(*machine) == REG_STATE_LV) {

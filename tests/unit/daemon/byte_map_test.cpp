@@ -89,6 +89,21 @@ TEST_F(ByteMap, MarksAsThePlainFormDoes) {
             kMvrpPlainForm.mark(from, marks, &plain);
             gMvrpBytes.mark(from, marks, &fast);
             ASSERT_EQ(plain, fast);
+            ASSERT_EQ(kMvrpPlainForm.has(from, marks), !mvrpBitmapEmpty(plain));
+            ASSERT_EQ(gMvrpBytes.has(from, marks), !mvrpBitmapEmpty(plain));
+        }
+    }
+}
+
+TEST_F(ByteMap, FindsOneMarkedByteWhereverItIs) {
+    constexpr u8 kLeaving = u8{REG_STATE_LV} << 2U | 2;
+    for (const size_t length : {1U, 31U, 127U, 128U, 129U, 4095U}) {
+        std::vector<u8> bytes(length, 0x01);
+        ASSERT_FALSE(gMvrpBytes.has(bytes, kMvrpExpiringMachines));
+        for (size_t at = 0; at < length; ++at) {
+            bytes[at] = kLeaving;
+            ASSERT_TRUE(gMvrpBytes.has(bytes, kMvrpExpiringMachines)) << at << " of " << length;
+            bytes[at] = 0x01;
         }
     }
 }
