@@ -107,6 +107,7 @@ void FrameNet::stop() {
     const std::lock_guard serial(configMutex_);
     const std::lock_guard lock(mutex_);
     wires_.clear();
+    nearWires_ = {};
     config_ = {};
 }
 
@@ -124,7 +125,7 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
     }
     // Its interface has another name: who was heard on it is still there.
     const std::lock_guard lock(mutex_);
-    wires_[unit].cableConfig = now;
+    wireOf(unit).cableConfig = now;
     return true;
 }
 
@@ -135,7 +136,7 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
     }
     std::shared_ptr<Cable> old;
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wires_[unit];
+    PortWire& wire = wireOf(unit);
     old = std::move(wire.cable);
     if (old != nullptr) {
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, old->descriptor(), nullptr);
@@ -172,14 +173,14 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     std::shared_ptr<Cable> cable;
     {
         const std::lock_guard lock(mutex_);
-        PortWire& own = wires_[unit];
+        PortWire& own = wireOf(unit);
         if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
             sent = std::span(converted).first(nativeToIeee(frame, converted));
             if (sent.empty()) {
                 return 0;
             }
         }
-        PortWire& wire = wires_[port];
+        PortWire& wire = wireOf(port);
         record(wire, sent);
         cable = wire.cable;
     }
@@ -188,7 +189,7 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         observer_->frameSent(unit, sent, error);
     }
     const std::lock_guard lock(mutex_);
-    PortCountersRecord& counters = wires_[unit].counters;
+    PortCountersRecord& counters = wireOf(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
     } else if (cable != nullptr) {
@@ -227,7 +228,7 @@ HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& er
 
 HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {
     const std::lock_guard lock(mutex_);
-    wires_[unit].form = form;
+    wireOf(unit).form = form;
     return HostStatus::Ok;
 }
 
@@ -240,7 +241,7 @@ HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string
         }
     }
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wires_[unit];
+    PortWire& wire = wireOf(unit);
     wire.recordFile = file;
     wire.recorder = std::move(recorder);
     return HostStatus::Ok;
@@ -258,7 +259,7 @@ HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::opt
     }
     {
         const std::lock_guard lock(mutex_);
-        wires_[unit].replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
+        wireOf(unit).replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
     }
     wake();
     return HostStatus::Ok;
@@ -283,6 +284,20 @@ void FrameNet::forget(u32 unit) {
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, found->second.cable->descriptor(), nullptr);
     }
     wires_.erase(found);
+    if (unit < nearWires_.size()) {
+        nearWires_[unit] = nullptr;
+    }
+}
+
+PortWire& FrameNet::wireOf(u32 unit) {
+    if (unit >= nearWires_.size()) {
+        return wires_[unit];
+    }
+    PortWire*& near = nearWires_[unit];
+    if (near == nullptr) {
+        near = &wires_[unit];
+    }
+    return *near;
 }
 
 void FrameNet::record(PortWire& wire, std::span<const u8> frame) {

@@ -13,6 +13,7 @@
 // command thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <map>
 #include <mutex>
@@ -88,6 +89,8 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
     void forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes);
     void record(PortWire& wire, std::span<const u8> frame);
+    /// The wire of a unit, made when it is not there yet. @pre mutex_ is held
+    PortWire& wireOf(u32 unit);
     void wake();
 
     const SwitchDriver& driver_;
@@ -96,6 +99,8 @@ class FrameNet final : public FrameTransmitter, public PortWires {
 
     mutable std::mutex mutex_;
     std::map<u32, PortWire> wires_;  ///< guarded by mutex_
+    /// Where the wires of low units are, once they were asked for; guarded by mutex_.
+    std::array<PortWire*, 1024> nearWires_{};
 
     std::mutex configMutex_;  ///< serialises start, reconfigure and stop
     SwitchConfig config_;     ///< guarded by configMutex_

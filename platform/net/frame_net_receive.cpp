@@ -111,7 +111,7 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
     const FramePolicy policy = driver_.framePolicy(port);
     {
         const std::lock_guard lock(mutex_);
-        PortWire& wire = wires_[port];
+        PortWire& wire = wireOf(port);
         record(wire, bytes);
         if (policy.unit == 0 || !policy.linkUp || !policy.active) {
             ++wire.counters.droppedDisabled;
@@ -130,7 +130,7 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
         return;
     }
     const std::lock_guard lock(mutex_);
-    ++wires_[policy.unit].counters.ignored;
+    ++wireOf(policy.unit).counters.ignored;
 }
 
 /// A frame of a port that takes part: to the daemon or nowhere.
@@ -147,7 +147,7 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
         observer_->frameHandled(policy.unit, view, reason, outcome);
     }
     const std::lock_guard lock(mutex_);
-    PortCountersRecord& counters = wires_[policy.unit].counters;
+    PortCountersRecord& counters = wireOf(policy.unit).counters;
     countDrop(counters, reason);
     if (outcome) {
         countDelivery(counters, *outcome, bytes.size());
@@ -156,7 +156,7 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
 
 void FrameNet::noteSender(u32 unit, const FrameView& view) {
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wires_[unit];
+    PortWire& wire = wireOf(unit);
     wire.peer = view.source();
     if (view.kind == FrameKind::IeeeMvrp) {
         wire.heard = static_cast<u32>(WireForm::Ieee);
@@ -205,7 +205,7 @@ void FrameNet::forward(u32 port, const FramePolicy& policy, std::span<const u8> 
     targets_.clear();
     {
         const std::lock_guard lock(mutex_);
-        ++wires_[port].counters.forwarded;
+        ++wireOf(port).counters.forwarded;
         for (auto& [unit, wire] : wires_) {
             if (wire.cable != nullptr && unit != port) {
                 targets_.emplace_back(unit, wire.cable);

@@ -76,6 +76,10 @@ void reportLink(u32 unit, bool wasUp, bool isUp, RouteBatch& batch) {
 }  // namespace
 
 const SwitchPort* SwitchState::find(u32 unit) const {
+    // Where units count from 1 a port stands at its number.
+    if (unit - 1 < ports.size() && ports[unit - 1].unit == unit) {
+        return &ports[unit - 1];
+    }
     const auto found = std::ranges::lower_bound(ports, unit, {}, &SwitchPort::unit);
     return found != ports.end() && found->unit == unit ? &*found : nullptr;
 }

@@ -439,5 +439,19 @@ TEST_F(SocketLayerTest, BytesWaitingAndReadyRingsNeedNoSystemCall) {
     EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
+TEST_F(SocketLayerTest, AClosedSocketTellsNothingOfWhatWaitedThere) {
+    s32 waiting = 0;
+    layer_.deliver(SocketKind::Mvrp, groupMeta(), kFrame);
+    ASSERT_EQ(qor_ioctl(mvrp_, kQorIoctlBytesWaiting, &waiting), 0);
+    EXPECT_EQ(waiting, 9);
+    const int number = mvrp_;
+    qor_close(mvrp_);
+    EXPECT_EQ(qor_ioctl(number, kQorIoctlBytesWaiting, &waiting), -1);
+    mvrp_ = qor_socket(kQorFamilyPacket, kQorTypeRaw, kQorProtocolMvrp);
+    ASSERT_EQ(mvrp_, number);
+    ASSERT_EQ(qor_ioctl(mvrp_, kQorIoctlBytesWaiting, &waiting), 0);
+    EXPECT_EQ(waiting, 0);
+}
+
 }  // namespace
 }  // namespace platform
