@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "platform/watch/frame_watch.h"
 
+#include <algorithm>
 #include <bit>
+#include <cstring>
 #include <utility>
 
 #include "platform/net/clock.h"
@@ -75,17 +77,19 @@ class ReceivedEvents final : public EventSink {
     bool leaveAll_ = false;  ///< this PDU's was counted
 };
 
+/// Counts the events of a PDU that was sent, maybe several times, and remembers the last time.
 class SentEvents final : public EventSink {
   public:
-    SentEvents(PortRecord& port, u64 nowMs, u32 sinceMs)
-        : port_(port), nowMs_(nowMs), sinceMs_(sinceMs) {}
+    SentEvents(PortRecord& port, u32 times, u64 lastMs, u32 sinceMs)
+        : port_(port), times_(times), lastMs_(lastMs), sinceMs_(sinceMs) {}
 
     void onEvent(u32 vid, PduEvent event) override {
         if (event == PduEvent::LeaveAll && std::exchange(leaveAll_, true))
             return;
-        ++port_.statistics.eventsOut[static_cast<std::size_t>(event)];
+        port_.statistics.eventsOut[static_cast<std::size_t>(event)] += times_;
         if (event == PduEvent::LeaveAll) {
-            port_.leaveAllOutMs = port_.leaveTimerMs = nowMs_;
+            port_.leaveAllOutMs = lastMs_;
+            port_.leaveTimerMs = std::max(port_.leaveTimerMs, lastMs_);
             return;
         }
         port_.vlans[vid].sentMs = sinceMs_;
@@ -94,7 +98,8 @@ class SentEvents final : public EventSink {
 
   private:
     PortRecord& port_;
-    u64 nowMs_;
+    u32 times_;
+    u64 lastMs_;
     u32 sinceMs_;
     bool leaveAll_ = false;
 };
@@ -139,7 +144,10 @@ PortRecord& FrameWatch::record(u32 unit) {
 
 const PortRecord* FrameWatch::find(u32 unit) const {
     const auto found = ports_.find(unit);
-    return found == ports_.end() ? nullptr : found->second.get();
+    if (found == ports_.end())
+        return nullptr;
+    countSent(*found->second, found->second->sent.frame());
+    return found->second.get();
 }
 
 void FrameWatch::frameArrived(u32 unit, std::span<const u8> bytes) {
@@ -180,12 +188,33 @@ void FrameWatch::frameSent(u32 unit, std::span<const u8> bytes, int error) {
         ++port.statistics.sendFailed;
         return;
     }
-    const FrameView view = classifyFrame(bytes);
+    const bool again = bytes.size() == port.sent.length &&
+                       std::memcmp(bytes.data(), port.sent.bytes.data(), bytes.size()) == 0;
+    if (!again)
+        keepSent(port, bytes);
+    ++port.sent.times;
+    port.sent.lastMs = nowMs;
+    if (bytes.size() > port.sent.length)
+        countSent(port, bytes);
+}
+
+void FrameWatch::keepSent(PortRecord& port, std::span<const u8> bytes) {
+    countSent(port, port.sent.frame());
+    port.sent.length = 0;
+    if (bytes.size() > port.sent.bytes.size())
+        return;
+    port.sent.length = static_cast<u32>(bytes.size());
+    std::memcpy(port.sent.bytes.data(), bytes.data(), bytes.size());
+}
+
+void FrameWatch::countSent(PortRecord& port, std::span<const u8> frame) const {
+    const u32 times = std::exchange(port.sent.times, 0);
+    const FrameView view = times == 0 ? FrameView{} : classifyFrame(frame);
     if (view.kind == FrameKind::None)
         return;
-    ++port.statistics.pdusOut.at(formIndex(view.kind));
-    port.statistics.bytesOut += bytes.size();
-    SentEvents events(port, nowMs, sinceStart(nowMs, startMs_));
+    port.statistics.pdusOut.at(formIndex(view.kind)) += times;
+    port.statistics.bytesOut += times * frame.size();
+    SentEvents events(port, times, port.sent.lastMs, sinceStart(port.sent.lastMs, startMs_));
     walkEvents(view, events);
 }
 
@@ -223,6 +252,7 @@ void FrameWatch::clear(u32 unit) {
     for (auto& [number, port] : ports_) {
         if (unit != 0 && unit != number)
             continue;
+        countSent(*port, port->sent.frame());
         const std::array<u8, 6> origin = port->statistics.lastPduOrigin;
         port->statistics = {};
         port->statistics.lastPduOrigin = origin;

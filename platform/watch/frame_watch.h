@@ -4,8 +4,8 @@
 // keeps the latest frames while somebody captures.
 //
 // A port's record is allocated when the port begins to take part (prepare()); a frame costs one
-// walk over its events. Locking: one mutex around the records; the driver's lock is taken inside
-// it.
+// walk over its events, a frame that is sent once more a comparison. Locking: one mutex around the
+// records; the driver's lock is taken inside it.
 #pragma once
 
 #include <map>
@@ -50,7 +50,12 @@ class FrameWatch final : public FrameObserver {
 
   private:
     PortRecord& record(u32 unit);
+    /// @return the record, with all counted; null when there is none
     const PortRecord* find(u32 unit) const;
+    /// Another frame than before is sent now: counts that, and keeps this unless it is too long.
+    void keepSent(PortRecord& port, std::span<const u8> bytes);
+    /// Counts a frame as often as it was sent, if it is a PDU.
+    void countSent(PortRecord& port, std::span<const u8> frame) const;
 
     const SwitchDriver& driver_;
     const u64 startMs_;

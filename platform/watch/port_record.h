@@ -7,6 +7,7 @@
 #pragma once
 
 #include <array>
+#include <span>
 
 #include "platform/command/watch_wire.h"
 #include "platform/wire/events.h"
@@ -24,6 +25,19 @@ struct VlanMemory {
     PduEvent sentEvent = PduEvent::New;
 };
 
+/// The frame that a port sent last, and how often in a row: a switch repeats itself, mostly. Its
+/// events are counted and remembered when another is sent, or somebody asks.
+struct RepeatedFrame {
+    static constexpr std::size_t kMostBytes = 1600;
+
+    u32 times = 0;  ///< not counted yet
+    u32 length = 0;
+    u64 lastMs = 0;
+    std::array<u8, kMostBytes> bytes;
+
+    std::span<const u8> frame() const { return std::span(bytes).first(length); }
+};
+
 struct PortRecord {
     PortStatisticsRecord statistics{};  ///< its times are filled in when it is read
     u64 countedFromMs = 0;
@@ -32,6 +46,7 @@ struct PortRecord {
     u64 leaveAllOutMs = 0;
     u64 leaveTimerMs = 0;  ///< when what starts the leave timer was last seen
     u32 registration = 1;  ///< registration mode: 1 normal, 2 fixed, 3 forbidden
+    RepeatedFrame sent;
     std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID
 };
 

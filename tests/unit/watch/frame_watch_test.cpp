@@ -52,6 +52,35 @@ TEST_F(FrameWatching, CountsPdusAndEventsByFormAndDirection) {
     EXPECT_NE(statistics.lastPduMs, kNever);
 }
 
+TEST_F(FrameWatching, CountsEachOfTheSameFramesInARow) {
+    const frames::Bytes leaveAll = frames::nativeFrame("00 01 01 2001 000a 24 0000");
+    for (int i = 0; i < 3; ++i)
+        watch.frameSent(kPort, leaveAll, 0);
+    EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 3U);
+    for (const frames::Bytes& frame : {leaveAll, leaveTen, leaveTen, leaveAll})
+        watch.frameSent(kPort, frame, 0);
+    const PortStatisticsRecord statistics = watch.statistics(kPort);
+    EXPECT_EQ(statistics.pdusOut[0], 7U);
+    EXPECT_EQ(statistics.bytesOut, 5 * leaveAll.size() + 2 * leaveTen.size());
+    EXPECT_EQ(statistics.eventsOut.at(static_cast<std::size_t>(PduEvent::LeaveAll)), 5U);
+    EXPECT_EQ(statistics.eventsOut.at(static_cast<std::size_t>(PduEvent::JoinIn)), 5U);
+    EXPECT_EQ(statistics.eventsOut.at(static_cast<std::size_t>(PduEvent::Lv)), 2U);
+    EXPECT_EQ(watch.vlanHistory(kPort, 10).sentEvent, static_cast<u8>(PduEvent::JoinIn));
+    EXPECT_NE(watch.history(kPort).leaveAllOutMs, kNever);
+    watch.frameSent(kPort, leaveTen, 0);
+    watch.clear(kPort);
+    EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 0U);
+}
+
+TEST_F(FrameWatching, CountsFramesThatAreTooLongToKeep) {
+    frames::Bytes padded = leaveTen;
+    padded.resize(RepeatedFrame::kMostBytes + 1);
+    for (const frames::Bytes& frame : {leaveTen, padded, padded, leaveTen})
+        watch.frameSent(kPort, frame, 0);
+    EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 4U);
+    EXPECT_EQ(watch.statistics(kPort).eventsOut.at(static_cast<std::size_t>(PduEvent::Lv)), 4U);
+}
+
 TEST_F(FrameWatching, ALeaveAllInEveryVectorOfAPduIsOne) {
     receive(frames::nativeFrame("00 01 01 2001 000a 24 2001 0014 24 0000"));
     EXPECT_EQ(eventsIn(PduEvent::LeaveAll), 1U);
