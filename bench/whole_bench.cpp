@@ -84,7 +84,8 @@ void registerAll(const Daemon& daemon, Peers& peers, const std::vector<u8>& join
     Channel channel = daemon.channel();
     const Clock::time_point begin = Clock::now();
     for (u32 unit = 1; unit <= kPorts; ++unit)
-        peers.send(unit, join);
+        while (!peers.send(unit, join) && secondsSince(begin) < kWithinSeconds)
+            ;
     while (wordOf(channel.request(Request::ScalarGet, 0, kPendingCount)) != 0 ||
            membershipsOf(channel) != kAll) {
         if (secondsSince(begin) > kWithinSeconds)
