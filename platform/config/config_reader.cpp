@@ -42,16 +42,8 @@ std::string joined(std::span<const std::string_view> words) {
     return text;
 }
 
-/// A text between two others; with += because GCC 12 warns at -O3 of an overlap that is not there
-/// in a sum that begins with a literal.
-std::string enclosed(std::string_view open, std::string_view text, std::string_view close) {
-    std::string all(open);
-    all += text;
-    return all += close;
-}
-
 std::string quoted(std::string_view text) {
-    return enclosed("\"", text, "\"");
+    return "\"" + std::string(text) + "\"";
 }
 
 bool isControl(char character) {
@@ -189,7 +181,7 @@ std::optional<VlanBitmap> ConfigReader::vlans(std::string_view key) {
 }
 
 std::optional<ConfigReader> ConfigReader::table(std::string_view key) {
-    const std::string name = enclosed("[", key, "]");
+    const std::string name = "[" + std::string(key) + "]";
     const ConfigValue* value = ofKind(key, ConfigKind::Table, "a table " + name);
     if (value == nullptr)
         return std::nullopt;
@@ -199,7 +191,7 @@ std::optional<ConfigReader> ConfigReader::table(std::string_view key) {
 std::vector<ConfigReader> ConfigReader::tables(std::string_view key) {
     const bool nested = where_.starts_with('[');
     const std::string path = nested ? where_.substr(1, where_.size() - 2) + "." : "";
-    const std::string name = enclosed("[[", path + std::string(key), "]]");
+    const std::string name = "[[" + path + std::string(key) + "]]";
     const std::string allowed = "tables " + name;
     std::vector<ConfigReader> readers;
     const ConfigValue* value = ofKind(key, ConfigKind::Array, allowed);
