@@ -44,9 +44,15 @@ hasNot 'the kernel itself' diagnosis b1
 at b1 ip link del b2.50
 
 say 'a daemon that was killed leaves its guard; it is found, and the next start takes it over'
+at b1 bridge vlan add dev tap0 vid 30
+expect 5 carries b1 b2 30
 killDaemon b1
 expect 5 has 'a guard is left' diagnosis b1
+hasNot 'by its ledger' diagnosis b1
+at b1 bridge vlan del dev b2 vid 30
+has '^warning: b2: the daemon put VLANs on it by its ledger, and they are not there: 30;' diagnosis b1
 startDaemon b1
+expect 5 carries b1 b2 30
 expect 15 has '^Nothing found' diagnosis b1
 
 say 'the neighbour speaks another form'
