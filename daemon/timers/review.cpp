@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/timers/review.h"
 
-#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -35,9 +34,12 @@ constexpr u64 mvrpEightOf(u8 byte) {
 constexpr u64 kTopBits = mvrpEightOf(0x80);
 
 /// Eight bytes from an index on, the first one lowest; 0 in place of those beyond the array.
-u64 mvrpEightBytes(std::span<const u8> bytes, u32 index) {
+inline u64 mvrpEightBytes(std::span<const u8> bytes, u32 index) {
     u64 eight = 0;
-    std::memcpy(&eight, &bytes[index], std::min<size_t>(kEight, bytes.size() - index));
+    if (index + kEight <= bytes.size()) [[likely]]
+        std::memcpy(&eight, &bytes[index], kEight);
+    else
+        std::memcpy(&eight, &bytes[index], bytes.size() - index);
     return std::endian::native == std::endian::little ? eight : __builtin_bswap64(eight);
 }
 
@@ -60,18 +62,27 @@ constexpr u64 mvrpFlagAtTop(u64 flags, MvrpVlanFlag flag) {
     return flags << flag & kTopBits;
 }
 
-u8 mvrpEightForgotten(const MvrpPortEntry* port, u32 index) {
-    const u64 flags = mvrpEightBytes(port->vlanFlag, index);
-    const u64 machines = mvrpEightBytes(port->madMachine, index);
-    return mvrpTopBitsGather(mvrpFlagAtTop(flags, MVRP_FLAG_APPLIED) & mvrpZeroBytes(machines));
-}
+/// Eight VLANs of a port, from an index on; the top bit of each byte counts.
+struct MvrpEight {
+    u64 applied;
+    u64 adding;
+    u64 removing;
+    u64 unknown;  ///< to the protocol
 
-u8 mvrpEightNeeded(const MvrpPortEntry* port, u32 index) {
-    const u64 flags = mvrpEightBytes(port->vlanFlag, index);
-    const u64 stay =
-        mvrpFlagAtTop(flags, MVRP_FLAG_APPLIED) & ~mvrpFlagAtTop(flags, MVRP_FLAG_REMOVE);
-    return port->enable != 0 ? mvrpTopBitsGather(stay | mvrpFlagAtTop(flags, MVRP_FLAG_ADD)) : 0;
-}
+    MvrpEight(const MvrpPortEntry* port, u32 index) {
+        const u64 flags = mvrpEightBytes(port->vlanFlag, index);
+        applied = mvrpFlagAtTop(flags, MVRP_FLAG_APPLIED);
+        adding = mvrpFlagAtTop(flags, MVRP_FLAG_ADD);
+        removing = mvrpFlagAtTop(flags, MVRP_FLAG_REMOVE);
+        unknown = mvrpZeroBytes(mvrpEightBytes(port->madMachine, index));
+    }
+
+    u8 forgotten() const { return mvrpTopBitsGather(applied & unknown); }
+    /// Forgotten, and not yet marked for removal alone.
+    u8 unmarked() const { return mvrpTopBitsGather(applied & unknown & ~(removing & ~adding)); }
+    /// Needed by an enabled port.
+    u8 needed() const { return mvrpTopBitsGather((applied & ~removing) | adding); }
+};
 
 /// The VLANs of a batch that are removed, as bytes of a bitmap.
 struct MvrpRemoved {
@@ -138,7 +149,7 @@ bool mvrpReviewsMayWait(const MvrpFlush& flush) {
             return false;
         u32 missing = 0;
         mvrpForEachEight(removed, [port, pairs, &missing](u32 index, u8 vlans) {
-            missing |= mvrpEightForgotten(port, index) & vlans & ~u32{(*pairs)[index / kEight]};
+            missing |= MvrpEight(port, index).forgotten() & vlans & ~u32{(*pairs)[index / kEight]};
         });
         if (missing != 0)
             return false;
@@ -150,14 +161,17 @@ void mvrpReviewsCatchUp(const MvrpFlush& flush) {
     const MvrpRemoved removed(flush);
     for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
          port = mvrpPortEntryNext(port)) {
-        mvrpForEachEight(removed, [&flush, port](u32 index, u8 vlans) {
-            const u32 forgotten = mvrpEightForgotten(port, index) & vlans;
-            for (u32 i = 0; i < kEight && forgotten != 0; ++i)
-                if ((forgotten & kMvrpBitMask[i]) != 0)
-                    mvrpVlanFlagRemovePending(port, index + i + 1);
-            if (flush.kind.spares)
-                mvrpDeletionSettle(flush, index / kEight,
-                                   static_cast<u8>(mvrpEightNeeded(port, index) & vlans));
+        const bool spared = flush.kind.spares && port->enable != 0;
+        mvrpForEachEight(removed, [&flush, port, spared](u32 index, u8 vlans) {
+            const MvrpEight eight(port, index);
+            // What is marked for removal here is not needed.
+            const u8 needed = static_cast<u8>(eight.needed() & ~eight.forgotten() & vlans);
+            if (const u32 unmarked = eight.unmarked() & vlans; unmarked != 0)
+                for (u32 i = 0; i < kEight; ++i)
+                    if ((unmarked & kMvrpBitMask[i]) != 0)
+                        mvrpVlanFlagRemovePending(port, index + i + 1);
+            if (spared)
+                mvrpDeletionSettle(flush, index / kEight, needed);
         });
     }
 }
