@@ -3,12 +3,33 @@
 // The only file that knows TOML.
 #include "platform/config/config_tree.h"
 
-#include <toml++/toml.h>
-
 #include <algorithm>
 #include <sstream>
+#include <stdexcept>
 
 #include "platform/config/ascii_document.h"
+
+namespace platform {
+namespace {
+
+/// The parser's version 3.3 takes for granted what some wrong documents break, among them a '[' at
+/// the end of a line: it asserts it, and without assertions goes on into undefined behaviour.
+struct ParserFault : std::logic_error {
+    using std::logic_error::logic_error;
+};
+
+/// Not inlined: some of the parser's functions are noexcept, which compilers would warn of.
+[[noreturn, gnu::noinline]] void parserFault(const char* condition) {
+    throw ParserFault(condition);
+}
+
+}  // namespace
+}  // namespace platform
+
+#undef NDEBUG
+#define TOML_ASSERT(condition) \
+    (static_cast<bool>(condition) ? void() : platform::parserFault(#condition))
+#include <toml++/toml.h>
 
 namespace platform {
 namespace {
@@ -61,6 +82,28 @@ ConfigValue convert(const toml::node& node) {
     return value;
 }
 
+bool parserFails(std::string_view document) {
+    try {
+        (void)toml::parse(document);
+    } catch (const toml::parse_error&) {
+        return false;
+    } catch (const ParserFault&) {
+        return true;
+    }
+    return false;
+}
+
+/// The line at which the parser fails, as it does not say.
+ConfigPlace placeOfFault(std::string_view document) {
+    u32 line = 0;
+    std::size_t end = 0;
+    do {
+        line++;
+        end = std::min(document.find('\n', end), document.size() - 1) + 1;
+    } while (end < document.size() && !parserFails(document.substr(0, end)));
+    return {line, 1};
+}
+
 }  // namespace
 
 std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem) {
@@ -73,6 +116,11 @@ std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProb
         return convert(toml::parse(ascii));
     } catch (const toml::parse_error& error) {
         problem = {placeOf(error.source()), std::string(error.description())};
+        return std::nullopt;
+    } catch (const ParserFault&) {
+        problem = {placeOfFault(ascii),
+                   "this is not TOML; allowed are [table], [[table]], "
+                   "key = value and # comments, each on a line of its own"};
         return std::nullopt;
     }
 }
