@@ -5,13 +5,15 @@
 usage: listing_speed.py [--build DIRECTORY] [--scattered] [--rate N] [--times N]
 
 A measurement for a quiet machine, not a test: it prints the shortest and the longest time of each
-listing, and how many frames were handled meanwhile. Each port has a peer that declares all VLANs."""
+listing, what mvrpctl and the daemon's command task used of a processor for it, and how many frames were
+handled meanwhile. Each port has a peer that declares all VLANs."""
 
 import argparse
 import contextlib
 import multiprocessing
 import os
 import pathlib
+import resource
 import select
 import socket
 import sys
@@ -86,16 +88,27 @@ def frames_in(switch):
     return sum(c["framesIn"] for c in counters), sum(c["droppedOverflow"] for c in counters)
 
 
+def processor_seconds(switch):
+    """What the daemon's command task, and every mvrpctl that has ended, used of processors."""
+    used = resource.getrusage(resource.RUSAGE_CHILDREN)
+    for task in pathlib.Path(f"/proc/{switch.process.pid}/task").iterdir():
+        if (task / "comm").read_text().strip().startswith("mvrpcmd"):
+            nanoseconds = int((task / "schedstat").read_text().split()[0])
+            return used.ru_utime + used.ru_stime + nanoseconds / 1e9
+    sys.exit("the daemon has no command task")
+
+
 def measure(switch, command, times):
-    """Seconds, shortest and longest, and the bytes of the answer."""
-    spent = []
+    """Seconds, shortest and longest, of a processor, and the bytes of the answer."""
+    spent, before = [], processor_seconds(switch)
     for _ in range(times):
         begin = time.monotonic()
         done = switch.control(command)
         spent.append(time.monotonic() - begin)
         if done.returncode != 0:
             sys.exit(f"mvrpctl {command}: {done.stderr}")
-    return min(spent), max(spent), len(done.stdout)
+    used = (processor_seconds(switch) - before) / times
+    return min(spent), max(spent), used, len(done.stdout)
 
 
 def main():
@@ -127,10 +140,10 @@ def report(switch, arguments):
     print(switch.control("show summary").stdout.splitlines()[1])
     print(f"load of the machine: {os.getloadavg()[0]:.1f} on {os.cpu_count()} processors")
     begin, (frames, lost) = time.monotonic(), frames_in(switch)
-    print(f"{'mvrpctl':<18}{'shortest':>10}{'longest':>10}{'bytes':>10}")
+    print(f"{'mvrpctl':<18}{'shortest':>10}{'longest':>10}{'processor':>12}{'bytes':>10}")
     for command in COMMANDS:
-        shortest, longest, size = measure(switch, command, arguments.times)
-        print(f"{command:<18}{shortest:>8.3f} s{longest:>8.3f} s{size:>10}")
+        shortest, longest, used, size = measure(switch, command, arguments.times)
+        print(f"{command:<18}{shortest:>8.3f} s{longest:>8.3f} s{used:>10.3f} s{size:>10}")
     later, lost_later = frames_in(switch)
     print(f"meanwhile {(later - frames) / (time.monotonic() - begin):.0f} frames a second were "
           f"handled, {lost_later - lost} were lost")
