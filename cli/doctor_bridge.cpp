@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "cli/doctor.h"
-#include "platform/switch/vlan_algebra.h"
+#include "platform/config/vlan_algebra.h"
 
 namespace cli {
 namespace {

@@ -4,7 +4,7 @@
 #include "cli/names.h"
 #include "cli/text.h"
 #include "cli/vlan_groups.h"
-#include "platform/switch/vlan_algebra.h"
+#include "platform/config/vlan_algebra.h"
 
 namespace cli {
 

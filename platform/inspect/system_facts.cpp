@@ -13,10 +13,10 @@
 #include <sstream>
 
 #include "platform/config/load.h"
+#include "platform/config/vlan_algebra.h"
 #include "platform/inspect/vlan_devices.h"
 #include "platform/linux/guard.h"
 #include "platform/linux/rtnl_dump.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {

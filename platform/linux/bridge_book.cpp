@@ -5,7 +5,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/switch/vlan_algebra.h"
+#include "platform/config/vlan_algebra.h"
 
 namespace platform {
 namespace {

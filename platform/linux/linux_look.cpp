@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/config/vlan_algebra.h"
 #include "platform/linux/linux_switch.h"
 #include "platform/runtime/log.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {

@@ -4,9 +4,9 @@
 // nothing else.
 #include <cerrno>
 
+#include "platform/config/vlan_algebra.h"
 #include "platform/linux/linux_switch.h"
 #include "platform/runtime/log.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 

@@ -6,8 +6,8 @@
 
 #include <utility>
 
+#include "platform/config/vlan_algebra.h"
 #include "platform/runtime/log.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/config/vlan_algebra.h"
 #include "platform/switch/soft_state.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform {
 namespace {

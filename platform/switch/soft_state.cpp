@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/switch/vlan_algebra.h"
+#include "platform/config/vlan_algebra.h"
 
 namespace platform {
 

@@ -18,8 +18,8 @@ RULES = {
     "platform": (False, ("platform/",)),
     "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h",
                     "platform/command/watch_wire.h", "platform/config/load.h",
-                    "platform/config/vlan_ranges.h", "platform/inspect/",
-                    "platform/wire/events.h", "platform/wire/pcap.h")),
+                    "platform/config/vlan_algebra.h", "platform/config/vlan_ranges.h",
+                    "platform/inspect/", "platform/wire/events.h", "platform/wire/pcap.h")),
 }
 
 

@@ -8,8 +8,8 @@
 
 #include <memory>
 
+#include "platform/config/vlan_algebra.h"
 #include "platform/switch/switch_driver.h"
-#include "platform/switch/vlan_algebra.h"
 
 namespace platform::testing {
 
