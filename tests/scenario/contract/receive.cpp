@@ -2,6 +2,7 @@
 //
 // The receive calls of the scenario host: they deliver what the scenario queued.
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "platform/contract/qor_socket.h"
@@ -40,17 +41,32 @@ void fillAddress(const QueuedFrame& frame, msghdr* message) {
     message->msg_namelen = sizeof address;
 }
 
+/// An item of ancillary data that is not the daemon's. Its length is no multiple of 4, so it is
+/// padded.
+struct ForeignItem {
+    QorControlHeader header;
+    std::array<u8, 4> data;
+};
+constexpr u32 kForeignLength = sizeof(ForeignItem) - 1;
+
 /// Attaches the packet information of a frame that has one, where the caller left room for it.
 void fillControl(const QueuedFrame& frame, msghdr* message) {
-    const bool wanted = frame.destination && message->msg_controllen >= sizeof(PacketInfoItem);
-    message->msg_controllen = wanted ? sizeof(PacketInfoItem) : 0;
+    const std::size_t before = frame.foreignItem ? sizeof(ForeignItem) : 0;
+    const std::size_t length = before + sizeof(PacketInfoItem);
+    const bool wanted = frame.destination && message->msg_controllen >= length;
+    message->msg_controllen = wanted ? length : 0;
     if (!wanted)
         return;
+    auto* control = static_cast<u8*>(message->msg_control);
+    if (frame.foreignItem) {
+        const ForeignItem foreign{{kForeignLength, kQorLevelSocket, kQorOptionPacketInfo}, {}};
+        std::memcpy(control, &foreign, sizeof foreign);
+    }
     PacketInfoItem item{};
     item.header = {sizeof item, kQorLevelPacket, kQorOptionPacketInfo};
     item.info.pduOffset = frame.pduOffset;
     std::copy(frame.destination->begin(), frame.destination->end(), item.info.destination);
-    std::memcpy(message->msg_control, &item, sizeof item);
+    std::memcpy(control + before, &item, sizeof item);
 }
 
 }  // namespace

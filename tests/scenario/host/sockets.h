@@ -38,6 +38,7 @@ struct QueuedFrame {
     u32 interfaceIndex = 0;                 ///< ingress port
     u8 pduOffset = 0;                       ///< where the PDU stands in `bytes`
     std::optional<MacAddress> destination;  ///< none: without packet information
+    bool foreignItem = false;               ///< an item that is not ours stands before it
 };
 
 /// Answers to the question how many bytes wait on a socket.

@@ -26,6 +26,17 @@ TEST_F(NoPort, PropagateJoinWritesThatNoPortRunsMvrp) {
     EXPECT_TRUE(wrote("\"Propagate join; no port enable mvrp\\r\\n\"")) << trace_;
 }
 
+TEST_F(NoPort, PropagateJoinsWritesItForEachVlan) {
+    MvrpVlanBitmap vlans{};
+    mvrpBitSet(vlans.data(), 9);
+    mvrpBitSet(vlans.data(), 10);
+    mvrpMapPropagateJoins(vlans, &source_);
+    const std::string line = "\"Propagate join; no port enable mvrp\\r\\n\"";
+    const auto first = trace_.find(line);
+    ASSERT_NE(first, std::string::npos) << trace_;
+    EXPECT_NE(trace_.find(line, first + 1), std::string::npos) << trace_;
+}
+
 TEST_F(NoPort, SendingOfJoinsWritesThatNoPortRunsMvrp) {
     mvrpMapPropagateJoinMsgSend(&source_);
     EXPECT_TRUE(wrote("\"Propagate join msg send; no port enable mvrp\\r\\n\"")) << trace_;
