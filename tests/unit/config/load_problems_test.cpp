@@ -24,6 +24,7 @@ constexpr const char* kVlans = "VLAN IDs 1 to 4094 as ranges";
 
 const WrongFile kWrongFiles[] = {
     {"Syntax", "[switch\nname = 1", 1, 8, "", ""},
+    {"BracketAtTheEndOfALine", "[switch]\n\n[\nname = 1\n", 3, 1, "not TOML", "key = value"},
     {"SectionTwice", "[debug]\n[debug]\n", 2, 1, "", ""},
     {"UnknownSection", "[swtich]\n", 1, 2, "\"swtich\"", "did you mean switch?"},
     {"UnknownKey", "[[port]]\nunit = 1\nlinc = \"up\"", 3, 1, "\"linc\"", "did you mean link?"},
