@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The contract's socket calls, for the installed socket layer.
+#include <sys/socket.h>
+#include <sys/time.h>
+
 #include <cerrno>
 
 #include "platform/net/socket_layer.h"
@@ -79,8 +82,14 @@ ssize_t qor_sendmsg(int socket, const msghdr* message, int flags) {
     return onLayer([=](SocketLayer& layer) { return layer.sendMessage(socket, message, flags); });
 }
 
+/// Connections are served one after the other: one on which nothing comes is given up, so that the
+/// next has its turn.
 int qor_accept(int socket, void* address, socklen_t* length) {
-    return ::accept4(socket, static_cast<sockaddr*>(address), length, SOCK_CLOEXEC);
+    constexpr timeval kPatience = {5, 0};
+    const int accepted = ::accept4(socket, static_cast<sockaddr*>(address), length, SOCK_CLOEXEC);
+    if (accepted >= 0)
+        ::setsockopt(accepted, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+    return accepted;
 }
 
 int qor_listen(int socket, int backlog) {

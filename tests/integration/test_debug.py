@@ -182,6 +182,13 @@ class DebugSocket(NetworkTest):
             silent.sendall(WORD.pack(1))
         self.assert_serves(self.switch)
 
+    def test_a_connection_that_says_nothing_does_not_hold_up_the_next(self):
+        with self.connect() as silent:
+            silent.sendall(WORD.pack(1))
+            self.request(1, 0, 0, 0)
+            self.await_printed("global info:")
+            self.assertEqual(silent.recv(1), b"", "it was given up")
+
 
 if __name__ == "__main__":
     unittest.main()
