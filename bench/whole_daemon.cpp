@@ -14,7 +14,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
+#include <thread>
 
 namespace bench {
 namespace {
@@ -39,6 +39,16 @@ u64 numberIn(const std::filesystem::path& file, const std::string& key) {
         if (line.starts_with(key))
             return std::stoull(line.substr(key.size()));
     return 0;
+}
+
+/// Whether MVRP is on at a port.
+bool portRuns(Channel& channel, u32 unit) {
+    constexpr u32 kEnabled = 1;
+    try {
+        return channel.request(platform::Request::PortGet, unit, kEnabled).at(0) == 1;
+    } catch (const RequestRefused&) {
+        return false;
+    }
 }
 
 }  // namespace
@@ -90,8 +100,8 @@ std::vector<u8> Channel::request(platform::Request number, u32 unit, u32 attribu
     std::vector<u8> value(reply.length);
     read(value);
     if (reply.status != 0)
-        throw std::runtime_error("request " + std::to_string(header.request) + " of unit " +
-                                 std::to_string(unit) + ": status " + std::to_string(reply.status));
+        throw RequestRefused("request " + std::to_string(header.request) + " of unit " +
+                             std::to_string(unit) + ": status " + std::to_string(reply.status));
     return value;
 }
 
@@ -103,7 +113,7 @@ void Channel::pipeline(std::span<const u8> requests, size_t count, size_t replyB
 
 Daemon::Daemon(const DaemonSetup& setup) {
     configure(setup);
-    start(setup.program);
+    start(setup.program, setup.ports);
 }
 
 void Daemon::configure(const DaemonSetup& setup) const {
@@ -121,7 +131,7 @@ void Daemon::configure(const DaemonSetup& setup) const {
     }
 }
 
-void Daemon::start(const std::string& program) {
+void Daemon::start(const std::string& program, u32 ports) {
     const std::string notify = directory_.path("notify");
     const platform::Descriptor ready(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     const sockaddr_un address = addressOf(notify);
@@ -148,6 +158,13 @@ void Daemon::start(const std::string& program) {
         std::stringstream text;
         text << std::ifstream(log).rdbuf();
         throw std::runtime_error(program + " does not get ready: " + text.str());
+    }
+    // The settings of the ports are applied behind that, in order.
+    Channel own = channel();
+    while (!portRuns(own, ports)) {
+        if (secondsSince(begin) * 1000 > kReadyWithinMs)
+            throw std::runtime_error(program + " does not switch MVRP on at its ports");
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
     }
     readyAfterMs_ = secondsSince(begin) * 1000;
 }

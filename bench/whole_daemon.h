@@ -9,6 +9,7 @@
 #include <chrono>
 #include <filesystem>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,11 @@ class ScratchDirectory {
 
   private:
     std::string path_ = "/tmp/mvrp-bench-XXXXXX";
+};
+
+/// A reply with another status than 0.
+struct RequestRefused : std::runtime_error {
+    using std::runtime_error::runtime_error;
 };
 
 /// A client of a command channel, or of anything else at a stream socket that answers like one.
@@ -72,7 +78,7 @@ struct DaemonSetup {
 
 class Daemon {
   public:
-    /// Starts it and waits until it says that it is ready.
+    /// Starts it and waits until it has said that it is ready and MVRP is on at its last port.
     explicit Daemon(const DaemonSetup& setup);
     /// Ends it with SIGTERM, and waits.
     ~Daemon();
@@ -90,7 +96,7 @@ class Daemon {
 
   private:
     void configure(const DaemonSetup& setup) const;
-    void start(const std::string& program);
+    void start(const std::string& program, u32 ports);
 
     ScratchDirectory directory_;
     pid_t process_ = 0;
