@@ -115,7 +115,8 @@ def draw(rows, directory):
     from matplotlib import pyplot
     directory.mkdir(parents=True, exist_ok=True)
     for axis, label in ((0, "ports"), (1, "VLANs")):
-        figure, axes = pyplot.subplots(figsize=(7, 4.5))
+        figure, axes = pyplot.subplots(figsize=(7, 5))
+        shown = set()
         for color, name in enumerate(GROWTH):
             fixed = "4094" if axis == 0 else "48"
             own = sorted((int(r["args"][axis]), r["work"], r["limit"]) for r in rows
@@ -124,14 +125,16 @@ def draw(rows, directory):
             if not own:
                 continue
             sizes, work, limit = zip(*own)
+            shown.update(sizes)
             axes.plot(sizes, work, "o-", color=f"C{color}", label=TITLES[name][0])
             axes.plot(sizes, limit, "x:", color=f"C{color}", label="its limit")
         axes.set_xscale("log", base=2)
         axes.set_yscale("log")
+        axes.set_xticks(sorted(shown), labels=[str(size) for size in sorted(shown)])
         axes.set_xlabel(f"{label} (at {'4094 VLANs' if axis == 0 else '48 ports'})")
         axes.set_ylabel("ns per VLAN and port")
         axes.grid(True, which="both", alpha=0.3)
-        axes.legend(fontsize=8)
+        axes.legend(fontsize=8, ncol=3, loc="upper center", bbox_to_anchor=(0.5, -0.14))
         figure.tight_layout()
         figure.savefig(directory / f"cost-by-{label.lower()}.svg")
         print(f"drawn: {directory}/cost-by-{label.lower()}.svg")
