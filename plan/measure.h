@@ -39,7 +39,7 @@ struct Measurement {
     u32 vlans = 0;
     std::string origin;  ///< the switch that got the VLANs, at an end of the longest way
     Phase join;          ///< until every switch is a member of all on its port to the origin
-    Phase rest;
+    std::optional<Phase> rest;
     Phase leave;           ///< until no switch is a member of any on that port
     u64 daemonBytes = 0;   ///< of pools and timers, the most that one switch's daemon touched
     u64 processBytes = 0;  ///< of this process at its largest

@@ -11,16 +11,6 @@ namespace {
 constexpr double kMsPerSecond = 1000.0;
 constexpr double kBytesPerKib = 1024.0;
 
-/// A phase with its name in the table and in JSON.
-struct PhaseRow {
-    const char* title;
-    const char* key;
-    Phase Measurement::*phase;
-};
-constexpr std::array<PhaseRow, 3> kPhases = {{{"join", "join", &Measurement::join},
-                                              {"at rest", "rest", &Measurement::rest},
-                                              {"leave", "leave", &Measurement::leave}}};
-
 double perPort(u64 count, const Measurement& result) {
     return static_cast<double>(count) / result.ports;
 }
@@ -36,10 +26,9 @@ std::string line(const char* format, auto... values) {
     return std::string(text.data()) + "\n";
 }
 
-std::string phaseLine(const PhaseRow& row, const Measurement& result) {
-    const Phase& phase = result.*row.phase;
+std::string phaseLine(const char* title, const Phase& phase, const Measurement& result) {
     const Traffic& traffic = phase.traffic;
-    return line("%-8s %12.3f %12llu %12.1f %12llu %14.0f %14llu%s", row.title,
+    return line("%-8s %12.3f %12llu %12.1f %12llu %14.0f %14llu%s", title,
                 static_cast<double>(phase.ms) / kMsPerSecond,
                 static_cast<unsigned long long>(traffic.frames), perPort(traffic.frames, result),
                 static_cast<unsigned long long>(traffic.mostFrames), perPort(traffic.bytes, result),
@@ -68,9 +57,10 @@ std::string reportText(const Measurement& result) {
         line("%u VLANs on %s, at an end of it\n", result.vlans, result.origin.c_str()) +
         line("%-8s %12s %12s %12s %12s %14s %14s", "phase", "seconds", "frames", "per port",
              "most of one", "bytes per port", "most of one");
-    for (const PhaseRow& row : kPhases)
-        if ((result.*row.phase).ms != 0 || &row != &kPhases[1])
-            text += phaseLine(row, result);
+    text += phaseLine("join", result.join, result);
+    if (result.rest)
+        text += phaseLine("at rest", *result.rest, result);
+    text += phaseLine("leave", result.leave, result);
     return text + line("\nmemory of a daemon %.0f KiB; of the simulation %.0f KiB a switch",
                        static_cast<double>(result.daemonBytes) / kBytesPerKib,
                        processKibPerSwitch(result));
@@ -80,8 +70,12 @@ std::string reportJson(const Measurement& result) {
     nlohmann::ordered_json json = {{"version", kJsonVersion}, {"switches", result.switches},
                                    {"ports", result.ports},   {"diameter", result.diameter},
                                    {"vlans", result.vlans},   {"origin", result.origin}};
-    for (const PhaseRow& row : kPhases)
-        json[row.key] = phaseJson(result.*row.phase, result);
+    json["join"] = phaseJson(result.join, result);
+    if (result.rest)
+        json["rest"] = phaseJson(*result.rest, result);
+    else
+        json["rest"] = nullptr;
+    json["leave"] = phaseJson(result.leave, result);
     json["memory"] = {{"daemonBytes", result.daemonBytes}, {"processBytes", result.processBytes}};
     return json.dump(2) + "\n";
 }

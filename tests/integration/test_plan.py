@@ -49,6 +49,7 @@ class Measures(unittest.TestCase):
         self.assertEqual((tree["ports"], tree["diameter"]), (52, 5))
         star = measure("--shape", "star", "--switches", 5, "--rest", 0)
         self.assertEqual((star["ports"], star["diameter"]), (8, 3))
+        self.assertIsNone(star["rest"])
 
     def test_the_same_network_gives_the_same_figures(self):
         words = ("--shape", "tree", "--switches", 7, "--ports", 4, "--vlans", 20)
