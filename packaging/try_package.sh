@@ -59,13 +59,15 @@ expect 'completion for bash' test -s /usr/share/bash-completion/completions/mvrp
 expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
 expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
-    mkdir -p /run/try && MVRP_RUNTIME_DIR=/run/try mvrp 2>/tmp/log &
-    for _ in $(seq 100); do
-        MVRP_RUNTIME_DIR=/run/try mvrpctl show && break
+    mkdir -p /run/try
+    export MVRP_RUNTIME_DIR=/run/try
+    mvrp >/tmp/log 2>&1 & daemon=$!
+    for _ in $(seq 300); do
+        mvrpctl show && break
         sleep 0.1
     done
-    MVRP_RUNTIME_DIR=/run/try mvrpctl show; status=$?
-    kill %1 && wait
+    mvrpctl show; status=$?
+    kill $daemon && wait $daemon || { cat /tmp/log; exit 1; }
     exit $status'
 expect 'a changed configuration stays over a removal' bash -c '
     echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
