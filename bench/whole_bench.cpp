@@ -234,12 +234,10 @@ u64 sendAtRate(Peers& peers, std::span<const u8> frame, double rate, double seco
     constexpr double kBurstSeconds = 0.001;
     u64 sent = 0;
     const Clock::time_point begin = Clock::now();
-    for (double now = 0; now < seconds; now = secondsSince(begin)) {
-        for (const auto due = static_cast<u64>(now * rate); sent < due;)
-            if (peers.send(1, frame))
-                ++sent;
-            else
-                break;
+    while (secondsSince(begin) < seconds) {
+        const auto due = static_cast<u64>(secondsSince(begin) * rate);
+        while (sent < due && peers.send(1, frame))
+            ++sent;
         pause(kBurstSeconds);
     }
     return sent;
@@ -290,11 +288,14 @@ LoadResult load(const Daemon& daemon, Peers& peers, double rate, double seconds)
 /// The highest of doubled rates, up to half of the bare one, at which nothing is lost.
 double lossless(const Daemon& daemon, Peers& peers, double most, double seconds) {
     double best = 0;
-    for (double rate = 2'500; rate <= 2 * most; rate *= 2) {
-        const LoadResult result = load(daemon, peers, std::min(rate, most), seconds);
-        if (result.lost != 0 || result.rate < 0.9 * std::min(rate, most))
+    double rate = 2'500;
+    while (best < 0.9 * most) {
+        rate = std::min(rate, most);
+        const LoadResult result = load(daemon, peers, rate, seconds);
+        if (result.lost != 0 || result.rate < 0.9 * rate)
             break;
         best = result.rate;
+        rate *= 2;
     }
     return best;
 }
