@@ -42,7 +42,7 @@ class MvrpSentBefore {
 
     Machines before_;
     Machines after_;
-    std::array<u8, kMostPdus * kMvrpPduBytes> bodies_;
+    std::array<u8, size_t{kMostPdus} * kMvrpPduBytes> bodies_;
     std::array<size_t, kMostPdus> lengths_;  ///< bytes of each body
     u32 count_ = 0;
     size_t used_ = 0;  ///< bytes of all bodies
