@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(MVRP_SANITIZE_ADDRESS)
 #include <sanitizer/asan_interface.h>
 #endif
 
@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t kItemAlignment = 8;
 
 // A build with the address sanitizer reports a touch of an item that was given back.
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(MVRP_SANITIZE_ADDRESS)
 void poison(const u8* bytes, std::size_t length) {
     __asan_poison_memory_region(bytes, length);
 }

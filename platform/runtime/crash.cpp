@@ -18,7 +18,7 @@
 namespace platform {
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(MVRP_SANITIZE_ADDRESS) || defined(MVRP_SANITIZE_THREAD)
 constexpr bool kSanitizerReports = true;
 #else
 constexpr bool kSanitizerReports = false;

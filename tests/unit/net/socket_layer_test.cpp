@@ -417,7 +417,7 @@ TEST(SocketLayerAbsent, EveryCallFails) {
 
 // The yield test of the daemon's batches asks between any two frames.
 TEST_F(SocketLayerTest, BytesWaitingAndReadyRingsNeedNoSystemCall) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(MVRP_SANITIZE_ADDRESS) || defined(MVRP_SANITIZE_THREAD)
     GTEST_SKIP() << "the sanitizers make system calls of their own";
 #endif
     layer_.deliver(SocketKind::Mvrp, groupMeta(), kFrame);

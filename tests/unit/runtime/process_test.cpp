@@ -63,7 +63,7 @@ TEST_F(ProcessDeathTest, SighupHasTheConfigurationReadAgain) {
 }
 
 TEST_F(ProcessDeathTest, ACrashLeavesAStackTraceAndItsSignal) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(MVRP_SANITIZE_ADDRESS) || defined(MVRP_SANITIZE_THREAD)
     GTEST_SKIP() << "the sanitizer reports crashes itself";
 #else
     EXPECT_EXIT(crash(), testing::KilledBySignal(SIGSEGV), "ended by signal SEGV; stack");

@@ -54,7 +54,7 @@ bool runsWithoutSystemCalls(void (*body)()) {
 }
 
 TEST(Reads, MakeNoSystemCall) {
-#if defined(__SANITIZE_THREAD__)
+#if defined(MVRP_SANITIZE_THREAD)
     GTEST_SKIP() << "the sanitizer makes system calls of its own";
 #endif
     SoftHarness harness;
@@ -66,7 +66,7 @@ TEST(Reads, MakeNoSystemCall) {
 }
 
 TEST(Reads, SystemCallsAreFound) {
-#if defined(__SANITIZE_THREAD__)
+#if defined(MVRP_SANITIZE_THREAD)
     GTEST_SKIP() << "the sanitizer makes system calls of its own";
 #endif
     EXPECT_FALSE(runsWithoutSystemCalls([] { getppid(); }));

@@ -114,7 +114,7 @@ TEST(KernelMvrp, LeaveAllOfEachShapeComesFirstAndAlone) {
 
 TEST(KernelMvrp, DeclaresAgainAfterEachLeaveAll) {
     const auto capture = load("mvrp-leaveall.pcap");
-    for (const std::size_t number : {4, 5, 9, 10, 14, 15, 19, 20}) {
+    for (const std::size_t number : {4U, 5U, 9U, 10U, 14U, 15U, 19U, 20U}) {
         EXPECT_EQ(pdusOf(capture, number),
                   (std::vector<NativePdu>{{false, eventsOf({10, 11, 12, 13, 40}, kJoinIn)}}));
     }
@@ -156,7 +156,7 @@ TEST(KernelGvrp, TwentyVlansAreDeclaredAndFiveWithdrawn) {
     ASSERT_EQ(capture.records.size(), 12U);
     EXPECT_EQ(gvrpEvents(capture, 1), eventsOf(kTwentyVlans, kGvrpJoinIn));
     std::vector<Event> withdrawn;
-    for (const std::size_t number : {3, 4}) {
+    for (const std::size_t number : {3U, 4U}) {
         for (const Event& event : gvrpEvents(capture, number)) {
             if (event.event == kGvrpLeaveEmpty) {
                 withdrawn.push_back(event);
