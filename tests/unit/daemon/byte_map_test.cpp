@@ -33,10 +33,11 @@ class ByteMap : public testing::Test {
     }
 
     MvrpVlanBitmap bitmap() {
+        // Nearly empty, nearly full, and any.
         MvrpVlanBitmap bitmap;
-        const bool sparse = dice(2) == 0;
+        const u32 sort = dice(3);
         for (u8& byte : bitmap)
-            byte = static_cast<u8>(sparse && dice(50) != 0 ? 0 : dice(256));
+            byte = static_cast<u8>(sort == 2 || dice(50) == 0 ? dice(256) : sort == 0 ? 0 : 0xFF);
         return bitmap;
     }
 

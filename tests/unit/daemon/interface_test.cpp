@@ -3,12 +3,14 @@
 // Functions of the daemon's interface that it does not call itself, and what only an unusual host
 // brings: called here as another program would.
 #include "daemon/core/task.h"
+#include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/mgmt/config.h"
 #include "daemon/pdu/gvrp_receive.h"
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/send.h"
 #include "daemon/sync/standby.h"
+#include "daemon/timers/pending.h"
 #include "platform/contract/qor_vlan.h"
 #include "tests/unit/daemon/started_daemon.h"
 
@@ -82,6 +84,43 @@ TEST_F(Interface, AVectorThatDoesNotFitIsNotBegun) {
     std::array<u8, 5> out{};
     EXPECT_EQ(mvrpJoinVectorBuild(mvrpPortEntryGet(1), 14, 4, out), -1);
     EXPECT_EQ(out, (std::array<u8, 5>{}));
+}
+
+TEST_F(Interface, ALeaveAllVectorEndsAtAStateThatHasNoEvent) {
+    constexpr std::array<u32, 4> kApplicants = {APP_STATE_VP, APP_STATE_VN_M, APP_STATE_AN_M,
+                                                APP_STATE_MAX};
+    for (u32 index = 0; index < kApplicants.size(); index++)
+        machine(1, 10 + index) = static_cast<u8>(kApplicants[index] << 4U);
+    const u8 strange = machine(1, 13);
+    std::array<u8, 6> out{};
+    EXPECT_EQ(mvrpLeaveallVectorBuild(mvrpPortEntryGet(1), 14, 4, out), -1);
+    // Those before have had their event by then.
+    EXPECT_EQ(mvrpApplicant(machine(1, 10)), APP_STATE_AA);
+    EXPECT_EQ(mvrpApplicant(machine(1, 11)), APP_STATE_AN_M);
+    EXPECT_EQ(mvrpApplicant(machine(1, 12)), APP_STATE_QA);
+    EXPECT_EQ(machine(1, 13), strange);
+}
+
+/// Port 1 gives up VLAN 20; port 2 is a member whose protocol knows nothing of it any more, with a
+/// pair that waits for nothing, or without.
+TEST_F(Interface, AForgottenMembershipGoesWithTheNextRemoval) {
+    constexpr u32 kIndex = 20 - 1;
+    MvrpPortEntry* left = mvrpPortEntryGet(1);
+    MvrpPortEntry* forgetful = mvrpPortEntryGet(2);
+    for (const bool hasPair : {false, true}) {
+        trace_.clear();
+        mvrpBitSet(&left->vlanFlag[kIndex], MVRP_FLAG_APPLIED);
+        mvrpBitSet(&left->vlanFlag[kIndex], MVRP_FLAG_REMOVE);
+        mvrpBitSet(&forgetful->vlanFlag[kIndex], MVRP_FLAG_APPLIED);
+        ASSERT_EQ(machine(2, 20), 0);
+        ASSERT_TRUE(mvrpPortVlanEntryEnsure(1, 20));
+        ASSERT_EQ(hasPair && mvrpPortVlanEntryEnsure(2, 20), hasPair);
+        mvrpPendingTimerHandler(nullptr);
+        mvrpPendingTimerHandler(nullptr);
+        EXPECT_EQ(mvrpPortVlanEntryGet(2, 20), nullptr);
+        EXPECT_EQ(forgetful->vlanFlag[kIndex], 0);
+        EXPECT_TRUE(wrote("ifsync 2 195 20")) << trace_;
+    }
 }
 
 TEST_F(Interface, AMessageGoesToAStandbyThatIsThere) {
