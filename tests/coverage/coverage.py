@@ -8,6 +8,7 @@ usage: coverage.py BUILD [--folder daemon] [--justified tests/coverage/justified
 Exit status 1 when a line is neither run nor justified, or an entry of the list justifies nothing."""
 
 import argparse
+import collections
 import json
 import pathlib
 import subprocess
@@ -31,13 +32,13 @@ def measure(build, folder):
 
 
 def read_justified(path):
-    """The list: `FILE: SOURCE TEXT` below a reason, which is a line that begins with `#`.
-    @return {(file, source text): line number of the entry}"""
-    entries = {}
+    """The list: `FILE: SOURCE TEXT` below a reason, which is a line that begins with `#`; an entry
+    justifies one line. @return {(file, source text): [line numbers of the entries]}"""
+    entries = collections.defaultdict(list)
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         if line.strip() and not line.startswith("#"):
             name, _, text = line.partition(": ")
-            entries[name.strip(), text.strip()] = number
+            entries[name.strip(), text.strip()].append(number)
     return entries
 
 
@@ -77,17 +78,18 @@ def main():
     files = measure(arguments.build.resolve(), arguments.folder)
     print_table(files)
     entries = read_justified(arguments.justified)
-    used, open_lines = set(), 0
+    justified, open_lines = 0, 0
     for name, number, text in not_run(files):
-        if (name, text) in entries:
-            used.add((name, text))
+        if entries[name, text]:
+            entries[name, text].pop()
+            justified += 1
         else:
             open_lines += 1
             print(f"NOT RUN: {name}:{number}: {text}")
-    idle = [key for key in entries if key not in used]
-    for name, text in idle:
-        print(f"JUSTIFIES NOTHING: {arguments.justified.name}:{entries[name, text]}: {name}: {text}")
-    print(f"{len(used)} texts of lines justified, {open_lines} lines open, {len(idle)} idle entries")
+    idle = [(number, *key) for key, numbers in entries.items() for number in numbers]
+    for number, name, text in sorted(idle):
+        print(f"JUSTIFIES NOTHING: {arguments.justified.name}:{number}: {name}: {text}")
+    print(f"{justified} lines justified, {open_lines} lines open, {len(idle)} idle entries")
     return open_lines > 0 or bool(idle)
 
 
