@@ -57,7 +57,6 @@ u32 mvrpOptionNumber(const char* key, u32 fallback) {
 void mvrpInfoReset(u32 maxIfNum, u32 maxVlanNumPerIf) {
     std::memset(&gMvrpInfo, 0, sizeof(gMvrpInfo));
     mvrpListInit(&gMvrpInfo.portList);
-    gMvrpInfo.pairEpoch = 0;
     avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes,
                offsetof(MvrpPortVlanEntry, link));
     silTimerListInit(&gMvrpInfo.timerList);
