@@ -61,9 +61,11 @@ class Panel {
     std::string draw(const char* title) const {
         std::string svg =
             element(left_ + kPanelWidth / 2, kTop + kPanelHeight + 40, title, "middle");
-        for (double ms = kLowestMs; ms <= highestMs_ * 1.0001; ms *= 10) {
+        double ms = kLowestMs;
+        while (ms <= highestMs_ * 1.0001) {
             svg += stroke(left_, y(ms), left_ + kPanelWidth, y(ms), "#ddd");
             svg += element(left_ - 8, y(ms) + 4, number(ms / 1000) + " s", "end");
+            ms *= 10;
         }
         for (const Point& point : points_) {
             svg += stroke(x(point), kTop + kPanelHeight, x(point), kTop + kPanelHeight + 5, "#444");
@@ -96,9 +98,9 @@ class Panel {
                 continue;
             const std::string px = number(x(point));
             const std::string py = number(y(static_cast<double>(phase.ms)));
-            way += (way.empty() ? "M" : " L") + px + " " + py;
-            dots += "<circle cx=\"" + px + "\" cy=\"" + py + "\" r=\"3.5\" fill=\"" + curve.colour +
-                    "\"/>\n";
+            way.append(way.empty() ? "M" : " L").append(px).append(" ").append(py);
+            dots.append("<circle cx=\"").append(px).append("\" cy=\"").append(py);
+            dots.append("\" r=\"3.5\" fill=\"").append(curve.colour).append("\"/>\n");
         }
         if (way.empty())
             return {};

@@ -37,11 +37,11 @@ ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port
     const std::vector<VlanHistory> histories = queryVlanHistory(client, vid, ports);
     const std::vector<PortStatistics> statistics = queryStatistics(client, ports);
     for (std::size_t i = 0; i < ports.size(); ++i) {
-        VlanOnPort each = onPort(view.ports[i], histories[i], statistics[i].record, vid);
+        const VlanOnPort each = onPort(view.ports[i], histories[i], statistics[i].record, vid);
         if (ports[i].unit == port.unit)
-            facts.port = std::move(each);
+            facts.port = each;
         else
-            facts.others.push_back(std::move(each));
+            facts.others.push_back(each);
     }
     return facts;
 }
