@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // Expiry of the leave timer and of the leave-all timer of a port with so many active VLANs, on a
-// switch without other ports, as these cost what sending costs. Limit: a search for a byte that is
+// switch without other ports, as these cost what sending costs; and of the leave timer where the
+// other ports declare what is left, and withdraw it. Limit: a search for a byte that is
 // not there over the machines, and for each VLAN that leaves the bare question to the switch; for
 // leave-all also the same frames handed to the socket.
+#include <algorithm>
 #include <cstring>
 
 #include "bench/bench_switch.h"
@@ -16,6 +18,7 @@
 namespace {
 
 constexpr u8 kLeaving = u8{APP_STATE_VP << 4U} | u8{REG_STATE_LV << 2U} | 2;
+constexpr u8 kDeclared = u8{APP_STATE_QA << 4U} | u8{REG_STATE_MT << 2U} | 2;
 constexpr u8 kRegistered = u8{APP_STATE_QA << 4U} | u8{REG_STATE_IN << 2U} | 2;
 
 /// Machines of a port: VLAN 1 fixed, as on each enabled port, and `active` VLANs spread evenly.
@@ -52,6 +55,34 @@ void leaveExpiry(benchmark::State& state) {
     bench::measure(state, pair);
 }
 BENCHMARK(leaveExpiry)->Name("leave-expiry")->Arg(0)->Arg(100)->Arg(4093)->UseManualTime();
+
+void leaveWithdrawn(benchmark::State& state) {
+    const u32 ports = static_cast<u32>(state.range(0));
+    const u32 active = static_cast<u32>(state.range(1));
+    bench::BenchSwitch bridge(ports);
+    const std::vector<u8> leaving = machinesWith(bridge.port(1), active, kLeaving);
+    const std::vector<u8> declared = machinesWith(bridge.port(1), active, kDeclared);
+    const auto restore = [&] {
+        for (u32 unit = 1; unit <= ports; ++unit)
+            std::ranges::copy(unit == 1 ? leaving : declared, bridge.port(unit)->madMachine);
+    };
+
+    bench::Pair pair;
+    pair.units = static_cast<double>(ports) * active;
+    pair.prepareWork = restore;
+    pair.work = [&] { mvrpLeaveTimerHandler(bridge.port(1)); };
+    pair.limit = [&] {
+        for (u32 unit = 1; unit <= ports; ++unit)
+            search(declared);
+        for (u32 i = 0; i < active; ++i)
+            benchmark::DoNotOptimize(mvrpVlanType(2 + i));
+    };
+    bench::measure(state, pair);
+}
+BENCHMARK(leaveWithdrawn)
+    ->Name("leave-withdrawn")
+    ->ArgsProduct({{6, 48, 768}, {64, 1024, 4093}})
+    ->UseManualTime();
 
 void leaveallExpiry(benchmark::State& state) {
     const u32 active = static_cast<u32>(state.range(0));
