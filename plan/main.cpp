@@ -163,9 +163,7 @@ int run(const Options& options) {
     return result.join.ended && result.leave.ended ? 0 : kNotEnded;
 }
 
-}  // namespace
-
-int main(int count, char** values) {
+int planWith(int count, char** values) {
     CLI::App app(
         "Measures in virtual time how long VLANs take to spread through a network of mvrp "
         "switches and to leave it, and how many frames that takes.",
@@ -174,14 +172,22 @@ int main(int count, char** values) {
     try {
         addOptions(app, options);
         app.parse(count, values);
-        return run(options);
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
         return 0;
     } catch (const CLI::Error& error) {
-        std::cerr << "mvrp-plan: " << error.what() << "\nmvrp-plan --help says what is allowed\n";
+        throw Mistake(std::string(error.what()) + "\nmvrp-plan --help says what is allowed");
+    }
+    return run(options);
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+    try {
+        return planWith(count, values);
     } catch (const std::exception& error) {
         std::cerr << "mvrp-plan: " << error.what() << "\n";
+        return kUsage;
     }
-    return kUsage;
 }

@@ -246,9 +246,8 @@ const std::vector<Case> kCases = {
 INSTANTIATE_TEST_SUITE_P(All, DoctorFinds, testing::ValuesIn(kCases));
 
 std::vector<std::string> idsOf(const std::vector<Finding>& findings) {
-    std::vector<std::string> ids;
-    for (const Finding& finding : findings)
-        ids.push_back(finding.id);
+    std::vector<std::string> ids(findings.size());
+    std::ranges::transform(findings, ids.begin(), &Finding::id);
     return ids;
 }
 

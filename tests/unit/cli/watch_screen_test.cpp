@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include <cstring>
 
 #include "cli/config/running_config.h"
 #include "cli/watch/screen.h"
@@ -17,7 +16,7 @@ ScreenView viewOf(std::size_t ports) {
     for (std::size_t i = 0; i < ports; ++i) {
         PortView port;
         port.port.unit = static_cast<u32>(i + 1);
-        std::strcpy(port.port.name.data(), ("port" + std::to_string(i + 1)).c_str());
+        ("port" + std::to_string(i + 1)).copy(port.port.name.data(), port.port.name.size() - 1);
         port.port.link = 1;
         port.settings = PortSettings{};
         port.machines.resize(4095);
