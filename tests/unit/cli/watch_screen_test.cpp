@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-
 #include "cli/config/running_config.h"
 #include "cli/watch/screen.h"
 #include "cli/watch/watch_output.h"
