@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "platform/wire/frame.h"
+#include "tests/simulation/standby.h"
 
 namespace simulation {
 namespace {
@@ -50,6 +51,13 @@ Node& Network::addNode() {
     return *nodes_.back();
 }
 
+Node& Network::addStandby(u32 active) {
+    standbyCount_++;
+    Node& standby = addNode();
+    nodes_[active]->standby = standby.index;
+    return standby;
+}
+
 void Network::addCable(PortEnd a, PortEnd b, u32 delayMs) {
     const auto cable = static_cast<u32>(cables_.size());
     cables_.push_back({a, b, delayMs, true, {}});
@@ -89,6 +97,14 @@ void Network::transmit(u32 index) {
         if (const Way* way = wayFrom(index, frame.unit))
             carry(*way->cable, way->to, std::move(frame));
     node.sent.clear();
+    if (!node.toStandby.empty())
+        tellStandby(node);
+}
+
+void Network::tellStandby(Node& active) {
+    const auto messages = std::exchange(active.toStandby, {});
+    Node& standby = *nodes_[*active.standby];
+    act(standby.index, [&standby, &messages] { takeFromActive(standby, messages); });
 }
 
 void Network::carry(u32 cable, PortEnd to, SentFrame&& frame) {

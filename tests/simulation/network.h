@@ -44,10 +44,14 @@ class Network {
     explicit Network(u64 seed) : random_(seed) {}
 
     Node& addNode();
+    /// A node without cables, which is told what the daemon of switch `active` tells its standby.
+    Node& addStandby(u32 active);
     void addCable(PortEnd a, PortEnd b, u32 delayMs);
 
     Node& node(u32 index) { return *nodes_[index]; }
+    /// The switches, and behind them the standbys.
     const std::vector<std::unique_ptr<Node>>& nodes() const { return nodes_; }
+    u32 switchCount() const { return static_cast<u32>(nodes_.size()) - standbyCount_; }
     std::vector<Cable>& cables() { return cables_; }
     const std::vector<Cable>& cables() const { return cables_; }
     u64 nowMs() const { return nowMs_; }
@@ -101,6 +105,7 @@ class Network {
     const Way* wayFrom(u32 node, u32 unit) const;
     u64 nextTimerMs();
     void transmit(u32 index);
+    void tellStandby(Node& active);
     void carry(u32 cable, PortEnd to, SentFrame&& frame);
     void deliver(Arrival&& arrival);
     bool runNext(u64 endMs);
@@ -109,6 +114,7 @@ class Network {
     u64 nowMs_ = 0;
     u64 sequence_ = 0;
     std::vector<std::unique_ptr<Node>> nodes_;
+    u32 standbyCount_ = 0;
     std::vector<Cable> cables_;
     std::vector<std::vector<Way>> ways_;  // by node and unit
     std::priority_queue<Arrival> arrivals_;

@@ -24,6 +24,14 @@ struct SentFrame {
     std::vector<u8> bytes;
 };
 
+/// What an active's daemon tells its standby: a setting, or a synchronisation packet.
+struct StandbyMessage {
+    u32 unit = 0;
+    u32 command = 0;
+    u32 value = 0;
+    std::vector<u8> packet;
+};
+
 struct Node {
     explicit Node(u32 number);
     ~Node();
@@ -32,12 +40,15 @@ struct Node {
 
     u32 index;
     scenario::ScenarioHost host;
-    MvrpInfo record{};            ///< while the switch has no turn
-    std::optional<u64> dueMs;     ///< of the earliest timer, as of the last turn
-    std::vector<SentFrame> sent;  ///< since the network last took them
-    std::map<u32, bool> wanted;   ///< ports that management switched on
-    bool acted = false;           ///< since its state was checked
-    bool pairsLost = false;       ///< the pool of pending pairs was, or may be, exhausted
+    MvrpInfo record{};                      ///< while the switch has no turn
+    std::optional<u64> dueMs;               ///< of the earliest timer, as of the last turn
+    std::vector<SentFrame> sent;            ///< since the network last took them
+    std::map<u32, bool> wanted;             ///< ports that management switched on
+    std::optional<u32> standby;             ///< index of the standby card of this switch
+    std::vector<StandbyMessage> toStandby;  ///< since the standby last had a turn
+    std::map<u32, scenario::VlanSet> told;  ///< of a standby: VLANs listed to it, by unit
+    bool acted = false;                     ///< since its state was checked
+    bool pairsLost = false;                 ///< the pool of pending pairs was, or may be, exhausted
 };
 
 /// What is followed while a plan runs: every change of a VLAN's state on one port is printed.

@@ -11,6 +11,13 @@ namespace {
 constexpr u32 kStatic = static_cast<u32>(QorVlanType::Static);
 constexpr u32 kVlanInterface = static_cast<u32>(QorEndType::Vlan);
 
+/// The command server releases the lock that two refusals leave held; so does this.
+u32 releasingLock(u32 status) {
+    while (scenario::scenarioHost().lockDepth > 0)
+        silGiveSem(gMvrpInfo.sem);
+    return status;
+}
+
 }  // namespace
 
 void notify(Node& node, const platform::RouteBatch& batch) {
@@ -94,12 +101,12 @@ u32 setPort(u32 unit, u32 attribute, u32 value) {
     return mvrpPortSetApi(unit, attribute, &value);
 }
 
-/// The command server releases the lock that two refusals leave held; so does this.
 u32 setScalar(u32 attribute, u32 value) {
-    const u32 status = mvrpScalarSetApi(0, attribute, &value);
-    while (scenario::scenarioHost().lockDepth > 0)
-        silGiveSem(gMvrpInfo.sem);
-    return status;
+    return releasingLock(mvrpScalarSetApi(0, attribute, &value));
+}
+
+u32 syncScalar(u32 attribute, u32 value) {
+    return releasingLock(mvrpScalarSyncApi(0, attribute, &value));
 }
 
 u32 setPortEnabled(Node& node, u32 unit, bool enabled) {

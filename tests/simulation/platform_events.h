@@ -27,6 +27,8 @@ void resetPort(Node& node, u32 unit);
 u32 setPortEnabled(Node& node, u32 unit, bool enabled);
 u32 setPort(u32 unit, u32 attribute, u32 value);
 u32 setScalar(u32 attribute, u32 value);
+/// The same as the active's daemon asks a standby for it.
+u32 syncScalar(u32 attribute, u32 value);
 
 /// Starts the daemon, switches MVRP on, and on every port for which management wants it.
 void startDaemonOf(Node& node);

@@ -6,6 +6,7 @@
 #include "daemon/fsm/machine.h"
 #include "platform/contract/qor_vlan.h"
 #include "tests/simulation/invariants.h"
+#include "tests/simulation/standby.h"
 
 namespace simulation {
 namespace {
@@ -205,8 +206,9 @@ std::string checkWild(Network& network) {
 
 std::string checkCalm(Network& network) {
     Tree tree(network);
-    for (const auto& node : network.nodes()) {
-        const Turn turn(*node, network.nowMs());
+    for (u32 index = 0; index < network.switchCount(); index++) {
+        const Node* node = &network.node(index);
+        const Turn turn(network.node(index), network.nowMs());
         for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port)) {
             const std::string problem = checkCalmPort(tree, *node, *port);
             if (!problem.empty())
@@ -220,7 +222,10 @@ std::string checkCalm(Network& network) {
 }  // namespace
 
 std::string checkRest(Network& network, Profile profile) {
-    return profile == Profile::Calm ? checkCalm(network) : checkWild(network);
+    std::string problem = profile == Profile::Calm ? checkCalm(network) : checkWild(network);
+    for (u32 index = 0; index < network.switchCount() && problem.empty(); index++)
+        problem = checkStandby(network, network.node(index));
+    return problem;
 }
 
 }  // namespace simulation

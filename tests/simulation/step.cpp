@@ -9,6 +9,7 @@
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
 #include "tests/simulation/platform_events.h"
+#include "tests/simulation/standby.h"
 
 namespace simulation {
 namespace {
@@ -49,6 +50,7 @@ constexpr auto kKinds = std::to_array<KindRow>({
     {StepKind::Restart, "daemon restarted", 0, 1},
     {StepKind::PortReset, "port reset", 0, 1},
     {StepKind::Garbage, "garbage received", 0, 4},
+    {StepKind::StandbyAttach, "standby attached", 2, 2},
 });
 
 StepKind chooseKind(Random& random, Profile profile) {
@@ -74,8 +76,8 @@ u32 chooseVlan(Random& random, Profile profile) {
 
 u32 chooseWait(Random& random) {
     constexpr u32 kShortMs = 3000;
-    constexpr u32 kLongMs = 150000;
-    return random.percent(90) ? random.below(kShortMs) : random.below(kLongMs);
+    constexpr u32 kLongMs = 150000;  // leave and leave-all times pass between two steps
+    return random.percent(98) ? random.below(kShortMs) : random.below(kLongMs);
 }
 
 u32 portCount(const Node& node) {
@@ -278,7 +280,11 @@ void applyStep(Network& network, const Step& step) {
         applyToCable(network, step);
         return;
     }
-    const u32 index = step.number % static_cast<u32>(network.nodes().size());
+    const u32 index = step.number % network.switchCount();
+    if (step.kind == StepKind::StandbyAttach) {
+        attachStandby(network, index);
+        return;
+    }
     Node& node = network.node(index);
     const u32 unit = 1 + step.unit % portCount(node);
     network.act(index, [&] { applyInTurn(node, unit, step); });
@@ -314,7 +320,7 @@ std::string describe(const Network& network, const Step& step) {
                std::to_string(cable.a.unit) + " - switch " + std::to_string(cable.b.node) +
                " port " + std::to_string(cable.b.unit);
     }
-    const auto& node = *network.nodes()[step.number % network.nodes().size()];
+    const auto& node = *network.nodes()[step.number % network.switchCount()];
     return text + ", switch " + std::to_string(node.index) + " port " +
            std::to_string(1 + step.unit % portCount(node)) + ", VLAN " +
            std::to_string(step.value) + ", random " + std::to_string(step.random % 64);

@@ -38,6 +38,7 @@ enum class StepKind : u8 {
     Restart,
     PortReset,
     Garbage,
+    StandbyAttach,
 };
 
 struct Step {
