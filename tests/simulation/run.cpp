@@ -8,11 +8,11 @@
 namespace simulation {
 namespace {
 
-/// What passes before a network is asked whether it is at rest, in ms: two leave-all times. A
-/// withdrawal may take a leave time more for each switch on its way.
+/// What passes before a network is asked whether it is at rest, in ms: two leave-all times. Its
+/// last withdrawal may take two more, and a leave time for each switch on its way.
 constexpr u64 kLeaveAllMs = 120'000;
+constexpr u64 kLeaveMs = 32'000;
 constexpr u64 kRestMs = 2 * kLeaveAllMs + 50'000;
-constexpr u64 kRestMsPerSwitch = 32'000;
 constexpr const char* kNoEnd = "what happens has no end";
 
 /// A network's state as its rules have it whatever happens, after some time.
@@ -20,20 +20,24 @@ std::string checkLater(Network& network, u64 ms) {
     return network.run(ms) ? checkState(network) : kNoEnd;
 }
 
-/// Lets a network come to rest, for no longer than its last withdrawal may take; a leave-all time
-/// later it has to be as it was.
+/// Lets a network come to rest, for no longer than its last withdrawal may take. It is at rest when
+/// a leave-all time later it still is.
 std::string checkComesToRest(Network& network, Profile profile) {
     std::string problem = checkLater(network, kRestMs);
-    for (u32 left = longestWay(network); left > 0; left--) {
-        if (!problem.empty() || checkRest(network, profile).empty())
+    u64 leftMs = 2 * kLeaveAllMs + kLeaveMs * longestWay(network);
+    bool rested = false;
+    while (problem.empty()) {
+        const std::string unrest = checkRest(network, profile);
+        if (unrest.empty() && rested)
             break;
-        problem = checkLater(network, kRestMsPerSwitch);
+        rested = unrest.empty();
+        const u64 waitMs = rested ? kLeaveAllMs : kLeaveMs;
+        if (waitMs > leftMs)
+            return unrest;
+        leftMs -= waitMs;
+        problem = checkLater(network, waitMs);
     }
-    if (problem.empty())
-        problem = checkRest(network, profile);
-    if (problem.empty())
-        problem = checkLater(network, kLeaveAllMs);
-    return problem.empty() ? checkRest(network, profile) : problem;
+    return problem;
 }
 
 }  // namespace
