@@ -13,10 +13,14 @@ namespace {
 
 /// Waits for `events` until the deadline. @return whether they are there
 bool await(int connection, short events, Deadline deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
     pollfd entry{connection, events, 0};
-    return poll(&entry, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0))) == 1;
+    int ready = 0;
+    do {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        ready = poll(&entry, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+    } while (ready < 0 && errno == EINTR);
+    return ready == 1;
 }
 
 bool mayTryAgain(int error) {

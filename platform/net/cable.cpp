@@ -69,6 +69,7 @@ class UnixCable final : public Cable {
         } else if (!lock.try_lock()) {
             return ENOBUFS;
         }
+        int failure = 0;
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
             if (!connectPeer()) {
                 return 0;
@@ -78,13 +79,15 @@ class UnixCable final : public Cable {
                 stalled_ = false;
                 return 0;
             }
-            if (errno != EAGAIN) {
+            failure = errno;
+            if (failure != EAGAIN) {
                 transmit_ = Descriptor();
             } else if (!waitForRoom(mayWait)) {
                 return ENOBUFS;
             }
         }
-        return 0;
+        // A peer that went in between is a cable that is not plugged in.
+        return failure == ECONNREFUSED || failure == ECONNRESET ? 0 : failure;
     }
 
   private:

@@ -96,9 +96,12 @@ class NetworkTest(unittest.TestCase):
             switch.add_port(name, timers=timers or TIMERS, **port_fields)
         return self.run_topology(topology.Topology("test", {"sw": switch}, [])).nodes["sw"]
 
-    def run_topology(self, plan, extra=None):
-        """Starts the switches of a plan. extra: more sections for the configuration of some."""
+    def run_topology(self, plan, extra=None, environment=None):
+        """Starts the switches of a plan. extra: more sections for the configuration of some;
+        environment: more variables for the programs of all."""
         net = network.Network(plan, self.directory, BUILD)
+        for each in net.nodes.values():
+            each.environment |= environment or {}
         for name, text in (extra or {}).items():
             net.nodes[name].extra_configuration = text
         self.addCleanup(self.look_over, net)
