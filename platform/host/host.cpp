@@ -157,6 +157,7 @@ void Host::serveCommands() {
         applied_ = config_.management;
     }
     sync_.setSource(CommandSource::Management);
+    settleService();
     if (config_.debugSocket)
         startDebugSocket();
     server_.run();

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <cstddef>
 #include <cstdlib>
@@ -17,7 +18,6 @@
 #include "platform/runtime/descriptor.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
-#include "platform/runtime/start_gate.h"
 #include "platform/runtime/thread.h"
 #include "platform/runtime/timer.h"
 
@@ -42,6 +42,8 @@ std::optional<u64> numberOf(const char* text) {
     return error == std::errc{} && stop == end && stop != text ? std::optional(number)
                                                                : std::nullopt;
 }
+
+std::atomic<bool> gSettled = false;
 
 /// A path, or a name of the abstract kind behind '@'. @return its length, 0 when it is neither
 socklen_t addressOf(const char* path, sockaddr_un& address) {
@@ -69,7 +71,7 @@ class Reporter {
         : status_(std::move(status)), watchdog_(watchdog) {}
 
     [[noreturn]] void run() {
-        passStartGate();
+        gSettled.wait(false);
         progress_.look(processRuntime().protocolRounds, microseconds(0));
         told_ = status_();
         notifyService("READY=1\n" + statusLine(told_));
@@ -155,6 +157,11 @@ void startService(std::function<std::string()> status) {
     const auto reporter = std::make_shared<Reporter>(std::move(status), watchdog);
     if (!startThread("mvrpservice", kServiceStack, [reporter] { reporter->run(); }))
         logMessage(LogPriority::Error, "no thread to report to the service manager");
+}
+
+void settleService() {
+    gSettled = true;
+    gSettled.notify_all();
 }
 
 ServiceReload::ServiceReload() {

@@ -56,10 +56,13 @@ class ProgressWatch {
 /// @return whether it was sent
 bool notifyService(std::string_view text);
 
-/// Starts a thread that reports readiness once the daemon's tasks run, its status whenever it is
+/// Starts a thread that reports readiness once settleService() was called, its status whenever it is
 /// different, and the rounds of the protocol task to the watchdog. Does nothing without a service
 /// manager. @param status  what the daemon does, in a line; asked from that thread until the end
 void startService(std::function<std::string()> status);
+
+/// The daemon's tasks run, and the ports have their settings.
+void settleService();
 
 /// While it exists the configuration is read again.
 class ServiceReload {
