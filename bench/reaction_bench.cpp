@@ -8,8 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -18,6 +16,7 @@
 #include "daemon/core/task.h"
 #include "platform/net/frame_net.h"
 #include "platform/runtime/descriptor.h"
+#include "tests/scratch_directory.h"
 
 namespace {
 
@@ -75,24 +74,10 @@ class Peer {
     Descriptor bare_;
 };
 
-class ScratchDirectory {
-  public:
-    ScratchDirectory() {
-        if (mkdtemp(path_.data()) == nullptr)
-            throw std::runtime_error("no directory for sockets");
-    }
-    ~ScratchDirectory() { std::filesystem::remove_all(path_); }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ScratchDirectory(ScratchDirectory&&) = delete;
-    ScratchDirectory& operator=(ScratchDirectory&&) = delete;
-    std::string path(const char* kind, u32 unit) const {
-        return path_ + "/" + kind + std::to_string(unit);
-    }
-
-  private:
-    std::string path_ = "/tmp/mvrp-bench-XXXXXX";
-};
+/// A socket of a port, or of its peer.
+std::string pathOf(const ScratchDirectory& directory, const char* kind, u32 unit) {
+    return directory.path(kind + std::to_string(unit));
+}
 
 void reaction(benchmark::State& state) {
     const u32 ports = static_cast<u32>(state.range(0));
@@ -102,11 +87,11 @@ void reaction(benchmark::State& state) {
     bridge.sockets.setTransmitter(&net);
     std::vector<Peer> peers;
     for (u32 unit = 1; unit <= ports; ++unit) {
-        peers.emplace_back(directory.path("peer", unit));
+        peers.emplace_back(pathOf(directory, "peer", unit));
         std::string error;
-        net.setCable(unit,
-                     "unix:" + directory.path("port", unit) + "," + directory.path("peer", unit),
-                     error);
+        net.setCable(
+            unit, "unix:" + pathOf(directory, "port", unit) + "," + pathOf(directory, "peer", unit),
+            error);
     }
     const auto drain = [&peers] {
         for (Peer& peer : peers)

@@ -10,8 +10,8 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <thread>
@@ -55,16 +55,6 @@ bool portRuns(Channel& channel, u32 unit) {
 
 double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
-}
-
-ScratchDirectory::ScratchDirectory() {
-    if (mkdtemp(path_.data()) == nullptr)
-        fail("a directory for sockets");
-}
-
-ScratchDirectory::~ScratchDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
 }
 
 Channel::Channel(const std::string& path)

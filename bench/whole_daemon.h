@@ -7,7 +7,6 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <filesystem>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -15,27 +14,13 @@
 
 #include "platform/command/wire.h"
 #include "platform/runtime/descriptor.h"
+#include "tests/scratch_directory.h"
 
 namespace bench {
 
 using Clock = std::chrono::steady_clock;
 
 double secondsSince(Clock::time_point begin);
-
-/// A directory that goes with the object.
-class ScratchDirectory {
-  public:
-    ScratchDirectory();
-    ~ScratchDirectory();
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ScratchDirectory(ScratchDirectory&&) = delete;
-    ScratchDirectory& operator=(ScratchDirectory&&) = delete;
-    std::string path(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    std::string path_ = "/tmp/mvrp-bench-XXXXXX";
-};
 
 /// A reply with another status than 0.
 struct RequestRefused : std::runtime_error {

@@ -7,7 +7,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <span>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "platform/command/wire.h"
+#include "tests/scratch_directory.h"
 
 namespace cli_test {
 
@@ -30,8 +30,6 @@ struct Arrived {
 class FakeServer {
   public:
     explicit FakeServer(std::function<void(FakeServer&)> play) {
-        char pattern[] = "/tmp/mvrp-cli-test-XXXXXX";
-        directory_ = mkdtemp(pattern);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
         path().copy(address.sun_path, sizeof(address.sun_path) - 1);
@@ -48,13 +46,11 @@ class FakeServer {
     ~FakeServer() {
         thread_.join();
         close(listener_);
-        unlink(path().c_str());
-        rmdir(directory_.c_str());
     }
     FakeServer(const FakeServer&) = delete;
     FakeServer& operator=(const FakeServer&) = delete;
 
-    std::string path() const { return directory_ + "/s"; }
+    std::string path() const { return directory_.path("s"); }
 
     bool receive(void* bytes, std::size_t length) {
         return length == 0 ||
@@ -98,7 +94,7 @@ class FakeServer {
     }
 
   private:
-    std::string directory_;
+    ScratchDirectory directory_;
     int listener_ = -1;
     int connection_ = -1;
     std::thread thread_;

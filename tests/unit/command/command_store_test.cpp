@@ -5,11 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
+
+#include "tests/scratch_directory.h"
 
 namespace platform {
 namespace {
@@ -23,13 +24,6 @@ constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
 
 class Store : public testing::Test {
   protected:
-    Store() {
-        std::string pattern = testing::TempDir() + "mvrp-store-XXXXXX";
-        directory_ = mkdtemp(pattern.data());
-        path_ = directory_ + "/store";
-    }
-    ~Store() override { std::filesystem::remove_all(directory_); }
-
     std::string written() const {
         std::ifstream file(path_);
         return {std::istreambuf_iterator<char>(file), {}};
@@ -42,8 +36,8 @@ class Store : public testing::Test {
         return store.appliedTo(file);
     }
 
-    std::string directory_;
-    std::string path_;
+    const ScratchDirectory directory_;
+    const std::string path_ = directory_.path("store");
 };
 
 TEST_F(Store, WhatWasRecordedIsThereAfterARestart) {
@@ -114,7 +108,7 @@ TEST_F(Store, AFileThatIsNoStoreIsKeptAsideAndNotUsed) {
 }
 
 TEST_F(Store, AFileThatCanNotBeWrittenIsLoggedAndWrittenWithTheNextChange) {
-    const std::string missing = directory_ + "/missing/store";
+    const std::string missing = directory_.path("missing/store");
     CommandStore store(missing);
     store.open();
     testing::internal::CaptureStderr();
@@ -123,7 +117,7 @@ TEST_F(Store, AFileThatCanNotBeWrittenIsLoggedAndWrittenWithTheNextChange) {
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("could not be written: No such file"), std::string::npos) << log;
     EXPECT_EQ(store.appliedTo({}).enable, kSettingOn);
-    std::filesystem::create_directory(directory_ + "/missing");
+    std::filesystem::create_directory(directory_.path("missing"));
     store.record(port(3, kPortEnable, kSettingOn));
     store.flush();
     std::ifstream file(missing);

@@ -7,12 +7,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <string>
 #include <thread>
 
 #include "platform/command/dispatcher.h"
 #include "platform/command/server.h"
+#include "tests/scratch_directory.h"
 #include "tests/unit/command/channel_client.h"
 #include "tests/unit/command/fake_daemon.h"
 
@@ -27,10 +27,7 @@ class ServerFixture : public testing::Test {
               CommandAccess{}) {
         fake::reset();
         dispatcher_.setTable(fake::table());
-        std::string pattern = testing::TempDir() + "mvrp-command-XXXXXX";
-        directory_ = mkdtemp(pattern.data());
-        chmod(directory_.c_str(), 0755);  // other users come as far as the socket
-        path_ = directory_ + "/socket";
+        chmod(directory_.path().c_str(), 0755);  // other users come as far as the socket
     }
 
     ~ServerFixture() override {
@@ -38,8 +35,6 @@ class ServerFixture : public testing::Test {
             server_.stop();
             thread_.join();
         }
-        unlink(path_.c_str());
-        rmdir(directory_.c_str());
     }
 
     void start() {
@@ -50,8 +45,8 @@ class ServerFixture : public testing::Test {
 
     Dispatcher dispatcher_;
     CommandServer server_;
-    std::string directory_;
-    std::string path_;
+    const ScratchDirectory directory_;
+    const std::string path_ = directory_.path("socket");
     std::thread thread_;
 };
 

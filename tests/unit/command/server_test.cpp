@@ -163,7 +163,7 @@ TEST_F(Server, AFileThatIsNoSocketIsLeftAlone) {
 
 TEST_F(Server, APathThatNoSocketCanHaveIsRefused) {
     std::string error;
-    EXPECT_FALSE(server_.open(directory_ + "/" + std::string(200, 'x'), error));
+    EXPECT_FALSE(server_.open(directory_.path(std::string(200, 'x')), error));
     EXPECT_NE(error.find("1 to 107 bytes"), std::string::npos) << error;
     EXPECT_FALSE(server_.open("/nonexistent/socket", error));
     EXPECT_NE(error.find("No such file"), std::string::npos) << error;

@@ -137,7 +137,7 @@ TEST_F(Standby, AStandbyThatDoesNotAnswerIsCutOff) {
 TEST_F(Standby, TheServerCountsTheActivesThatAreConnected) {
     std::atomic<u32> actives{0};
     std::string error;
-    const std::string path = directory_ + "/standby";
+    const std::string path = directory_.path("standby");
     ASSERT_TRUE(server_.open(path, error, &actives)) << error;
     start();
     {
@@ -164,7 +164,7 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
     config.configured = true;
     config.role = HostRole::Active;
     config.peerPath = path_;
-    const std::string file = directory_ + "/store";
+    const std::string file = directory_.path("store");
     {
         CommandSync sync(file, config);
         sync.start();

@@ -36,7 +36,7 @@ class LedgerTest : public ::testing::Test {
     }
 
     ScratchDirectory scratch;
-    const std::string path = scratch.file("ledger");
+    const std::string path = scratch.path("ledger");
 };
 
 TEST_F(LedgerTest, RemembersForTheSameScopeOnly) {
@@ -76,10 +76,10 @@ TEST_F(LedgerTest, IsReadBesideTheProcessThatHasIt) {
     EXPECT_EQ(contents->records[0].index, 6U);
     EXPECT_EQ(contents->records[0].name, "eth1");
     EXPECT_EQ(contents->records[0].added, vlanSet({11}));
-    std::ofstream(scratch.file("other")) << std::string(2000, 'x');
-    EXPECT_FALSE(readLedger(scratch.file("other")));
-    ASSERT_EQ(mkfifo(scratch.file("pipe").c_str(), 0600), 0);
-    EXPECT_FALSE(readLedger(scratch.file("pipe")));
+    std::ofstream(scratch.path("other")) << std::string(2000, 'x');
+    EXPECT_FALSE(readLedger(scratch.path("other")));
+    ASSERT_EQ(mkfifo(scratch.path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(readLedger(scratch.path("pipe")));
 }
 
 TEST_F(LedgerTest, AForgottenPortIsNotFoundAndItsPlaceIsUsedAgain) {
@@ -125,13 +125,13 @@ TEST_F(LedgerTest, TheFileIsForOneProcess) {
 }
 
 TEST_F(LedgerTest, ALinkInItsPlaceIsNotFollowed) {
-    std::ofstream(scratch.file("victim")) << "precious";
-    ASSERT_EQ(symlink(scratch.file("victim").c_str(), path.c_str()), 0);
+    std::ofstream(scratch.path("victim")) << "precious";
+    ASSERT_EQ(symlink(scratch.path("victim").c_str(), path.c_str()), 0);
     Ledger ledger;
     std::string error;
     EXPECT_FALSE(ledger.open(path, scope, error));
     ASSERT_EQ(unlink(path.c_str()), 0);
-    ASSERT_EQ(link(scratch.file("victim").c_str(), path.c_str()), 0);
+    ASSERT_EQ(link(scratch.path("victim").c_str(), path.c_str()), 0);
     EXPECT_FALSE(ledger.open(path, scope, error));
     EXPECT_NE(error.find("not a file of this user"), std::string::npos);
 }

@@ -6,11 +6,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "platform/linux/linux_switch.h"
+#include "tests/scratch_directory.h"
 #include "tests/unit/linux/fake_kernel.h"
 #include "tests/unit/switch/soft_harness.h"
 
@@ -20,27 +20,6 @@ inline constexpr u32 kBridge = 1;
 inline constexpr u32 kEth0 = 3;
 inline constexpr u32 kEth1 = 5;
 inline constexpr u32 kTap = 7;
-
-/// A directory of the test's own, gone with it.
-class ScratchDirectory {
-  public:
-    ScratchDirectory() {
-        std::string pattern = std::filesystem::temp_directory_path() / "mvrp-linux-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr)
-            ADD_FAILURE() << "no directory for the ledger";
-        path_ = pattern;
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    std::string file(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 inline LinuxBridgeConfig bridgeConfig() {
     LinuxBridgeConfig config;
@@ -101,7 +80,7 @@ class LinuxNode {
         PortState state{};
         return driver->portState(port, state) && state.linkUp;
     }
-    std::string ledger() const { return scratch.file("ledger"); }
+    std::string ledger() const { return scratch.path("ledger"); }
 
     ScratchDirectory scratch;
     FakeKernel kernel;

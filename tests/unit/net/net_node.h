@@ -9,37 +9,16 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <string>
 #include <thread>
 
 #include "platform/net/frame_net.h"
 #include "platform/switch/soft_switch.h"
+#include "tests/scratch_directory.h"
 #include "tests/unit/switch/soft_harness.h"
 #include "tests/unit/wire/frame_builder.h"
 
 namespace platform::testing {
-
-/// Directory that is removed with what a test left in it.
-class ScratchDirectory {
-  public:
-    ScratchDirectory() {
-        path_ = ::testing::TempDir() + "net_XXXXXX";
-        EXPECT_NE(mkdtemp(path_.data()), nullptr);
-    }
-    ~ScratchDirectory() {
-        const std::string command = "rm -rf '" + path_ + "'";
-        EXPECT_EQ(std::system(command.c_str()), 0);
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ScratchDirectory(ScratchDirectory&&) = delete;
-    ScratchDirectory& operator=(ScratchDirectory&&) = delete;
-    std::string path(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    std::string path_;
-};
 
 /// Waits for a condition that another thread brings about. The limit only ends a failing test.
 template <typename Condition>

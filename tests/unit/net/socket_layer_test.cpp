@@ -16,6 +16,8 @@
 #include <cstring>
 #include <thread>
 
+#include "tests/scratch_directory.h"
+
 namespace platform {
 namespace {
 
@@ -363,9 +365,8 @@ TEST_F(ReceiveMatches, MalformedRecordsAreRefused) {
 // --- Local sockets ---
 
 TEST_F(SocketLayerTest, LocalSocketsLiveInTheRuntimeDirectory) {
-    std::string directory = testing::TempDir() + "socket_layer_XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
-    setenv("MVRP_RUNTIME_DIR", directory.c_str(), 1);
+    const ScratchDirectory directory;
+    setenv("MVRP_RUNTIME_DIR", directory.path().c_str(), 1);
     // As the daemon writes it: a 106-byte address.
     struct {
         u16 family = 1;
@@ -380,7 +381,7 @@ TEST_F(SocketLayerTest, LocalSocketsLiveInTheRuntimeDirectory) {
         EXPECT_EQ(qor_listen(listening, 10), 0);
         sockaddr_un there{};
         there.sun_family = AF_UNIX;
-        const std::string path = directory + "/net_test_dbg.socket";
+        const std::string path = directory.path("net_test_dbg.socket");
         path.copy(there.sun_path, sizeof there.sun_path - 1);
         const int client = ::socket(AF_UNIX, SOCK_STREAM, 0);
         ASSERT_EQ(connect(client, reinterpret_cast<sockaddr*>(&there), sizeof there), 0);
@@ -395,8 +396,6 @@ TEST_F(SocketLayerTest, LocalSocketsLiveInTheRuntimeDirectory) {
         ::close(client);
     }
     unsetenv("MVRP_RUNTIME_DIR");
-    unlink((directory + "/net_test_dbg.socket").c_str());
-    rmdir(directory.c_str());
 }
 
 TEST_F(SocketLayerTest, SelectWithTooManyDescriptorsIsRefused) {
