@@ -110,6 +110,7 @@ void reaction(benchmark::State& state) {
     }
     react();
     std::vector<std::vector<u8>> frames;
+    frames.reserve(peers.size());
     for (Peer& peer : peers)
         frames.push_back(peer.drain());
 

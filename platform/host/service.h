@@ -56,9 +56,10 @@ class ProgressWatch {
 /// @return whether it was sent
 bool notifyService(std::string_view text);
 
-/// Starts a thread that reports readiness once settleService() was called, its status whenever it is
-/// different, and the rounds of the protocol task to the watchdog. Does nothing without a service
-/// manager. @param status  what the daemon does, in a line; asked from that thread until the end
+/// Starts a thread that reports readiness once settleService() was called, its status whenever it
+/// is different, and the rounds of the protocol task to the watchdog. Does nothing without a
+/// service manager. @param status  what the daemon does, in a line; asked from that thread until
+/// the end
 void startService(std::function<std::string()> status);
 
 /// The daemon's tasks run, and the ports have their settings.

@@ -29,7 +29,7 @@ std::string checkComesToRest(Network& network, Profile profile) {
     u64 leftMs = 2 * kLeaveAllMs + kMostCrossings * kLeaveMs * longestWay(network);
     bool rested = false;
     while (problem.empty()) {
-        const std::string unrest = checkRest(network, profile);
+        std::string unrest = checkRest(network, profile);
         if (unrest.empty() && rested)
             break;
         rested = unrest.empty();

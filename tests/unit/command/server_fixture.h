@@ -30,6 +30,10 @@ class ServerFixture : public testing::Test {
         chmod(directory_.path().c_str(), 0755);  // other users come as far as the socket
     }
 
+    ServerFixture(const ServerFixture&) = delete;
+    ServerFixture& operator=(const ServerFixture&) = delete;
+    ServerFixture(ServerFixture&&) = delete;
+    ServerFixture& operator=(ServerFixture&&) = delete;
     ~ServerFixture() override {
         if (thread_.joinable()) {
             server_.stop();
