@@ -14,6 +14,8 @@ namespace {
 using scenario::VlanSet;
 
 constexpr u32 kSyncPacketCommand = kMvrpScalarCommandBase + MVRP_SCALAR_SYNC_PACKET;
+/// Fields of a synchronisation packet.
+constexpr std::size_t kUnitAt = 4;  ///< most significant byte first
 constexpr std::size_t kBitmapAt = kMvrpSyncMessageBytes - kVlanBitmapBytes;
 
 StandbyMessage messageOf(u32 unit, u32 command, void* value) {
@@ -23,10 +25,9 @@ StandbyMessage messageOf(u32 unit, u32 command, void* value) {
     return {unit, command, 0, {bytes.begin(), bytes.end()}};
 }
 
-/// Unit of a synchronisation packet, most significant byte first.
 u32 unitOf(std::span<const u8> packet) {
     u32 unit = 0;
-    for (const u8 byte : packet.subspan(4, sizeof unit))
+    for (const u8 byte : packet.subspan(kUnitAt, sizeof unit))
         unit = unit << 8U | byte;
     return unit;
 }
