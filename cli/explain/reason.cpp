@@ -40,7 +40,7 @@ class Reasoning {
     Explanation explain() {
         if (!(port_.learntMember
                   ? explainLearnt()
-                  : explainStatic() || explainSetting() || explainRegistered() || explainRadio()))
+                  : explainStatic() || explainSetting() || explainRegistered() || explainWithdrawal()))
             explainSilence();
         result_.declaration = declarationText();
         return result_;
@@ -175,8 +175,8 @@ class Reasoning {
                             "` (failed registrations) and at the daemon's log.");
     }
 
-    /// What the neighbour said, if it said anything about this VLAN.
-    bool explainRadio() {
+    /// What the neighbour last said of this VLAN, if it said anything.
+    bool explainWithdrawal() {
         const platform::VlanHistoryRecord& vlan = port_.history.vlan;
         const std::string not_ = vlan_ + " is not on " + name_ + ": ";
         if (!heard(vlan.joinMs) && !heard(vlan.leaveMs))
