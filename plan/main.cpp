@@ -57,8 +57,15 @@ Layout readLayout(const std::string& name) {
     return *layout;
 }
 
+void watchNothing(plan::Stage /*stage*/, const plan::Measurement& /*result*/) {}
+
+void printStage(plan::Stage stage, const plan::Measurement& result) {
+    std::cout << stageText(stage, result) << std::flush;
+}
+
 plan::Measurement measureLayout(Layout layout, const plan::Request& request,
-                                const plan::Timers& timers) {
+                                const plan::Timers& timers,
+                                const plan::Watcher& watch = watchNothing) {
     layout.timers = timers.over(layout.timers);
     for (auto& cable : layout.cables)
         cable.timers = timers.over(cable.timers);
@@ -69,7 +76,7 @@ plan::Measurement measureLayout(Layout layout, const plan::Request& request,
     if (request.vlans > free)
         throw Mistake("--vlans " + std::to_string(request.vlans) + ": allowed are 1 to " +
                       std::to_string(free) + ", as many as are static on no switch");
-    return plan::measure(layout, request);
+    return plan::measure(layout, request, watch);
 }
 
 /// 2, 4, 8, ... and `most` itself.
@@ -156,8 +163,10 @@ int run(const Options& options) {
             "what is to be planned? allowed: a topology file, or --shape line, star or tree");
     const Layout layout =
         options.shape.empty() ? readLayout(options.file) : shapeOf(options, options.switches);
-    const auto result = measureLayout(layout, options.request, options.timers);
-    std::cout << (options.json ? reportJson(result) : reportText(result));
+    const auto result = measureLayout(layout, options.request, options.timers,
+                                      options.json ? watchNothing : printStage);
+    if (options.json)
+        std::cout << reportJson(result);
     if (!options.plot.empty())
         plot(options);
     return result.join.ended && result.leave.ended ? 0 : kNotEnded;

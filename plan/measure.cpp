@@ -272,7 +272,7 @@ u32 freeVlans(const Layout& layout) {
     return count;
 }
 
-Measurement measure(const Layout& layout, const Request& request) {
+Measurement measure(const Layout& layout, const Request& request, const Watcher& watch) {
     Lab lab(layout, request);
     Measurement result;
     result.switches = static_cast<u32>(layout.names.size());
@@ -280,14 +280,19 @@ Measurement measure(const Layout& layout, const Request& request) {
     result.diameter = lab.diameter();
     result.vlans = request.vlans;
     result.origin = layout.names[lab.origin()];
+    watch(Stage::Begun, result);
     result.join = lab.join();
+    watch(Stage::Joined, result);
     const u64 restMs =
         request.restMs.value_or(layout.timers.leaveAllMs.value_or(kMvrpLeaveAllTimeoutDefault));
-    if (restMs != 0)
+    if (restMs != 0) {
         result.rest = lab.rest(restMs);
+        watch(Stage::Rested, result);
+    }
     result.leave = lab.leave();
     result.daemonBytes = lab.daemonBytes();
     result.processBytes = processBytes();
+    watch(Stage::Left, result);
     return result;
 }
 

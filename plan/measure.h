@@ -4,6 +4,7 @@
 // appear on one switch, spread, rest, and are deleted again.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -45,9 +46,16 @@ struct Measurement {
     u64 processBytes = 0;  ///< of this process at its largest
 };
 
+/// What of a measurement is known when it ends: of `Begun` the network, of `Left` everything.
+enum class Stage { Begun, Joined, Rested, Left };
+
+/// Told of each stage when it ends, as one of a large network takes minutes. `Rested` only comes
+/// when the time at rest is counted.
+using Watcher = std::function<void(Stage, const Measurement&)>;
+
 /// Measures a layout without a problem. The VLANs are the lowest from 2 on that are static nowhere;
 /// there have to be as many.
-Measurement measure(const Layout& layout, const Request& request);
+Measurement measure(const Layout& layout, const Request& request, const Watcher& watch);
 
 /// How many VLANs a layout leaves to be measured with.
 u32 freeVlans(const Layout& layout);

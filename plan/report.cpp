@@ -50,20 +50,25 @@ nlohmann::ordered_json phaseJson(const Phase& phase, const Measurement& result) 
 
 }  // namespace
 
-std::string reportText(const Measurement& result) {
-    std::string text =
-        line("%u switches, %u ports with MVRP, %u switches on the longest way", result.switches,
-             result.ports, result.diameter) +
-        line("%u VLANs on %s, at an end of it\n", result.vlans, result.origin.c_str()) +
-        line("%-8s %12s %12s %12s %12s %14s %14s", "phase", "seconds", "frames", "per port",
-             "most of one", "bytes per port", "most of one");
-    text += phaseLine("join", result.join, result);
-    if (result.rest)
-        text += phaseLine("at rest", *result.rest, result);
-    text += phaseLine("leave", result.leave, result);
-    return text + line("\nmemory of a daemon %.0f KiB; of the simulation %.0f KiB a switch",
-                       static_cast<double>(result.daemonBytes) / kBytesPerKib,
-                       processKibPerSwitch(result));
+std::string stageText(Stage stage, const Measurement& result) {
+    switch (stage) {
+        case Stage::Begun:
+            return line("%u switches, %u ports with MVRP, %u switches on the longest way",
+                        result.switches, result.ports, result.diameter) +
+                   line("%u VLANs on %s, at an end of it\n", result.vlans, result.origin.c_str()) +
+                   line("%-8s %12s %12s %12s %12s %14s %14s", "phase", "seconds", "frames",
+                        "per port", "most of one", "bytes per port", "most of one");
+        case Stage::Joined:
+            return phaseLine("join", result.join, result);
+        case Stage::Rested:
+            return phaseLine("at rest", result.rest.value(), result);
+        case Stage::Left:
+            return phaseLine("leave", result.leave, result) +
+                   line("\nmemory of a daemon %.0f KiB; of the simulation %.0f KiB a switch",
+                        static_cast<double>(result.daemonBytes) / kBytesPerKib,
+                        processKibPerSwitch(result));
+    }
+    return {};
 }
 
 std::string reportJson(const Measurement& result) {

@@ -13,7 +13,8 @@ namespace plan {
 /// Counts up when a key of the JSON changes its meaning.
 inline constexpr u32 kJsonVersion = 1;
 
-std::string reportText(const Measurement& result);
+/// The lines that a stage adds; those of all stages are the whole report.
+std::string stageText(Stage stage, const Measurement& result);
 std::string reportJson(const Measurement& result);
 
 /// One curve's points: what was varied, and the measurement there.
