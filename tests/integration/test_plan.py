@@ -74,6 +74,23 @@ class Measures(unittest.TestCase):
                 result = measure(path, "--rest", 0)
                 self.assertTrue(result["join"]["ended"] and result["leave"]["ended"])
 
+    def test_the_table_has_the_figures_of_the_json(self):
+        words = ("--shape", "line", "--switches", 3, "--leave", 12000)
+        result, table = measure(*words), run(*words).stdout
+        rows = dict(re.findall(r"^(join|at rest|leave) +(.*)$", table, re.MULTILINE))
+        for title, phase in (("join", "join"), ("at rest", "rest"), ("leave", "leave")):
+            figures = [float(word) for word in rows[title].split()]
+            self.assertEqual(figures[:2], [result[phase]["ms"] / 1000, result[phase]["frames"]])
+            self.assertEqual((figures[3], figures[5]), (result[phase]["mostFramesOfAPort"],
+                                                        result[phase]["mostBytesOfAPort"]))
+
+    def test_a_phase_is_shown_before_the_next_has_ended(self):
+        words = ("--shape", "tree", "--switches", "100", "--ports", "8", "--rest", "0")
+        with subprocess.Popen([PLAN, *words], stdout=subprocess.PIPE, text=True) as planning:
+            self.assertTrue(any(line.startswith("join") for line in planning.stdout))
+            planning.kill()
+            self.assertNotIn("leave", planning.stdout.read())
+
     def test_a_plot_is_a_picture_with_both_curves(self):
         with tempfile.TemporaryDirectory() as directory:
             file = pathlib.Path(directory) / "plot.svg"
