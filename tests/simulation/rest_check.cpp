@@ -133,7 +133,9 @@ std::string checkCalmPort(Tree& tree, const Node& node, const MvrpPortEntry& por
         problem = differing("declared", view.declared, others);
     if (problem.empty())
         problem = differing("propagated", view.propagated & ~fixed, others & ~fixed);
-    const VlanSet open = fixed | carriedOver(node, port);
+    // The switch here deletes a VLAN that has members: such a membership may never be taken back.
+    const VlanSet stranded = node.host.switchState.ports.at(port.portunit).stranded;
+    const VlanSet open = fixed | carriedOver(node, port) | (stranded & view.member);
     if (problem.empty())
         problem = differing("member", view.member & ~open, learnt & ~open);
     return problem;

@@ -117,6 +117,7 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32) {
         port->everDynamic |= vlans;
     } else if (attribute == static_cast<u32>(QorIfAttribute::RemoveDynamic)) {
         port->dynamic &= ~vlans;
+        port->stranded &= ~vlans;
     }
     return kStatusOk;
 }

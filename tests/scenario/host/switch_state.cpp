@@ -45,9 +45,18 @@ void SwitchState::createDynamicVlans(const VlanSet& vlans) {
 }
 
 void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
-    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size(); vid = vlans._Find_next(vid))
-        if (vlanTypes[vid] == kDynamic)
-            vlanTypes[vid].reset();
+    VlanSet deleted;
+    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size();
+         vid = vlans._Find_next(vid)) {
+        if (vlanTypes[vid] != kDynamic)
+            continue;
+        vlanTypes[vid].reset();
+        deleted.set(vid);
+    }
+    if (deleted.none())
+        return;
+    for (auto& [unit, port] : ports)
+        port.stranded |= port.dynamic & deleted;
 }
 
 }  // namespace scenario

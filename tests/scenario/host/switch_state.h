@@ -25,6 +25,7 @@ struct SwitchPort {
     VlanSet tagged;
     VlanSet dynamic;      ///< memberships made by the daemon
     VlanSet everDynamic;  ///< those it has made since this was last cleared
+    VlanSet stranded;     ///< those whose VLAN was deleted from the switch under them
     std::string name;
 };
 
@@ -50,7 +51,7 @@ struct SwitchState {
 
     /// Creates those that do not exist, as dynamic.
     void createDynamicVlans(const VlanSet& vlans);
-    /// Deletes those that are dynamic.
+    /// Deletes those that are dynamic. Their members stay members.
     void deleteDynamicVlans(const VlanSet& vlans);
 };
 
