@@ -38,9 +38,9 @@ class Reasoning {
           linux_(facts.global.host.driver == static_cast<u32>(platform::DriverKind::LinuxBridge)) {}
 
     Explanation explain() {
-        if (!(port_.learntMember
-                  ? explainLearnt()
-                  : explainStatic() || explainSetting() || explainRegistered() || explainWithdrawal()))
+        if (!(port_.learntMember ? explainLearnt()
+                                 : explainStatic() || explainSetting() || explainRegistered() ||
+                                       explainWithdrawal()))
             explainSilence();
         result_.declaration = declarationText();
         return result_;
