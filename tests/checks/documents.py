@@ -1,0 +1,132 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Checks what documents say of the tree: links lead somewhere, README.md maps every folder, records name
+their date and commit, numbers are those of the code. Prints "N passed, N failed"."""
+
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
+RECORD = re.compile(r"(\d{4})-(\d{2})-(\d{2})-[a-z0-9-]+\.md")
+MONTHS = ("January February March April May June July August September October November "
+          "December").split()
+# A number in a document -> where the code has it.
+NUMBERS = [
+    ("docs/linux-guide.md", r"room for (\d+) ports", "platform/host",
+     r'kLinuxPortNumber = "(\d+)"'),
+]
+
+
+def tracked(root):
+    """The files of the tree; all of them where there is no repository."""
+    done = subprocess.run(["git", "-C", root, "ls-files", "-co", "--exclude-standard"],
+                          capture_output=True, text=True, check=False)
+    if done.returncode == 0:
+        names = [name for name in done.stdout.splitlines() if (root / name).exists()]
+    else:
+        names = [str(path.relative_to(root)) for path in root.rglob("*") if path.is_file()]
+    return sorted(names)
+
+
+def dead_links(root):
+    for name in tracked(root):
+        if not name.endswith(".md"):
+            continue
+        for target in LINK.findall((root / name).read_text(encoding="utf-8")):
+            if "://" not in target and not ((root / name).parent / target).exists():
+                yield f"{name}: {target} is not there"
+
+
+def unmapped_folders(root):
+    """Folders of the first floor that have no row in the map of README.md, and rows of none."""
+    rows = set(re.findall(r"^\| `([a-z]+)/` \|", (root / "README.md").read_text(encoding="utf-8"),
+                          re.MULTILINE))
+    folders = {name.split("/")[0] for name in tracked(root)
+               if "/" in name and not name.startswith(".")}
+    yield from (f"README.md: no row for {name}/" for name in sorted(folders - rows))
+    yield from (f"README.md: a row for {name}/, which is not there" for name in sorted(rows - folders))
+
+
+def loose_records(root):
+    """Records without the date of their name, without a commit, or without a line in the list."""
+    folder = root / "docs" / "records"
+    index = (folder / "README.md").read_text(encoding="utf-8")
+    for path in sorted(folder.glob("*.md")):
+        if path.name == "README.md":
+            continue
+        date = RECORD.fullmatch(path.name)
+        if not date:
+            yield f"{path.name}: the name of a record is DATE-SUBJECT.md"
+            continue
+        year, month, day = date.groups()
+        text = path.read_text(encoding="utf-8")
+        if not re.search(rf"^{int(day)} {MONTHS[int(month) - 1]} {year}, commit [0-9a-f]{{7,}}[.;,]",
+                         text, re.MULTILINE):
+            yield f"{path.name}: says no date and commit"
+        if f"]({path.name})" not in index:
+            yield f"{path.name}: is not listed in docs/records/README.md"
+
+
+def wrong_numbers(root):
+    for document, said, folder, known in NUMBERS:
+        sources = "\n".join(path.read_text(encoding="utf-8")
+                            for path in sorted((root / folder).rglob("*.cpp")))
+        stated = re.findall(said, (root / document).read_text(encoding="utf-8"))
+        held = re.findall(known, sources)
+        if not stated or len(held) != 1 or set(stated) != set(held):
+            yield f"{document}: {said} says {stated}, the code {held}"
+
+
+CHECKS = [dead_links, unmapped_folders, loose_records, wrong_numbers]
+
+# (what is wrong with it, file, text): each has to be noticed by one check.
+SOUND = {
+    "README.md": "| `docs/` | x |\n| `platform/` | x |\n",
+    "docs/linux-guide.md": "There is room for 512 ports.\n",
+    "docs/records/README.md": "[x](2026-01-02-x.md)\n",
+    "docs/records/2026-01-02-x.md": "# X\n\n2 January 2026, commit abcdef0.\n",
+    "platform/host/x.cpp": 'constexpr auto kLinuxPortNumber = "512";\n',
+}
+PLANTED = [
+    (dead_links, "docs/linux-guide.md", "There is room for 512 ports. [x](gone.md)\n"),
+    (unmapped_folders, "lab/x.py", "\n"),
+    (unmapped_folders, "README.md", "| `docs/` | x |\n| `platform/` | x |\n| `gone/` | x |\n"),
+    (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n3 January 2026, commit abcdef0.\n"),
+    (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n2 January 2026.\n"),
+    (loose_records, "docs/records/2026-01-03-y.md", "# Y\n\n3 January 2026, commit abcdef0.\n"),
+    (wrong_numbers, "docs/linux-guide.md", "There is room for 48 ports.\n"),
+]
+
+
+def noticed(check, name, text):
+    with tempfile.TemporaryDirectory() as directory:
+        root = pathlib.Path(directory)
+        for path, content in (SOUND | {name: text}).items():
+            (root / path).parent.mkdir(parents=True, exist_ok=True)
+            (root / path).write_text(content, encoding="utf-8")
+        return [each for each in CHECKS if list(each(root))] == [check]
+
+
+def main():
+    passed = failed = 0
+    for check, name, text in PLANTED:
+        good = noticed(check, name, text)
+        passed += good
+        failed += not good
+        if not good:
+            print(f"{check.__name__} does not notice {text!r} in {name}")
+    for check in CHECKS:
+        found = list(check(ROOT))
+        print("\n".join(found), end="\n" if found else "")
+        passed += not found
+        failed += bool(found)
+    print(f"{passed} passed, {failed} failed")
+    return failed != 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
