@@ -45,12 +45,13 @@ expect 'it installs, with what it depends on' \
 expect 'its user is there' getent passwd mvrp
 expect 'the default configuration is right' mvrp --check
 expect 'mvrpctl runs' mvrpctl --version
+expect 'mvrp-plan plans' mvrp-plan --shape line --switches 2 --rest 0
 # Optimised, without assertions and without symbols: a symbol table is a section of this name.
-for program in /usr/sbin/mvrp /usr/bin/mvrpctl; do
+for program in /usr/sbin/mvrp /usr/bin/mvrpctl /usr/bin/mvrp-plan; do
     expect "$program is stripped" bash -c "! grep -qa '\.symtab' $program"
     expect "$program was built for use, without assertions" bash -c "! grep -qa '__assert_fail' $program"
 done
-for page in 'mvrp.8' 'mvrpctl.8'; do
+for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-plan.8'; do
     expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
 done
 expect 'manual page mvrp.toml.5' test -s /usr/share/man/man5/mvrp.toml.5.gz
@@ -71,7 +72,7 @@ expect 'the daemon starts with the default configuration, and mvrpctl finds it' 
     exit $status'
 expect 'a changed configuration stays over a removal' bash -c '
     echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
-expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl'
+expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl && ! command -v mvrp-plan'
 expect 'it purges' apt-get purge -y -q mvrp
 expect 'nothing of it is left' bash -c '
     left=$(find /etc/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \

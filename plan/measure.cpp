@@ -10,8 +10,8 @@
 
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
-#include "tests/simulation/network.h"
-#include "tests/simulation/platform_events.h"
+#include "platform/virtual/network/network.h"
+#include "platform/virtual/network/platform_events.h"
 
 namespace plan {
 namespace {

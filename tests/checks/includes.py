@@ -16,6 +16,10 @@ RULES = {
     "platform/contract": (False, ("platform/contract/",)),
     "daemon": (True, ("daemon/", "platform/contract/")),
     "platform": (False, ("platform/",)),
+    # The daemon runs on it in this process, so it reaches into the daemon; of the rest of the platform it
+    # takes what has no state of its own.
+    "platform/virtual": (False, ("platform/virtual/", "platform/contract/", "platform/containers/",
+                                 "platform/switch/route_message.h", "platform/wire/frame.h", "daemon/")),
     "cli": (False, ("cli/", "platform/contract/", "platform/command/wire.h",
                     "platform/command/watch_wire.h", "platform/config/load.h",
                     "platform/config/vlan_algebra.h", "platform/config/vlan_ranges.h",
@@ -26,8 +30,9 @@ RULES = {
 def violations(root, folder):
     """Yields "file: include" for each include that the folder's rule forbids."""
     standard_only, prefixes = RULES[folder]
+    inner = [root / other for other in RULES if other.startswith(folder + "/")]
     for path in sorted((root / folder).rglob("*")):
-        if path.suffix not in (".h", ".cpp"):
+        if path.suffix not in (".h", ".cpp") or any(path.is_relative_to(room) for room in inner):
             continue
         for kind, name in INCLUDE.findall(path.read_text(encoding="utf-8")):
             if kind == '"':
@@ -50,6 +55,8 @@ PLANTED = [
     ("daemon", "  #  include <unistd.h>"),
     ("platform", '#include "daemon/db/port.h"'),
     ("platform/contract", '#include "platform/command/wire.h"'),
+    ("platform/virtual", '#include "platform/switch/switch_driver.h"'),
+    ("platform/virtual/network", '#include "tests/simulation/step.h"'),
     ("cli", '#include "platform/config/host_config.h"'),
     ("cli", '#include "platform/switch/switch_driver.h"'),
     ("cli", '#include "platform/wire/adapter.h"'),
@@ -61,7 +68,7 @@ def main():
     for folder, line in PLANTED:
         with tempfile.TemporaryDirectory() as name:
             plant(pathlib.Path(name), folder, line)
-            if list(violations(pathlib.Path(name), folder)):
+            if any(list(violations(pathlib.Path(name), rule)) for rule in RULES):
                 passed += 1
             else:
                 failed += 1

@@ -12,11 +12,11 @@
 #include "daemon/mgmt/config.h"
 #include "platform/containers/timer_heap.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/virtual/network/platform_events.h"
 #include "platform/wire/adapter.h"
 #include "tests/fuzz/targets.h"
 #include "tests/scenario/lang/runner.h"
 #include "tests/simulation/invariants.h"
-#include "tests/simulation/platform_events.h"
 
 namespace fuzz {
 namespace {

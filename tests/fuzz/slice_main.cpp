@@ -21,8 +21,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/virtual/network/random.h"
 #include "tests/fuzz/targets.h"
-#include "tests/simulation/random.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include "daemon/mgmt/config.h"
 #include "platform/config/vlan_ranges.h"
 #include "platform/contract/qor_vlan.h"
-#include "tests/simulation/network.h"
-#include "tests/simulation/platform_events.h"
+#include "platform/virtual/network/network.h"
+#include "platform/virtual/network/platform_events.h"
 
 namespace simulation {
 namespace {

@@ -5,8 +5,8 @@
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/virtual/network/standby.h"
 #include "tests/simulation/invariants.h"
-#include "tests/simulation/standby.h"
 
 namespace simulation {
 namespace {

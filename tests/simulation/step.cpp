@@ -8,8 +8,8 @@
 #include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
-#include "tests/simulation/platform_events.h"
-#include "tests/simulation/standby.h"
+#include "platform/virtual/network/platform_events.h"
+#include "platform/virtual/network/standby.h"
 
 namespace simulation {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/simulation/network.h"
+#include "platform/virtual/network/network.h"
 
 namespace simulation {
 

@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "tests/scenario/host/host.h"
+#include "platform/virtual/state/host.h"
 #include "tests/scenario/lang/text.h"
 
 namespace scenario {

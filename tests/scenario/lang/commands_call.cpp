@@ -19,7 +19,7 @@
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"
 #include "platform/contract/qor_hwil.h"
-#include "tests/scenario/host/sync_message.h"
+#include "platform/virtual/state/sync_message.h"
 #include "tests/scenario/lang/commands.h"
 #include "tests/scenario/lang/sync_words.h"
 

@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "daemon/mgmt/config.h"
-#include "tests/scenario/host/sync_message.h"
+#include "platform/virtual/state/sync_message.h"
 #include "tests/scenario/lang/commands.h"
 #include "tests/scenario/lang/sync_words.h"
 

@@ -7,7 +7,7 @@
 #include "daemon/db/port.h"
 #include "daemon/events/route.h"
 #include "daemon/pdu/receive.h"
-#include "tests/scenario/contract/timers.h"
+#include "platform/virtual/calls/timers.h"
 #include "tests/scenario/lang/commands.h"
 
 namespace scenario {

@@ -8,8 +8,8 @@
 #include "daemon/db/port_vlan.h"
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"
-#include "tests/scenario/contract/timers.h"
-#include "tests/scenario/host/format.h"
+#include "platform/virtual/calls/timers.h"
+#include "platform/virtual/state/format.h"
 #include "tests/scenario/lang/commands.h"
 
 namespace scenario {

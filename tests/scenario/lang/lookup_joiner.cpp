@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/scenario/lang/lookup_joiner.h"
 
-#include "tests/scenario/host/vlan_set.h"
+#include "platform/virtual/state/vlan_set.h"
 #include "tests/scenario/lang/text.h"
 
 namespace scenario {

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "platform/contract/types.h"
-#include "tests/scenario/host/trace.h"
+#include "platform/virtual/state/trace.h"
 
 namespace scenario {
 

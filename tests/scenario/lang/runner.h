@@ -6,7 +6,7 @@
 #include <iosfwd>
 #include <string>
 
-#include "tests/scenario/host/trace.h"
+#include "platform/virtual/state/trace.h"
 
 namespace scenario {
 

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "tests/scenario/host/sync_message.h"
+#include "platform/virtual/state/sync_message.h"
 
 namespace scenario {
 namespace {

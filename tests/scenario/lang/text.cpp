@@ -2,7 +2,6 @@
 #include "tests/scenario/lang/text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 
 namespace scenario {
@@ -46,19 +45,6 @@ std::vector<std::string> splitWords(std::string_view line) {
         start = line.find_first_not_of(kBlanks, end);
     }
     return words;
-}
-
-std::optional<u64> numberOf(std::string_view word) {
-    int base = 10;
-    if (word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X')) {
-        base = 16;
-        word.remove_prefix(2);
-    }
-    u64 value = 0;
-    const auto result = std::from_chars(word.data(), word.data() + word.size(), value, base);
-    if (result.ec != std::errc{} || result.ptr != word.data() + word.size())
-        return std::nullopt;
-    return value;
 }
 
 u64 parseNumber(std::string_view word, u64 least, u64 most, std::string_view what) {

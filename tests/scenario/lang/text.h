@@ -4,31 +4,21 @@
 // Every reader throws UsageError, whose text says what was found and what is allowed.
 #pragma once
 
-#include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/contract/types.h"
-#include "tests/scenario/host/vlan_set.h"
+#include "platform/virtual/state/vlan_set.h"
+#include "platform/virtual/state/words.h"
 
 namespace scenario {
-
-/// A command that can not be understood. Ends the run.
-class UsageError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
 
 using Words = std::span<const std::string>;
 
 /// Words of a line: what stands before `#`, split at blanks.
 std::vector<std::string> splitWords(std::string_view line);
-
-/// A decimal or 0x-hexadecimal number of at most 64 bits; none when `word` is not one.
-std::optional<u64> numberOf(std::string_view word);
 
 /// A number from `least` to `most`. `what` names it in the error.
 u64 parseNumber(std::string_view word, u64 least, u64 most, std::string_view what);

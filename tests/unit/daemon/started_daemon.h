@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "tests/scenario/host/host.h"
+#include "platform/virtual/state/host.h"
 
 class StartedDaemon : public testing::Test {
   protected:

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "platform/virtual/network/platform_events.h"
+
+#include "daemon/mgmt/config.h"
+#include "platform/contract/qor_if.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace simulation {
+namespace {
+
+constexpr u32 kStatic = static_cast<u32>(QorVlanType::Static);
+constexpr u32 kVlanInterface = static_cast<u32>(QorEndType::Vlan);
+
+/// The command server releases the lock that two refusals leave held; so does this.
+u32 releasingLock(u32 status) {
+    while (scenario::scenarioHost().lockDepth > 0)
+        silGiveSem(gMvrpInfo.sem);
+    return status;
+}
+
+}  // namespace
+
+void notify(Node& node, const platform::RouteBatch& batch) {
+    for (const auto& datagram : batch.datagrams())
+        node.host.sockets.routeMessages.push_back(datagram.bytes);
+}
+
+void setLink(Node& node, u32 unit, bool up) {
+    auto& port = node.host.switchState.addPort(unit);
+    if ((port.link == 1) == up)
+        return;
+    port.link = up ? 1 : 0;
+    platform::RouteBatch batch;
+    batch.linkState(unit, false);
+    if (up)
+        batch.linkState(unit, true);
+    notify(node, batch);
+}
+
+void makeVlanStatic(Node& node, u32 vid) {
+    auto& state = node.host.switchState;
+    const auto before = state.typeOfVlan(vid);
+    if (before == kStatic)
+        return;
+    state.vlanTypes[vid] = kStatic;
+    state.indexes[kVlanInterfaceBase + vid] = {kVlanInterface, vid};
+    platform::RouteBatch batch;
+    if (before)
+        batch.vlanTypeChanged(vid, kStatic);
+    else
+        batch.linkCreated(kVlanInterfaceBase + vid);
+    notify(node, batch);
+}
+
+/// Memberships go with the VLAN. The index is still known while the daemon reads of its end.
+void deleteVlan(Node& node, u32 vid) {
+    auto& state = node.host.switchState;
+    if (state.typeOfVlan(vid) != kStatic)
+        return;
+    state.vlanTypes[vid].reset();
+    for (auto& [unit, port] : state.ports)
+        port.dynamic.reset(vid);
+    state.indexes[kVlanInterfaceBase + vid] = {kVlanInterface, vid};
+    platform::RouteBatch batch;
+    batch.linkDeleted(kVlanInterfaceBase + vid);
+    notify(node, batch);
+}
+
+void permitVlan(Node& node, u32 unit, u32 vid, bool permitted) {
+    auto& port = node.host.switchState.addPort(unit);
+    if (port.permitted.test(vid) == permitted)
+        return;
+    port.permitted.set(vid, permitted);
+    port.tagged.set(vid, permitted && port.pvid != vid);
+    platform::RouteBatch batch;
+    if (permitted)
+        batch.memberAdded(vid, unit);
+    else
+        batch.memberRemoved(vid, unit);
+    notify(node, batch);
+}
+
+void setEligible(Node& node, u32 unit, bool eligible) {
+    auto& port = node.host.switchState.addPort(unit);
+    if ((port.eligible == 1) == eligible)
+        return;
+    port.eligible = eligible ? 1 : 0;
+    platform::RouteBatch batch;
+    batch.eligible(unit, eligible);
+    notify(node, batch);
+}
+
+void resetPort(Node& node, u32 unit) {
+    node.wanted[unit] = false;
+    platform::RouteBatch batch;
+    batch.portReset(unit);
+    notify(node, batch);
+}
+
+u32 setPort(u32 unit, u32 attribute, u32 value) {
+    return mvrpPortSetApi(unit, attribute, &value);
+}
+
+u32 setScalar(u32 attribute, u32 value) {
+    return releasingLock(mvrpScalarSetApi(0, attribute, &value));
+}
+
+u32 syncScalar(u32 attribute, u32 value) {
+    return releasingLock(mvrpScalarSyncApi(0, attribute, &value));
+}
+
+u32 setPortEnabled(Node& node, u32 unit, bool enabled) {
+    node.wanted[unit] = enabled;
+    return setPort(unit, MVRP_PORT_ENABLE, enabled ? 1 : 0);
+}
+
+void startDaemonOf(Node& node) {
+    // Whoever supervises the daemon starts it again until nothing fails.
+    while (scenario::startDaemon(node.host) != kStatusOk)
+        node.host.failures.clear();
+    for (auto& [unit, port] : node.host.switchState.ports)
+        port.everDynamic = port.dynamic;
+    setScalar(MVRP_SCALAR_DEBUG, 0);
+    setScalar(MVRP_SCALAR_ENABLE, MVRP_ON);
+    for (const auto& [unit, wanted] : node.wanted)
+        if (wanted)
+            setPort(unit, MVRP_PORT_ENABLE, 1);
+}
+
+}  // namespace simulation

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "platform/virtual/state/host.h"
+
+#include <cstdarg>
+
+#include "daemon/core/info.h"
+#include "daemon/core/start.h"
+#include "daemon/db/port_vlan.h"
+#include "platform/containers/fixed_pool.h"
+#include "platform/containers/timer_heap.h"
+#include "platform/virtual/state/format.h"
+
+namespace scenario {
+namespace {
+
+ScenarioHost*& boundHost() {
+    static ScenarioHost* bound = nullptr;
+    return bound;
+}
+
+}  // namespace
+
+ScenarioHost& scenarioHost() {
+    return *boundHost();
+}
+
+bool scenarioHostBound() {
+    return boundHost() != nullptr;
+}
+
+ScenarioHost* bindScenarioHost(ScenarioHost* host) {
+    return std::exchange(boundHost(), host);
+}
+
+bool tracing() {
+    return scenarioHost().trace.on();
+}
+
+void traceEvent(const char* format, ...) {
+    if (!tracing())
+        return;
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string text = formatText(format, arguments);
+    va_end(arguments);
+    scenarioHost().trace.event(scenarioHost().nowMs, text);
+}
+
+void resetDaemon(ScenarioHost& host) {
+    platform::timerHeapDestroy(gMvrpInfo.timerList);
+    platform::fixedPoolDestroy(gMvrpInfo.portPool);
+    platform::fixedPoolDestroy(gMvrpInfo.vlanPool);
+    for (auto& pool : host.abandonedPools)
+        platform::fixedPoolDestroy(pool);
+    host.abandonedPools.clear();
+    gMvrpInfo = MvrpInfo{};
+    // A daemon that is configured off leaves the record as it is; empty containers keep every later
+    // command of the scenario well-defined.
+    mvrpListInit(&gMvrpInfo.portList);
+    avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes, 0);
+    host.task = MvrpTask{};
+    host.lockDepth = 0;
+    host.started = false;
+}
+
+u32 startDaemon(ScenarioHost& host) {
+    resetDaemon(host);
+    host.started = true;
+    return static_cast<u32>(mvrpStart());
+}
+
+}  // namespace scenario

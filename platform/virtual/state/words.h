@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+//
+// Numbers as people write them into a scenario or an injected failure, and the error of a word that
+// is not understood.
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/contract/types.h"
+
+namespace scenario {
+
+/// A word that can not be understood; its text says what was found and what is allowed.
+class UsageError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A decimal or 0x-hexadecimal number of at most 64 bits; none when `word` is not one.
+std::optional<u64> numberOf(std::string_view word);
+
+}  // namespace scenario
