@@ -14,7 +14,7 @@
 
 #include "cli/command_line.h"
 #include "cli/help/help.h"
-#include "cli/json.h"
+#include "cli/views/json.h"
 
 namespace {
 

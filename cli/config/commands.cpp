@@ -8,11 +8,11 @@
 #include <iostream>
 #include <iterator>
 
-#include "cli/commands.h"
+#include "cli/client/observed.h"
+#include "cli/client/statuses.h"
+#include "cli/commands/commands.h"
 #include "cli/config/running_config.h"
-#include "cli/json.h"
-#include "cli/observed.h"
-#include "cli/statuses.h"
+#include "cli/views/json.h"
 #include "platform/config/load.h"
 
 namespace cli {

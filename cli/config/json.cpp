@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "cli/json.h"
+#include "cli/views/json.h"
 #include "cli/config/running_config.h"
-#include "cli/json_document.h"
+#include "cli/print/json_document.h"
 
 namespace cli {
 

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <array>
 
-#include "cli/names.h"
-#include "cli/text.h"
+#include "cli/client/names.h"
+#include "cli/views/text.h"
 #include "platform/contract/qor_if.h"
 
 namespace cli {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/queries.h"
-#include "cli/table.h"
+#include "cli/client/queries.h"
+#include "cli/print/table.h"
 #include "platform/config/load.h"
 
 namespace cli {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/commands.h"
+#include "cli/commands/commands.h"
 #include "cli/explain/explain.h"
 
 namespace cli {

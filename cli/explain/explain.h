@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "cli/observed.h"
-#include "cli/queries.h"
-#include "cli/table.h"
+#include "cli/client/observed.h"
+#include "cli/client/queries.h"
+#include "cli/print/table.h"
 
 namespace cli {
 

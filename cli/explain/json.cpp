@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include "cli/client/names.h"
 #include "cli/explain/explain.h"
-#include "cli/json_document.h"
-#include "cli/names.h"
-#include "cli/words.h"
+#include "cli/print/json_document.h"
+#include "cli/print/words.h"
 #include "platform/wire/events.h"
 
 namespace cli {

@@ -2,10 +2,10 @@
 #include <algorithm>
 #include <array>
 
+#include "cli/client/names.h"
 #include "cli/explain/explain.h"
-#include "cli/names.h"
-#include "cli/text.h"
-#include "cli/words.h"
+#include "cli/print/words.h"
+#include "cli/views/text.h"
 
 namespace cli {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "cli/text.h"
+#include "cli/views/text.h"
+#include "cli/client/names.h"
 #include "cli/explain/explain.h"
-#include "cli/names.h"
-#include "cli/words.h"
+#include "cli/print/words.h"
 
 namespace cli {
 

@@ -11,11 +11,11 @@
 #include <limits>
 #include <thread>
 
-#include "cli/commands.h"
+#include "cli/client/observed.h"
+#include "cli/client/statuses.h"
+#include "cli/commands/commands.h"
 #include "cli/frames/decode.h"
-#include "cli/json.h"
-#include "cli/observed.h"
-#include "cli/statuses.h"
+#include "cli/views/json.h"
 #include "platform/wire/pcap.h"
 
 namespace cli {

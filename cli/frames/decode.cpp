@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
-#include "cli/json_document.h"
+#include "cli/print/json_document.h"
 
 namespace cli {
 

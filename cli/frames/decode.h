@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/table.h"
+#include "cli/print/table.h"
 #include "platform/config/vlan_ranges.h"
 #include "platform/wire/events.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "cli/commands.h"
+#include "cli/commands/commands.h"
 #include "cli/help/help.h"
-#include "cli/json.h"
+#include "cli/views/json.h"
 
 namespace cli {
 

@@ -4,7 +4,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "cli/commands.h"
+#include "cli/commands/commands.h"
 #include "cli/help/help.h"
 #include "platform/contract/qor_vlan.h"
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "cli/commands.h"
+#include "cli/commands/commands.h"
 #include "cli/help/help.h"
 
 namespace cli {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "cli/observed.h"
+#include "cli/client/observed.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "cli/client.h"
+#include "cli/client/client.h"
 #include "platform/command/watch_wire.h"
 
 namespace cli {

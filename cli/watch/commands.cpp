@@ -8,11 +8,11 @@
 #include <limits>
 #include <thread>
 
-#include "cli/commands.h"
-#include "cli/json.h"
-#include "cli/observed.h"
-#include "cli/statuses.h"
-#include "cli/vlan_groups.h"
+#include "cli/client/observed.h"
+#include "cli/client/statuses.h"
+#include "cli/commands/commands.h"
+#include "cli/views/json.h"
+#include "cli/views/vlan_groups.h"
 #include "cli/watch/change_stream.h"
 #include "cli/watch/screen.h"
 #include "cli/watch/watch_output.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
-#include "cli/text.h"
+#include "cli/print/words.h"
+#include "cli/views/text.h"
 #include "cli/watch/screen.h"
-#include "cli/words.h"
 
 namespace cli {
 

@@ -7,10 +7,10 @@
 #include <ctime>
 #include <string_view>
 
-#include "cli/json_document.h"
-#include "cli/names.h"
+#include "cli/client/names.h"
+#include "cli/print/json_document.h"
+#include "cli/print/words.h"
 #include "cli/watch/change_stream.h"
-#include "cli/words.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/running.h"
+#include "cli/views/running.h"
 #include "platform/command/watch_wire.h"
 
 namespace cli {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/client.h"
+#include "cli/client/client.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Each finding of the doctor, from facts made up for it; and none where nothing is wrong.
-#include "cli/doctor.h"
+#include "cli/doctor/doctor.h"
 
 #include <gtest/gtest.h>
 

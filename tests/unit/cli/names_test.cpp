@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "cli/names.h"
+#include "cli/client/names.h"
 
 #include <gtest/gtest.h>
 
 #include <set>
 
-#include "cli/statuses.h"
+#include "cli/client/statuses.h"
 
 namespace {
 

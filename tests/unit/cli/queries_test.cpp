@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "cli/queries.h"
+#include "cli/client/queries.h"
 
 #include <gtest/gtest.h>
 
-#include "cli/statuses.h"
+#include "cli/client/statuses.h"
 #include "tests/unit/cli/fake_server.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/running.h"
+#include "cli/views/running.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "cli/text.h"
+#include "cli/views/text.h"
 
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "cli/json.h"
+#include "cli/views/json.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace {

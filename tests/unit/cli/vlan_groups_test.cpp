@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/vlan_groups.h"
+#include "cli/views/vlan_groups.h"
 
 #include <gtest/gtest.h>
 

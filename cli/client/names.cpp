@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+#include "cli/client/names.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+
+#include "cli/client/statuses.h"
+#include "platform/command/wire.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace cli {
+
+namespace {
+
+template <typename Enum>
+constexpr u32 number(Enum value) {
+    return static_cast<u32>(value);
+}
+
+constexpr Name kOnOffTable[] = {{1, "on"}, {2, "off"}};
+constexpr Name kUpDownTable[] = {{1, "up"}, {0, "down"}};
+constexpr Name kYesNoTable[] = {{1, "yes"}, {0, "no"}};
+constexpr Name kRegistrationTable[] = {{1, "normal"}, {2, "fixed"}, {3, "forbidden"}};
+constexpr Name kParticipantTable[] = {{1, "full"}, {2, "no-observe"}, {3, "quiet"}};
+constexpr Name kApplicantTable[] = {
+    {0, "VO"}, {1, "VP"}, {2, "VN"}, {3, "AN"},  {4, "AA"},  {5, "QA"},  {6, "LA"},
+    {7, "LO"}, {8, "AO"}, {9, "QO"}, {10, "AP"}, {11, "QP"}, {12, "VA"},
+};
+constexpr Name kRegistrarTable[] = {{0, "IN"}, {1, "LV"}, {2, "MT"}, {3, "INF"}};
+constexpr Name kVlanKindTable[] = {
+    {number(QorVlanType::Static), "static"},
+    {number(QorVlanType::Dynamic), "dynamic"},
+};
+constexpr Name kWireFormTable[] = {
+    {number(platform::WireForm::Native), "native"},
+    {number(platform::WireForm::Ieee), "ieee"},
+    {number(platform::WireForm::Auto), "auto"},
+};
+constexpr Name kDriverTable[] = {
+    {number(platform::DriverKind::SoftwareSwitch), "software switch"},
+    {number(platform::DriverKind::LinuxBridge), "Linux bridge"},
+};
+constexpr Name kRoleTable[] = {
+    {number(platform::HostRole::Active), "active"},
+    {number(platform::HostRole::Standby), "standby"},
+};
+constexpr Name kDebugTable[] = {
+    {0x01, "receive"}, {0x02, "transmit"}, {0x04, "packet"}, {0x08, "database"},
+    {0x20, "state"},   {0x40, "timer"},    {0x80, "start"},
+};
+constexpr u32 kDebugMaskLimit = 255;
+
+std::string joined(Names names, const char* between, const char* last) {
+    std::string text;
+    for (const Name& name : names) {
+        if (!text.empty())
+            text += &name == &names.back() ? last : between;
+        text += name.text;
+    }
+    return text;
+}
+
+std::optional<u32> parseNumber(std::string_view text) {
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    const std::string_view digits = hex ? text.substr(2) : text;
+    u32 value = 0;
+    const auto [end, error] = std::from_chars(digits.begin(), digits.end(), value, hex ? 16 : 10);
+    if (digits.empty() || error != std::errc() || end != digits.end())
+        return std::nullopt;
+    return value;
+}
+
+}  // namespace
+
+constinit const Names kOnOff = kOnOffTable;
+constinit const Names kUpDown = kUpDownTable;
+constinit const Names kYesNo = kYesNoTable;
+constinit const Names kRegistrationModes = kRegistrationTable;
+constinit const Names kParticipantModes = kParticipantTable;
+constinit const Names kApplicantStates = kApplicantTable;
+constinit const Names kRegistrarStates = kRegistrarTable;
+constinit const Names kVlanKinds = kVlanKindTable;
+constinit const Names kWireForms = kWireFormTable;
+constinit const Names kDrivers = kDriverTable;
+constinit const Names kRoles = kRoleTable;
+constinit const Names kDebugCategories = kDebugTable;
+
+std::string nameOf(Names names, u32 value) {
+    const auto found = std::ranges::find(names, value, &Name::value);
+    return found == names.end() ? std::to_string(value) : found->text;
+}
+
+std::optional<u32> valueOf(Names names, std::string_view text) {
+    const std::optional<u32> asNumber = parseNumber(text);
+    for (const Name& name : names) {
+        if (text == name.text || asNumber == name.value)
+            return name.value;
+    }
+    return std::nullopt;
+}
+
+std::string listOf(Names names) {
+    return joined(names, ", ", " or ");
+}
+
+std::string syntaxOf(Names names) {
+    return joined(names, "|", "|");
+}
+
+std::string formatDebugMask(u32 mask) {
+    std::string text;
+    for (const Name& category : kDebugCategories) {
+        if ((mask & category.value) != 0)
+            text += (text.empty() ? "" : ",") + std::string(category.text);
+    }
+    return text.empty() ? "none" : text;
+}
+
+std::optional<u32> parseDebugMask(std::string_view text) {
+    if (text == "none")
+        return 0;
+    if (text == "all")
+        return kDebugMaskLimit;
+    if (const std::optional<u32> mask = parseNumber(text))
+        return *mask <= kDebugMaskLimit ? mask : std::nullopt;
+    u32 mask = 0;
+    for (std::size_t start = 0; start <= text.size();) {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        const std::string_view word = text.substr(start, comma - start);
+        const auto found = std::ranges::find(kDebugCategories, word, &Name::text);
+        if (found == kDebugCategories.end())
+            return std::nullopt;
+        mask |= found->value;
+        start = comma + 1;
+    }
+    return mask;
+}
+
+std::string statusText(u32 status) {
+    switch (static_cast<Status>(status)) {
+        case Status::Ok:
+            return "success";
+        case Status::BadArgument:
+            return "the daemon does not know this attribute, or the value is not allowed for it";
+        case Status::NoMemory:
+            return "no room: mvrp.maxifnum limits the number of ports that run MVRP";
+        case Status::NoPort:
+            return "MVRP is not switched on at this port";
+        case Status::PoolBusy:
+            return "the daemon could not release its memory; MVRP stays enabled";
+        case Status::PortUnreadable:
+            return "the switch has no such port";
+        case Status::GloballyOff:
+            return "MVRP is switched off globally; `set global enable on` comes first";
+        case Status::NotEligible:
+            return "this port can not run MVRP: it is a member of an aggregation, or no switch "
+                   "port";
+        case Status::TimerRange:
+            return "this time is out of range";
+        case Status::Failed:
+            return "the switch refused the change; the daemon's log says why";
+    }
+    switch (static_cast<platform::HostStatus>(status)) {
+        case platform::HostStatus::NoSuchPort:
+            return "the switch has no such port";
+        case platform::HostStatus::Unsupported:
+            return "this daemon's switch driver can not do that";
+        case platform::HostStatus::Exists:
+            return "it exists already";
+        case platform::HostStatus::Ok:
+        case platform::HostStatus::BadArgument:
+            break;
+    }
+    std::array<char, 16> hex{};
+    std::snprintf(hex.data(), hex.size(), "0x%08X", status);
+    return std::string("status ") + hex.data();
+}
+
+}  // namespace cli

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "cli/client/observed.h"
+
+#include <cstring>
+
+#include "cli/client/names.h"
+
+namespace cli {
+
+namespace {
+
+/// The first bytes of an answer as a record.
+template <typename Record>
+Record leading(const Reply& reply, std::size_t at = 0) {
+    throwIfRefused(reply);
+    if (reply.value.size() < at + sizeof(Record)) {
+        throw ConnectionError(
+            "the daemon's answer is too short; mvrpctl and mvrp are of different "
+            "versions");
+    }
+    Record record;
+    std::memcpy(&record, reply.value.data() + at, sizeof record);
+    return record;
+}
+
+}  // namespace
+
+void throwIfRefused(const Reply& reply) {
+    if (reply.status == 0)
+        return;
+    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    throw RefusedError(reply.status, text.empty() ? statusText(reply.status) : text);
+}
+
+std::vector<PortStatistics> queryStatistics(Client& client,
+                                            const std::vector<platform::SwitchPortRecord>& ports) {
+    std::vector<Request> requests;
+    for (const platform::SwitchPortRecord& port : ports)
+        requests.push_back({platform::Request::PortStatistics, port.unit});
+    const std::vector<Reply> replies = client.exchange(requests);
+    std::vector<PortStatistics> statistics;
+    for (std::size_t i = 0; i < ports.size(); ++i)
+        statistics.push_back({ports[i], leading<platform::PortStatisticsRecord>(replies[i])});
+    return statistics;
+}
+
+std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
+                                          const std::vector<platform::SwitchPortRecord>& ports) {
+    std::vector<Request> requests;
+    for (const platform::SwitchPortRecord& port : ports)
+        requests.push_back({platform::Request::PortHistory, port.unit, vid});
+    std::vector<VlanHistory> histories;
+    for (const Reply& reply : client.exchange(requests)) {
+        const auto port = leading<platform::PortHistoryRecord>(reply);
+        histories.push_back({port, leading<platform::VlanHistoryRecord>(reply, sizeof port)});
+    }
+    return histories;
+}
+
+}  // namespace cli

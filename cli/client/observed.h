@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+//
+// Questions about what the host has observed: statistics, and who declared what and when.
+//
+// Errors as those of queries.h.
+#pragma once
+
+#include <vector>
+
+#include "cli/client/queries.h"
+#include "platform/command/watch_wire.h"
+
+namespace cli {
+
+struct PortStatistics {
+    platform::SwitchPortRecord port{};
+    platform::PortStatisticsRecord record{};
+};
+
+std::vector<PortStatistics> queryStatistics(Client& client,
+                                            const std::vector<platform::SwitchPortRecord>& ports);
+
+struct VlanHistory {
+    platform::PortHistoryRecord port{};
+    platform::VlanHistoryRecord vlan{};
+};
+
+/// What each of these ports heard and said about one VLAN.
+std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
+                                          const std::vector<platform::SwitchPortRecord>& ports);
+
+/// A record as the value of a request.
+template <typename Record>
+std::vector<std::byte> valueOfRecord(const Record& record) {
+    const auto bytes = std::as_bytes(std::span(&record, 1));
+    return {bytes.begin(), bytes.end()};
+}
+
+/// Throws what a refusal means for a person; nothing when there is none.
+void throwIfRefused(const Reply& reply);
+
+}  // namespace cli

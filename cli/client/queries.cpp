@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+#include "cli/client/queries.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstring>
+#include <span>
+
+#include "cli/client/names.h"
+#include "cli/client/statuses.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace cli {
+
+namespace {
+
+using platform::MachineRecord;
+using platform::SwitchPortRecord;
+using platform::VlanBitmap;
+using Number = platform::Request;
+
+constexpr u32 kRegFlag = 0x02;
+constexpr u32 kPropagateFlag = 0x01;
+constexpr u32 kVersionBytes = 17;
+constexpr u32 kOn = 1;
+
+/// Reads a port's attributes 1 to 7 into these, in this order.
+constexpr std::array kSettingFields = {
+    &PortSettings::registration, &PortSettings::participant, &PortSettings::periodicTime,
+    &PortSettings::joinTime,     &PortSettings::leaveTime,   &PortSettings::leaveAllTime,
+};
+constexpr std::array kSettingAttributes = {
+    PortAttribute::Registration, PortAttribute::Participant, PortAttribute::PeriodicTime,
+    PortAttribute::JoinTime,     PortAttribute::LeaveTime,   PortAttribute::LeaveAllTime,
+};
+static_assert(kSettingFields.size() == kSettingAttributes.size());
+
+std::vector<std::byte> bytesOf(u32 value) {
+    const auto bytes = std::as_bytes(std::span(&value, 1));
+    return {bytes.begin(), bytes.end()};
+}
+
+[[noreturn]] void wrongSize(std::size_t got, std::size_t wanted) {
+    throw ConnectionError("the daemon answered " + std::to_string(got) + " bytes in place of " +
+                          std::to_string(wanted) + "; mvrpctl and mvrp are of different versions");
+}
+
+/// The status of a refusal, and its text: the platform's own requests may answer with one.
+[[noreturn]] void refused(const Reply& reply) {
+    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    throw RefusedError(reply.status, text.empty() ? statusText(reply.status) : text);
+}
+
+template <typename Record>
+Record decode(const Reply& reply) {
+    if (reply.status != 0)
+        refused(reply);
+    if (reply.value.size() != sizeof(Record))
+        wrongSize(reply.value.size(), sizeof(Record));
+    Record record;
+    std::memcpy(&record, reply.value.data(), sizeof(record));
+    return record;
+}
+
+template <typename Record>
+std::vector<Record> decodeList(const Reply& reply) {
+    if (reply.status != 0)
+        refused(reply);
+    if (reply.value.size() % sizeof(Record) != 0)
+        wrongSize(reply.value.size(), reply.value.size() / sizeof(Record) * sizeof(Record));
+    std::vector<Record> records(reply.value.size() / sizeof(Record));
+    if (!records.empty())
+        std::memcpy(records.data(), reply.value.data(), reply.value.size());
+    return records;
+}
+
+Request scalarGet(Scalar scalar) {
+    return {Number::ScalarGet, 0, static_cast<u32>(scalar), bytesOf(0)};
+}
+
+Request portGet(u32 unit, PortAttribute attribute) {
+    return {Number::PortGet, unit, static_cast<u32>(attribute), bytesOf(0)};
+}
+
+Request vlanSet(u32 unit, platform::VlanSet set) {
+    return {Number::PortVlans, unit, static_cast<u32>(set), {}};
+}
+
+/// The requests about one port, in the order in which readPort takes the replies.
+void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
+    requests.push_back(portGet(unit, PortAttribute::Enable));
+    if (parts.settings) {
+        for (const PortAttribute attribute : kSettingAttributes)
+            requests.push_back(portGet(unit, attribute));
+    }
+    if (parts.machines)
+        requests.push_back({Number::PortMachines, unit, 0, {}});
+    if (parts.lists) {
+        requests.push_back(vlanSet(unit, platform::VlanSet::PermittedTagged));
+        requests.push_back(vlanSet(unit, platform::VlanSet::Permitted));
+        requests.push_back(vlanSet(unit, platform::VlanSet::Dynamic));
+    }
+    if (parts.counters)
+        requests.push_back({Number::PortCounters, unit, 0, {}});
+}
+
+void readMachines(PortView& view) {
+    for (u32 vid = 1; vid <= view.machines.size(); ++vid) {
+        const MachineRecord& machine = view.machines[vid - 1];
+        if ((machine.flags & kRegFlag) != 0)
+            platform::vlanInsert(view.registered, vid);
+        if ((machine.flags & kPropagateFlag) != 0)
+            platform::vlanInsert(view.propagated, vid);
+        // A static VLAN that was created while the port ran has no flag, and is declared.
+        if (isDeclaring(machine.applicant))
+            platform::vlanInsert(view.declared, vid);
+    }
+}
+
+/// What the daemon says of a port that runs the protocol; of another it refuses all of it.
+void readProtocol(PortView& view, std::span<const Reply> replies, const PortParts& parts) {
+    const Reply& enable = replies.front();
+    if (enable.status == static_cast<u32>(Status::NoPort))
+        return;
+    view.settings = PortSettings{};
+    view.settings->enabled = decode<u32>(enable) == kOn;
+    if (parts.settings) {
+        for (std::size_t i = 0; i < kSettingFields.size(); ++i)
+            (*view.settings).*kSettingFields[i] = decode<u32>(replies[1 + i]);
+    }
+    if (parts.machines) {
+        view.machines = decodeList<MachineRecord>(replies.back());
+        readMachines(view);
+    }
+}
+
+PortView readPort(const SwitchPortRecord& port, std::span<const Reply> replies,
+                  const PortParts& parts) {
+    PortView view;
+    view.port = port;
+    std::size_t next = 1 + (parts.settings ? kSettingFields.size() : 0) + (parts.machines ? 1 : 0);
+    readProtocol(view, replies.first(next), parts);
+    if (parts.lists) {
+        view.permittedTagged = decode<VlanBitmap>(replies[next++]);
+        view.permitted = decode<VlanBitmap>(replies[next++]);
+        view.dynamic = decode<VlanBitmap>(replies[next++]);
+    }
+    if (parts.counters)
+        view.counters = decode<platform::PortCountersRecord>(replies[next]);
+    return view;
+}
+
+}  // namespace
+
+bool isDeclaring(u32 applicant) {
+    constexpr u32 kDeclaring =
+        1U << 1 | 1U << 2 | 1U << 3 | 1U << 4 | 1U << 5 | 1U << 10 | 1U << 11 | 1U << 12;
+    return applicant < 32 && (kDeclaring >> applicant & 1U) != 0;
+}
+
+GlobalView queryGlobal(Client& client) {
+    const std::array<Request, 6> requests = {
+        Request{Number::HostInfo},
+        scalarGet(Scalar::Enable),
+        scalarGet(Scalar::Compliance),
+        scalarGet(Scalar::Debug),
+        scalarGet(Scalar::PendingPairs),
+        Request{Number::ScalarGet, 0, static_cast<u32>(Scalar::Version), bytesOf(kVersionBytes)},
+    };
+    const std::vector<Reply> replies = client.exchange(requests);
+    GlobalView view;
+    view.host = decode<platform::HostInfoRecord>(replies[0]);
+    view.enabled = decode<u32>(replies[1]) == kOn;
+    view.compliance = decode<u32>(replies[2]) == kOn;
+    view.debugMask = decode<u32>(replies[3]);
+    view.pendingPairs = decode<u32>(replies[4]);
+    if (replies[5].status == kStatusOk) {
+        for (const std::byte letter : replies[5].value)
+            view.version += static_cast<char>(letter);
+    }
+    return view;
+}
+
+std::vector<SwitchPortRecord> queryPortList(Client& client) {
+    std::vector<SwitchPortRecord> ports;
+    u32 above = 0;
+    for (;;) {
+        const auto more = decodeList<SwitchPortRecord>(client.exchange({Number::PortList, above}));
+        if (more.empty() || more.back().unit <= above)
+            return ports;
+        ports.insert(ports.end(), more.begin(), more.end());
+        above = ports.back().unit;
+    }
+}
+
+std::vector<PortView> queryPorts(Client& client, const std::vector<SwitchPortRecord>& ports,
+                                 const PortParts& parts) {
+    std::vector<PortView> views;
+    if (ports.empty())
+        return views;
+    std::vector<Request> requests;
+    for (const SwitchPortRecord& port : ports)
+        askPort(requests, port.unit, parts);
+    const std::vector<Reply> replies = client.exchange(requests);
+    const std::size_t each = requests.size() / ports.size();
+    for (std::size_t i = 0; i < ports.size(); ++i)
+        views.push_back(readPort(ports[i], std::span(replies).subspan(i * each, each), parts));
+    return views;
+}
+
+VlansView queryVlans(Client& client, const PortParts& parts) {
+    return queryVlans(client, queryPortList(client), parts);
+}
+
+VlansView queryVlans(Client& client, const std::vector<SwitchPortRecord>& ports,
+                     const PortParts& parts) {
+    const std::array<Request, 2> requests = {
+        Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Static)},
+        Request{Number::SwitchVlans, 0, static_cast<u32>(QorVlanType::Dynamic)},
+    };
+    const std::vector<Reply> replies = client.exchange(requests);
+    VlansView view;
+    view.staticVlans = decode<VlanBitmap>(replies[0]);
+    view.dynamicVlans = decode<VlanBitmap>(replies[1]);
+    view.ports = queryPorts(client, ports, parts);
+    return view;
+}
+
+SwitchPortRecord findPort(Client& client, const std::string& unitOrName) {
+    u32 unit = 0;
+    const char* const end = unitOrName.data() + unitOrName.size();
+    const auto [stop, error] = std::from_chars(unitOrName.data(), end, unit);
+    const bool isUnit = error == std::errc() && stop == end;
+    const std::vector<SwitchPortRecord> ports = queryPortList(client);
+    std::string known;
+    for (const SwitchPortRecord& port : ports) {
+        if ((isUnit && port.unit == unit) || unitOrName == port.name.data())
+            return port;
+        known += (known.empty() ? "" : ", ") + std::to_string(port.unit) + " " + port.name.data();
+    }
+    throw RefusedError(static_cast<u32>(platform::HostStatus::NoSuchPort),
+                       "the switch has no port '" + unitOrName +
+                           "'; its ports are: " + (known.empty() ? "none" : known));
+}
+
+u32 setNumber(Client& client, Number request, u32 unit, u32 attribute, u32 value) {
+    return client.exchange({request, unit, attribute, bytesOf(value)}).status;
+}
+
+}  // namespace cli

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+//
+// All commands in the order of the help.
+#include "cli/commands/commands.h"
+
+namespace cli {
+
+namespace {
+
+constexpr Group kGroups[] = {
+    {"clear", "count from zero again"},
+    {"set", "change settings of the protocol"},
+    {"config", "the configuration file and what runs"},
+    {"switch", "change the software switch below the protocol"},
+    {"switch port", "ports of the software switch"},
+    {"switch vlan", "VLANs of the software switch"},
+    {"standby", "what concerns the pair of an active and a standby"},
+    {"debug", "look into the daemon"},
+};
+
+constexpr Option kOptions[] = {
+    {"--socket", "PATH",
+     "command socket of the daemon; default: mvrpcmd.socket in\n"
+     "$MVRP_RUNTIME_DIR; when that is not set, in /run/mvrp or /tmp"},
+    {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
+    {"-j,--json", nullptr, "print JSON"},
+};
+
+}  // namespace
+
+constinit const std::span<const Option> kGlobalOptions = kOptions;
+
+std::span<const std::span<const Command>> allCommands() {
+    static const std::span<const Command> tables[] = {
+        kShowCommands,    kDoctorCommands, kExplainCommands, kWatchCommands,
+        kFrameCommands,   kSetCommands,    kConfigCommands,  kSwitchCommands,
+        kStandbyCommands, kDebugCommands,  kHelpCommands,
+    };
+    return tables;
+}
+
+std::span<const Group> allGroups() {
+    return kGroups;
+}
+
+}  // namespace cli

@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+//
+// Whether there is a daemon, and whether it was told to do anything.
+#include <algorithm>
+
+#include "cli/doctor/doctor.h"
+
+namespace cli {
+namespace {
+
+void examineConfig(const platform::SystemFacts& system, std::vector<Finding>& findings) {
+    for (const std::string& problem : system.configProblems)
+        findings.push_back({Severity::Error,
+                            "config-wrong",
+                            "configuration",
+                            problem,
+                            {"mvrp --check --config " + system.configFile}});
+}
+
+void examineAbsent(const DoctorFacts& facts, std::vector<Finding>& findings) {
+    if (facts.daemon.state == DaemonState::NotPermitted) {
+        findings.push_back({Severity::Error,
+                            "daemon-not-permitted",
+                            "daemon",
+                            facts.daemon.problem + "; what only the daemon knows is left out",
+                            {"sudo mvrpctl doctor"}});
+        return;
+    }
+    findings.push_back({Severity::Error,
+                        "daemon-not-running",
+                        "daemon",
+                        facts.daemon.problem,
+                        {"systemctl start mvrp", "systemctl status mvrp"}});
+    if (!facts.system.configThere)
+        findings.push_back(
+            {Severity::Warning,
+             "config-missing",
+             "configuration",
+             "there is no " + facts.system.configFile + ": the service does not start without it",
+             {}});
+    if (facts.system.ledgerForeign)
+        findings.push_back({Severity::Note,
+                            "ledger-foreign",
+                            "daemon",
+                            "its ledger is of another boot, network namespace or bridge and is not "
+                            "used: VLANs that it left on this bridge count as others'",
+                            {"bridge vlan show"}});
+    else if (facts.system.ledgerThere)
+        findings.push_back({Severity::Note,
+                            "ledger-left",
+                            "daemon",
+                            "the daemon left VLANs on the bridge, as on-stop = \"keep\" or a crash "
+                            "does; it takes them back when it starts",
+                            {"systemctl start mvrp"}});
+}
+
+/// The three times of a port fit each other.
+void examineTimes(const PortView& view, std::vector<Finding>& findings) {
+    const std::string name = view.port.name.data();
+    const PortSettings& settings = *view.settings;
+    if (settings.leaveTime < 2 * settings.joinTime)
+        findings.push_back({Severity::Warning,
+                            "leave-time-short",
+                            name,
+                            "the leave time of " + std::to_string(settings.leaveTime) +
+                                " ms is less than twice the join time of " +
+                                std::to_string(settings.joinTime) +
+                                " ms: neighbours can not declare again in time, and VLANs flap",
+                            {"mvrpctl set port " + name + " join-time " +
+                             std::to_string(std::max(settings.leaveTime / 2, 200U))}});
+    if (settings.leaveAllTime < settings.leaveTime)
+        findings.push_back({Severity::Warning,
+                            "leave-all-time-short",
+                            name,
+                            "the leave-all time is shorter than the leave time",
+                            {"mvrpctl set port " + name + " leave-all-time " +
+                             std::to_string(std::max(settings.leaveTime, 650U))}});
+}
+
+void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {
+    if (daemon.global.host.role == static_cast<u32>(platform::HostRole::Standby))
+        findings.push_back({Severity::Note,
+                            "standby",
+                            "daemon",
+                            "this is the standby of a pair: it neither sends nor receives",
+                            {"mvrpctl standby take-over"}});
+    if (!daemon.global.enabled) {
+        findings.push_back({Severity::Error,
+                            "globally-off",
+                            "daemon",
+                            "the protocol is switched off for the whole switch",
+                            {"mvrpctl set global enable on"}});
+        return;
+    }
+    const bool anyPort = std::ranges::any_of(
+        daemon.ports, [](const PortView& view) { return view.settings && view.settings->enabled; });
+    if (!anyPort)
+        findings.push_back({Severity::Warning,
+                            "no-port-enabled",
+                            "daemon",
+                            "the protocol is switched on, and on no port",
+                            {"mvrpctl show ports", "mvrpctl set port PORT enable on"}});
+    for (const PortView& view : daemon.ports)
+        if (view.settings && view.settings->enabled)
+            examineTimes(view, findings);
+}
+
+}  // namespace
+
+void examineDaemon(const DoctorFacts& facts, std::vector<Finding>& findings) {
+    examineConfig(facts.system, findings);
+    if (facts.daemon.state == DaemonState::Answers)
+        examineSettings(facts.daemon, findings);
+    else
+        examineAbsent(facts, findings);
+}
+
+bool takesPart(const DaemonFacts& daemon, u32 index) {
+    return std::ranges::any_of(daemon.ports, [index](const PortView& view) {
+        return view.port.unit == index && view.port.protocols != 0;
+    });
+}
+
+}  // namespace cli

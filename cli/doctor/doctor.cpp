@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "cli/doctor/doctor.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <nlohmann/json.hpp>
+
+namespace cli {
+namespace {
+
+constexpr int kJsonVersion = 1;
+constexpr const char* kUsualConfig = "/etc/mvrp/mvrp.toml";
+constexpr std::array<const char*, 3> kSeverityNames = {"note", "warning", "error"};
+
+const char* nameOf(Severity severity) {
+    return kSeverityNames.at(static_cast<std::size_t>(severity));
+}
+
+Colour colourOf(Severity severity) {
+    return severity == Severity::Note ? Colour::Dim : Colour::Bad;
+}
+
+void readStatistics(Client& client, DaemonFacts& facts) {
+    std::vector<Request> requests;
+    for (const PortView& view : facts.ports)
+        requests.push_back({platform::Request::PortStatistics, view.port.unit});
+    const std::vector<Reply> replies = client.exchange(requests);
+    for (std::size_t i = 0; i < replies.size(); ++i) {
+        platform::PortStatisticsRecord record{};
+        if (replies[i].status != kStatusOk || replies[i].value.size() != sizeof record)
+            continue;
+        std::memcpy(&record, replies[i].value.data(), sizeof record);
+        facts.statistics[facts.ports[i].port.unit] = record;
+    }
+}
+
+std::string configSource(Client& client) {
+    const Reply reply = client.exchange({platform::Request::ConfigSource});
+    return reply.status == kStatusOk
+               ? std::string(reinterpret_cast<const char*>(reply.value.data()), reply.value.size())
+               : "";
+}
+
+/// The directory that a socket lies in.
+std::string directoryOf(const std::string& path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+}  // namespace
+
+DaemonFacts collectDaemonFacts(const std::string& socketPath) {
+    DaemonFacts facts;
+    try {
+        Client client(socketPath);
+        facts.global = queryGlobal(client);
+        facts.ports = queryPorts(client, queryPortList(client));
+        readStatistics(client, facts);
+        facts.configFile = configSource(client);
+        facts.state = DaemonState::Answers;
+    } catch (const ConnectionError& error) {
+        facts.problem = error.what();
+        facts.state = facts.problem.find("permitted") == std::string::npos
+                          ? DaemonState::NotRunning
+                          : DaemonState::NotPermitted;
+    }
+    return facts;
+}
+
+std::vector<Finding> examine(const DoctorFacts& facts) {
+    std::vector<Finding> findings;
+    examineDaemon(facts, findings);
+    examineBridge(facts, findings);
+    examineNeighbours(facts, findings);
+    examineOthers(facts, findings);
+    std::ranges::stable_sort(findings, std::greater<>{}, &Finding::severity);
+    return findings;
+}
+
+std::string findingsText(const std::vector<Finding>& findings, const Style& style) {
+    if (findings.empty())
+        return "Nothing found.\n";
+    std::string text;
+    for (const Finding& finding : findings) {
+        text += style.paint(colourOf(finding.severity), nameOf(finding.severity));
+        text += ": " + style.paint(Colour::Strong, finding.subject) + ": " + finding.seen + "\n";
+        for (const std::string& command : finding.commands)
+            text += "    " + command + "\n";
+    }
+    return text;
+}
+
+std::string findingsJson(const std::vector<Finding>& findings) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const Finding& finding : findings)
+        list.push_back({{"severity", nameOf(finding.severity)},
+                        {"id", finding.id},
+                        {"subject", finding.subject},
+                        {"seen", finding.seen},
+                        {"commands", finding.commands}});
+    const nlohmann::ordered_json answer = {{"version", kJsonVersion}, {"findings", list}};
+    return answer.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
+}
+
+int runDoctor(const std::string& socketPath, const std::string& configFile, bool json,
+              const Style& style) {
+    DoctorFacts facts;
+    facts.daemon = collectDaemonFacts(socketPath);
+    std::string file = configFile.empty() ? facts.daemon.configFile : configFile;
+    if (file.empty())
+        file = kUsualConfig;
+    facts.system = platform::collectSystemFacts(file, directoryOf(socketPath));
+    const std::vector<Finding> findings = examine(facts);
+    const std::string text = json ? findingsJson(findings) : findingsText(findings, style);
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    const bool serious = std::ranges::any_of(
+        findings, [](const Finding& finding) { return finding.severity != Severity::Note; });
+    return serious ? 1 : 0;
+}
+
+}  // namespace cli

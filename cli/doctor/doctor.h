@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// `mvrpctl doctor`: what an engineer would look at by hand when VLANs do not come or go. Three
+// steps: facts are collected from the daemon and the system, examined by functions without side
+// effects, and what was found is printed. Works without a running daemon, with less to say.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/client/queries.h"
+#include "cli/print/table.h"
+#include "platform/command/watch_wire.h"
+#include "platform/inspect/system_facts.h"
+
+namespace cli {
+
+enum class Severity { Note, Warning, Error };
+
+/// Something that is not as it should be, and how to mend it.
+struct Finding {
+    Severity severity = Severity::Note;
+    std::string id;                     ///< the same in all versions
+    std::string subject;                ///< a port, the bridge, "daemon" or "configuration"
+    std::string seen;                   ///< what was seen, and what it means
+    std::vector<std::string> commands;  ///< that mend it; empty: nothing to type
+};
+
+enum class DaemonState { Answers, NotRunning, NotPermitted };
+
+/// What the daemon says of itself.
+struct DaemonFacts {
+    DaemonState state = DaemonState::NotRunning;
+    std::string problem;  ///< why it does not answer
+    GlobalView global;
+    std::vector<PortView> ports;
+    std::map<u32, platform::PortStatisticsRecord> statistics;  ///< by unit; absent: not known
+    std::string configFile;  ///< that it was started with; empty: none, or not known
+};
+
+struct DoctorFacts {
+    DaemonFacts daemon;
+    platform::SystemFacts system;
+};
+
+DaemonFacts collectDaemonFacts(const std::string& socketPath);
+
+/// What is wrong, by area; the whole is sorted by severity, the worst first.
+std::vector<Finding> examine(const DoctorFacts& facts);
+void examineDaemon(const DoctorFacts& facts, std::vector<Finding>& findings);
+void examineBridge(const DoctorFacts& facts, std::vector<Finding>& findings);
+void examineNeighbours(const DoctorFacts& facts, std::vector<Finding>& findings);
+void examineOthers(const DoctorFacts& facts, std::vector<Finding>& findings);
+
+/// Name of the bridge that the daemon drives or is configured to; empty on a software switch.
+std::string bridgeOf(const DoctorFacts& facts);
+/// Whether the daemon says that a port of this index runs the protocol.
+bool takesPart(const DaemonFacts& daemon, u32 index);
+
+std::string findingsText(const std::vector<Finding>& findings, const Style& style);
+std::string findingsJson(const std::vector<Finding>& findings);
+
+/// Collects, examines and prints.
+/// @param configFile  empty: the one of the daemon, or else the usual one
+/// @return 0 when there is nothing but notes, 1 when there are warnings or errors
+int runDoctor(const std::string& socketPath, const std::string& configFile, bool json,
+              const Style& style);
+
+}  // namespace cli

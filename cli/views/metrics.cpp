@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "cli/views/metrics.h"
+
+#include "cli/views/vlan_groups.h"
+
+namespace cli {
+
+namespace {
+
+/// A label's value, with what the format wants escaped.
+std::string escaped(const std::string& text) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '\\' || c == '"')
+            out += '\\';
+        out += c == '\n' ? std::string("\\n") : std::string(1, c);
+    }
+    return out;
+}
+
+class Writer {
+  public:
+    void family(const std::string& name, const char* type, const char* help) {
+        name_ = "mvrp_" + name;
+        suffix_ = std::string(type) == "counter" ? "_total" : "";
+        text_ += "# TYPE " + name_ + " " + type + "\n# HELP " + name_ + " " + help + "\n";
+    }
+    void unit(const char* unit) { text_ += "# UNIT " + name_ + " " + unit + "\n"; }
+    void sample(const std::string& labels, const std::string& value) {
+        text_ += name_ + suffix_ + (labels.empty() ? "" : "{" + labels + "}") + " " + value + "\n";
+    }
+    void sample(const std::string& labels, u64 value) { sample(labels, std::to_string(value)); }
+    std::string finish() { return text_ + "# EOF\n"; }
+
+  private:
+    std::string text_;
+    std::string name_;
+    std::string suffix_;
+};
+
+std::string label(const char* key, const std::string& value) {
+    return std::string(key) + "=\"" + escaped(value) + "\"";
+}
+
+std::string portLabel(const platform::SwitchPortRecord& port) {
+    return label("port", port.name.data()) + "," + label("unit", std::to_string(port.unit));
+}
+
+void addGlobal(Writer& writer, const GlobalView& global) {
+    writer.family("enabled", "gauge", "Whether MVRP is on (1) on this switch.");
+    writer.sample("", global.enabled ? 1 : 0);
+    writer.family("gvrp_compliance", "gauge", "Whether GVRP is spoken (1) in place of MVRP.");
+    writer.sample("", global.compliance ? 1 : 0);
+    writer.family("pending_changes", "gauge", "Changes that wait to be applied to the switch.");
+    writer.sample("", global.pendingPairs);
+    writer.family("uptime_seconds", "gauge", "Time since the daemon started.");
+    writer.unit("seconds");
+    writer.sample("", std::to_string(global.host.uptimeMs / 1000) + "." +
+                          std::to_string(global.host.uptimeMs % 1000 / 100));
+}
+
+void addPorts(Writer& writer, const std::vector<PortView>& ports) {
+    writer.family("port_link_up", "gauge", "Whether the link of the port is up (1).");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.port.link);
+    writer.family("port_enabled", "gauge", "Whether MVRP is on (1) at the port.");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.settings && view.settings->enabled ? 1 : 0);
+    writer.family("port_vlans", "gauge", "VLANs of the port, by what they are to it.");
+    for (const PortView& view : ports) {
+        const std::string port = portLabel(view.port) + ",";
+        writer.sample(port + label("state", "registered"), countVlans(view.registered));
+        writer.sample(port + label("state", "declared"), countVlans(view.declared));
+        writer.sample(port + label("state", "propagated"), countVlans(view.propagated));
+        writer.sample(port + label("state", "learnt"), countVlans(view.dynamic));
+    }
+}
+
+using Record = platform::PortStatisticsRecord;
+
+/// One family with a sample for each port, direction and name.
+template <std::size_t kCount>
+void addBothWays(Writer& writer, const std::vector<PortStatistics>& ports, const char* key,
+                 const std::array<CounterName, kCount>& names,
+                 const std::array<u64, kCount> Record::*in,
+                 const std::array<u64, kCount> Record::*out) {
+    for (const PortStatistics& port : ports) {
+        for (std::size_t i = 0; i < kCount; ++i) {
+            const std::string named = "," + label(key, names[i].key);
+            const std::string start = portLabel(port.port) + ",";
+            writer.sample(start + label("direction", "in") + named, (port.record.*in)[i]);
+            writer.sample(start + label("direction", "out") + named, (port.record.*out)[i]);
+        }
+    }
+}
+
+template <std::size_t kCount>
+void addByReason(Writer& writer, const std::vector<PortStatistics>& ports,
+                 const std::array<CounterName, kCount>& names,
+                 const std::array<u64, kCount> Record::*counters, std::size_t from) {
+    for (const PortStatistics& port : ports) {
+        for (std::size_t i = from; i < kCount; ++i)
+            writer.sample(portLabel(port.port) + "," + label("reason", names[i].key),
+                          (port.record.*counters)[i]);
+    }
+}
+
+void addLosses(Writer& writer, const std::vector<PortStatistics>& ports) {
+    for (const PortStatistics& port : ports) {
+        const std::string start = portLabel(port.port) + ",";
+        writer.sample(start + label("reason", "overflow"), port.record.overflow);
+        writer.sample(start + label("reason", "otherProtocol"), port.record.notEnabled);
+        writer.sample(start + label("reason", "tunnel"), port.record.tunnelled);
+        writer.sample(start + label("reason", "sendFailed"), port.record.sendFailed);
+    }
+}
+
+}  // namespace
+
+std::string metricsText(const GlobalView& global, const std::vector<PortView>& ports,
+                        const std::vector<PortStatistics>& statistics) {
+    Writer writer;
+    addGlobal(writer, global);
+    addPorts(writer, ports);
+    writer.family("port_pdus", "counter", "PDUs by direction and form.");
+    addBothWays(writer, statistics, "form", kFormNames, &Record::pdusIn, &Record::pdusOut);
+    writer.family("port_events", "counter", "Attribute events by direction and type.");
+    addBothWays(writer, statistics, "event", kEventNames, &Record::eventsIn, &Record::eventsOut);
+    writer.family("port_dropped_frames", "counter", "Frames that could not be read, by reason.");
+    addByReason(writer, statistics, kDropNames, &Record::drops, 1);
+    writer.family("port_lost_frames", "counter", "Frames that were lost or not wanted, by reason.");
+    addLosses(writer, statistics);
+    writer.family("port_failed_registrations", "counter",
+                  "Declared VLANs that the port did not take, by reason.");
+    addByReason(writer, statistics, kFailureNames, &Record::failed, 0);
+    return writer.finish();
+}
+
+}  // namespace cli

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+//
+// Everything that is counted, in the text format of OpenMetrics 1.0.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/views/statistics.h"
+
+namespace cli {
+
+/// @param ports, statistics  of the same ports in the same order
+std::string metricsText(const GlobalView& global, const std::vector<PortView>& ports,
+                        const std::vector<PortStatistics>& statistics);
+
+}  // namespace cli

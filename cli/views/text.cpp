@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+#include "cli/views/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "cli/client/names.h"
+#include "cli/print/words.h"
+#include "platform/contract/qor_if.h"
+#include "platform/contract/qor_vlan.h"
+
+namespace cli {
+
+namespace {
+
+using platform::formatVlanRanges;
+
+constexpr std::size_t kRangesWidth = 22;
+constexpr u32 kMvrpProtocolBit = 1;
+
+Cell onOff(bool on) {
+    return on ? Cell("on", Colour::Good) : Cell("off", Colour::Dim);
+}
+
+Cell linkCell(const platform::SwitchPortRecord& port) {
+    return port.link == 1 ? Cell("up", Colour::Good) : Cell("down", Colour::Bad);
+}
+
+bool isZero(const std::array<u8, 6>& mac) {
+    return std::ranges::all_of(mac, [](u8 byte) { return byte == 0; });
+}
+
+std::string orDash(const std::string& text) {
+    return text.empty() ? "-" : text;
+}
+
+std::string listed(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : " ") + name;
+    return orDash(text);
+}
+
+std::string uptimeText(u64 ms) {
+    const u64 seconds = ms / 1000;
+    const u64 minutes = seconds / 60;
+    const u64 hours = minutes / 60;
+    if (hours == 0)
+        return minutes == 0
+                   ? std::to_string(seconds) + " s"
+                   : std::to_string(minutes) + " min " + std::to_string(seconds % 60) + " s";
+    return std::to_string(hours) + " h " + std::to_string(minutes % 60) + " min";
+}
+
+std::string standbyText(const platform::HostInfoRecord& host) {
+    const std::string role = nameOf(kRoles, host.role);
+    return role + ", " + (host.standbyConnected != 0 ? "peer connected" : "no peer");
+}
+
+std::string peerText(const platform::SwitchPortRecord& port) {
+    if (isZero(port.peerMac))
+        return "not heard yet";
+    const std::string form = port.heardForm == 0 ? ""
+                                                 : ", MVRP frames in the " +
+                                                       nameOf(kWireForms, port.heardForm) + " form";
+    return formatMac(port.peerMac) + form;
+}
+
+std::string timersText(const PortSettings& settings) {
+    return "join " + std::to_string(settings.joinTime) + " ms, leave " +
+           std::to_string(settings.leaveTime) + " ms, leave-all " +
+           std::to_string(settings.leaveAllTime) + " ms, periodic " +
+           (settings.periodicTime == 0 ? "off" : std::to_string(settings.periodicTime) + " ms");
+}
+
+/// What holds a port back from running the protocol, or that it runs.
+Cell mvrpCell(const PortView& view) {
+    if (view.settings && view.settings->enabled)
+        return {"on", Colour::Good};
+    if (view.port.eligible == 0)
+        return {"not eligible", Colour::Dim};
+    return {"off", Colour::Dim};
+}
+
+}  // namespace
+
+std::string formatMac(const std::array<u8, 6>& mac) {
+    std::array<char, 18> text{};
+    std::snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
+                  mac[3], mac[4], mac[5]);
+    return text.data();
+}
+
+std::string formatVlansWithin(const platform::VlanBitmap& vlans, std::size_t width) {
+    std::string text = formatVlanRanges(vlans);
+    if (text.size() <= width)
+        return text;
+    const std::string tail = "... (" + std::to_string(countVlans(vlans)) + ")";
+    const std::size_t room = width > tail.size() ? width - tail.size() : 0;
+    const std::size_t comma = room == 0 ? std::string::npos : text.rfind(',', room - 1);
+    text.resize(comma == std::string::npos ? 0 : comma + 1);
+    return text + tail;
+}
+
+std::string globalText(const GlobalView& view, const Style& style) {
+    Sheet sheet;
+    sheet.add("Switch", {orDash(view.host.name.data()), Colour::Strong});
+    sheet.add("Driver", nameOf(kDrivers, view.host.driver));
+    sheet.add("Role", standbyText(view.host));
+    sheet.add("Ports", std::to_string(view.host.portCount));
+    sheet.add("MVRP", onOff(view.enabled));
+    sheet.add("GVRP compliance", onOff(view.compliance));
+    sheet.add("Pending changes", std::to_string(view.pendingPairs));
+    sheet.add("Debug", formatDebugMask(view.debugMask));
+    sheet.add("Version", orDash(view.version));
+    sheet.add("Up for", uptimeText(view.host.uptimeMs));
+    return sheet.print(style);
+}
+
+std::string portsText(const std::vector<PortView>& ports, const Style& style) {
+    Table table({">Unit", "Name", "Link", "MVRP", "Registration", "Participant", "Registered",
+                 "Declared", "Learnt"});
+    for (const PortView& view : ports) {
+        const bool runs = view.settings.has_value();
+        table.add({std::to_string(view.port.unit), view.port.name.data(), linkCell(view.port),
+                   mvrpCell(view),
+                   runs ? nameOf(kRegistrationModes, view.settings->registration) : "-",
+                   runs ? nameOf(kParticipantModes, view.settings->participant) : "-",
+                   formatVlansWithin(view.registered, kRangesWidth),
+                   formatVlansWithin(view.declared, kRangesWidth),
+                   formatVlansWithin(view.dynamic, kRangesWidth)});
+    }
+    return table.empty() ? "The switch has no ports.\n" : table.print(style);
+}
+
+std::string portText(const PortView& view, const Style& style) {
+    const platform::SwitchPortRecord& port = view.port;
+    Sheet sheet;
+    sheet.add("Port", {std::to_string(port.unit) + " " + port.name.data(), Colour::Strong});
+    sheet.add("Link", linkCell(port));
+    sheet.add("Cable", orDash(port.cable.data()));
+    sheet.add("Address", formatMac(port.mac) + ", MTU " + std::to_string(port.mtu));
+    if (port.endType == static_cast<u32>(QorEndType::Aggregation))
+        sheet.add("Kind", "aggregation");
+    if (port.aggregation != 0)
+        sheet.add("Member of", "aggregation " + std::to_string(port.aggregation));
+    sheet.add("PVID", std::to_string(port.pvid));
+    sheet.add("MVRP", mvrpCell(view));
+    sheet.add("Speaks", (port.protocols & kMvrpProtocolBit) == 0 ? "nothing"
+                        : port.protocols == kMvrpProtocolBit
+                            ? "MVRP, wire form " + nameOf(kWireForms, port.wireForm)
+                            : "GVRP");
+    sheet.add("Peer", peerText(port));
+    if (view.settings) {
+        sheet.add("Registration", nameOf(kRegistrationModes, view.settings->registration));
+        sheet.add("Participant", nameOf(kParticipantModes, view.settings->participant));
+        sheet.add("Timers", timersText(*view.settings));
+        sheet.add("VLANs registered", formatVlanRanges(view.registered));
+        sheet.add("VLANs declared", formatVlanRanges(view.declared));
+        sheet.add("VLANs propagated", formatVlanRanges(view.propagated));
+    }
+    sheet.add("VLANs learnt", formatVlanRanges(view.dynamic));
+    sheet.add("VLANs permitted", formatVlanRanges(view.permitted));
+    return sheet.print(style);
+}
+
+std::string vlansText(const std::vector<VlanGroup>& groups, const Style& style) {
+    Table table({"Kind", "Static members", "Learnt members", "VLANs"});
+    for (const VlanGroup& group : groups) {
+        // A permit list says what may be carried; it makes members only of static VLANs.
+        const bool isStatic = group.kind == static_cast<u32>(QorVlanType::Static);
+        std::vector<std::string> members = group.taggedPorts;
+        for (const std::string& name : group.untaggedPorts)
+            members.push_back(name + "(untagged)");
+        table.add({{nameOf(kVlanKinds, group.kind), isStatic ? Colour::Plain : Colour::Good},
+                   isStatic ? listed(members) : "-",
+                   listed(group.dynamicPorts),
+                   formatVlanRanges(group.vlans)});
+    }
+    return table.print(style);
+}
+
+std::string vlanText(u32 vid, const VlansView& view, const Style& style) {
+    const std::vector<VlanGroup> groups = groupVlans(view, vid);
+    Sheet sheet;
+    sheet.add("VLAN", {std::to_string(vid), Colour::Strong});
+    if (groups.empty()) {
+        sheet.add("Kind", {"does not exist", Colour::Dim});
+    } else {
+        sheet.add("Kind", nameOf(kVlanKinds, groups.front().kind));
+        sheet.add("Permitted tagged", listed(groups.front().taggedPorts));
+        sheet.add("Permitted untagged", listed(groups.front().untaggedPorts));
+        sheet.add("Learnt members", listed(groups.front().dynamicPorts));
+    }
+    Table table({"Port", "Applicant", "Registrar", "Registered", "Declared", "Propagated"});
+    for (const PortView& port : view.ports) {
+        if (port.machines.size() < vid)
+            continue;
+        const platform::MachineRecord& machine = port.machines[vid - 1];
+        table.add({port.port.name.data(), nameOf(kApplicantStates, machine.applicant),
+                   nameOf(kRegistrarStates, machine.registrar),
+                   platform::vlanContains(port.registered, vid) ? "yes" : "no",
+                   platform::vlanContains(port.declared, vid) ? "yes" : "no",
+                   platform::vlanContains(port.propagated, vid) ? "yes" : "no"});
+    }
+    return sheet.print(style) + (table.empty() ? "" : "\n" + table.print(style));
+}
+
+std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs,
+                      const Style& style) {
+    std::string text;
+    for (const StateGroup& group : groups) {
+        const platform::MachineRecord& machine = group.machine;
+        std::string registrar =
+            nameOf(kRegistrarStates, machine.registrar) + "  " + registrarWords(machine);
+        if (isLeaving(machine))
+            registrar += leaveTimeLeftMs == 0 ? " (due)"
+                                              : " (about " + durationText(leaveTimeLeftMs) +
+                                                    " of the leave time left)";
+        Sheet sheet;
+        sheet.add("VLANs", {formatVlanRanges(group.vlans), Colour::Strong});
+        sheet.add("  Applicant", nameOf(kApplicantStates, machine.applicant) + "  " +
+                                     applicantWords(machine.applicant));
+        sheet.add("  Registrar", {registrar, isLeaving(machine) ? Colour::Warn : Colour::Plain});
+        sheet.add("  Propagated", isPropagated(machine)
+                                      ? "yes  declared here because another port registered it"
+                                      : "no");
+        text += (text.empty() ? "" : "\n") + sheet.print(style);
+    }
+    return text.empty() ? "No VLAN is in use on this port.\n" : text;
+}
+
+std::string countersText(const std::vector<PortView>& ports, const Style& style) {
+    Table table({"Port", ">Frames in", ">out", ">Bytes in", ">out", ">Forwarded", ">Ignored",
+                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Send failed"});
+    for (const PortView& view : ports) {
+        const platform::PortCountersRecord& c = view.counters;
+        const auto bad = [](u64 count) {
+            return Cell(std::to_string(count), count == 0 ? Colour::Plain : Colour::Bad);
+        };
+        table.add({view.port.name.data(), std::to_string(c.framesIn), std::to_string(c.framesOut),
+                   std::to_string(c.bytesIn), std::to_string(c.bytesOut),
+                   std::to_string(c.forwarded), std::to_string(c.ignored), bad(c.droppedMalformed),
+                   bad(c.droppedOverflow), std::to_string(c.droppedDisabled),
+                   std::to_string(c.droppedTunnel), bad(c.sendFailed)});
+    }
+    return table.empty() ? "The switch has no ports.\n" : table.print(style);
+}
+
+}  // namespace cli
