@@ -5,7 +5,7 @@
 #include <array>
 
 #include "cli/client/names.h"
-#include "cli/views/text.h"
+#include "cli/print/words.h"
 #include "platform/contract/qor_if.h"
 
 namespace cli {

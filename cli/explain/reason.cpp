@@ -5,7 +5,6 @@
 #include "cli/client/names.h"
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"
-#include "cli/views/text.h"
 
 namespace cli {
 

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "cli/views/text.h"
 #include "cli/client/names.h"
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"

@@ -9,7 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "cli/views/text.h"
+#include "cli/print/words.h"
 
 namespace cli {
 

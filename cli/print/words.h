@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// The states of the machines, and times, in plain words.
+// The states of the machines, addresses and times, in plain words.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "platform/command/watch_wire.h"
@@ -20,6 +21,9 @@ bool isRegistered(const platform::MachineRecord& machine);
 bool isPropagated(const platform::MachineRecord& machine);
 /// Registered, but withdrawn unless somebody declares it again before the leave timer ends.
 bool isLeaving(const platform::MachineRecord& machine);
+
+/// "02:00:00:00:00:01"
+std::string formatMac(const std::array<u8, 6>& mac);
 
 /// "0.3 s", "12 s", "5 min", "3 h", "2 d".
 std::string durationText(u64 ms);

@@ -4,7 +4,6 @@
 #include "cli/client/names.h"
 #include "cli/print/json_document.h"
 #include "cli/print/words.h"
-#include "cli/views/text.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 

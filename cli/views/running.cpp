@@ -2,7 +2,7 @@
 #include "cli/views/running.h"
 
 #include "cli/client/names.h"
-#include "cli/views/text.h"
+#include "cli/print/words.h"
 #include "cli/views/vlan_groups.h"
 #include "platform/config/vlan_algebra.h"
 

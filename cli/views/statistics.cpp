@@ -5,7 +5,6 @@
 #include <numeric>
 
 #include "cli/print/words.h"
-#include "cli/views/text.h"
 
 namespace cli {
 

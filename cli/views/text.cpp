@@ -85,13 +85,6 @@ Cell mvrpCell(const PortView& view) {
 
 }  // namespace
 
-std::string formatMac(const std::array<u8, 6>& mac) {
-    std::array<char, 18> text{};
-    std::snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-                  mac[3], mac[4], mac[5]);
-    return text.data();
-}
-
 std::string formatVlansWithin(const platform::VlanBitmap& vlans, std::size_t width) {
     std::string text = formatVlanRanges(vlans);
     if (text.size() <= width)

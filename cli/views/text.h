@@ -25,7 +25,4 @@ std::string countersText(const std::vector<PortView>& ports, const Style& style)
 /// Ranges cut to `width` characters, with the number of VLANs at the end: "2-9,40,... (20)".
 std::string formatVlansWithin(const platform::VlanBitmap& vlans, std::size_t width);
 
-/// "02:00:00:00:00:01"
-std::string formatMac(const std::array<u8, 6>& mac);
-
 }  // namespace cli
