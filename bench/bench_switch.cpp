@@ -11,6 +11,7 @@
 #include "daemon/mgmt/config.h"
 #include "daemon/pdu/receive.h"
 #include "daemon/timers/pending.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/icm.h"
 #include "platform/contract/process.h"
 #include "platform/contract/sil.h"
@@ -22,6 +23,12 @@ u32 silCreateTask(const char*, u32, u32, void (*)(void*), void*, u32, u32* taskI
 }
 
 void procShellInit(const char*, u32, u32) {}
+
+CorrectionSet correctionsWanted() {
+    return {};
+}
+
+void correctionActed(Correction, u32, u32) {}
 
 u32 icmProcTcpInit(const char*, const char*, const IcmFunc*, u32) {
     return kStatusOk;

@@ -8,6 +8,7 @@
 
 #include "daemon/core/list.h"
 #include "platform/contract/avl.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/sil.h"
 #include "platform/contract/types.h"
 
@@ -77,6 +78,7 @@ struct MvrpInfo {
     u16 vlanNumPerTimes;     ///< VLANs applied per batch on a plain port
     u16 vlanNumPerTimesAgg;  ///< the same on an aggregation
     u8 logLevel[MVRP_LOG_COUNT];
+    CorrectionSet corrections;  ///< that are on; from the host, at the start
 };
 
 extern MvrpInfo gMvrpInfo;

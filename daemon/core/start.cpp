@@ -55,7 +55,8 @@ u32 mvrpOptionNumber(const char* key, u32 fallback) {
 }
 
 void mvrpInfoReset(u32 maxIfNum, u32 maxVlanNumPerIf) {
-    std::memset(&gMvrpInfo, 0, sizeof(gMvrpInfo));
+    std::memset(static_cast<void*>(&gMvrpInfo), 0, sizeof(gMvrpInfo));
+    gMvrpInfo.corrections = correctionsWanted();
     mvrpListInit(&gMvrpInfo.portList);
     avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes,
                offsetof(MvrpPortVlanEntry, link));

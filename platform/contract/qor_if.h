@@ -24,6 +24,7 @@ enum class QorIfAttribute : u32 {
     DynamicMembership = 198,   ///< read, QorBuffer
     PermittedVlan = 208,       ///< read, first u32 in: VLAN ID; succeeds when the port carries it
     VlanIdOfInterface = 3500,  ///< read, u32: VLAN ID of a VLAN interface
+    AdmittedVlan = 0x10001,    ///< read, first u32 in: VLAN ID; succeeds when it may be registered
 };
 
 /// Protocol ids of the platform's numbering.

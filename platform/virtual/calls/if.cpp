@@ -32,6 +32,16 @@ u32 storeMac(void* descriptor, const scenario::MacAddress& mac) {
     return kStatusOk;
 }
 
+/// The attributes that are asked about one VLAN, whose ID stands in the value.
+bool asksAboutVlan(QorIfAttribute attribute) {
+    return attribute == QorIfAttribute::PermittedVlan || attribute == QorIfAttribute::AdmittedVlan;
+}
+
+u32 findVlan(const void* value, const scenario::VlanSet& vlans) {
+    const u32 vid = *static_cast<const u32*>(value);
+    return vid < vlans.size() && vlans.test(vid) ? kStatusOk : kStatusFailed;
+}
+
 /// Reads an attribute of a port.
 u32 readPort(const SwitchPort& port, QorIfAttribute attribute, void* value) {
     switch (attribute) {
@@ -51,11 +61,10 @@ u32 readPort(const SwitchPort& port, QorIfAttribute attribute, void* value) {
             return storeVlans(value, port.permitted);
         case QorIfAttribute::DynamicMembership:
             return storeVlans(value, port.dynamic);
-        case QorIfAttribute::PermittedVlan: {
-            const u32 vid = *static_cast<const u32*>(value);
-            return vid < port.permitted.size() && port.permitted.test(vid) ? kStatusOk
-                                                                           : kStatusFailed;
-        }
+        case QorIfAttribute::PermittedVlan:
+            return findVlan(value, port.permitted);
+        case QorIfAttribute::AdmittedVlan:
+            return findVlan(value, port.admitted);
         default:
             return kStatusFailed;
     }
@@ -74,7 +83,7 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     const auto known = static_cast<QorIfAttribute>(attribute);
     auto& failures = scenarioHost().failures;
     std::optional<u32> failure;
-    if (known == QorIfAttribute::PermittedVlan) {
+    if (asksAboutVlan(known)) {
         const u32 vid = *static_cast<const u32*>(value);
         traceEvent("ifget %u %u %u", unit, attribute, vid);
         failure = failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute}),

@@ -7,12 +7,14 @@
 // Single-threaded: tasks that the daemon creates are recorded and not run.
 #pragma once
 
+#include <array>
 #include <functional>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "daemon/core/task.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/sil.h"
 #include "platform/virtual/state/failures.h"
 #include "platform/virtual/state/sockets.h"
@@ -32,6 +34,8 @@ struct ScenarioHost {
     Trace trace;
     u64 nowMs = 0;  ///< virtual time
     std::map<std::string, std::string, std::less<>> options;
+    CorrectionSet corrections;                             ///< the daemon asks at its start
+    std::array<u64, kCorrectionCount> correctionsActed{};  ///< how often, by Correction
     SwitchState switchState;
     FailureList failures;
     SocketState sockets;

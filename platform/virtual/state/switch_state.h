@@ -23,9 +23,10 @@ struct SwitchPort {
     MacAddress mac{};
     VlanSet permitted;  ///< tagged and untagged
     VlanSet tagged;
-    VlanSet dynamic;      ///< memberships made by the daemon
-    VlanSet everDynamic;  ///< those it has made since this was last cleared
-    VlanSet stranded;     ///< those whose VLAN was deleted from the switch under them
+    VlanSet admitted = VlanSet().set();  ///< those that may be registered
+    VlanSet dynamic;                     ///< memberships made by the daemon
+    VlanSet everDynamic;                 ///< those it has made since this was last cleared
+    VlanSet stranded;  ///< those whose VLAN was deleted from the switch under them
     std::string name;
 };
 

@@ -18,6 +18,7 @@ constexpr auto kCommands = std::to_array<Command>({
     {"fail", "CALL KEY COUNT|once|always [rc=N] [skip=N]", true, 3, commandFail},
     {"clearfail", "", true, 0, commandClearFail},
     {"waiting", "route|mvrp|gvrp N[,N...]", true, 2, commandWaiting},
+    {"correct", "all | none | NAME...", true, 1, commandCorrect},
     {"choice", "NAME VALUE", true, 0, commandChoice},
     {"start", "", false, 0, nullptr},
     {"cmd", "first | next UNIT | port-get|port-set|port-sync|scalar-get|scalar-set|scalar-sync ...",

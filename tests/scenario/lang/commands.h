@@ -33,6 +33,7 @@ void commandStandby(ScenarioHost& host, Words words);
 void commandFail(ScenarioHost& host, Words words);
 void commandClearFail(ScenarioHost& host, Words words);
 void commandWaiting(ScenarioHost& host, Words words);
+void commandCorrect(ScenarioHost& host, Words words);
 void commandChoice(ScenarioHost& host, Words words);
 
 // The daemon from outside: commands_request.cpp, commands_wire.cpp, commands_debug.cpp.

@@ -33,6 +33,7 @@ constexpr auto kPortKeys = std::to_array<PortKey>({
     {"pvid", setNumber<&SwitchPort::pvid>},
     {"permit", setVlans<&SwitchPort::permitted>},
     {"tagged", setVlans<&SwitchPort::tagged>},
+    {"admit", setVlans<&SwitchPort::admitted>},
     {"dynamic", setVlans<&SwitchPort::dynamic>},
     {"eligible", setNumber<&SwitchPort::eligible>},
     {"agg", setNumber<&SwitchPort::aggregation>},
@@ -50,6 +51,29 @@ u32 numberOfKey(std::string_view word, std::string_view key) {
         throw UsageError("'" + std::string(pair.key) + "' stands where " + std::string(key) +
                          "= is expected");
     return parseU32(pair.value, key);
+}
+
+/// The one that a word names.
+Correction parseCorrection(std::string_view word) {
+    if (const auto which = correctionOfName(word))
+        return *which;
+    std::string allowed;
+    for (const auto name : kCorrectionNames)
+        allowed += (allowed.empty() ? "" : ", ") + std::string(name);
+    throw UsageError("'" + std::string(word) + "' is not a correction; allowed: all, none, " +
+                     allowed);
+}
+
+/// `all`, `none`, or names.
+CorrectionSet parseCorrections(Words words) {
+    CorrectionSet set;
+    if (words.size() == 1 && words[0] == "all")
+        return CorrectionSet::all();
+    if (words.size() == 1 && words[0] == "none")
+        return set;
+    for (const auto& word : words)
+        set.add(parseCorrection(word));
+    return set;
 }
 
 u64 parseCount(std::string_view word) {
@@ -152,6 +176,10 @@ void commandWaiting(ScenarioHost& host, Words words) {
             return;
         }
     throw UsageError("'" + words[0] + "' is not a socket; allowed: route, mvrp, gvrp");
+}
+
+void commandCorrect(ScenarioHost& host, Words words) {
+    host.corrections = parseCorrections(words);
 }
 
 void commandChoice(ScenarioHost&, Words) {}
