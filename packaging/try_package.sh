@@ -59,6 +59,7 @@ expect 'manual page mvrp.7' test -s /usr/share/man/man7/mvrp.7.gz
 expect 'completion for bash' test -s /usr/share/bash-completion/completions/mvrpctl
 expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
+# shellcheck disable=SC2016  # the inner shell's
 expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
     mkdir -p /run/try
     export MVRP_RUNTIME_DIR=/run/try
@@ -70,10 +71,12 @@ expect 'the daemon starts with the default configuration, and mvrpctl finds it' 
     mvrpctl show; status=$?
     kill $daemon && wait $daemon || { cat /tmp/log; exit 1; }
     exit $status'
+# shellcheck disable=SC2016  # the inner shell's
 expect 'a changed configuration stays over a removal' bash -c '
     echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
 expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl && ! command -v mvrp-plan'
 expect 'it purges' apt-get purge -y -q mvrp
+# shellcheck disable=SC2016  # the inner shell's
 expect 'nothing of it is left' bash -c '
     left=$(find /etc/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
         /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* 2>/dev/null)

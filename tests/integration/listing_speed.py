@@ -24,8 +24,8 @@ HERE = pathlib.Path(__file__).resolve().parent
 ROOT = HERE.parent.parent
 sys.path[:0] = [str(ROOT / "lab")]
 
-import node
-import topology
+import node  # noqa: E402  (beside the lab)
+import topology  # noqa: E402  (beside the lab)
 
 PORTS = 48
 TIMERS = {"join": 1000, "leave": 10000, "leave-all": 30000}

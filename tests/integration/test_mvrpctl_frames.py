@@ -84,6 +84,7 @@ class Capture(NetworkTest):
     def test_both_directions_come_into_the_file(self):
         macs = {self.middle.query("show port west")["ports"][0]["macAddress"],
                 self.net.nodes["west"].query("show port middle")["ports"][0]["macAddress"]}
+
         def capture():
             done = self.middle.control(f"capture {self.file} --seconds 3")
             self.assertEqual(done.returncode, 0, done.stderr)

@@ -195,6 +195,7 @@ sees() { (($(captured "$@") > 0)); }
 seesNone() { ! sees "$@"; }
 
 # The address of MVRP and GVRP frames.
+# shellcheck disable=SC2034  # used by cases
 protocolFrames='ether dst 01:80:c2:00:00:21'
 
 # ------------------------------------------------------------------------------------- programs
@@ -207,7 +208,8 @@ daemon() {
     local -A set=([ports]='*' [permit]=1-4094 [wire-format]=auto [static]=carried [on-stop]=remove
         [compliance]=false [leave-all]=10000)
     for setting in "${@:2}"; do set[${setting%%=*}]=${setting#*=}; done
-    mkdir -p -m 777 "$dir"
+    mkdir -p "$dir"
+    chmod 777 "$dir"
     cat >"$dir/mvrp.toml" <<END
 [switch]
 driver = "linux"

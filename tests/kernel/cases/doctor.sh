@@ -58,6 +58,7 @@ expect 15 has '^Nothing found' diagnosis b1
 say 'the neighbour speaks another form'
 ctl b1 switch port wire-form b2 native
 expect 40 has '^error: b2: the neighbour speaks the standard form' diagnosis b1
+# shellcheck disable=SC2046  # words
 ctl b1 $(diagnosis b1 | grep -o 'switch port wire-form b2 auto')
 expect 5 hasNot 'the neighbour speaks' diagnosis b1
 

@@ -36,7 +36,7 @@ pid=$(pidOf b1)
 at b1 bridge vlan add dev h2 vid "1000-1999"
 expect 10 carries b2 b1 1999
 kill -STOP "$pid"
-for i in $(seq 1500); do
+for _ in $(seq 1500); do
     echo "vlan add dev h2 vid 4094"
     echo "vlan del dev h2 vid 4094"
 done | at b1 bridge -batch -

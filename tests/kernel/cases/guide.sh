@@ -46,7 +46,8 @@ ip netns add vm
 wire b1 tap0 vm eth0
 daemon b2
 
-mkdir -p -m 777 "$dir"
+mkdir -p "$dir"
+chmod 777 "$dir"
 blocks toml >"$dir/mvrp.toml"
 blocks sh >"$scratch/lines"
 mapfile -t lines <"$scratch/lines"

@@ -8,7 +8,7 @@ expect 5 grep -q watching "$scratch/events"
 pid=$(pgrep -f 'kernel-probe events')
 
 kill -STOP "$pid"
-for i in $(seq 500); do
+for _ in $(seq 500); do
     echo "vlan add dev h1 vid 4094"
     echo "vlan del dev h1 vid 4094"
 done | at b1 bridge -batch -

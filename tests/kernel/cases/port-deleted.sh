@@ -4,7 +4,7 @@
 
 source "$KERNEL_TESTS/many.sh"
 manyVlans
-for round in 1 2 3 4 5; do
+for _ in 1 2 3 4 5; do
     declareAll
     sleep "0.$((RANDOM % 10))"
     ip -n b1 link del b2
