@@ -3,11 +3,15 @@
 // mvrp-plan: how long VLANs take to spread through a network and to leave it, and what that costs,
 // before there is such a network. Exit status 0; 1 when a phase did not come to its end; 2 for
 // wrong arguments or a wrong file.
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <span>
 
 #include "plan/report.h"
 
@@ -15,6 +19,9 @@ namespace {
 
 using plan::Layout;
 using plan::Shape;
+
+/// Where the script lies that draws, from the folder above that of the program.
+constexpr std::string_view kPlotScript = "share/mvrp/plot_plan.py";
 
 enum ExitStatus : int { kNotEnded = 1, kUsage = 2 };
 
@@ -79,36 +86,21 @@ plan::Measurement measureLayout(Layout layout, const plan::Request& request,
     return plan::measure(layout, request, watch);
 }
 
-/// 2, 4, 8, ... and `most` itself.
-std::vector<u32> steps(u32 first, u32 factor, u32 most) {
-    std::vector<u32> list;
-    for (u32 value = first; value < most; value *= factor)
-        list.push_back(value);
-    list.push_back(most);
-    return list;
-}
-
-/// The same with other sizes, without the time at rest.
-void plot(const Options& options) {
-    plan::Request request = options.request;
-    request.restMs = 0;
-    std::vector<plan::Point> byDiameter;
-    for (const u32 switches : steps(2, 2, options.switches)) {
-        const auto result = measureLayout(shapeOf(options, switches), request, options.timers);
-        if (byDiameter.empty() || byDiameter.back().x != result.diameter)
-            byDiameter.push_back({result.diameter, result});
-    }
-    std::vector<plan::Point> byVlans;
-    for (const u32 vlans : steps(1, 8, options.request.vlans)) {
-        request.vlans = vlans;
-        byVlans.push_back(
-            {vlans, measureLayout(shapeOf(options, options.switches), request, options.timers)});
-    }
-    std::ofstream file(options.plot);
-    file << plan::plotSvg(byDiameter, byVlans);
-    file.close();
-    if (!file)
-        throw Mistake(options.plot + ": can not be written; allowed is the name of a new file");
+/// Lets the script beside the program draw: it runs this program in several sizes. Checked first,
+/// so that nobody waits for a picture that can not be made. Only returns by an exception.
+[[noreturn]] void plot(std::span<char*> arguments) {
+    const auto program = std::filesystem::read_symlink("/proc/self/exe");
+    const auto script = program.parent_path().parent_path() / kPlotScript;
+    std::vector<std::string> words = {"python3", script, program};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::vector<char*> values;
+    for (std::string& word : words)
+        values.push_back(word.data());
+    values.push_back(nullptr);
+    ::execvp(values.front(), values.data());
+    throw Mistake(
+        "--plot draws with python3 and matplotlib, and there is no python3; allowed: install them "
+        "(Debian and Ubuntu: apt-get install python3-matplotlib), or leave --plot out");
 }
 
 void addOptions(CLI::App& app, Options& options) {
@@ -151,7 +143,8 @@ void addOptions(CLI::App& app, Options& options) {
                    "Time at rest that is counted, 0 to 3600000 ms; default: the leave-all time.")
         ->check(CLI::Range(0U, 3'600'000U))
         ->type_name("MS");
-    app.add_option("--plot", options.plot, "Write times against sizes of the shape as SVG.")
+    app.add_option("--plot", options.plot,
+                   "Draw times against sizes of the shape: .svg, .png or .pdf; needs matplotlib.")
         ->type_name("FILE")
         ->needs(shape);
     app.add_flag("-j,--json", options.json, "Print JSON.");
@@ -167,8 +160,6 @@ int run(const Options& options) {
                                       options.json ? watchNothing : printStage);
     if (options.json)
         std::cout << reportJson(result);
-    if (!options.plot.empty())
-        plot(options);
     return result.join.ended && result.leave.ended ? 0 : kNotEnded;
 }
 
@@ -187,6 +178,8 @@ int planWith(int count, char** values) {
     } catch (const CLI::Error& error) {
         throw Mistake(std::string(error.what()) + "\nmvrp-plan --help says what is allowed");
     }
+    if (!options.plot.empty())
+        plot(std::span(values, static_cast<std::size_t>(count)).subspan(1));
     return run(options);
 }
 

@@ -97,9 +97,19 @@ class Measures(unittest.TestCase):
             measure("--shape", "line", "--switches", 4, "--vlans", 20, "--rest", 0, "--plot", file)
             root = xml.etree.ElementTree.parse(file).getroot()
         name = "{http://www.w3.org/2000/svg}"
-        self.assertEqual(len(root.findall(f"{name}path")), 4)
-        # Sizes 2 and 4, and 1, 8 and 20 VLANs, each with two points.
-        self.assertEqual(len(root.findall(f"{name}circle")), 10)
+        points = {phase: [len(curve.findall(f".//{name}use")) for curve in root.findall(
+            f".//{name}g[@id='{phase}']")] for phase in ("join", "leave")}
+        # Sizes 2 and 4 in one panel, 1, 8 and 20 VLANs in the other.
+        self.assertEqual(points, {"join": [2, 3], "leave": [2, 3]})
+
+    def test_a_plot_reports_as_without_it(self):
+        words = ("--shape", "line", "--switches", 3, "--rest", 0)
+        with tempfile.TemporaryDirectory() as directory:
+            drawn = measure(*words, "--plot", pathlib.Path(directory) / "plot.png")
+        drawn.pop("memory")
+        plain = measure(*words)
+        plain.pop("memory")
+        self.assertEqual(drawn, plain)
 
 
 class Mistakes(unittest.TestCase):
@@ -121,6 +131,10 @@ class Mistakes(unittest.TestCase):
         self.assertIn("twice the join time", self.refused("--shape", "line", "--leave", 500))
         self.assertIn("leave time at least", self.refused("--shape", "line", "--leaveall", 700))
         self.assertIn("topology file", self.refused("/nowhere/at/all"))
+        self.assertIn(".svg", self.refused("--shape", "line", "--plot", "picture.xyz"))
+        self.assertIn("can not be written",
+                      self.refused("--shape", "line", "--plot", "/nowhere/at/all.svg"))
+        self.assertIn("--shape", self.refused("lab/topologies/demo.toml", "--plot", "plot.svg"))
 
     def test_files(self):
         two = '[[switch]]\nname = "a"\n[[switch]]\nname = "b"\n'
