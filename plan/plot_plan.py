@@ -79,6 +79,7 @@ def draw(figure, by_way, by_vlans, path):
     panel(left, by_way, "switches on the longest way")
     panel(right, by_vlans, f"VLANs, {by_vlans[-1][1]['diameter']} switches on the longest way")
     left.set_ylabel("seconds")
+    left.yaxis.set_major_formatter("{x:g}")
     left.legend()
     picture.savefig(path, metadata={"Date": None} if path.suffix == ".svg" else None)
 
