@@ -6,6 +6,7 @@
 
 #include "bench/bench_switch.h"
 #include "bench/pair.h"
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"

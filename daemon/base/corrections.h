@@ -7,7 +7,7 @@
 // Lock: the set is written at the start alone, so it is read with or without gMvrpInfo.sem.
 #pragma once
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "platform/contract/corrections.h"
 
 /// Whether a correction is on. Ask once for many VLANs, not for each.

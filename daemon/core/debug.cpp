@@ -5,7 +5,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/port.h"
 #include "daemon/fsm/machine.h"
 #include "platform/contract/process.h"

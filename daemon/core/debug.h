@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Debugging surface for engineers on the switch: console dumps, trace filters, the debug socket and
-// the hex dump of PDUs. None of these takes the lock: they are called by hand, through the
+// Debugging surface for engineers on the switch: console dumps, trace filters and the debug socket.
+// None of these takes the lock: they are called by hand, through the
 // platform's debug shell.
 #pragma once
 
@@ -25,7 +25,3 @@ void mvrpShowPort();
 /// Set the trace filters; 0 lets everything pass. @return the value set
 u32 mvrpVlandbgSet(u16 vid);
 u32 mvrpPortdbgSet(u32 unit);
-
-/// Logs a PDU as hex, 16 bytes to a line, while MVRP_DEBUG_PACKET is set. A length below 0 holds no
-/// byte.
-void mvrpPrintPacket(const u8* frame, s32 length);

@@ -5,8 +5,8 @@
 #include <initializer_list>
 #include <span>
 
-#include "daemon/core/info.h"
-#include "daemon/core/trace.h"
+#include "daemon/base/info.h"
+#include "daemon/base/trace.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_socket.h"
 

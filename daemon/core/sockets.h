@@ -6,9 +6,6 @@
 
 #include "platform/contract/types.h"
 
-/// Receive buffer of the route socket, set at start and again by each global enable, in bytes.
-inline constexpr u32 kMvrpRouteReceiveBufferBytes = 102400;
-
 /// Opens and sets up the sockets that are not open yet, and stores them in gMvrpInfo. The first
 /// failure is traced and ends it. @return whether all are open
 bool mvrpSocketsOpen();

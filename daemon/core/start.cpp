@@ -7,10 +7,10 @@
 #include <cstring>
 #include <thread>
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
+#include "daemon/base/trace.h"
 #include "daemon/core/sockets.h"
 #include "daemon/core/task.h"
-#include "daemon/core/trace.h"
 #include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/mgmt/config.h"
@@ -138,27 +138,4 @@ int mvrpProcessMain(int /*argc*/, char** /*argv*/) {
         return -1;
     for (;;)
         std::this_thread::sleep_for(kMainSleep);
-}
-
-s32 mvrpMemInit() {
-    if (silMemPoolInit(&gMvrpInfo.portPool, "mvrp_port", gMvrpInfo.maxPortNum, kMvrpPortEntryBytes,
-                       0) != kStatusOk)
-        return -1;
-    if (silMemPoolInit(&gMvrpInfo.vlanPool, "mvrp_vlan",
-                       gMvrpInfo.maxPortNum * gMvrpInfo.maxVlanNumPerIf, kMvrpPortVlanEntryBytes,
-                       0) != kStatusOk) {
-        silMemPoolDestroy(&gMvrpInfo.portPool);
-        return -1;
-    }
-    return 0;
-}
-
-s32 mvrpMemFree() {
-    while (MvrpPortEntry* port = mvrpPortEntryFirst())
-        mvrpPortEntryDel(port);
-    while (void* pair = avl_first(&gMvrpInfo.portVlanTree))
-        mvrpPortVlanEntryDel(static_cast<MvrpPortVlanEntry*>(pair));
-    const u32 portPool = silMemPoolDestroy(&gMvrpInfo.portPool);
-    const u32 vlanPool = silMemPoolDestroy(&gMvrpInfo.vlanPool);
-    return portPool == kStatusOk && vlanPool == kStatusOk ? 0 : -1;
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Start-up: options, sockets, tasks, memory pools. Runs once, in the main thread, before any other
-// thread exists; only the two pool functions are called later, by global enable and disable.
+// thread exists.
 #pragma once
 
 #include "platform/contract/types.h"
@@ -17,10 +17,3 @@ s32 mvrpOptInit();
 /// ports, 4094 VLANs a port); the batch sizes are stored truncated to 16 bits, 0 stays 0.
 /// @return 0, or -1 with everything that was opened closed again
 s32 mvrpInit(u32 maxIfNum, u32 maxVlanNumPerIf, u32 vlanNumPerTimes, u32 vlanNumPerTimesAgg);
-
-/// Creates the pools "mvrp_port" and "mvrp_vlan". Caller holds the lock. @return 0 or -1
-s32 mvrpMemInit();
-
-/// Deletes every port entry and every pending pair and destroys both pools. Caller holds the lock.
-/// @return 0, or -1 when a pool could not be destroyed
-s32 mvrpMemFree();

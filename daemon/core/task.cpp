@@ -5,7 +5,8 @@
 #include <cstring>
 #include <span>
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
+#include "daemon/base/lock.h"
 #include "daemon/db/port.h"
 #include "daemon/events/route.h"
 #include "daemon/fsm/machine.h"
@@ -122,14 +123,6 @@ void mvrpRouteServe(MvrpTask* task) {
 }
 
 }  // namespace
-
-void mvrpLock() {
-    silTakeSem(gMvrpInfo.sem, -1);
-}
-
-void mvrpUnlock() {
-    silGiveSem(gMvrpInfo.sem);
-}
 
 void mvrpTaskPass(MvrpTask* task) {
     fd_set readable;

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // The protocol task: waits on the three sockets and the timer list, hands frames to the PDU engine
-// and route messages to the event handlers, runs expired timers. And the daemon's one lock.
+// and route messages to the event handlers, runs expired timers.
 #pragma once
 
 #include <array>
 
 #include "platform/contract/qor_socket.h"
 #include "platform/contract/types.h"
-
-/// Takes gMvrpInfo.sem, waiting for ever.
-void mvrpLock();
-void mvrpUnlock();
 
 inline constexpr u32 kMvrpReceiveBufferBytes = 3840;
 inline constexpr u32 kMvrpControlBufferBytes = 128;

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "daemon/db/bitmap.h"
+#include "daemon/base/bitmap.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 

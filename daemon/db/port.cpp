@@ -4,11 +4,9 @@
 #include <array>
 #include <cstring>
 
-#include "daemon/core/task.h"
-#include "daemon/core/trace.h"
-#include "daemon/db/pair_map.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/port_vlan.h"
-#include "daemon/timers/protocol_timers.h"
+#include "platform/contract/qor_vlan.h"
 
 namespace {
 
@@ -123,33 +121,18 @@ MvrpPortEntry* mvrpPortEntryDel(MvrpPortEntry* entry) {
     return nullptr;
 }
 
-u32 mvrpPortGetFirst(u32* portUnit) {
-    mvrpLock();
-    const MvrpPortEntry* first = mvrpPortEntryFirst();
-    if (first == nullptr) {
-        mvrpUnlock();
-        MVRP_TRACE(MVRP_DEBUG_DATABASE, 0, 0, "port get first; ERROR!\r\n");
-        return MVRP_ERR_NO_PORT;
-    }
-    *portUnit = first->portunit;
-    MVRP_TRACE(MVRP_DEBUG_DATABASE, *portUnit, 0, "get first port.(%u)\n\r", *portUnit);
-    mvrpUnlock();
-    return kStatusOk;
+void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms,
+                          SilTimerHandler handler) {
+    silTimerStop(&gMvrpInfo.timerList, slot);
+    silTimerStart(&gMvrpInfo.timerList, slot, 0, ms, handler, port, nullptr, nullptr);
 }
 
-u32 mvrpPortGetNext(u32 portUnit, u32* nextUnit) {
-    mvrpLock();
-    const MvrpPortEntry* entry = mvrpPortEntryFirst();
-    while (entry != nullptr && entry->portunit <= portUnit)
-        entry = mvrpPortEntryNext(entry);
-    if (entry == nullptr) {
-        mvrpUnlock();
-        MVRP_TRACE(MVRP_DEBUG_DATABASE, 0, 0, "port get next. error!\r\n");
-        return MVRP_ERR_NO_PORT;
-    }
-    *nextUnit = entry->portunit;
-    mvrpUnlock();
-    return kStatusOk;
+void mvrpPortTimersStop(MvrpPortEntry* port) {
+    silTimerStop(&gMvrpInfo.timerList, &port->joinTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->leaveTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->periodTransTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->vectorJoinTimer);
+    silTimerStop(&gMvrpInfo.timerList, &port->leaveAllTimer);
 }
 
 void mvrpPortTimeoutsReset(MvrpPortEntry* entry) {
@@ -172,4 +155,35 @@ void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 prot
                      "The interface %s protocol error.(ifName=[%s], proto=[%s], type=[%s])\r\n",
                      enabling ? "enable" : "disable", name->data(), mvrpProtocolName(protocol),
                      kProtocolMessageType);
+}
+
+void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid) {
+    u8* flag = &port->vlanFlag[vid - 1];
+    mvrpBitSet(flag, MVRP_FLAG_REMOVE);
+    mvrpBitClear(flag, MVRP_FLAG_ADD);
+}
+
+void mvrpVlanFlagReset(MvrpPortEntry* port, u32 vid) {
+    u8* flag = &port->vlanFlag[vid - 1];
+    mvrpBitClear(flag, MVRP_FLAG_APPLIED);
+    mvrpBitClear(flag, MVRP_FLAG_ADD);
+    mvrpBitClear(flag, MVRP_FLAG_REMOVE);
+}
+
+s32 mvrpPortVlanClear(QorBuffer* bitmapDescriptor, MvrpPortEntry* port) {
+    MvrpVlanBitmap none = {};
+    QorBuffer noVlans = mvrpBitmapBuffer(none);
+    if (qorIfSyncApi(port->portunit, static_cast<u32>(QorIfAttribute::RemoveDynamic), &noVlans) !=
+        kStatusOk) {
+        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
+                   "port entry disable; remove vlan to port %u failed\n\r", port->portunit);
+        return -1;
+    }
+    if (qorVlanScalarSyncApi(0, static_cast<u32>(QorVlanAttribute::DeleteDynamic),
+                             bitmapDescriptor) != kStatusOk) {
+        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
+                   "port entry disable; remove mvrp vlan failed\n\r");
+        return -1;
+    }
+    return 0;
 }

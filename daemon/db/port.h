@@ -3,16 +3,16 @@
 // The port table: one MvrpPortEntry, the MRP participant of a port, for every port on which MVRP
 // has been switched on by management. Entries exist only while MVRP is globally enabled.
 //
-// Lock: all functions run with gMvrpInfo.sem held by the caller, but the two that say otherwise.
+// Lock: all functions run with gMvrpInfo.sem held by the caller.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <span>
 
-#include "daemon/core/info.h"
-#include "daemon/core/trace.h"
-#include "daemon/db/bitmap.h"
+#include "daemon/base/bitmap.h"
+#include "daemon/base/info.h"
+#include "daemon/base/trace.h"
 #include "platform/contract/qor_if.h"
 
 /// Timer defaults in milliseconds.
@@ -40,6 +40,13 @@ enum MvrpJoinTimerFlag : u8 {
     MVRP_JOIN_NOTHING = 0,
     MVRP_JOIN_FULL = 1,        ///< the port's declarations
     MVRP_JOIN_FIXED_ONLY = 2,  ///< MVRP: fixed registrations; GVRP: forwarded joins
+};
+
+/// Bit indexes of a `vlanFlag` byte.
+enum MvrpVlanFlag : u32 {
+    MVRP_FLAG_APPLIED = 0,  ///< 0x80: the port is a dynamic member of the VLAN on the switch
+    MVRP_FLAG_ADD = 1,      ///< 0x40: addition pending
+    MVRP_FLAG_REMOVE = 2,   ///< 0x20: removal pending
 };
 
 /// Transmissions after which a change counts as announced: each join goes out this many times.
@@ -94,10 +101,10 @@ MvrpPortEntry* mvrpPortEntryGet(u32 portUnit);
 /// gives the zeroed entry back to the pool. @return null
 MvrpPortEntry* mvrpPortEntryDel(MvrpPortEntry* entry);
 
-/// Enumerate the table in ascending order of units, whatever unit is given. Take the lock.
-/// @return 0, or MVRP_ERR_NO_PORT at the end of the table
-u32 mvrpPortGetFirst(u32* portUnit);
-u32 mvrpPortGetNext(u32 portUnit, u32* nextUnit);
+/// Stops a slot of the port and starts it anew, with the port as the handler's argument.
+void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms, SilTimerHandler handler);
+/// Stops the port's five slots: join, leave, periodic, vector join, leave-all.
+void mvrpPortTimersStop(MvrpPortEntry* port);
 
 /// Puts the four timer durations back to their defaults.
 void mvrpPortTimeoutsReset(MvrpPortEntry* entry);
@@ -119,6 +126,15 @@ using MvrpInterfaceName = std::array<char, 64>;
 /// Writes the operator message about a switch that failed, with the interface's name.
 void mvrpPortProtocolFailed(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol,
                             MvrpInterfaceName* name);
+
+/// Marks a VLAN of a port for removal from the switch, in place of a pending addition.
+void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid);
+/// Clears what is applied and pending for a VLAN of a port.
+void mvrpVlanFlagReset(MvrpPortEntry* port, u32 vid);
+
+/// Empties the port's set of learnt VLANs, then tells the VLAN service to drop the learnt VLANs of
+/// the bitmap. @return 0, or -1 when the platform refused either
+s32 mvrpPortVlanClear(QorBuffer* bitmapDescriptor, MvrpPortEntry* port);
 
 /// The machines of a port, by VLAN ID - 1.
 inline std::span<u8> mvrpMachines(MvrpPortEntry* port) {

@@ -1,11 +1,51 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/db/port_vlan.h"
 
-#include <cstring>
+#include "daemon/base/info.h"
 
-#include "daemon/core/trace.h"
-#include "daemon/db/pair_map.h"
-#include "platform/contract/qor_vlan.h"
+namespace {
+
+constexpr size_t kPlaces = 1024;
+
+struct MvrpPairPlace {
+    u64 epoch;  ///< MvrpInfo::pairEpoch of the tree that it is about; another: the place is free
+    u32 portUnit;
+    MvrpVlanBitmap vlans;
+};
+
+std::array<MvrpPairPlace, kPlaces> gPlaces;
+u64 gLastEpoch;
+
+/// The number of the present tree.
+u64 mvrpPairEpoch() {
+    if (gMvrpInfo.pairEpoch == 0)
+        gMvrpInfo.pairEpoch = ++gLastEpoch;
+    return gMvrpInfo.pairEpoch;
+}
+
+MvrpPairPlace* mvrpPairPlace(u32 portUnit) {
+    return &gPlaces[portUnit % gPlaces.size()];
+}
+
+/// @return the bitmap of a port that has one
+MvrpVlanBitmap* mvrpPairMapKept(u32 portUnit) {
+    MvrpPairPlace* place = mvrpPairPlace(portUnit);
+    const bool kept = place->epoch == mvrpPairEpoch() && place->portUnit == portUnit;
+    return kept ? &place->vlans : nullptr;
+}
+
+/// A pair was added to the tree, or taken out of it.
+void mvrpPairMapAdd(u32 portUnit, u32 vid) {
+    if (MvrpVlanBitmap* vlans = mvrpPairMapKept(portUnit); vlans != nullptr && mvrpVlanIdHas(vid))
+        mvrpBitSet(vlans->data(), vid - 1);
+}
+
+void mvrpPairMapRemove(u32 portUnit, u32 vid) {
+    if (MvrpVlanBitmap* vlans = mvrpPairMapKept(portUnit); vlans != nullptr && mvrpVlanIdHas(vid))
+        mvrpBitClear(vlans->data(), vid - 1);
+}
+
+}  // namespace
 
 int mvrpPortVlanComp(const void* a, const void* b) {
     if (a == nullptr)
@@ -111,33 +151,21 @@ void MvrpPairCursor::erase() {
     at_ = next;
 }
 
-void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid) {
-    u8* flag = &port->vlanFlag[vid - 1];
-    mvrpBitSet(flag, MVRP_FLAG_REMOVE);
-    mvrpBitClear(flag, MVRP_FLAG_ADD);
+const MvrpVlanBitmap* mvrpPairMap(u32 portUnit) {
+    if (const MvrpVlanBitmap* kept = mvrpPairMapKept(portUnit))
+        return kept;
+    MvrpPairPlace* place = mvrpPairPlace(portUnit);
+    if (place->epoch == mvrpPairEpoch())
+        return nullptr;
+    *place = {mvrpPairEpoch(), portUnit, {}};
+    MvrpPairCursor pairs(portUnit);
+    for (u32 vid = pairs.seek(kMvrpVlanFirst); vid != 0 && vid <= kMvrpVlanLast;
+         vid = pairs.seek(vid + 1))
+        mvrpBitSet(place->vlans.data(), vid - 1);
+    return &place->vlans;
 }
 
-void mvrpVlanFlagReset(MvrpPortEntry* port, u32 vid) {
-    u8* flag = &port->vlanFlag[vid - 1];
-    mvrpBitClear(flag, MVRP_FLAG_APPLIED);
-    mvrpBitClear(flag, MVRP_FLAG_ADD);
-    mvrpBitClear(flag, MVRP_FLAG_REMOVE);
-}
-
-s32 mvrpPortVlanClear(QorBuffer* bitmapDescriptor, MvrpPortEntry* port) {
-    MvrpVlanBitmap none = {};
-    QorBuffer noVlans = mvrpBitmapBuffer(none);
-    if (qorIfSyncApi(port->portunit, static_cast<u32>(QorIfAttribute::RemoveDynamic), &noVlans) !=
-        kStatusOk) {
-        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
-                   "port entry disable; remove vlan to port %u failed\n\r", port->portunit);
-        return -1;
-    }
-    if (qorVlanScalarSyncApi(0, static_cast<u32>(QorVlanAttribute::DeleteDynamic),
-                             bitmapDescriptor) != kStatusOk) {
-        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
-                   "port entry disable; remove mvrp vlan failed\n\r");
-        return -1;
-    }
-    return 0;
+void mvrpPairMapForget(u32 portUnit) {
+    if (mvrpPairMapKept(portUnit) != nullptr)
+        mvrpPairPlace(portUnit)->epoch = 0;
 }

@@ -6,8 +6,10 @@
 // Lock: all functions run with gMvrpInfo.sem held by the caller.
 #pragma once
 
-#include "daemon/core/info.h"
-#include "daemon/db/port.h"
+#include <cstddef>
+
+#include "daemon/base/bitmap.h"
+#include "platform/contract/avl.h"
 
 struct MvrpPortVlanEntry {
     AvlNode link;
@@ -63,11 +65,12 @@ class MvrpPairCursor {
     u32 sought_ = 0;  ///< no pair of the port lies from here to `at_`; 0: nothing is known
 };
 
-/// Marks a VLAN of a port for removal from the switch, in place of a pending addition.
-void mvrpVlanFlagRemovePending(MvrpPortEntry* port, u32 vid);
-/// Clears what is applied and pending for a VLAN of a port.
-void mvrpVlanFlagReset(MvrpPortEntry* port, u32 vid);
-
-/// Empties the port's set of learnt VLANs, then tells the VLAN service to drop the learnt VLANs of
-/// the bitmap. @return 0, or -1 when the platform refused either
-s32 mvrpPortVlanClear(QorBuffer* bitmapDescriptor, MvrpPortEntry* port);
+/// Which VLANs of a port have a pair, as a bitmap beside the tree: so the question costs no search.
+/// A bitmap is made from the tree when it is first asked for, and kept from then on. There are
+/// fewer bitmaps than units, which share places; a port whose place is taken has none. Memory:
+/// static.
+/// @return the VLANs of the port that have a pair; null where only the tree knows. Good until a
+/// port is deleted.
+const MvrpVlanBitmap* mvrpPairMap(u32 portUnit);
+/// The port is being deleted: its place is free.
+void mvrpPairMapForget(u32 portUnit);

@@ -3,14 +3,14 @@
 
 #include <optional>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/db/port_enable.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/events/message.h"
 #include "daemon/fsm/machine.h"
+#include "daemon/map/port_enable.h"
 #include "daemon/map/static_vlan.h"
-#include "daemon/pdu/receive.h"
+#include "daemon/pdu/leaveall.h"
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"
 
@@ -23,16 +23,12 @@ constexpr u32 kTypeVlanTraceTag = 354;
 #define MVRP_LINK_TRACE(portUnit, vid, ...) \
     MVRP_TRACE_ID(MVRP_LOG_EVENT, MVRP_DEBUG_STATE, portUnit, vid, __VA_ARGS__)
 
-bool mvrpVlanIdValid(u32 vid) {
-    return vid >= kMvrpVlanFirst && vid <= kMvrpVlanLast;
-}
-
 /// VLAN ID of a VLAN interface; nothing when it can not be read or is no VLAN ID.
 std::optional<u32> mvrpInterfaceVlan(u32 index) {
     u32 vid = 0;
     if (qorIfGetApi(index, static_cast<u32>(QorIfAttribute::VlanIdOfInterface), &vid) !=
             kStatusOk ||
-        !mvrpVlanIdValid(vid))
+        !mvrpVlanIdHas(vid))
         return std::nullopt;
     return vid;
 }
@@ -164,7 +160,7 @@ MvrpPortEntry* mvrpEnabledPort(u32 unit) {
 
 void mvrpMemberAdded(u32 unit, u32 vid) {
     MvrpPortEntry* port = mvrpEnabledPort(unit);
-    if (port == nullptr || !mvrpVlanIdValid(vid))
+    if (port == nullptr || !mvrpVlanIdHas(vid))
         return;
     MVRP_LINK_TRACE(unit, vid, "vlan %u add if %u\r\n", vid, unit);
     if (!mvrpPortCarriesVlan(unit, vid) || mvrpVlanType(vid) != QorVlanType::Static)
@@ -176,7 +172,7 @@ void mvrpMemberAdded(u32 unit, u32 vid) {
 
 void mvrpMemberRemoved(u32 unit, u32 vid) {
     MvrpPortEntry* port = mvrpEnabledPort(unit);
-    if (port == nullptr || !mvrpVlanIdValid(vid))
+    if (port == nullptr || !mvrpVlanIdHas(vid))
         return;
     const u32 type = static_cast<u32>(mvrpVlanType(vid).value_or(QorVlanType{}));
     const bool isStatic = type == static_cast<u32>(QorVlanType::Static);
@@ -245,7 +241,7 @@ void mvrpLinkAttributesWalk(std::span<u8> message) {
 
 /// A VLAN was deleted, for every port, enabled or not.
 void mvrpVlanDeleted(u32 vid) {
-    if (!mvrpVlanIdValid(vid))
+    if (!mvrpVlanIdHas(vid))
         return;
     ++gMvrpInfo.mvrpNum;
     for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
@@ -284,4 +280,10 @@ void mvrpDelLink(std::span<const u8> message) {
     } else if (MvrpPortEntry* port = mvrpPortEntryGet(interface); port != nullptr) {
         mvrpPortWithdraw(port);
     }
+}
+
+void mvrpPortWithdraw(MvrpPortEntry* port) {
+    mvrpPortEntryDisable(port);
+    mvrpPortVlanDel();
+    mvrpPortEntryDel(port);
 }

@@ -3,13 +3,11 @@
 
 #include <algorithm>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/port.h"
-#include "daemon/db/port_enable.h"
 #include "daemon/events/link.h"
 #include "daemon/events/message.h"
 #include "daemon/pdu/frame.h"
-#include "daemon/timers/pending.h"
 #include "platform/contract/qor_socket.h"
 
 namespace {
@@ -76,12 +74,6 @@ void mvrpIfResetConfig(u32 interfaceIndex) {
     port->participant_mode = MVRP_PARTICIPANT_FULL;
     mvrpPortTimeoutsReset(port);
     mvrpPortWithdraw(port);
-}
-
-void mvrpPortWithdraw(MvrpPortEntry* port) {
-    mvrpPortEntryDisable(port);
-    mvrpPortVlanDel();
-    mvrpPortEntryDel(port);
 }
 
 s32 mvrpSocketPktFilter(u32 interfaceIndex, const MvrpMacAddress& mac, u32 operation) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// What is done to the machines of many VLANs at once, as byte maps (core/byte_map.h): events, and
+// What is done to the machines of many VLANs at once, as byte maps (base/byte_map.h): events, and
 // which machines something is to be done for. Each is defined by the functions of the single step.
 #pragma once
 
-#include "daemon/core/byte_map.h"
+#include "daemon/base/byte_map.h"
 #include "daemon/fsm/transition.h"
 
 /// One event on active machines; the others stay as they are.

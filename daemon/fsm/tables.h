@@ -18,7 +18,7 @@
 #include <array>
 #include <cstddef>
 
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/states.h"
 
 inline constexpr u32 kMvrpApplicantStates = 12;  ///< VO to QP
 inline constexpr u32 kGvrpApplicantStates = 13;  ///< VO to VA

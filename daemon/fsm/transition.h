@@ -4,7 +4,7 @@
 // step (machine.h) and the maps over many machines (machines.h) are both made of it. Pure.
 #pragma once
 
-#include "daemon/fsm/machine.h"
+#include "daemon/fsm/states.h"
 #include "daemon/fsm/tables.h"
 
 /// Bits of a machine byte that are REG-BIT and PROPAGATE-BIT.

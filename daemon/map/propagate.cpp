@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machines.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/map/static_vlan.h"
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"

@@ -45,6 +45,11 @@ enum MvrpSetMode : u32 {
     MVRP_MODE_SET = 3,   ///< requested by management
 };
 
+/// Enumerate the table in ascending order of units, whatever unit is given. Take the lock.
+/// @return 0, or MVRP_ERR_NO_PORT at the end of the table
+u32 mvrpPortGetFirst(u32* portUnit);
+u32 mvrpPortGetNext(u32 portUnit, u32* nextUnit);
+
 u32 mvrpScalarGetApi(u32 unit, u32 attribute, void* value);
 u32 mvrpScalarSetApi(u32 unit, u32 attribute, void* value);
 u32 mvrpScalarSyncApi(u32 unit, u32 attribute, void* value);

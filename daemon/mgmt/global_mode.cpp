@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/mgmt/global_mode.h"
 
-#include "daemon/core/sockets.h"
-#include "daemon/core/start.h"
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
+#include "daemon/db/pools.h"
 #include "daemon/db/port.h"
-#include "daemon/db/port_enable.h"
+#include "daemon/map/port_enable.h"
 #include "daemon/map/static_vlan.h"
 #include "daemon/timers/pending.h"
 #include "platform/contract/qor_socket.h"

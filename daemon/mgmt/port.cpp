@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Port attributes: requests 3 to 5 of the command channel.
-#include "daemon/core/task.h"
-#include "daemon/db/port_enable.h"
+#include "daemon/base/lock.h"
 #include "daemon/fsm/machine.h"
+#include "daemon/map/port_enable.h"
 #include "daemon/map/static_vlan.h"
 #include "daemon/mgmt/command_sync.h"
 #include "daemon/mgmt/config.h"

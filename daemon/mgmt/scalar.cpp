@@ -5,11 +5,11 @@
 #include <cstring>
 #include <string_view>
 
-#include "daemon/core/task.h"
+#include "daemon/base/lock.h"
 #include "daemon/mgmt/command_sync.h"
 #include "daemon/mgmt/config.h"
 #include "daemon/mgmt/global_mode.h"
-#include "daemon/sync/standby.h"
+#include "daemon/mgmt/standby.h"
 
 namespace {
 

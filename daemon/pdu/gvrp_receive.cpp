@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/pdu/gvrp_receive.h"
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/transition.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_format.h"
-#include "daemon/pdu/receive.h"
+#include "daemon/pdu/leaveall.h"
 #include "daemon/timers/protocol_timers.h"
 
 namespace {

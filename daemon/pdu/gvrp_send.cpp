@@ -3,8 +3,9 @@
 
 #include <optional>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_format.h"

@@ -3,15 +3,16 @@
 
 #include <algorithm>
 
-#include "daemon/core/debug.h"
-#include "daemon/core/trace.h"
+#include "daemon/base/packet_dump.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_receive.h"
-#include "daemon/pdu/gvrp_send.h"
+#include "daemon/pdu/leaveall.h"
 #include "daemon/pdu/vector.h"
 #include "daemon/sync/standby.h"
 #include "daemon/timers/protocol_timers.h"
@@ -212,28 +213,6 @@ bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<c
     return packed.size() == mvrpPackedBytes(count);
 }
 
-/// Raises a LeaveAll's event on every active VLAN; under GVRP compliance not on static ones.
-void mvrpLeaveallApply(MvrpPortEntry* port) {
-    const bool mvrpPeer = port->peerMode == MVRP_PROTOCOL_MVRP;
-    if (mvrpGvrpCompliant()) {
-        MvrpVlanBitmap vlans;
-        gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
-        mvrpForEachVlan(vlans, [port](u32 vid) {
-            if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-                mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, port->peerMode);
-        });
-    } else if (port->participant_mode == MVRP_PARTICIPANT_QUIET) {
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrpPeer
-                             ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
-                             : kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_GVRP>);
-    } else {
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrpPeer ? kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>
-                                  : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_GVRP>);
-    }
-}
-
 /// Walks the vectors of a PDU that begins with `header`. @return whether it came to the end mark
 bool mvrpVectorsWalk(MvrpPortEntry* port, MvrpReader reader, u32 header, MvrpVlanBitmap* joined) {
     u32 count = header & kMvrpValueCountMask;
@@ -296,23 +275,4 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     if (whole)
         mvrpMapPropagateJoinMsgSend(port);
     return 0;
-}
-
-void mvrpRcvLeaveall(MvrpPortEntry* port) {
-    port->msgNum = 0;
-    mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
-                         mvrpLeaveallTimerHandler);
-    mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
-    if (silTimerRemain(&gMvrpInfo.timerList, &port->leaveTimer) == 0)
-        mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
-
-    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
-               "Rcv leave all; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,
-               gMvrpInfo.gvrpCompliance, mvrpTraceVlan(), mvrpTraceMachine(port));
-    mvrpLeaveallApply(port);
-    if (mvrpGvrpCompliant())
-        mvrpGvrpSendJoinPkt(port);
-    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
-               "Rcv leave all done; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,
-               gMvrpInfo.gvrpCompliance, mvrpTraceVlan(), mvrpTraceMachine(port));
 }

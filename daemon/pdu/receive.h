@@ -16,6 +16,3 @@ void mvrpPktProcess(MvrpPortEntry* port, const u8* pdu, s32 length);
 /// vector only, and ends the walk.
 /// @return 0
 s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors);
-
-/// Applies a received LeaveAll to every active VLAN of the port.
-void mvrpRcvLeaveall(MvrpPortEntry* port);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/pdu/send.h"
 
-#include "daemon/core/debug.h"
-#include "daemon/core/trace.h"
+#include "daemon/base/packet_dump.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/sent_before.h"

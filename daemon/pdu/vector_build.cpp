@@ -2,8 +2,9 @@
 //
 // The builders of one vector: which attribute event each VLAN's applicant and registrar call for,
 // the machine event that follows from sending it, and the packing.
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/send.h"

@@ -7,7 +7,8 @@
 // Lock: gMvrpInfo.sem held by the caller.
 #pragma once
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 
 /// What makes one walk differ from the other.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/sync/standby.h"
 #include "daemon/timers/review.h"

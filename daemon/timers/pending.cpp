@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/timers/pending.h"
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/timers/apply.h"
 #include "platform/contract/qor_socket.h"

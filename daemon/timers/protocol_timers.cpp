@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/timers/protocol_timers.h"
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/gvrp_send.h"
@@ -109,20 +110,6 @@ bool mvrpRegistrationsExpire(MvrpPortEntry* port, MvrpVlanBitmap* left) {
 static_assert(u32{MVRP_EVENT_LEAVE_TIMER} == u32{GVRP_EVENT_LEAVE_TIMER} &&
                   u32{MVRP_EVENT_LEAVE_TIMER_GVRP} == u32{GVRP_EVENT_LEAVE_TIMER_GVRP},
               "the leave timer raises one row, in the tables of either protocol");
-
-void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms,
-                          SilTimerHandler handler) {
-    silTimerStop(&gMvrpInfo.timerList, slot);
-    silTimerStart(&gMvrpInfo.timerList, slot, 0, ms, handler, port, nullptr, nullptr);
-}
-
-void mvrpPortTimersStop(MvrpPortEntry* port) {
-    silTimerStop(&gMvrpInfo.timerList, &port->joinTimer);
-    silTimerStop(&gMvrpInfo.timerList, &port->leaveTimer);
-    silTimerStop(&gMvrpInfo.timerList, &port->periodTransTimer);
-    silTimerStop(&gMvrpInfo.timerList, &port->vectorJoinTimer);
-    silTimerStop(&gMvrpInfo.timerList, &port->leaveAllTimer);
-}
 
 void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms) {
     port->joinTimerFlag = flag;

@@ -10,10 +10,6 @@
 /// Delay of the joins that a received Lv or a platform event calls for, in milliseconds.
 inline constexpr u32 kMvrpPromptJoinMs = 1000;
 
-/// Stops a slot of the port and starts it anew, with the port as the handler's argument.
-void mvrpPortTimerRestart(MvrpPortEntry* port, SilTimerNode* slot, u32 ms, SilTimerHandler handler);
-/// Stops the port's five slots: join, leave, periodic, vector join, leave-all.
-void mvrpPortTimersStop(MvrpPortEntry* port);
 /// Has the port send what `flag` says when `ms` have passed.
 void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms);
 

@@ -4,8 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "daemon/core/trace.h"
-#include "daemon/db/pair_map.h"
+#include "daemon/base/trace.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "platform/contract/qor_vlan.h"

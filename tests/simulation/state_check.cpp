@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/timers/pending.h"

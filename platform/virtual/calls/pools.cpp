@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Memory pools of the scenario host: the shared fixed-size pools, with failures on demand.
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "platform/containers/fixed_pool.h"
 #include "platform/contract/sil.h"
 #include "platform/virtual/state/host.h"

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "daemon/base/lock.h"
 #include "daemon/db/port.h"
 #include "platform/virtual/calls/timers.h"
 

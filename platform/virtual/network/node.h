@@ -12,7 +12,7 @@
 #include <optional>
 #include <vector>
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "platform/virtual/state/host.h"
 
 namespace simulation {

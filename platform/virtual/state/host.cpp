@@ -3,7 +3,7 @@
 
 #include <cstdarg>
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "daemon/core/start.h"
 #include "daemon/db/port_vlan.h"
 #include "platform/containers/fixed_pool.h"

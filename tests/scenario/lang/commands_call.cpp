@@ -6,13 +6,16 @@
 #include <array>
 #include <limits>
 
-#include "daemon/db/port_enable.h"
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/events/route.h"
 #include "daemon/fsm/machine.h"
+#include "daemon/map/port_enable.h"
 #include "daemon/map/propagate.h"
 #include "daemon/map/static_vlan.h"
+#include "daemon/mgmt/standby.h"
 #include "daemon/pdu/gvrp_send.h"
+#include "daemon/pdu/leaveall.h"
 #include "daemon/pdu/receive.h"
 #include "daemon/pdu/send.h"
 #include "daemon/sync/standby.h"

@@ -5,6 +5,7 @@
 #include <array>
 #include <limits>
 
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "tests/scenario/lang/commands.h"
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "daemon/base/lock.h"
 #include "daemon/db/port.h"
 #include "daemon/events/route.h"
 #include "daemon/pdu/receive.h"

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <map>
 
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "daemon/db/bitmap.h"
+#include "daemon/base/bitmap.h"
 
 #include <gtest/gtest.h>
+
+#include "daemon/db/port.h"
 
 namespace {
 

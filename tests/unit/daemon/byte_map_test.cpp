@@ -2,7 +2,8 @@
 //
 // The form of the byte maps that this machine uses against the plain one, and the maps of whole
 // ports against the single step, on random machines.
-#include "daemon/core/byte_map.h"
+#include "daemon/base/byte_map.h"
+#include "daemon/fsm/machine.h"
 
 #include <gtest/gtest.h>
 

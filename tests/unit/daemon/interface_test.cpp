@@ -3,6 +3,7 @@
 // Functions of the daemon's interface that it does not call itself, and what only an unusual host
 // brings: called here as another program would.
 #include "daemon/core/task.h"
+#include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/mgmt/config.h"

@@ -2,7 +2,7 @@
 //
 // Propagation while the port table is empty. No scenario can ask for it: there the source of a
 // propagation is always a port of the table.
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "daemon/db/port.h"
 #include "daemon/map/propagate.h"
 #include "tests/unit/daemon/started_daemon.h"

@@ -4,7 +4,6 @@
 #include <random>
 #include <set>
 
-#include "daemon/db/pair_map.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/mgmt/config.h"
 #include "tests/unit/daemon/started_daemon.h"

@@ -1,4 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 
 MvrpInfo gMvrpInfo;

@@ -45,13 +45,6 @@ constexpr u32 mvrpBitTest(const u8* bytes, u32 index) {
     return (bytes[index / 8] & kMvrpBitMask[index % 8]) != 0 ? 1 : 0;
 }
 
-/// Bit indexes of a `vlanFlag` byte.
-enum MvrpVlanFlag : u32 {
-    MVRP_FLAG_APPLIED = 0,  ///< 0x80: the port is a dynamic member of the VLAN on the switch
-    MVRP_FLAG_ADD = 1,      ///< 0x40: addition pending
-    MVRP_FLAG_REMOVE = 2,   ///< 0x20: removal pending
-};
-
 /// Sets `destination` to the AND of two bitmaps over their first `bits` bits; a trailing partial
 /// byte is masked to its first bits mod 8 bits. Bytes beyond are left alone.
 void mvrpBitmapIntersect(std::span<u8> destination, std::span<const u8> a, std::span<const u8> b,

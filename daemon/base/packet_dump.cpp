@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-//
-// Hex dump of PDUs through the log.
+#include "daemon/base/packet_dump.h"
+
 #include <cstdio>
 
-#include "daemon/core/debug.h"
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "daemon/db/port_enable.h"
+#include "daemon/map/port_enable.h"
 
 #include <cstring>
 
-#include "daemon/core/trace.h"
+#include "daemon/base/trace.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/map/static_vlan.h"
 #include "daemon/timers/protocol_timers.h"

@@ -9,14 +9,14 @@
 // the plain form is the reference.
 //
 // Pure functions over the caller's bytes: no state, no lock, no errors. Bitmaps are numbered as in
-// db/bitmap.h.
+// base/bitmap.h.
 #pragma once
 
 #include <array>
 #include <bit>
 #include <span>
 
-#include "daemon/db/bitmap.h"
+#include "daemon/base/bitmap.h"
 
 using MvrpByteTable = std::array<u8, 256>;
 using MvrpHalfTable = std::array<u8, 16>;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "daemon/db/bitmap.h"
+#include "daemon/base/bitmap.h"
 
 static_assert(kMvrpBitmapBits == kMvrpVlanCount + 1);
 static_assert([] {

@@ -6,7 +6,7 @@
 // (mvrpLock/mvrpUnlock), from the protocol task and from the command task.
 #pragma once
 
-#include "daemon/core/list.h"
+#include "daemon/base/list.h"
 #include "platform/contract/avl.h"
 #include "platform/contract/corrections.h"
 #include "platform/contract/sil.h"
@@ -52,6 +52,9 @@ enum MvrpLog : u32 {
 };
 inline constexpr u32 kMvrpLogBase = 0x04040000;
 
+/// Receive buffer of the route socket, set at start and again by each global enable, in bytes.
+inline constexpr u32 kMvrpRouteReceiveBufferBytes = 102400;
+
 struct MvrpInfo {
     MvrpListNode portList;   ///< MvrpPortEntry records, ascending portunit
     SilMemPool portPool;     ///< "mvrp_port"; exists while MVRP is enabled
@@ -59,8 +62,8 @@ struct MvrpInfo {
     SilTimerNode pendingTimer;
     SilMemPool vlanPool;   ///< "mvrp_vlan"; exists while MVRP is enabled
     AvlTree portVlanTree;  ///< MvrpPortVlanEntry records by port unit, then VLAN ID
-    u64 pairEpoch;         ///< number of the tree for pair_map.h, unlike any other's; 0: none yet
-    u32 sem;               ///< the daemon's one mutex
+    u64 pairEpoch;  ///< number of the tree for mvrpPairMap(), unlike any other's; 0: none yet
+    u32 sem;        ///< the daemon's one mutex
     s32 routeSock;
     s32 gvrpDataSock;
     s32 mvrpDataSock;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The plain form of the byte maps, the one in vector instructions, and the choice between them.
-#include "daemon/core/byte_map.h"
+#include "daemon/base/byte_map.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,7 +3,7 @@
 // Debug traces: which lines are wanted, and the one way to write them.
 #pragma once
 
-#include "daemon/core/info.h"
+#include "daemon/base/info.h"
 #include "platform/contract/logging.h"
 
 /// Whether a filter value (0: all) lets a port unit or VLAN ID (0: none in particular) pass.
