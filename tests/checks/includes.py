@@ -1,8 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Checks which folder includes which: the portable daemon stands on the standard library and the
-contract alone, and the platform knows nothing of the daemon. Prints "N passed, N failed"."""
+contract alone, the platform knows nothing of the daemon, and within a folder the rooms stand on
+floors: a room includes itself and what is below it. Prints "N passed, N failed"."""
 
+import itertools
 import pathlib
 import re
 import sys
@@ -26,6 +28,22 @@ RULES = {
                     "platform/inspect/", "platform/wire/events.h", "platform/wire/pcap.h")),
 }
 
+# folder -> its floors, the highest first. The rooms of one floor know nothing of each other, but for
+# the ring: rooms that are one thing, whose files may also include each other in a circle.
+FLOORS = {
+    "daemon": (
+        ("core",),
+        ("mgmt", "events"),
+        ("pdu", "map", "timers"),
+        ("sync",),
+        ("db",),
+        ("fsm",),
+        ("base",),
+    ),
+}
+# A registration that changes sends, a sending starts timers, and a timer withdraws registrations.
+RINGS = {"daemon": {"pdu", "map", "timers"}}
+
 
 def violations(root, folder):
     """Yields "file: include" for each include that the folder's rule forbids."""
@@ -41,6 +59,51 @@ def violations(root, folder):
                 allowed = not standard_only or STANDARD.match(name)
             if not allowed:
                 yield f"{path.relative_to(root)}: must not include {name}"
+
+
+def included(root, folder):
+    """Yields (file, include) for each include of a folder's own headers."""
+    for path in sorted((root / folder).rglob("*")):
+        if path.suffix in (".h", ".cpp"):
+            for kind, name in INCLUDE.findall(path.read_text(encoding="utf-8")):
+                if kind == '"' and name.startswith(folder + "/"):
+                    yield path.relative_to(root), pathlib.PurePath(name)
+
+
+def room(folder, path):
+    return path.relative_to(folder).parts[0]
+
+
+def climbing(root, folder):
+    """Yields "file: include" for each include that goes to a floor above, or across a floor."""
+    height = {name: -at for at, floor in enumerate(FLOORS[folder]) for name in floor}
+    ring = RINGS.get(folder, set())
+    for path, name in included(root, folder):
+        here, there = room(folder, path), room(folder, name)
+        if here not in height:
+            yield f"{path}: {here}/ is on no floor"
+        elif here != there and not {here, there} <= ring \
+                and height.get(there, 0) >= height[here]:
+            yield f"{path}: must not include {name}, which is not below"
+
+
+def circles(root, folder):
+    """Yields each file, a header and its source being one, that includes itself by way of others.
+    The ring is exempt."""
+    ring = RINGS.get(folder, set())
+    below = {}
+    for path, name in included(root, folder):
+        if not {room(folder, path), room(folder, name)} <= ring:
+            below.setdefault(path.with_suffix(""), set()).add(name.with_suffix(""))
+    for start in sorted(below):
+        reached, ahead = set(), list(below[start] - {start})
+        while ahead:
+            here = ahead.pop()
+            if here not in reached:
+                reached.add(here)
+                ahead += below.get(here, ())
+        if start in reached:
+            yield f"{start}: includes itself, by way of others"
 
 
 def plant(root, folder, line):
@@ -63,19 +126,55 @@ PLANTED = [
 ]
 
 
+def planted_rooms(folder):
+    """Yields (room, room that it includes, whether that is allowed) for each pair of rooms."""
+    ring = RINGS.get(folder, set())
+    for here, floor in enumerate(FLOORS[folder]):
+        for there, other in enumerate(FLOORS[folder]):
+            for a, b in itertools.product(floor, other):
+                if a != b:
+                    yield a, b, there > here or {a, b} <= ring
+
+
+def noticed(check, *files):
+    """Whether a check finds something in a tree of these (folder, line)."""
+    with tempfile.TemporaryDirectory() as name:
+        for folder, line in files:
+            plant(pathlib.Path(name), folder, line)
+        return any(check(pathlib.Path(name)))
+
+
+def trials():
+    """Yields (whether the check was right about something planted, what that was)."""
+    for folder, line in PLANTED:
+        yield noticed(lambda root: [found for rule in RULES for found in violations(root, rule)],
+                      (folder, line)), f"{line} in {folder}/"
+    for folder in FLOORS:
+        def floors(root, folder=folder):
+            return climbing(root, folder)
+
+        for here, there, allowed in planted_rooms(folder):
+            line = f'#include "{folder}/{there}/planted.h"'
+            yield noticed(floors, (f"{folder}/{here}", line)) != allowed, f"{line} in {here}/"
+        yield noticed(floors, (f"{folder}/attic", f'#include "{folder}/attic/planted.h"')), "a new room"
+        base = f"{folder}/{FLOORS[folder][-1][0]}"
+        yield noticed(lambda root, folder=folder: circles(root, folder),
+                      (f"{base}/a", f'#include "{base}/b/planted.h"'),
+                      (f"{base}/b", f'#include "{base}/a/planted.h"')), f"a circle in {base}/"
+
+
 def main():
     passed = failed = 0
-    for folder, line in PLANTED:
-        with tempfile.TemporaryDirectory() as name:
-            plant(pathlib.Path(name), folder, line)
-            if any(list(violations(pathlib.Path(name), rule)) for rule in RULES):
-                passed += 1
-            else:
-                failed += 1
-                print(f"the check does not notice {line} in {folder}/")
+    for right, what in trials():
+        passed += right
+        failed += not right
+        if not right:
+            print(f"the check is wrong about {what}")
     root = pathlib.Path(__file__).resolve().parents[2]
-    for folder in RULES:
-        found = list(violations(root, folder))
+    checks = [violations(root, folder) for folder in RULES]
+    checks += [check(root, folder) for check in (climbing, circles) for folder in FLOORS]
+    for check in checks:
+        found = list(check)
         print("\n".join(found), end="\n" if found else "")
         passed += not found
         failed += bool(found)
