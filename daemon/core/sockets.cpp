@@ -20,6 +20,7 @@ struct MvrpSocketOption {
     int option;
     u32 value;
     const char* failure;
+    bool (*failed)(int result) = [](int result) { return result != 0; };
 };
 
 constexpr std::array<MvrpSocketOption, 2> kMvrpDataOptions = {{
@@ -44,21 +45,16 @@ constexpr std::array<MvrpSocketOption, 7> kRouteOptions = {{
     {kQorLevelRoute, kQorOptionAddMembership, 85, "route socket add vlan grp failed\n\r"},
     {kQorLevelSocket, kQorOptionOwner, kProtocolGvrp, "route socket name failed\n\r"},
     {kQorLevelSocket, kQorOptionReceiveBuffer, kMvrpRouteReceiveBufferBytes,
-     "set rt socket receive buffer failed \n\r"},
+     "set rt socket receive buffer failed \n\r",
+     // Here a positive result is no failure (docs/compatibility.md).
+     [](int result) { return result < 0; }},
 }};
-
-/// A failure to set the route socket's buffer is a negative result only; of any other option, any
-/// result but 0.
-bool mvrpOptionFailed(const MvrpSocketOption& option, int result) {
-    const bool routeBuffer = option.value == kMvrpRouteReceiveBufferBytes;
-    return routeBuffer ? result < 0 : result != 0;
-}
 
 bool mvrpSocketOptionsSet(s32 socket, std::span<const MvrpSocketOption> options) {
     for (const MvrpSocketOption& option : options) {
         const int result = qor_setsockopt(socket, option.level, option.option, &option.value,
                                           sizeof(option.value));
-        if (mvrpOptionFailed(option, result)) {
+        if (option.failed(result)) {
             mvrpStartTrace(option.failure);
             return false;
         }

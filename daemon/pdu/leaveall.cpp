@@ -8,31 +8,26 @@
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/timers/protocol_timers.h"
 
-namespace {
-
-/// Raises a LeaveAll's event on every active VLAN; under GVRP compliance not on static ones.
-void mvrpLeaveallApply(MvrpPortEntry* port) {
-    const bool mvrpPeer = port->peerMode == MVRP_PROTOCOL_MVRP;
+void mvrpLeaveallRaise(MvrpPortEntry* port, u32 protocol) {
     if (mvrpGvrpCompliant()) {
         MvrpVlanBitmap vlans;
         gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
-        mvrpForEachVlan(vlans, [port](u32 vid) {
+        mvrpForEachVlan(vlans, [port, protocol](u32 vid) {
             if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-                mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, port->peerMode);
+                mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, protocol);
         });
-    } else if (port->participant_mode == MVRP_PARTICIPANT_QUIET) {
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrpPeer
-                             ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
-                             : kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_GVRP>);
-    } else {
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrpPeer ? kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>
-                                  : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_GVRP>);
+        return;
     }
+    const bool mvrp = protocol == MVRP_PROTOCOL_MVRP;
+    if (port->participant_mode == MVRP_PARTICIPANT_QUIET)
+        gMvrpBytes.apply(mvrpMachines(port),
+                         mvrp ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
+                              : kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_GVRP>);
+    else
+        gMvrpBytes.apply(mvrpMachines(port),
+                         mvrp ? kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>
+                              : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_GVRP>);
 }
-
-}  // namespace
 
 void mvrpRcvLeaveall(MvrpPortEntry* port) {
     port->msgNum = 0;
@@ -45,7 +40,7 @@ void mvrpRcvLeaveall(MvrpPortEntry* port) {
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
                "Rcv leave all; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,
                gMvrpInfo.gvrpCompliance, mvrpTraceVlan(), mvrpTraceMachine(port));
-    mvrpLeaveallApply(port);
+    mvrpLeaveallRaise(port, port->peerMode);
     if (mvrpGvrpCompliant())
         mvrpGvrpSendJoinPkt(port);
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,

@@ -8,6 +8,7 @@
 #include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/gvrp_send.h"
+#include "daemon/pdu/leaveall.h"
 #include "daemon/pdu/send.h"
 #include "daemon/sync/standby.h"
 
@@ -65,23 +66,6 @@ void mvrpLeavingExpire(MvrpPortEntry* port, u32 vid) {
     mvrpBitClear(machine, MVRP_REG_BIT);
     if (!mvrpVlanActive(*machine))
         mvrpVlanForget(port, vid);
-}
-
-/// Raises the LeaveAll event of a GVRP port on every active VLAN that is not static.
-void mvrpGvrpLeaveallRaise(MvrpPortEntry* port) {
-    MvrpVlanBitmap vlans;
-    gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
-    mvrpForEachVlan(vlans, [port](u32 vid) {
-        if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-            mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, MVRP_PROTOCOL_GVRP);
-    });
-}
-
-void mvrpMvrpLeaveallRaise(MvrpPortEntry* port) {
-    const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
-    gMvrpBytes.apply(mvrpMachines(port),
-                     quiet ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
-                           : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>);
 }
 
 /// Ends what is leaving on the port; `left` receives the VLANs that left. @return whether there was
@@ -158,11 +142,11 @@ u32 mvrpLeaveallTimerHandler(void* argument) {
     mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
                          mvrpLeaveallTimerHandler);
     if (mvrpGvrpCompliant()) {
-        mvrpGvrpLeaveallRaise(port);
+        mvrpLeaveallRaise(port, MVRP_PROTOCOL_GVRP);
         mvrpGvrpSendLeaveallPkt(port);
         mvrpGvrpSendJoinPkt(port);
     } else {
-        mvrpMvrpLeaveallRaise(port);
+        mvrpLeaveallRaise(port, MVRP_PROTOCOL_MVRP);
         mvrpSendLeaveallPkt(port);
         mvrpPortSendPkt(port);
     }
