@@ -54,7 +54,7 @@ Bytes hexBytes(const Context& context) {
 std::vector<DecodedFrame> decodePcap(const std::optional<platform::PcapFrames>& capture,
                                      const std::string& name, const std::string& error) {
     if (!capture)
-        throw UsageError(name + ": " + error + "; allowed is a capture in the classic pcap format");
+        throw UsageError(name + ": " + error + "; allowed is a capture in pcap or pcapng format");
     std::vector<DecodedFrame> frames;
     for (const platform::PcapFrames::Record& record : capture->records)
         frames.push_back(decodeFrame(capture->frame(record), record.timeUs));

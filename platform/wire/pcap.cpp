@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/wire/pcap.h"
 
+#include <pcap/pcap.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -10,11 +12,9 @@ namespace platform {
 namespace {
 
 constexpr u32 kMagicMicroseconds = 0xA1B2C3D4;
-constexpr u32 kMagicNanoseconds = 0xA1B23C4D;
 constexpr u32 kLinkTypeEthernet = 1;
 constexpr std::size_t kFileHeaderBytes = 24;
 constexpr std::size_t kRecordHeaderBytes = 16;
-constexpr std::size_t kLinkTypeOffset = 20;
 constexpr u64 kMicrosecondsPerSecond = 1'000'000;
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
@@ -37,44 +37,40 @@ struct RecordHeader {
 };
 static_assert(sizeof(RecordHeader) == kRecordHeaderBytes);
 
-u32 swapBytes(u32 value) {
-    return value >> 24 | (value >> 8 & 0xFF00U) | (value << 8 & 0xFF0000U) | value << 24;
-}
-
-/// Words of a capture, in whichever byte order its magic number shows.
-class WordReader {
-  public:
-    WordReader(std::span<const u8> bytes, bool swapped) : bytes_(bytes), swapped_(swapped) {}
-
-    /// @pre offset + 4 is within the bytes
-    u32 at(std::size_t offset) const {
-        u32 word = 0;
-        std::memcpy(&word, bytes_.subspan(offset, sizeof word).data(), sizeof word);
-        return swapped_ ? swapBytes(word) : word;
-    }
-
-  private:
-    std::span<const u8> bytes_;
-    bool swapped_;
-};
-
 std::string systemError(const std::string& path) {
     return "'" + path + "': " + std::strerror(errno);
 }
 
-void collectRecords(const WordReader& words, u32 subsecondsPerUs, PcapFrames& frames) {
-    const std::size_t size = frames.bytes.size();
-    std::size_t offset = kFileHeaderBytes;
-    while (size - offset >= kRecordHeaderBytes) {
-        const u32 captured = words.at(offset + 8);
-        const u64 timeUs =
-            words.at(offset) * kMicrosecondsPerSecond + words.at(offset + 4) / subsecondsPerUs;
-        offset += kRecordHeaderBytes;
-        if (captured > kPcapLongestRecord || captured > size - offset) {
-            return;
-        }
-        frames.records.push_back({timeUs, static_cast<u32>(offset), captured});
-        offset += captured;
+struct CaptureCloser {
+    void operator()(pcap_t* capture) const { pcap_close(capture); }
+};
+using CaptureHandle = std::unique_ptr<pcap_t, CaptureCloser>;
+
+/// Opens a capture that lies in memory, which has to stay as long. Times are in microseconds.
+CaptureHandle openCapture(std::span<u8> bytes, std::string& error) {
+    FileHandle file(bytes.empty() ? nullptr : ::fmemopen(bytes.data(), bytes.size(), "r"));
+    if (!file) {
+        error = "not a pcap or pcapng file: it is empty";
+        return nullptr;
+    }
+    std::array<char, PCAP_ERRBUF_SIZE> reason{};
+    CaptureHandle capture(pcap_fopen_offline(file.get(), reason.data()));
+    if (capture)
+        (void)file.release();  // the capture owns it now
+    else
+        error = std::string("not a pcap or pcapng file: ") + reason.data();
+    return capture;
+}
+
+/// Takes the records up to the end, or to the first that makes no sense.
+void collectRecords(pcap_t* capture, PcapFrames& frames) {
+    pcap_pkthdr* header = nullptr;
+    const u_char* data = nullptr;
+    while (pcap_next_ex(capture, &header, &data) == 1 && header->caplen <= kPcapLongestRecord) {
+        const u64 timeUs = static_cast<u64>(header->ts.tv_sec) * kMicrosecondsPerSecond +
+                           static_cast<u64>(header->ts.tv_usec);
+        frames.records.push_back({timeUs, static_cast<u32>(frames.bytes.size()), header->caplen});
+        frames.bytes.insert(frames.bytes.end(), data, data + header->caplen);
     }
 }
 
@@ -103,27 +99,16 @@ bool PcapWriter::write(std::span<const u8> frame, u64 timeUs) {
 }
 
 std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error) {
-    if (bytes.size() < kFileHeaderBytes) {
-        error = "not a pcap file: shorter than its 24-byte header";
+    const CaptureHandle capture = openCapture(bytes, error);
+    if (!capture)
         return std::nullopt;
-    }
-    const u32 magic = WordReader(bytes, false).at(0);
-    const bool swapped =
-        magic == swapBytes(kMagicMicroseconds) || magic == swapBytes(kMagicNanoseconds);
-    const u32 plainMagic = swapped ? swapBytes(magic) : magic;
-    if (plainMagic != kMagicMicroseconds && plainMagic != kMagicNanoseconds) {
-        error = "not a classic pcap file (pcapng is not read)";
+    if (const int linkType = pcap_datalink(capture.get()); linkType != DLT_EN10MB) {
+        error = "the link type is " + std::to_string(linkType) + "; only Ethernet (1) is read";
         return std::nullopt;
     }
     PcapFrames frames;
-    frames.bytes = std::move(bytes);
-    const WordReader words(frames.bytes, swapped);
-    if (words.at(kLinkTypeOffset) != kLinkTypeEthernet) {
-        error = "the link type is " + std::to_string(words.at(kLinkTypeOffset)) +
-                "; only Ethernet (1) is read";
-        return std::nullopt;
-    }
-    collectRecords(words, plainMagic == kMagicNanoseconds ? 1000 : 1, frames);
+    frames.bytes.reserve(bytes.size());
+    collectRecords(capture.get(), frames);
     return frames;
 }
 

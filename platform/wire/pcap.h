@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Capture files in the classic pcap format: link type Ethernet, microseconds. The reader takes both
-// byte orders and nanosecond files too, and is bounded: a record that claims more than the file
-// holds ends the file, whatever else it says.
+// Capture files of Ethernet frames. Written in the classic pcap format, with microseconds; read, by
+// libpcap, in either format (pcap, pcapng), byte order and resolution. What is read is bounded: a
+// record that is cut short or makes no sense ends the file.
 //
 // Not locked: one user at a time per object. Errors are texts for the operator.
 #pragma once
@@ -57,8 +57,8 @@ struct PcapFrames {
     }
 };
 
-/// Parses a whole capture. @return nothing on failure, with the reason in `error`; a last record
-/// that is cut short is left out.
+/// Parses a whole capture. @return nothing on failure, with the reason in `error`; what follows a
+/// record that is cut short is left out.
 std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error);
 /// Reads a file of at most 64 MiB.
 std::optional<PcapFrames> readPcap(const std::string& path, std::string& error);

@@ -4,6 +4,7 @@
 import json
 import pathlib
 import subprocess
+import tempfile
 import unittest
 
 import expect
@@ -62,6 +63,13 @@ class Decode(unittest.TestCase):
     def test_a_capture_comes_through_a_pipe(self):
         frames = decode("-", input=(CAPTURES / "mvrp-one-vlan.pcap").read_bytes())
         self.assertGreater(len(frames), 0)
+
+    def test_what_wireshark_saves_is_read_as_the_same_frames(self):
+        capture = CAPTURES / "mvrp-20-vlans.pcap"
+        with tempfile.TemporaryDirectory(prefix="mvrp-test-") as directory:
+            saved = pathlib.Path(directory) / "saved.pcapng"
+            subprocess.run(["editcap", "-F", "pcapng", capture, saved], timeout=60, check=True)
+            self.assertEqual(decode(saved), decode(capture))
 
     def test_what_can_not_be_read_says_why(self):
         frame = decode("0180c2000021", "020000000102", "88f5", "00", "01", "03", "0001")[0]
