@@ -54,8 +54,8 @@ def steps(first, factor, last):
 
 
 def measure(plan, switches, vlans, options):
-    done = subprocess.run([*plan, "--switches", str(switches), "--vlans", str(vlans), *options, "-j", "--rest", "0"],
-                          stdout=subprocess.PIPE, text=True, check=False)
+    done = subprocess.run([*plan, "--switches", str(switches), "--vlans", str(vlans), *options, "-j",
+                           "--rest", "0"], stdout=subprocess.PIPE, text=True, check=False)
     if not done.stdout:
         sys.exit(done.returncode)
     return json.loads(done.stdout)
@@ -73,7 +73,8 @@ def panel(axes, points, label):
 
 
 def draw(figure, by_way, by_vlans, path):
-    """Both panels have one scale of time: logarithmic, as a join takes a second where a leave takes minutes."""
+    """Both panels have one scale of time: logarithmic, as a join takes a second where a leave takes
+    minutes."""
     picture = figure.Figure(figsize=(10, 4.5), layout="constrained")
     left, right = picture.subplots(1, 2, sharey=True)
     panel(left, by_way, "switches on the longest way")
