@@ -75,6 +75,22 @@ inline bool mvrpBitmapEmpty(const MvrpVlanBitmap& bitmap) {
     return mvrpBitmapNext(bitmap, 0) == kMvrpBitmapBits;
 }
 
+/// Puts the bits of another bitmap in.
+constexpr void mvrpBitmapAdd(MvrpVlanBitmap* bitmap, const MvrpVlanBitmap& other) {
+    for (u32 i = 0; i < kVlanBitmapBytes; ++i)
+        (*bitmap)[i] = static_cast<u8>((*bitmap)[i] | other[i]);
+}
+/// Takes the bits of another bitmap out.
+constexpr void mvrpBitmapRemove(MvrpVlanBitmap* bitmap, const MvrpVlanBitmap& other) {
+    for (u32 i = 0; i < kVlanBitmapBytes; ++i)
+        (*bitmap)[i] = static_cast<u8>((*bitmap)[i] & ~other[i]);
+}
+/// Leaves only the bits that another bitmap has too.
+constexpr void mvrpBitmapKeep(MvrpVlanBitmap* bitmap, const MvrpVlanBitmap& other) {
+    for (u32 i = 0; i < kVlanBitmapBytes; ++i)
+        (*bitmap)[i] = static_cast<u8>((*bitmap)[i] & other[i]);
+}
+
 /// Calls `action` with each VLAN ID of the bitmap, in order. The action may change the bits of the
 /// VLAN that it is called with, and of those before.
 template <class Action>

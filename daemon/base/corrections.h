@@ -14,3 +14,12 @@
 inline bool mvrpCorrects(Correction which) {
     return gMvrpInfo.corrections.has(which);
 }
+
+/// The same where a yes changes what happens, of which the host is told: to a VLAN on a port, or to
+/// a port (`vid` 0), or to the switch (`unit` 0). Lock: held.
+inline bool mvrpCorrectsNow(Correction which, u32 unit, u32 vid) {
+    if (!mvrpCorrects(which))
+        return false;
+    correctionActed(which, unit, vid);
+    return true;
+}

@@ -60,6 +60,8 @@ struct MvrpInfo {
     SilMemPool portPool;     ///< "mvrp_port"; exists while MVRP is enabled
     SilTimerList timerList;  ///< every timer of the daemon
     SilTimerNode pendingTimer;
+    SilTimerHandler pendingHandler;  ///< of the pending timer, for floors below its own
+    bool pendingGaveWay;   ///< the last run of the pending timer ended because a frame waited
     SilMemPool vlanPool;   ///< "mvrp_vlan"; exists while MVRP is enabled
     AvlTree portVlanTree;  ///< MvrpPortVlanEntry records by port unit, then VLAN ID
     u64 pairEpoch;  ///< number of the tree for mvrpPairMap(), unlike any other's; 0: none yet

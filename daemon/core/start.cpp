@@ -102,6 +102,7 @@ s32 mvrpInit(u32 maxIfNum, u32 maxVlanNumPerIf, u32 vlanNumPerTimes, u32 vlanNum
     icmProcTcpInit("mvrpcmdtask", kCommandSocketPath, gMvrpFuncMap.data(),
                    static_cast<u32>(gMvrpFuncMap.size()));
     silTimerNodeInit(&gMvrpInfo.pendingTimer);
+    gMvrpInfo.pendingHandler = mvrpPendingTimerHandler;
     silTimerStart(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer, 0, kMvrpPendingIdleMs,
                   mvrpPendingTimerHandler, nullptr, nullptr, nullptr);
     gMvrpInfo.vlanNumPerTimes = static_cast<u16>(vlanNumPerTimes);

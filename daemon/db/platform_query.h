@@ -32,6 +32,13 @@ inline bool mvrpPortCarriesVlan(u32 portUnit, u32 vid) {
            kStatusOk;
 }
 
+/// Whether the host lets the port register the VLAN.
+inline bool mvrpPortMayRegister(u32 portUnit, u32 vid) {
+    u32 record[4] = {vid, 0, 0, 0};
+    return qorIfGetApi(portUnit, static_cast<u32>(QorIfAttribute::AdmittedVlan), record) ==
+           kStatusOk;
+}
+
 /// Reads a set of VLANs of a port; the bitmap is untouched on failure. @return whether it worked
 inline bool mvrpPortVlansRead(u32 portUnit, QorIfAttribute set, MvrpVlanBitmap* bitmap) {
     QorBuffer buffer = mvrpBitmapBuffer(*bitmap);

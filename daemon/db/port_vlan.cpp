@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/db/port_vlan.h"
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/info.h"
 
 namespace {
@@ -32,6 +33,21 @@ MvrpVlanBitmap* mvrpPairMapKept(u32 portUnit) {
     MvrpPairPlace* place = mvrpPairPlace(portUnit);
     const bool kept = place->epoch == mvrpPairEpoch() && place->portUnit == portUnit;
     return kept ? &place->vlans : nullptr;
+}
+
+/// Pause before a pair is applied that found no other waiting, in milliseconds (correction).
+constexpr u32 kPendingSoonMs = 20;
+
+/// Has the first pair that waits applied soon, if that is corrected: else it waits for the idle
+/// timer, up to a second.
+void mvrpPendingHasten(u32 portUnit, u32 vid) {
+    if (!mvrpCorrects(Correction::ApplySoon) ||
+        silTimerRemain(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer) <= kPendingSoonMs)
+        return;
+    correctionActed(Correction::ApplySoon, portUnit, vid);
+    silTimerStop(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer);
+    silTimerStart(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer, 0, kPendingSoonMs,
+                  gMvrpInfo.pendingHandler, nullptr, nullptr, nullptr);
 }
 
 /// A pair was added to the tree, or taken out of it.
@@ -88,6 +104,8 @@ MvrpPortVlanEntry* mvrpPortVlanEntryAdd(u32 portUnit, u16 vid) {
         return nullptr;
     entry->portUnit = portUnit;
     entry->vid = vid;
+    if (avl_is_empty(&gMvrpInfo.portVlanTree))
+        mvrpPendingHasten(portUnit, vid);
     avl_add(&gMvrpInfo.portVlanTree, entry);
     mvrpPairMapAdd(portUnit, vid);
     return entry;

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
@@ -10,6 +11,7 @@
 #include "daemon/fsm/machine.h"
 #include "daemon/map/port_enable.h"
 #include "daemon/map/static_vlan.h"
+#include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/leaveall.h"
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"
@@ -33,25 +35,49 @@ std::optional<u32> mvrpInterfaceVlan(u32 index) {
     return vid;
 }
 
+/// Whether the port sends its declarations as soon as a new static VLAN would have it.
+bool mvrpJoinIsNear(MvrpPortEntry* port) {
+    const u32 left = silTimerRemain(&gMvrpInfo.timerList, &port->joinTimer);
+    return left >= 1 && left <= kMvrpPromptJoinMs;
+}
+
 /// Has the port declare its static VLANs soon; under compliance the leave-all round starts again.
 void mvrpStaticVlanAnnounce(MvrpPortEntry* port, u32 vid) {
     const bool compliant = mvrpGvrpCompliant();
     if (compliant)
         mvrpBitSet(&port->madMachine[vid - 1], MVRP_PROPAGATE_BIT);
-    mvrpJoinTimerArm(port, MVRP_JOIN_FULL, kMvrpPromptJoinMs);
-    if (compliant)
+    // Both restarts put off what was under way, unless that is corrected.
+    const bool promptly = mvrpCorrects(Correction::StaticKept);
+    if (promptly && mvrpJoinIsNear(port)) {
+        correctionActed(Correction::StaticKept, port->portunit, vid);
+        port->joinTimerFlag = MVRP_JOIN_FULL;
+    } else {
+        mvrpJoinTimerArm(port, MVRP_JOIN_FULL, kMvrpPromptJoinMs);
+    }
+    if (compliant && !promptly)
         mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
                              mvrpLeaveallTimerHandler);
 }
 
-/// Has the port withdraw a static VLAN soon. The leave slot does it, in place of a leave timer that
-/// runs: wanted so.
-void mvrpStaticVlanRetract(MvrpPortEntry* port, u32 vid) {
-    const bool compliant = mvrpGvrpCompliant();
-    mvrpPortDelStaticVlan(port, vid);
-    port->msgNum = 1;
-    if (!compliant)
+/// Has the port send soon that a static VLAN is gone. The leave slot does it, in place of a leave
+/// timer that runs: wanted so, unless that slot is a clock.
+void mvrpStaticVlanRetractSoon(MvrpPortEntry* port) {
+    if (mvrpCorrectsNow(Correction::LeaveClock, port->portunit, 0)) {
+        port->joinTimerFlag = MVRP_JOIN_FULL;
+        mvrpVectorJoinStart(port);
+    } else {
         mvrpPortTimerRestart(port, &port->leaveTimer, kMvrpPromptJoinMs, mvrpSendTimerHandler);
+    }
+}
+
+/// Withdraws a VLAN that is no longer static on the port, and has that sent: under compliance at
+/// once, if that is corrected, and not at all otherwise.
+void mvrpStaticVlanRetract(MvrpPortEntry* port, u32 vid) {
+    mvrpPortDelStaticVlan(port, vid);
+    if (!mvrpGvrpCompliant())
+        mvrpStaticVlanRetractSoon(port);
+    else if (mvrpCorrects(Correction::GvrpStaticWithdrawn))
+        mvrpForwardGvrpLeavePkt(port);
 }
 
 /// Registers a VLAN that became static on a port and drops what is pending for it. `step` numbers
@@ -188,8 +214,10 @@ void mvrpMemberRemoved(u32 unit, u32 vid) {
     mvrpPortVlanEntryEnsure(unit, vid);
     MVRP_LINK_TRACE(unit, vid, "vlan %u remove if %u [%u, 0x%02x]\r\n", vid, unit, type,
                     port->madMachine[vid - 1]);
-    if (isStatic)
+    if (isStatic) {
+        port->msgNum = 1;
         mvrpStaticVlanRetract(port, vid);
+    }
 }
 
 /// Acts on one attribute of a changed interface. `value` is what follows the attribute's header, up
@@ -254,7 +282,10 @@ void mvrpVlanDeleted(u32 vid) {
                            vid, gMvrpInfo.vlanEntryNum);
             }
         }
-        if (mvrpGvrpCompliant())
+        const bool compliant = mvrpGvrpCompliant();
+        if (!compliant)
+            port->msgNum = 1;
+        if (compliant && !mvrpCorrects(Correction::GvrpStaticWithdrawn))
             port->madMachine[vid - 1] = 0;
         else
             mvrpStaticVlanRetract(port, vid);

@@ -44,6 +44,29 @@ static_assert(mvrpJoinRepeats<GVRP_EVENT_JOIN, MVRP_PROTOCOL_GVRP>());
 
 inline constexpr MvrpByteMarks kMvrpActiveMachines = mvrpByteMarks(mvrpVlanActive);
 
+/// Registered because somebody behind the port declares it: REG-BIT, and a registrar that is not
+/// fixed.
+constexpr bool mvrpRegisteredHere(u8 machine) {
+    return mvrpBitTest(&machine, MVRP_REG_BIT) != 0 && mvrpRegistrar(machine) != REG_STATE_INF;
+}
+inline constexpr MvrpByteMarks kMvrpRegisteredMachines = mvrpByteMarks(mvrpRegisteredHere);
+
+inline constexpr MvrpByteMarks kMvrpFixedMachines =
+    mvrpByteMarks([](u8 machine) { return mvrpRegistrar(machine) == REG_STATE_INF; });
+inline constexpr MvrpByteMarks kMvrpPropagatedMachines =
+    mvrpByteMarks([](u8 machine) { return mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0; });
+
+/// Machines whose applicant has something to say: it neither observes nor is quiet.
+inline constexpr MvrpByteMarks kMvrpSpeakingMachines = mvrpByteMarks([](u8 machine) {
+    constexpr u32 kSilent = 1U << APP_STATE_VO | 1U << APP_STATE_AO | 1U << APP_STATE_QO |
+                            1U << APP_STATE_QA | 1U << APP_STATE_QP;
+    return (kSilent >> mvrpApplicant(machine) & 1U) == 0;
+});
+
+/// Active machines whose registrar is leaving.
+inline constexpr MvrpByteMarks kMvrpLeavingMachines = mvrpByteMarks(
+    [](u8 machine) { return mvrpVlanActive(machine) && mvrpRegistrar(machine) == REG_STATE_LV; });
+
 /// Machines that an expired leave timer acts on: registrations that nobody took back, and
 /// registrars that are empty under a REG-BIT.
 inline constexpr MvrpByteMarks kMvrpExpiringMachines = mvrpByteMarks([](u8 machine) {

@@ -3,9 +3,13 @@
 
 #include <cstring>
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/port_vlan.h"
+#include "daemon/fsm/machines.h"
+#include "daemon/map/propagate.h"
 #include "daemon/map/static_vlan.h"
+#include "daemon/pdu/gvrp_send.h"
 #include "daemon/timers/protocol_timers.h"
 
 namespace {
@@ -30,6 +34,15 @@ void mvrpEnableGvrpProtocol(MvrpPortEntry* port, MvrpInterfaceName* name) {
     port->gvrpCompliance = 1;
 }
 
+/// Withdraws what is registered on the port because somebody behind it declares it.
+void mvrpDeclaredWithdraw(MvrpPortEntry* port) {
+    MvrpVlanBitmap vlans;
+    if (!gMvrpBytes.mark(mvrpMachines(port), kMvrpRegisteredMachines, &vlans))
+        return;
+    correctionActed(Correction::OffWithdraws, port->portunit, 0);
+    mvrpRegistrationsWithdraw(port, vlans);
+}
+
 }  // namespace
 
 s32 mvrpPortEntryEnable(MvrpPortEntry* port) {
@@ -46,16 +59,29 @@ s32 mvrpPortEntryEnable(MvrpPortEntry* port) {
     mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
     mvrpPortTimerRestart(port, &port->periodTransTimer, port->period_trans_timeout,
                          mvrpPeriodTransTimerHandler);
-    if (!mvrpGvrpCompliant())
-        return 0;
-
-    mvrpEnableGvrpProtocol(port, &name);
-    // VLAN 1 is left out here, and only here: switching compliance on does include it.
-    mvrpPortDeclareStaticVlans(port, kMvrpDefaultVlan + 1, "port entry enable");
+    if (mvrpGvrpCompliant()) {
+        mvrpEnableGvrpProtocol(port, &name);
+        // VLAN 1 is left out here, and only here: switching compliance on does include it.
+        mvrpPortDeclareStaticVlans(port, kMvrpDefaultVlan + 1, "port entry enable");
+    }
+    if (mvrpCorrects(Correction::OnDeclares))
+        mvrpMapDeclareOn(port);
     return 0;
 }
 
+void mvrpPortModeNormal(MvrpPortEntry* port) {
+    if (port->enable == 0 || !mvrpCorrects(Correction::OnDeclares))
+        return;
+    mvrpMapDeclareOn(port);
+    mvrpMapWithdrawOn(port);
+    if (mvrpGvrpCompliant())
+        mvrpForwardGvrpLeavePkt(port);
+    mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
+}
+
 s32 mvrpPortEntryDisable(MvrpPortEntry* port) {
+    if (port->enable != 0 && mvrpCorrects(Correction::OffWithdraws))
+        mvrpDeclaredWithdraw(port);
     MvrpInterfaceName name = {};
     mvrpPortTimersStop(port);
     if (mvrpPortProtocolSet(port->portunit, MvrpProtocolSwitch::Disable, kProtocolMvrp) !=

@@ -10,6 +10,10 @@
 /// @return 0, or -1 when the port's VLANs can not be read
 s32 mvrpPortEntryEnable(MvrpPortEntry* port);
 
+/// The port's registration mode has just become normal: with the correction on-declares an enabled
+/// port declares what it missed meanwhile, and withdraws what nobody has registered any more.
+void mvrpPortModeNormal(MvrpPortEntry* port);
+
 /// Undoes that, puts the timers and the registration mode back to their defaults and withdraws the
 /// VLANs learnt on the port. The entry stays in the table.
 /// @return 0, or -1 when GVRP can not be disabled; the VLANs stay then

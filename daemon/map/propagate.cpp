@@ -3,10 +3,12 @@
 
 #include <algorithm>
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machines.h"
+#include "daemon/map/registered.h"
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/send.h"
 
@@ -69,12 +71,44 @@ void mvrpLeaveQueue(MvrpPortEntry* port, u32 vid, u32 step) {
     }
 }
 
-void mvrpDynamicVlanLeave(MvrpPortEntry* port, u32 vid) {
+/// The ports that a send step makes send: all targets, or those that have something to say.
+template <class Action>
+void mvrpForEachSender(const MvrpPortEntry* source, Action action) {
+    const bool onChange = mvrpCorrects(Correction::SendOnChange);
+    mvrpForEachTarget(source, [onChange, action](MvrpPortEntry* target) {
+        if (onChange && !gMvrpBytes.has(mvrpMachines(target), kMvrpSpeakingMachines))
+            correctionActed(Correction::SendOnChange, target->portunit, 0);
+        else
+            action(target);
+    });
+}
+
+/// What a target goes on declaring though `source` withdraws it: the rest of `vlans`.
+MvrpVlanBitmap mvrpWithdrawnFrom(const MvrpPortEntry* target, const MvrpVlanBitmap& vlans,
+                                 const MvrpRegisteredElsewhere& elsewhere) {
+    const MvrpVlanBitmap needed = elsewhere.neededOn(target);
+    MvrpVlanBitmap withdrawn = vlans;
+    mvrpBitmapRemove(&withdrawn, needed);
+    MvrpVlanBitmap kept;
+    gMvrpBytes.mark(mvrpMachines(target), kMvrpPropagatedMachines, &kept);
+    mvrpBitmapKeep(&kept, needed);
+    mvrpBitmapKeep(&kept, vlans);
+    mvrpForEachVlan(kept, [target](u32 vid) {
+        correctionActed(Correction::LeaveNeeded, target->portunit, vid);
+    });
+    return withdrawn;
+}
+
+/// @param keeps  while other ports have it declared here, the machine goes on saying so
+void mvrpDynamicVlanLeave(MvrpPortEntry* port, u32 vid, bool keeps) {
     mvrpBitClear(&port->vlanFlag[vid - 1], MVRP_FLAG_ADD);
     mvrpLeaveQueue(port, vid, 1);
     MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, vid,
                "Leave indication; port %u rm dynamic vlan %u\r\n", port->portunit, vid);
-    port->madMachine[vid - 1] = 0;
+    if (!keeps || mvrpBitTest(&port->madMachine[vid - 1], MVRP_PROPAGATE_BIT) == 0)
+        port->madMachine[vid - 1] = 0;
+    else
+        correctionActed(Correction::LeaveNeeded, port->portunit, vid);
     // A deliberate repeat: it finds the pair queued, unless the pool had none left the first time.
     mvrpLeaveQueue(port, vid, 2);
 }
@@ -103,7 +137,7 @@ void mvrpMapPropagateJoins(const MvrpVlanBitmap& vlans, MvrpPortEntry* source) {
 void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source) {
     if (mvrpNoPort(MVRP_DEBUG_TRANSMIT, source, 0, "Propagate join msg send"))
         return;
-    mvrpForEachTarget(source, [source](MvrpPortEntry* target) {
+    mvrpForEachSender(source, [source](MvrpPortEntry* target) {
         target->msgNum = 0;  // a join goes out twice
         if (mvrpGvrpCompliant()) {
             MVRP_TRACE(MVRP_DEBUG_TRANSMIT, source->portunit, 0,
@@ -122,7 +156,13 @@ void mvrpMapPropagateLeave(u32 vid, MvrpPortEntry* source) {
     if (mvrpNoPort(MVRP_DEBUG_STATE, source, vid, "propagate leave"))
         return;
     const MvrpByteMap& request = mvrpLeaveRequest();
-    mvrpForEachTarget(source, [vid, &request](MvrpPortEntry* target) {
+    const bool keeps = mvrpCorrects(Correction::LeaveNeeded);
+    mvrpForEachTarget(source, [vid, source, keeps, &request](MvrpPortEntry* target) {
+        if (keeps && mvrpNeededOn(target, vid, source)) {
+            if (mvrpBitTest(&target->madMachine[vid - 1], MVRP_PROPAGATE_BIT) != 0)
+                correctionActed(Correction::LeaveNeeded, target->portunit, vid);
+            return;
+        }
         MVRP_TRACE(MVRP_DEBUG_STATE, target->portunit, vid,
                    "propagate leave; clr PROPAGATE BIT\r\n");
         u8* machine = &target->madMachine[vid - 1];
@@ -135,18 +175,52 @@ bool mvrpMapLeavesTraced() {
 }
 
 void mvrpMapPropagateLeaves(const MvrpVlanBitmap& vlans, MvrpPortEntry* source) {
-    if (!mvrpBitmapEmpty(vlans))
+    if (mvrpMapLeavesTraced()) {
+        mvrpForEachVlan(vlans, [source](u32 vid) { mvrpMapPropagateLeave(vid, source); });
+        return;
+    }
+    if (mvrpBitmapEmpty(vlans))
+        return;
+    if (!mvrpCorrects(Correction::LeaveNeeded)) {
         mvrpRequestRaise(vlans, source, mvrpLeaveRequest());
+        return;
+    }
+    const MvrpByteMap& request = mvrpLeaveRequest();
+    const MvrpRegisteredElsewhere elsewhere(source);
+    mvrpForEachTarget(source, [&vlans, &elsewhere, &request](MvrpPortEntry* target) {
+        gMvrpBytes.applyWhere(mvrpMachines(target), mvrpWithdrawnFrom(target, vlans, elsewhere),
+                              request);
+    });
 }
 
 void mvrpMapPropagateLeaveMsgSend(MvrpPortEntry* source) {
-    mvrpForEachTarget(source, [](MvrpPortEntry* target) {
+    mvrpForEachSender(source, [](MvrpPortEntry* target) {
         target->msgNum = 1;  // a leave goes out once
         if (mvrpGvrpCompliant())
             mvrpForwardGvrpLeavePkt(target);
         else
             mvrpPortSendPkt(target);
     });
+}
+
+void mvrpMapDeclareOn(MvrpPortEntry* port) {
+    if (port->registration_mode != MVRP_REGISTRATION_NORMAL)
+        return;
+    const MvrpRegisteredElsewhere elsewhere(port);
+    if (mvrpBitmapEmpty(elsewhere.any()))
+        return;
+    correctionActed(Correction::OnDeclares, port->portunit, 0);
+    gMvrpBytes.applyWhere(mvrpMachines(port), elsewhere.any(), mvrpJoinRequest());
+}
+
+void mvrpMapWithdrawOn(MvrpPortEntry* port) {
+    MvrpVlanBitmap vlans;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpPropagatedMachines, &vlans);
+    MvrpVlanBitmap fixed;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpFixedMachines, &fixed);
+    mvrpBitmapRemove(&vlans, fixed);
+    mvrpBitmapRemove(&vlans, MvrpRegisteredElsewhere(port).any());
+    gMvrpBytes.applyWhere(mvrpMachines(port), vlans, mvrpLeaveRequest());
 }
 
 void mvrpClrPropagate(u32 vid, MvrpPortEntry* source) {
@@ -163,12 +237,14 @@ u32 mvrpLeaveIndication(QorBuffer* bitmap, MvrpPortEntry* port) {
     auto* vlans = static_cast<u8*>(bitmap->data);
     MvrpVlanBitmap left;
     std::copy_n(vlans, left.size(), left.begin());
-    mvrpForEachVlan(left, [vlans, port](u32 vid) {
+    const bool keeps = mvrpCorrects(Correction::LeaveNeeded);
+    mvrpForEachVlan(left, [vlans, port, keeps](u32 vid) {
+        // A VLAN that left before it was created was to be a dynamic one.
         const std::optional<QorVlanType> type = mvrpVlanType(vid);
-        if (!type.has_value())
+        if (!type.has_value() && !keeps)
             return;
-        if (*type == QorVlanType::Dynamic)
-            mvrpDynamicVlanLeave(port, vid);
+        if (type.value_or(QorVlanType::Dynamic) == QorVlanType::Dynamic)
+            mvrpDynamicVlanLeave(port, vid, keeps);
         else
             mvrpBitClear(vlans, vid - 1);
     });

@@ -13,13 +13,20 @@ void mvrpMapPropagateJoin(u32 vid, MvrpPortEntry* source);
 /// The same for all VLANs of a bitmap at once.
 void mvrpMapPropagateJoins(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
 void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source);
-/// Withdraws unconditionally: whether a third port still registers the VLAN is not asked.
+/// Withdraws whether a third port still registers the VLAN or not, unless the correction
+/// leave-needed is on.
 void mvrpMapPropagateLeave(u32 vid, MvrpPortEntry* source);
-/// The same for all VLANs of a bitmap at once, without trace lines: while mvrpMapLeavesTraced(),
-/// each VLAN is propagated by itself, when it leaves.
+/// The same for all VLANs of a bitmap: at once, or one by one while mvrpMapLeavesTraced().
 void mvrpMapPropagateLeaves(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
 bool mvrpMapLeavesTraced();
 void mvrpMapPropagateLeaveMsgSend(MvrpPortEntry* source);
+
+/// Has a port declare what the other enabled ports have registered, as if those had just done so;
+/// nothing while its registration mode is not normal. Sends nothing.
+void mvrpMapDeclareOn(MvrpPortEntry* port);
+/// Has a port withdraw what it declares for others and none of them has registered any more, as
+/// mvrpMapPropagateLeave() would. Sends and traces nothing.
+void mvrpMapWithdrawOn(MvrpPortEntry* port);
 
 /// Clears the propagation mark of a VLAN that is not static on all other enabled ports, whatever
 /// their registration mode; sends nothing. No operation of the daemon calls it.

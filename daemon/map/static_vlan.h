@@ -6,13 +6,18 @@
 
 #include "daemon/db/port.h"
 
-/// Set a fixed registration, or withdraw one. REG-BIT is touched only under GVRP compliance.
+/// Set a fixed registration, or withdraw one. REG-BIT is touched only under GVRP compliance, or
+/// with the correction static-kept.
 /// @return 0
 u32 mvrpPortAddStaticVlan(MvrpPortEntry* port, u32 vid);
 u32 mvrpPortDelStaticVlan(MvrpPortEntry* port, u32 vid);
 
 /// Registers the static VLANs that the port carries. @return 0; -1 when they can not be read
 s32 mvrpRegisterStaticVlans(MvrpPortEntry* port);
+
+/// Clears REG-BIT of the VLANs on the port, withdraws them from the other ports, whether the port
+/// had registered them or not, and has those send.
+void mvrpRegistrationsWithdraw(MvrpPortEntry* port, const MvrpVlanBitmap& vlans);
 
 /// Withdraws the port's dynamic VLANs from the other ports, and the port from them.
 /// @return 0; -1 when they can not be read

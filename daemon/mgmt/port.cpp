@@ -141,7 +141,10 @@ u32 mvrpRegistrationSet(MvrpPortEntry* port, const MvrpPortChange& change) {
     if (status != kStatusOk)
         return status;
     port->registration_mode = static_cast<u8>(*change.value & kModeMask);
-    return static_cast<u32>(mvrpSetPortRegistration(port));
+    const s32 result = mvrpSetPortRegistration(port);
+    if (port->registration_mode == MVRP_REGISTRATION_NORMAL)
+        mvrpPortModeNormal(port);
+    return static_cast<u32>(result);
 }
 
 u32 mvrpParticipantSet(MvrpPortEntry* port, const MvrpPortChange& change) {

@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/pdu/gvrp_receive.h"
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/fsm/transition.h"
 #include "daemon/map/propagate.h"
+#include "daemon/pdu/admission.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_format.h"
 #include "daemon/pdu/leaveall.h"
+#include "daemon/timers/leave_clock.h"
 #include "daemon/timers/protocol_timers.h"
 
 namespace {
@@ -47,17 +50,22 @@ void mvrpGidRegistrationMark(MvrpPortEntry* port, u32 vid) {
 /// Applies one received attribute but for what the other ports hear of it. @return whether that is
 /// a join
 bool mvrpGidAttributeApply(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
-    if (mvrpVlanType(vid) == QorVlanType::Static)
+    u8* machine = &port->madMachine[vid - 1];
+    const bool isStatic = mvrpVlanType(vid) == QorVlanType::Static;
+    if (isStatic && (mvrpRegistrar(*machine) != REG_STATE_INF ||
+                     !mvrpCorrectsNow(Correction::StaticHeard, port->portunit, vid)))
+        return false;
+    if (mvrpGidJoin(gidEvent) && !mvrpPortAdmits(port, vid))
         return false;
 
-    u8* machine = &port->madMachine[vid - 1];
-    mvrpFsmChange(machine, gidEvent, MVRP_PROTOCOL_GVRP);
+    mvrpMachineChange(port, vid, gidEvent, MVRP_PROTOCOL_GVRP);
     if (mvrpGidLeave(gidEvent)) {
-        mvrpFsmChange(machine, GVRP_EVENT_R_LEAVE_IN, MVRP_PROTOCOL_GVRP);
+        if (!isStatic)
+            mvrpMachineChange(port, vid, GVRP_EVENT_R_LEAVE_IN, MVRP_PROTOCOL_GVRP);
         port->msgNum = 0;
         return false;
     }
-    if (!mvrpGidJoin(gidEvent))
+    if (isStatic || !mvrpGidJoin(gidEvent))
         return false;
 
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid, "Gid rcv attribute; create vlan %u\n\r",
@@ -119,7 +127,7 @@ s32 mvrpVlanInfoProcessGvrp(MvrpPortEntry* port, std::span<const u8> attributes)
         return 0;
     if (mvrpGidLeave(walk.lastRow)) {
         mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
-        mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+        mvrpLeaveTimerStart(port);
     }
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0, "Vlan info process gvrp; done. (%u)\n\r",
                gMvrpInfo.vlanEntryNum);

@@ -3,6 +3,7 @@
 
 #include <optional>
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/fsm/machine.h"
@@ -72,14 +73,22 @@ class GvrpAttributeList {
     u32 written_ = 0;  ///< attributes, in all PDUs
 };
 
+/// Whether a join says that the VLAN is registered here: by REG-BIT, or, if that is corrected, by
+/// the registrar. The JoinIn of a registrar that is leaving makes the neighbour take its own
+/// declaration for superfluous, and the registration runs out.
+bool mvrpGvrpSaysIn(u8 machine, bool byRegistrar) {
+    return byRegistrar ? mvrpRegistrarIn(machine) : mvrpBitTest(&machine, MVRP_REG_BIT) != 0;
+}
+
 /// What a joining applicant sends; nothing for an applicant with nothing to say.
 std::optional<GvrpSending> mvrpGvrpJoinChoose(u8 machine) {
+    const bool byRegistrar = mvrpCorrects(Correction::GvrpStaticRenewed);
     switch (mvrpApplicant(machine)) {
         case APP_STATE_VA_G:
         case APP_STATE_AA:
         case APP_STATE_VP:
         case APP_STATE_AP:
-            if (mvrpBitTest(&machine, MVRP_REG_BIT) != 0)
+            if (mvrpGvrpSaysIn(machine, byRegistrar))
                 return GvrpSending{GVRP_ATTRIBUTE_JOIN_IN, GVRP_EVENT_JOIN_IN_SENT};
             return GvrpSending{GVRP_ATTRIBUTE_JOIN_EMPTY, GVRP_EVENT_JOIN_EMPTY_SENT};
         case APP_STATE_LO:
@@ -98,8 +107,6 @@ constexpr bool mvrpGvrpJoins(u8 machine) {
 constexpr MvrpByteMarks kGvrpJoining = mvrpByteMarks(mvrpGvrpJoins);
 constexpr MvrpByteMarks kGvrpLeaving =
     mvrpByteMarks([](u8 machine) { return mvrpApplicant(machine) == APP_STATE_LA; });
-constexpr MvrpByteMarks kGvrpPropagated =
-    mvrpByteMarks([](u8 machine) { return mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0; });
 
 /// Calls `action` with each VLAN whose machine is marked, in order. The action may change that
 /// machine.
@@ -147,7 +154,7 @@ s32 mvrpGvrpSendJoinPkt(MvrpPortEntry* port) {
     if (port->linkState == 0)
         return 0;
     GvrpAttributeList list(port);
-    mvrpGvrpForEach(port, kGvrpPropagated, [port, &list](u32 vid) {
+    mvrpGvrpForEach(port, kMvrpPropagatedMachines, [port, &list](u32 vid) {
         if (!mvrpGvrpMayDeclare(port, vid))
             return;
         const std::optional<GvrpSending> sending = mvrpGvrpJoinChoose(port->madMachine[vid - 1]);

@@ -1,32 +1,51 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/pdu/leaveall.h"
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/pdu/gvrp_send.h"
+#include "daemon/timers/leave_clock.h"
 #include "daemon/timers/protocol_timers.h"
 
-void mvrpLeaveallRaise(MvrpPortEntry* port, u32 protocol) {
-    if (mvrpGvrpCompliant()) {
-        MvrpVlanBitmap vlans;
-        gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
-        mvrpForEachVlan(vlans, [port, protocol](u32 vid) {
-            if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
-                mvrpFsmChange(&port->madMachine[vid - 1], GVRP_EVENT_R_LEAVE_ALL, protocol);
-        });
+namespace {
+
+/// Raises one event on every active VLAN.
+template <u32 Event>
+void mvrpActiveRaise(MvrpPortEntry* port, u32 protocol) {
+    if (protocol == MVRP_PROTOCOL_MVRP)
+        mvrpMachinesChange(port, kMvrpActiveEventMap<Event, MVRP_PROTOCOL_MVRP>,
+                           kMvrpActiveLeavingMarks<Event, MVRP_PROTOCOL_MVRP>);
+    else
+        mvrpMachinesChange(port, kMvrpActiveEventMap<Event, MVRP_PROTOCOL_GVRP>,
+                           kMvrpActiveLeavingMarks<Event, MVRP_PROTOCOL_GVRP>);
+}
+
+/// Raises the LeaveAll of GVRP on every active VLAN that is not static; on all of them, if that is
+/// corrected.
+void mvrpGvrpLeaveallRaise(MvrpPortEntry* port, u32 protocol) {
+    if (mvrpCorrectsNow(Correction::GvrpStaticRenewed, port->portunit, 0)) {
+        mvrpActiveRaise<GVRP_EVENT_R_LEAVE_ALL>(port, protocol);
         return;
     }
-    const bool mvrp = protocol == MVRP_PROTOCOL_MVRP;
-    if (port->participant_mode == MVRP_PARTICIPANT_QUIET)
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrp ? kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_MVRP>
-                              : kMvrpActiveEventMap<MVRP_EVENT_R_LV_LA_QUIET, MVRP_PROTOCOL_GVRP>);
+    MvrpVlanBitmap vlans;
+    gMvrpBytes.mark(mvrpMachines(port), kMvrpActiveMachines, &vlans);
+    mvrpForEachVlan(vlans, [port, protocol](u32 vid) {
+        if (mvrpVlanKnownAndNot(vid, QorVlanType::Static))
+            mvrpMachineChange(port, vid, GVRP_EVENT_R_LEAVE_ALL, protocol);
+    });
+}
+
+}  // namespace
+
+void mvrpLeaveallRaise(MvrpPortEntry* port, u32 protocol) {
+    if (mvrpGvrpCompliant())
+        mvrpGvrpLeaveallRaise(port, protocol);
+    else if (port->participant_mode == MVRP_PARTICIPANT_QUIET)
+        mvrpActiveRaise<MVRP_EVENT_R_LV_LA_QUIET>(port, protocol);
     else
-        gMvrpBytes.apply(mvrpMachines(port),
-                         mvrp ? kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>
-                              : kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_GVRP>);
+        mvrpActiveRaise<MVRP_EVENT_R_LA>(port, protocol);
 }
 
 void mvrpRcvLeaveall(MvrpPortEntry* port) {
@@ -35,7 +54,7 @@ void mvrpRcvLeaveall(MvrpPortEntry* port) {
                          mvrpLeaveallTimerHandler);
     mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
     if (silTimerRemain(&gMvrpInfo.timerList, &port->leaveTimer) == 0)
-        mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+        mvrpLeaveTimerStart(port);
 
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, 0,
                "Rcv leave all; (%u, %u, vlan %u machine 0x%02x)\n\r", port->portunit,

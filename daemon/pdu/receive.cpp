@@ -2,7 +2,9 @@
 #include "daemon/pdu/receive.h"
 
 #include <algorithm>
+#include <optional>
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/packet_dump.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
@@ -10,11 +12,13 @@
 #include "daemon/fsm/machine.h"
 #include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
+#include "daemon/pdu/admission.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_receive.h"
 #include "daemon/pdu/leaveall.h"
 #include "daemon/pdu/vector.h"
 #include "daemon/sync/standby.h"
+#include "daemon/timers/leave_clock.h"
 #include "daemon/timers/protocol_timers.h"
 
 namespace {
@@ -119,27 +123,54 @@ void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
                port->madMachine[vid - 1]);
 }
 
-inline void mvrpJoinReceive(MvrpPortEntry* port, u32 vid, const MvrpByteTable& after) {
+/// What the values of one PDU have in common.
+struct MvrpReception {
+    MvrpPortEntry* port;
+    bool registers;         ///< the registration mode lets the port register what is declared
+    bool hears;             ///< what is said of VLANs that are static here is heard (correction)
+    MvrpVlanBitmap joined;  ///< what the other ports are to hear of
+};
+
+/// Sends soon what is declared where an Mt or JoinMt has just made an applicant anxious: the
+/// neighbour has not registered it, and would hear of it again only with the next LeaveAll.
+inline void mvrpEmptyHear(MvrpPortEntry* port, u8 before, u8 after) {
+    constexpr u32 kAnxious = 1U << APP_STATE_AA | 1U << APP_STATE_AP;
+    if ((kAnxious >> mvrpApplicant(after) & 1U) != 0 &&
+        (kAnxious >> mvrpApplicant(before) & 1U) == 0)
+        mvrpVectorJoinStart(port);
+}
+
+inline void mvrpJoinReceive(const MvrpReception& reception, u32 vid, u32 event,
+                            const MvrpByteTable& after) {
+    MvrpPortEntry* port = reception.port;
     u8* machine = &port->madMachine[vid - 1];
-    *machine = after[*machine];
+    const u8 before = *machine;
+    *machine = after[before];
     mvrpMachineTrace(port, vid, 2);
+    if (reception.hears && event == MVRP_ATTRIBUTE_JOIN_MT)
+        mvrpEmptyHear(port, before, *machine);
     if (vid != mvrpPortPvid(port))
         mvrpRegistrationMark(port, vid);
 }
 
-void mvrpObserve(MvrpPortEntry* port, u32 vid, const MvrpByteTable& after, u32 step) {
+void mvrpObserve(const MvrpReception& reception, u32 vid, u32 event, const MvrpByteTable& after,
+                 u32 step) {
+    MvrpPortEntry* port = reception.port;
     u8* machine = &port->madMachine[vid - 1];
-    *machine = after[*machine];
+    const u8 before = *machine;
+    *machine = after[before];
     mvrpMachineTrace(port, vid, step);
+    if (reception.hears && event == MVRP_ATTRIBUTE_MT)
+        mvrpEmptyHear(port, before, *machine);
 }
 
 void mvrpLeaveReceive(MvrpPortEntry* port, u32 vid) {
     const bool quiet = port->participant_mode == MVRP_PARTICIPANT_QUIET;
-    mvrpFsmChange(&port->madMachine[vid - 1], quiet ? MVRP_EVENT_R_LV_LA_QUIET : MVRP_EVENT_R_LV,
-                  MVRP_PROTOCOL_MVRP);
+    mvrpMachineChange(port, vid, quiet ? MVRP_EVENT_R_LV_LA_QUIET : MVRP_EVENT_R_LV,
+                      MVRP_PROTOCOL_MVRP);
     mvrpMachineTrace(port, vid, 5);
-    mvrpPortTimerRestart(port, &port->vectorJoinTimer, kMvrpPromptJoinMs, mvrpJoinTimerHandler);
-    mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+    mvrpVectorJoinStart(port);
+    mvrpLeaveTimerStart(port);
 }
 
 /// What a declaration makes of a machine, by attribute event; null for an event that declares
@@ -157,20 +188,77 @@ constexpr MvrpJoins kJoins = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN>);
 constexpr MvrpJoins kJoinsNoObserve = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN_NO_OBSERVE>);
 
 /// An attribute event that does not declare its VLAN.
-void mvrpAttributeReceive(MvrpPortEntry* port, u32 vid, u32 event) {
+void mvrpAttributeReceive(const MvrpReception& reception, u32 vid, u32 event) {
     switch (event) {
         case MVRP_ATTRIBUTE_IN:
-            mvrpObserve(port, vid, kObservedTable<MVRP_EVENT_R_IN>, 3);
+            mvrpObserve(reception, vid, event, kObservedTable<MVRP_EVENT_R_IN>, 3);
             break;
         case MVRP_ATTRIBUTE_MT:
-            mvrpObserve(port, vid, kObservedTable<MVRP_EVENT_R_MT>, 4);
+            mvrpObserve(reception, vid, event, kObservedTable<MVRP_EVENT_R_MT>, 4);
             break;
         case MVRP_ATTRIBUTE_LV:
-            mvrpLeaveReceive(port, vid);
+            mvrpLeaveReceive(reception.port, vid);
             break;
         default:  // a packed byte of 216 or more holds a first event that does not exist
             break;
     }
+}
+
+/// An attribute event about a VLAN that is fixed here: the row that it raises, and the number of
+/// its trace line.
+struct MvrpFixedEvent {
+    MvrpEvent row;
+    u32 traceStep;
+};
+
+/// @return nothing for an event that does not exist
+std::optional<MvrpFixedEvent> mvrpFixedEvent(const MvrpPortEntry* port, u32 event) {
+    switch (event) {
+        case MVRP_ATTRIBUTE_NEW:
+            return MvrpFixedEvent{MVRP_EVENT_R_NEW, 2};
+        case MVRP_ATTRIBUTE_JOIN_IN:
+            return MvrpFixedEvent{port->participant_mode == MVRP_PARTICIPANT_NO_OBSERVE
+                                      ? MVRP_EVENT_R_JOIN_IN_NO_OBSERVE
+                                      : MVRP_EVENT_R_JOIN_IN,
+                                  2};
+        case MVRP_ATTRIBUTE_JOIN_MT:
+            return MvrpFixedEvent{MVRP_EVENT_R_JOIN_MT, 2};
+        case MVRP_ATTRIBUTE_IN:
+            return MvrpFixedEvent{MVRP_EVENT_R_IN, 3};
+        case MVRP_ATTRIBUTE_MT:
+            return MvrpFixedEvent{MVRP_EVENT_R_MT, 4};
+        case MVRP_ATTRIBUTE_LV:
+            // Row 10 would end the fixed registration.
+            return MvrpFixedEvent{port->participant_mode == MVRP_PARTICIPANT_QUIET
+                                      ? MVRP_EVENT_R_LV_LA_QUIET
+                                      : MVRP_EVENT_R_LA,
+                                  5};
+        default:
+            return std::nullopt;
+    }
+}
+
+/// Hears what is said of a VLAN that is fixed here: its applicant learns whether the neighbour has
+/// what is declared to it, and nothing is registered.
+void mvrpFixedReceive(MvrpPortEntry* port, u32 vid, u32 event) {
+    const std::optional<MvrpFixedEvent> fixed = mvrpFixedEvent(port, event);
+    if (!fixed.has_value())
+        return;
+    correctionActed(Correction::StaticHeard, port->portunit, vid);
+    u8* machine = &port->madMachine[vid - 1];
+    const u8 before = *machine;
+    mvrpFsmChange(machine, fixed->row, MVRP_PROTOCOL_MVRP);
+    mvrpMachineTrace(port, vid, fixed->traceStep);
+    if (event == MVRP_ATTRIBUTE_LV)
+        mvrpVectorJoinStart(port);
+    else if (event == MVRP_ATTRIBUTE_MT || event == MVRP_ATTRIBUTE_JOIN_MT)
+        mvrpEmptyHear(port, before, *machine);
+}
+
+/// Whether a VLAN whose type is known to be another than dynamic is heard all the same.
+bool mvrpFixedHeard(const MvrpReception& reception, u32 vid, QorVlanType type) {
+    return reception.hears && type == QorVlanType::Static &&
+           mvrpRegistrar(reception.port->madMachine[vid - 1]) == REG_STATE_INF;
 }
 
 /// The three events of each packed byte.
@@ -185,10 +273,36 @@ constexpr std::array<MvrpUnpacked, 256> kUnpacked = [] {
 }();
 static_assert(kUnpacked[0xFF][0] < kJoins.size(), "no packed event is beyond the table");
 
+/// Applies one attribute event. `after`: what it makes of a machine if it is a declaration.
+inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u32 event,
+                             const MvrpByteTable* after) {
+    MvrpPortEntry* port = reception->port;
+    // A VLAN that others configured is theirs; one the switch does not know can be registered.
+    const std::optional<QorVlanType> type = mvrpVlanType(vid);
+    const bool fixed = type.has_value() && *type != QorVlanType::Dynamic;
+    if (fixed ? !mvrpFixedHeard(*reception, vid, *type) : !reception->registers)
+        return;
+    if (after != nullptr && !mvrpPortAdmits(port, vid))
+        return;
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+               "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
+               "machine:0x%02x\r\n",
+               event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
+    if (fixed) [[unlikely]] {
+        mvrpFixedReceive(port, vid, event);
+    } else if (after != nullptr) [[likely]] {
+        mvrpBitSet(reception->joined.data(), vid - 1);
+        mvrpJoinReceive(*reception, vid, event, *after);
+    } else {
+        mvrpAttributeReceive(*reception, vid, event);
+    }
+}
+
 /// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
 /// end early. @return whether all were there
-bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<const u8> packed,
-                       MvrpVlanBitmap* joined) {
+bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
+                       std::span<const u8> packed) {
+    const MvrpPortEntry* port = reception->port;
     const bool observes = port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
     const MvrpJoins& joins = observes ? kJoins : kJoinsNoObserve;
     for (u32 i = 0; i < count && firstVid + i <= kMvrpVlanLast; ++i) {
@@ -196,25 +310,13 @@ bool mvrpEventsReceive(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<c
         if (i / kMvrpEventsPerByte >= packed.size())
             return false;
         const u32 event = kUnpacked[packed[i / kMvrpEventsPerByte]][i % kMvrpEventsPerByte];
-        // A VLAN that others configured is theirs; one the switch does not know can be registered.
-        if (mvrpVlanKnownAndNot(vid, QorVlanType::Dynamic))
-            continue;
-        MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
-                   "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
-                   "machine:0x%02x\r\n",
-                   event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
-        if (const MvrpByteTable* after = joins[event]) [[likely]] {
-            mvrpBitSet(joined->data(), vid - 1);
-            mvrpJoinReceive(port, vid, *after);
-        } else {
-            mvrpAttributeReceive(port, vid, event);
-        }
+        mvrpEventReceive(reception, firstVid, vid, event, joins[event]);
     }
     return packed.size() == mvrpPackedBytes(count);
 }
 
 /// Walks the vectors of a PDU that begins with `header`. @return whether it came to the end mark
-bool mvrpVectorsWalk(MvrpPortEntry* port, MvrpReader reader, u32 header, MvrpVlanBitmap* joined) {
+bool mvrpVectorsWalk(MvrpReception* reception, MvrpReader reader, u32 header) {
     u32 count = header & kMvrpValueCountMask;
     while (count != 0) {
         u32 firstVid = 0;
@@ -222,9 +324,9 @@ bool mvrpVectorsWalk(MvrpPortEntry* port, MvrpReader reader, u32 header, MvrpVla
             return false;
         if (firstVid < kMvrpVlanFirst || firstVid > kMvrpVlanLast)
             return false;
-        if (port->registration_mode != MVRP_REGISTRATION_NORMAL)
+        if (!reception->registers && !reception->hears)
             return false;
-        if (!mvrpEventsReceive(port, firstVid, count, reader.take(mvrpPackedBytes(count)), joined))
+        if (!mvrpEventsReceive(reception, firstVid, count, reader.take(mvrpPackedBytes(count))))
             return false;
 
         header = kMvrpEndMark;
@@ -269,9 +371,12 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     }
 
     // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
-    MvrpVlanBitmap joined = {};
-    const bool whole = mvrpVectorsWalk(port, reader, header, &joined);
-    mvrpMapPropagateJoins(joined, port);
+    MvrpReception reception = {port,
+                               port->registration_mode == MVRP_REGISTRATION_NORMAL,
+                               mvrpCorrects(Correction::StaticHeard),
+                               {}};
+    const bool whole = mvrpVectorsWalk(&reception, reader, header);
+    mvrpMapPropagateJoins(reception.joined, port);
     if (whole)
         mvrpMapPropagateJoinMsgSend(port);
     return 0;

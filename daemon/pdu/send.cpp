@@ -9,6 +9,7 @@
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/sent_before.h"
 #include "daemon/pdu/vector.h"
+#include "daemon/timers/leave_clock.h"
 #include "daemon/timers/protocol_timers.h"
 
 namespace {
@@ -227,10 +228,10 @@ bool mvrpMaySend(const MvrpPortEntry* port) {
 /// Raises event 25 on what did not fit into the one LeaveAll PDU: it is not sent.
 void mvrpLeaveallRestApply(MvrpPortEntry* port, u32 firstVid) {
     for (u32 vid = firstVid; vid <= kMvrpVlanLast; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
+        const u8* machine = &port->madMachine[vid - 1];
         if (!mvrpVlanActive(*machine) || mvrpApplicant(*machine) == APP_STATE_LO)
             continue;
-        mvrpFsmChange(machine, MVRP_EVENT_LEAVE_ALL_SENT, MVRP_PROTOCOL_MVRP);
+        mvrpMachineChange(port, vid, MVRP_EVENT_LEAVE_ALL_SENT, MVRP_PROTOCOL_MVRP);
         MVRP_TRACE(MVRP_DEBUG_TRANSMIT, port->portunit, vid,
                    "Send leave all pkt2; port:%u, vid:%u, madMachine:0x%02x\r\n", port->portunit,
                    vid, *machine);

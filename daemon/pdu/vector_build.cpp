@@ -2,6 +2,7 @@
 //
 // The builders of one vector: which attribute event each VLAN's applicant and registrar call for,
 // the machine event that follows from sending it, and the packing.
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/fsm/machine.h"
@@ -10,6 +11,7 @@
 #include "daemon/pdu/send.h"
 #include "daemon/pdu/sent_before.h"
 #include "daemon/pdu/vector.h"
+#include "daemon/timers/leave_clock.h"
 
 namespace {
 
@@ -98,11 +100,21 @@ void mvrpSentApply(MvrpPortEntry* port, u32 vid, const MvrpSending& sending) {
     mvrpVectorTrace(port, vid, sending.traceStep + 1);
 }
 
-/// Forgets an inactive VLAN once its last word is sent, if the VLAN below it is a dynamic one. That
-/// the VLAN below is asked about, not this one, is wanted.
+/// Whether an inactive VLAN is forgotten once its last word is sent: if the VLAN below it is a
+/// dynamic one. That the VLAN below is asked about, not this one, is wanted, unless corrected; then
+/// one that is gone is forgotten, too.
+bool mvrpInactiveGoes(const MvrpPortEntry* port, u32 vid) {
+    if (!mvrpCorrects(Correction::StaticKept))
+        return mvrpVlanType(vid - 1) == QorVlanType::Dynamic;
+    const std::optional<QorVlanType> type = mvrpVlanType(vid);
+    if (!type.has_value())
+        correctionActed(Correction::StaticKept, port->portunit, vid);
+    return type.value_or(QorVlanType::Dynamic) == QorVlanType::Dynamic;
+}
+
 void mvrpInactiveForget(MvrpPortEntry* port, u32 vid) {
     u8* machine = &port->madMachine[vid - 1];
-    if (mvrpVlanActive(*machine) || mvrpVlanType(vid - 1) != QorVlanType::Dynamic)
+    if (mvrpVlanActive(*machine) || !mvrpInactiveGoes(port, vid))
         return;
     mvrpVectorTrace(port, vid, 11);
     *machine = 0;
@@ -192,6 +204,11 @@ constexpr MvrpByteMap kLeaveallEvents = mvrpByteMap([](u8 machine) {
                                                                            : kNoAttribute;
 });
 constexpr MvrpByteMap kLeaveallMachines = mvrpByteMap(mvrpMachineInLeaveall);
+/// Machines that are leaving by being carried in one, but for an idle byte, which is never carried.
+constexpr MvrpByteMarks kLeaveallLeaving = mvrpByteMarks([](u8 machine) {
+    return machine != 0 && mvrpRegistrar(machine) != REG_STATE_LV &&
+           mvrpRegistrar(mvrpMachineInLeaveall(machine)) == REG_STATE_LV;
+});
 
 /// Runs from this length on are worth a form that sets out for long ones.
 constexpr u32 kLongRun = 64;
@@ -277,15 +294,20 @@ s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::sp
         mvrpVectorBegin(out, kMvrpLeaveAllBit | count, endVlan - count, count);
     if (packed.empty())
         return -1;
-    if (mvrpRunPack(mvrpRunMachines(port, endVlan - count, count), kLeaveallEvents,
-                    kLeaveallMachines, packed) != MvrpPacked::No)
+    const std::span<u8> machines = mvrpRunMachines(port, endVlan - count, count);
+    MvrpVlanBitmap leaving;
+    const bool anyLeaving = mvrpLeavingMark(machines, kLeaveallLeaving, &leaving);
+    if (mvrpRunPack(machines, kLeaveallEvents, kLeaveallMachines, packed) != MvrpPacked::No) {
+        if (anyLeaving)
+            mvrpLeaveClockBegin(std::span(port->vlanFlag).subspan(endVlan - count - 1, count),
+                                leaving);
         return mvrpVectorLength(packed);
+    }
     MvrpEventPacker packer(packed);
     for (u32 vid = endVlan - count; vid < endVlan; ++vid) {
-        u8* machine = &port->madMachine[vid - 1];
-        mvrpFsmChange(machine, MVRP_EVENT_IN_LEAVE_ALL, MVRP_PROTOCOL_MVRP);
+        mvrpMachineChange(port, vid, MVRP_EVENT_IN_LEAVE_ALL, MVRP_PROTOCOL_MVRP);
         MvrpAttributeEvent event = MVRP_ATTRIBUTE_NEW;
-        if (!mvrpLeaveallEventChoose(*machine, &event))
+        if (!mvrpLeaveallEventChoose(port->madMachine[vid - 1], &event))
             return -1;
         packer.put(event);
     }

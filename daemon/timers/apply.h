@@ -18,6 +18,9 @@ struct MvrpApplyKind {
     bool yields;         ///< gives way as soon as a socket has data
     bool adds;           ///< applies pending additions; else they are dropped, their flag left set
     bool spares;         ///< a VLAN that another enabled port needs is not deleted from the switch
+    /// What others need is left alone throughout: what is spared is so in every flush, and pairs
+    /// that wait for an addition stay.
+    bool careful;
 };
 
 /// Why a batch is flushed. The value numbers the flush in the trace lines.
@@ -49,6 +52,7 @@ struct MvrpBatch {
     u32 count;                 ///< pairs collected since the last flush at the limit
     u32 limit;                 ///< pairs at which the batch is flushed
     u32 start;                 ///< first VLAN index that the marking loops look at
+    u32 flushesOwed;           ///< flushes to do before the walk may give way
 };
 
 /// Flushes a batch for its port; the marking loops end with VLAN index `last`.

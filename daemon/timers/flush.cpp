@@ -141,6 +141,8 @@ void mvrpVlansDelete(const MvrpFlush& flush) {
 void mvrpBatchFlush(const MvrpApplyKind& kind, const MvrpFlushKind& how, MvrpBatch* batch,
                     u32 last) {
     const MvrpFlush flush = {kind, how, batch, last};
+    if (batch->flushesOwed != 0)
+        --batch->flushesOwed;
     if (kind.adds) {
         if (mvrpVlansCreate(flush))
             mvrpMembershipAdd(flush);

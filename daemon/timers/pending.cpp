@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/timers/pending.h"
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/timers/apply.h"
@@ -14,6 +15,7 @@ constexpr MvrpApplyKind kPendingTimer = {
     .yields = true,
     .adds = true,
     .spares = true,
+    .careful = false,
 };
 
 /// Wanted: an immediate removal deletes a VLAN from the switch though another port carries it.
@@ -23,7 +25,21 @@ constexpr MvrpApplyKind kImmediateRemoval = {
     .yields = false,
     .adds = false,
     .spares = false,
+    .careful = false,
 };
+
+/// The same, corrected.
+constexpr MvrpApplyKind kCarefulRemoval = {
+    .name = kImmediateRemoval.name,
+    .category = kImmediateRemoval.category,
+    .yields = false,
+    .adds = false,
+    .spares = true,
+    .careful = true,
+};
+
+/// Flushes that a run of the pending timer owes after one that gave way (correction).
+constexpr u32 kFlushesOwed = 8;
 
 struct MvrpSocketName {
     s32 MvrpInfo::*socket;
@@ -46,8 +62,9 @@ u32 mvrpBytesWaiting(s32 socket) {
 
 /// Whether one of the first `sockets` has data, which ends the walk. `unit` is the port of the pair
 /// at hand; after the last pair there is none.
-bool mvrpMustYield(const MvrpApplyKind& kind, size_t sockets, const MvrpPortVlanEntry* pair) {
-    if (!kind.yields)
+bool mvrpMustYield(const MvrpApplyKind& kind, const MvrpBatch& batch, size_t sockets,
+                   const MvrpPortVlanEntry* pair) {
+    if (!kind.yields || batch.flushesOwed != 0)
         return false;
     for (const MvrpSocketName& socket : std::span(kYieldSockets).first(sockets)) {
         const u32 bytes = mvrpBytesWaiting(gMvrpInfo.*socket.socket);
@@ -80,10 +97,23 @@ u32 mvrpBatchLimit(const MvrpApplyKind& kind, u32 unit) {
     return gMvrpInfo.vlanNumPerTimesAgg;
 }
 
+/// Leaves nothing of the port before.
+void mvrpBatchBegin(MvrpBatch* batch) {
+    if (batch->count != 0 || batch->start != 0)
+        correctionActed(Correction::OwnBatch, batch->unit, 0);
+    const u32 owed = batch->flushesOwed;
+    *batch = {};
+    batch->flushesOwed = owed;
+}
+
 /// Makes `unit` the port whose pairs are collected; without an entry its pairs are passed over.
 void mvrpBatchPortChange(const MvrpApplyKind& kind, MvrpBatch* batch, u32 unit) {
+    const bool own = mvrpCorrects(Correction::OwnBatch);
     if (batch->count != 0 && batch->port != nullptr)
-        mvrpBatchFlush(kind, kMvrpFlushPortChange, batch, kMvrpVlanCount - 1);
+        mvrpBatchFlush(kind, own ? kMvrpFlushFinal : kMvrpFlushPortChange, batch,
+                       kMvrpVlanCount - 1);
+    if (own)
+        mvrpBatchBegin(batch);
 
     batch->unit = unit;
     batch->port = mvrpPortEntryGet(unit);
@@ -110,8 +140,8 @@ void mvrpPairTrace(const MvrpApplyKind& kind, const MvrpPortVlanEntry* pair, con
                pair->vid);
 }
 
-/// Takes a pair into the batch, or drops one that nothing is pending for. @return whether it was
-/// taken; a dropped pair is gone
+/// Takes a pair into the batch, or drops one that nothing is pending for, or passes over one that
+/// is none of the walk's business. @return whether it was taken; a dropped pair is gone
 bool mvrpPairCollect(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEntry* pair) {
     const u32 index = pair->vid - 1U;
     const u8* flag = &batch->port->vlanFlag[index];
@@ -122,6 +152,10 @@ bool mvrpPairCollect(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEn
         }
         mvrpBitSet(batch->creation.data(), index);
         mvrpPairTrace(kind, pair, "create");
+    } else if (kind.careful && mvrpBitTest(flag, MVRP_FLAG_ADD) != 0 &&
+               mvrpBitTest(flag, MVRP_FLAG_REMOVE) == 0) {
+        correctionActed(Correction::SpareOthers, pair->portUnit, pair->vid);
+        return false;
     } else if (mvrpBitTest(flag, MVRP_FLAG_REMOVE) == 0) {
         mvrpPairDrop(kind, pair, 4);
         return false;
@@ -148,7 +182,7 @@ bool mvrpPairApply(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEntr
     const MvrpPortVlanEntry key = *pair;
     MVRP_TRACE(kind.category, key.portUnit, key.vid, "%s start1; port vlan info.(%u,%u,%u,%u)\n\r",
                kind.name, key.portUnit, key.vid, gMvrpInfo.vlanEntryNum, gMvrpInfo.mvrpNum);
-    if (mvrpMustYield(kind, kYieldSockets.size(), &key))
+    if (mvrpMustYield(kind, *batch, kYieldSockets.size(), &key))
         return false;
     if (key.portUnit != batch->unit)
         mvrpBatchPortChange(kind, batch, key.portUnit);
@@ -156,7 +190,7 @@ bool mvrpPairApply(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEntr
         return true;
     if (batch->count >= batch->limit) {
         mvrpBatchFull(kind, batch, key.vid - 1U);
-        if (mvrpMustYield(kind, 1, &key))
+        if (mvrpMustYield(kind, *batch, 1, &key))
             return false;
     }
     MVRP_TRACE(kind.category, key.portUnit, key.vid, "%s end1; port vlan info.(%u,%u,%u)\n\r",
@@ -185,35 +219,45 @@ void mvrpPendingTimerRestart() {
 }
 
 /// One run over all pairs. Has nothing left to say when it returns.
-void mvrpPendingRun(const MvrpApplyKind& kind) {
+/// @return whether it came to its end; else it gave way
+bool mvrpPendingRun(const MvrpApplyKind& kind, u32 flushesOwed) {
     MvrpBatch batch = {};
-    if (!mvrpPairsApply(kind, &batch))
-        return;
-    if (mvrpMustYield(kind, kYieldSockets.size(), nullptr))
-        return;
+    batch.flushesOwed = flushesOwed;
+    if (!mvrpPairsApply(kind, &batch) || mvrpMustYield(kind, batch, kYieldSockets.size(), nullptr))
+        return false;
     if (batch.count == 0)
-        return;
+        return true;
 
     MVRP_TRACE(kind.category, batch.unit, 0, "%s start2; port vlan info.(%u,%u,%u)\n\r", kind.name,
                batch.unit, batch.count, gMvrpInfo.vlanEntryNum);
     batch.port = mvrpPortEntryGet(batch.unit);
     if (batch.port == nullptr) {
         MVRP_TRACE(kind.category, 0, 0, "%s done3.(%u)\n\r", kind.name, gMvrpInfo.vlanEntryNum);
-        return;
+        return true;
     }
     mvrpBatchFlush(kind, kMvrpFlushFinal, &batch, kMvrpVlanCount - 1);
     MVRP_TRACE(kind.category, batch.unit, 0, "%s end2; port vlan info.(%u,%u)\n\r", kind.name,
                batch.unit, gMvrpInfo.vlanEntryNum);
+    return true;
+}
+
+/// What a run owes before it may give way: nothing, or, if that is corrected, a few flushes after a
+/// run that gave way, so that work goes on under any load.
+u32 mvrpFlushesOwed() {
+    return gMvrpInfo.pendingGaveWay && mvrpCorrectsNow(Correction::YieldBounded, 0, 0)
+               ? kFlushesOwed
+               : 0;
 }
 
 }  // namespace
 
 u32 mvrpPendingTimerHandler(void* /*argument*/) {
-    mvrpPendingRun(kPendingTimer);
+    gMvrpInfo.pendingGaveWay = !mvrpPendingRun(kPendingTimer, mvrpFlushesOwed());
     mvrpPendingTimerRestart();
     return kStatusOk;
 }
 
 void mvrpPortVlanDel() {
-    mvrpPendingRun(kImmediateRemoval);
+    const bool careful = mvrpCorrects(Correction::SpareOthers);
+    mvrpPendingRun(careful ? kCarefulRemoval : kImmediateRemoval, 0);
 }

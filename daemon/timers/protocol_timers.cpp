@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/timers/protocol_timers.h"
 
+#include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
@@ -11,6 +12,7 @@
 #include "daemon/pdu/leaveall.h"
 #include "daemon/pdu/send.h"
 #include "daemon/sync/standby.h"
+#include "daemon/timers/leave_clock.h"
 
 namespace {
 
@@ -68,13 +70,23 @@ void mvrpLeavingExpire(MvrpPortEntry* port, u32 vid) {
         mvrpVlanForget(port, vid);
 }
 
-/// Ends what is leaving on the port; `left` receives the VLANs that left. @return whether there was
-/// anything to do; without that `left` is not written
-bool mvrpRegistrationsExpire(MvrpPortEntry* port, MvrpVlanBitmap* left) {
+/// What an expiry of the leave timer found.
+struct MvrpExpiry {
+    bool any = false;      ///< anything to do; without that `left` is not written
+    bool waiting = false;  ///< registrations whose leave time is not over
+    MvrpVlanBitmap left;   ///< VLANs that left
+};
+
+/// Ends what is leaving on the port. With a clock, only what has no time left.
+void mvrpRegistrationsExpire(MvrpPortEntry* port, bool clocked, MvrpExpiry* expiry) {
     // Most expiries find nothing, and make no bitmap for that.
-    if (!gMvrpBytes.has(mvrpMachines(port), kMvrpExpiringMachines))
-        return false;
+    expiry->any = gMvrpBytes.has(mvrpMachines(port), kMvrpExpiringMachines);
+    if (!expiry->any)
+        return;
+    MvrpVlanBitmap* left = &expiry->left;
     gMvrpBytes.mark(mvrpMachines(port), kMvrpExpiringMachines, left);
+    if (clocked)
+        expiry->waiting = mvrpLeaveClockTick(port, left);
     mvrpForEachVlan(*left, [port, left](u32 vid) {
         u8* machine = &port->madMachine[vid - 1];
         if (mvrpRegistrar(*machine) == REG_STATE_LV) {
@@ -86,7 +98,6 @@ bool mvrpRegistrationsExpire(MvrpPortEntry* port, MvrpVlanBitmap* left) {
     });
     if (!mvrpMapLeavesTraced())
         mvrpMapPropagateLeaves(*left, port);
-    return true;
 }
 
 }  // namespace
@@ -98,6 +109,13 @@ static_assert(u32{MVRP_EVENT_LEAVE_TIMER} == u32{GVRP_EVENT_LEAVE_TIMER} &&
 void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms) {
     port->joinTimerFlag = flag;
     mvrpPortTimerRestart(port, &port->joinTimer, ms, mvrpJoinTimerHandler);
+}
+
+void mvrpVectorJoinStart(MvrpPortEntry* port) {
+    u32 ms = kMvrpPromptJoinMs;
+    if (port->join_timeout < ms && mvrpCorrectsNow(Correction::StaticHeard, port->portunit, 0))
+        ms = port->join_timeout;
+    mvrpPortTimerRestart(port, &port->vectorJoinTimer, ms, mvrpJoinTimerHandler);
 }
 
 void mvrpJoinCycleStep(MvrpPortEntry* port, MvrpJoinTimerFlag flag) {
@@ -120,12 +138,16 @@ u32 mvrpJoinTimerHandler(void* argument) {
 u32 mvrpLeaveTimerHandler(void* argument) {
     MvrpPortEntry* port = mvrpTimerPort(argument);
     mvrpHandlerTrace(port, "Leave timer handler");
-    MvrpVlanBitmap left;
-    const bool expired = mvrpRegistrationsExpire(port, &left);
-    mvrpMapPropagateLeaveMsgSend(port);
-    QorBuffer leftVlans = mvrpBitmapBuffer(left);
-    if (expired && mvrpLeaveIndication(&leftVlans, port) != kStatusOk)
+    const bool clocked = mvrpCorrects(Correction::LeaveClock);
+    MvrpExpiry expiry;
+    mvrpRegistrationsExpire(port, clocked, &expiry);
+    if (!clocked || (expiry.any && !mvrpBitmapEmpty(expiry.left)))
+        mvrpMapPropagateLeaveMsgSend(port);
+    QorBuffer leftVlans = mvrpBitmapBuffer(expiry.left);
+    if (expiry.any && mvrpLeaveIndication(&leftVlans, port) != kStatusOk)
         return kStatusFailed;
+    if (expiry.waiting)
+        mvrpLeaveTimerStart(port);
     mvrpHandlerTrace(port, "Leave timer handler done");
     return kStatusOk;
 }
@@ -138,7 +160,7 @@ u32 mvrpLeaveallTimerHandler(void* argument) {
     mvrpHandlerTrace(port, "Leave all timer handler");
     port->msgNum = 0;
     mvrpJoinTimerArm(port, MVRP_JOIN_FULL, port->join_timeout);
-    mvrpPortTimerRestart(port, &port->leaveTimer, port->leave_timeout, mvrpLeaveTimerHandler);
+    mvrpLeaveTimerStart(port);
     mvrpPortTimerRestart(port, &port->leaveAllTimer, port->leaveAllTimeout,
                          mvrpLeaveallTimerHandler);
     if (mvrpGvrpCompliant()) {

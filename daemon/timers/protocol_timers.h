@@ -13,6 +13,10 @@ inline constexpr u32 kMvrpPromptJoinMs = 1000;
 /// Has the port send what `flag` says when `ms` have passed.
 void mvrpJoinTimerArm(MvrpPortEntry* port, MvrpJoinTimerFlag flag, u32 ms);
 
+/// Has the port send what its joinTimerFlag says in kMvrpPromptJoinMs, by its second join timer;
+/// with the correction static-heard within its join time, too.
+void mvrpVectorJoinStart(MvrpPortEntry* port);
+
 /// Counts a transmission and, while it is not the last of its round, arms the join timer for the
 /// next, which sends what `flag` says.
 void mvrpJoinCycleStep(MvrpPortEntry* port, MvrpJoinTimerFlag flag);

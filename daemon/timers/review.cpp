@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "daemon/base/trace.h"
+#include "platform/contract/corrections.h"
 
 namespace {
 
@@ -108,10 +109,12 @@ void mvrpForEachEight(const MvrpRemoved& removed, Action action) {
 }
 
 /// Settles what a port that still needs a VLAN means for its deletion from the switch.
-void mvrpDeletionSettle(const MvrpFlush& flush, u32 byte, u8 needed) {
+void mvrpDeletionSettle(const MvrpFlush& flush, const MvrpPortEntry* port, u32 byte, u8 needed) {
     u8* deletion = &flush.batch->deletion[byte];
-    *deletion =
-        static_cast<u8>(flush.how.deletesRemoved ? *deletion & ~needed : *deletion | needed);
+    if (flush.kind.careful && (*deletion & needed) != 0)
+        correctionActed(Correction::SpareOthers, port->portunit, 0);
+    const bool takesOut = flush.how.deletesRemoved || flush.kind.careful;
+    *deletion = static_cast<u8>(takesOut ? *deletion & ~needed : *deletion | needed);
 }
 
 }  // namespace
@@ -130,7 +133,7 @@ void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
             mvrpPortVlanEntryEnsure(port->portunit, vid);
         }
         if (flush.kind.spares && mvrpStillNeeds(port, index))
-            mvrpDeletionSettle(flush, index / kEight, kMvrpBitMask[index % kEight]);
+            mvrpDeletionSettle(flush, port, index / kEight, kMvrpBitMask[index % kEight]);
     }
 }
 
@@ -170,7 +173,7 @@ void mvrpReviewsCatchUp(const MvrpFlush& flush) {
                     if ((unmarked & kMvrpBitMask[i]) != 0)
                         mvrpVlanFlagRemovePending(port, index + i + 1);
             if (spared)
-                mvrpDeletionSettle(flush, index / kEight, needed);
+                mvrpDeletionSettle(flush, port, index / kEight, needed);
         });
     }
 }
