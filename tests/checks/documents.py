@@ -81,11 +81,28 @@ def wrong_numbers(root):
             yield f"{document}: {said} says {stated}, the code {held}"
 
 
-CHECKS = [dead_links, unmapped_folders, loose_records, wrong_numbers]
+def wrong_behaviour(root):
+    """Corrections without a row of their own in docs/behaviour.md, and scenarios that are not there."""
+    text = (root / "docs/behaviour.md").read_text(encoding="utf-8")
+    header = (root / "platform/contract/corrections.h").read_text(encoding="utf-8")
+    names = re.search(r"kCorrectionNames = \{(.*?)\};", header, re.DOTALL)
+    names = re.findall(r'"([a-z-]+)"', names[1]) if names else []
+    rows = re.findall(r"^\| `([a-z-]+)` \|", text, re.MULTILINE)
+    if not names or rows != names:
+        yield f"docs/behaviour.md: rows {rows}, corrections {names}"
+    for name in re.findall(r"`([a-z]+/[a-z0-9-]+)`", text):
+        if not (root / "tests/scenario/cases" / f"{name}.scn").exists():
+            yield f"docs/behaviour.md: no scenario {name}"
+
+
+CHECKS = [dead_links, unmapped_folders, loose_records, wrong_numbers, wrong_behaviour]
 
 # (what is wrong with it, file, text): each has to be noticed by one check.
 SOUND = {
-    "README.md": "| `docs/` | x |\n| `platform/` | x |\n",
+    "README.md": "| `docs/` | x |\n| `platform/` | x |\n| `tests/` | x |\n",
+    "docs/behaviour.md": "| x | `a/b` |\n| `one-more` | x | x |\n",
+    "platform/contract/corrections.h": 'kCorrectionNames = {\n    "one-more",\n};\n',
+    "tests/scenario/cases/a/b.scn": "\n",
     "docs/linux-guide.md": "There is room for 512 ports.\n",
     "docs/records/README.md": "[x](2026-01-02-x.md)\n",
     "docs/records/2026-01-02-x.md": "# X\n\n2 January 2026, commit abcdef0.\n",
@@ -94,11 +111,14 @@ SOUND = {
 PLANTED = [
     (dead_links, "docs/linux-guide.md", "There is room for 512 ports. [x](gone.md)\n"),
     (unmapped_folders, "lab/x.py", "\n"),
-    (unmapped_folders, "README.md", "| `docs/` | x |\n| `platform/` | x |\n| `gone/` | x |\n"),
+    (unmapped_folders, "README.md", "| `docs/` | x |\n| `platform/` | x |\n| `tests/` | x |\n"
+     "| `gone/` | x |\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n3 January 2026, commit abcdef0.\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n2 January 2026.\n"),
     (loose_records, "docs/records/2026-01-03-y.md", "# Y\n\n3 January 2026, commit abcdef0.\n"),
     (wrong_numbers, "docs/linux-guide.md", "There is room for 48 ports.\n"),
+    (wrong_behaviour, "docs/behaviour.md", "| `one-more` | x | x |\n| `another` | x | x |\n"),
+    (wrong_behaviour, "docs/behaviour.md", "| x | `a/c` |\n| `one-more` | x | x |\n"),
 ]
 
 
