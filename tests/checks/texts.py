@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Every text that the daemon writes is seen in a recorded trace, and no trace holds another.
+"""Every text that the daemon's sources hold is seen in a recorded trace, and no trace holds another.
 
 texts.txt lists the formats of all trace lines, operator messages and dump lines, one a line, as C
-writes them. Usage: texts.py [BUILD DIRECTORY, not used]
+writes them and with the parts put in that the daemon composes them of. What it lists is compared with
+the string literals of daemon/, both ways, and with the traces, both ways.
+Usage: texts.py [BUILD DIRECTORY, not used]
 """
 
 import re
@@ -12,6 +14,22 @@ from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 CASES = HERE.parent / "scenario" / "cases"
+DAEMON = HERE.parents[1] / "daemon"
+
+# Literals that are no part of a text: names, and what only the compiler says.
+NAMES = re.compile(r"""
+    avx2 | /tmp/mvrp\w+\.socket                      # the machine, sockets
+  | mvrp(?:Dbg|Show|dbg|Vlan|Port)\w+                # debug entry points
+  | mvrp | mvrptask | mvrpcmdtask | mvrp_port | mvrp_vlan
+  | mvrp\.(?:enable|max\w+|vlannum\w+)               # start-up options
+  | (?:APP|REG)_STATE_\w+                            # states, which the tables spell out
+  | MVRP_Vl3\.10\.00\.00
+""", re.VERBOSE)
+COMPILER_SAYS = re.compile(r'\bthrow\s*$|\bstatic_assert\s*\([^;]*$')
+TOKEN = re.compile(r"""(?P<text>"(?:[^"\\\n]|\\.)*")|'(?:[^'\\\n]|\\.)*'|//[^\n]*|/\*.*?\*/
+                   |^[ \t]*\#[ \t]*include[^\n]*""", re.DOTALL | re.MULTILINE | re.VERBOSE)
+LINE_END = re.compile(r"\\[rn]")
+CONVERSION = re.compile(r"%(?:%|#?\d*[a-z])")
 
 # What a conversion of printf prints, in a recorded trace.
 CONVERSIONS = {
@@ -36,6 +54,86 @@ HEX_LINE = re.compile(r"(?:[0-9a-f]{2} )*(?:\\r\\n)?")
 EVENT = re.compile(r'^  (?:(?:log|iflog) [0-9a-f]{8} \d+ \d+|out|perror) "(.*)"$')
 
 
+def literals(source):
+    """Yields the string literals of a source, as written; those side by side are one."""
+    text, end = "", None
+    for token in TOKEN.finditer(source):
+        if token["text"] is None:
+            continue
+        if end is not None and not source[end:token.start()].strip():
+            text += token["text"][1:-1]
+        else:
+            if text:
+                yield text
+            said_by_compiler = COMPILER_SAYS.search(source[:token.start()])
+            text = "" if said_by_compiler else token["text"][1:-1]
+        end = token.end()
+    if text:
+        yield text
+
+
+def composed(literal):
+    """The regular expression of the texts that a literal may be put together to. One that ends a line
+    is a whole text, another a part of some."""
+    parts = [".*" if CONVERSION.fullmatch(part) else re.escape(part)
+             for part in re.split(f"({CONVERSION.pattern})", literal)]
+    whole = "".join(parts)
+    return re.compile(whole if LINE_END.search(literal) else rf".*(?<!\w){whole}(?!\w).*")
+
+
+def sources(daemon):
+    return sorted(path for path in daemon.rglob("*") if path.suffix in (".h", ".cpp"))
+
+
+def says_something(literal):
+    """Whether a literal is more than what others put in, and no name."""
+    rest = LINE_END.sub("", CONVERSION.sub("", literal))
+    return re.search(r"\w|=", rest) and not NAMES.fullmatch(literal)
+
+
+def listed(literal, texts):
+    """The texts that a literal may be put together to."""
+    return {text for text in texts if composed(literal).fullmatch(text)}
+
+
+def unlisted(found, texts):
+    """Yields the literals that are of no text."""
+    return (literal for literal in sorted(found)
+            if says_something(literal) and not listed(literal, texts))
+
+
+def unwritten(found, texts):
+    """Yields the texts that no literal ends the line of."""
+    written = set()
+    for literal in found:
+        if LINE_END.search(literal):
+            written |= listed(literal, texts)
+    return (text for text in texts if text not in written)
+
+
+PLANTED = [
+    'MVRP_TRACE(MVRP_DEBUG_STATE, 0, 0, "a new line of port %u\\r\\n", unit);',
+    'MVRP_TRACE(MVRP_DEBUG_STATE, 0, 0, "%s; a new line\\n\\r", kind.name);',
+    'mvrpStartTrace("a new"\n    " failure\\n\\r");',
+    'mvrpGvrpJoinTrace(port, vid, "five");',
+    'constexpr MvrpApplyKind kNew = {.name = "new handler"};',
+    'printf("%u new\\n\\r", port->enable);',
+]
+
+
+def comparison(found, texts):
+    """Yields where the list and the literals differ, and what of the planted is overlooked."""
+    for literal in unlisted(found, texts):
+        yield f"texts.txt does not list: {literal}"
+    for text in unwritten(found, texts):
+        yield f"daemon/ does not hold: {text}"
+    for line in PLANTED:
+        if not list(unlisted(set(literals(line)), texts)):
+            yield f"the check does not notice {line}"
+    if not list(unwritten(found, [r"nobody writes this\r\n"])):
+        yield "the check does not notice a text that nobody writes"
+
+
 def pattern(text):
     """The regular expression of a format's output."""
     parts = re.split("(" + "|".join(map(re.escape, CONVERSIONS)) + ")", text)
@@ -55,13 +153,18 @@ def main():
             seen.update(hits)
             if not hits and not HEX_LINE.fullmatch(event[1]):
                 unknown.setdefault(event[1], trace)
+    found = {text for path in sources(DAEMON) for text in literals(path.read_text())}
+    problems = list(comparison(found, texts))
     missing = [text for text in texts if (text in seen) == (text in UNREACHABLE)]
     for text in missing:
         print(f"{'a trace shows after all' if text in seen else 'no trace shows'}: {text}")
     for text, trace in unknown.items():
         print(f"{trace.relative_to(CASES)}: not in texts.txt: {text}")
-    print(f"{len(texts) - len(missing)} passed, {len(missing) + len(unknown)} failed")
-    return 1 if missing or unknown else 0
+    print("\n".join(problems), end="\n" if problems else "")
+    passed = len(texts) - len(missing) + len(PLANTED) + 1
+    failed = len(missing) + len(unknown) + len(problems)
+    print(f"{passed} passed, {failed} failed")
+    return failed != 0
 
 
 if __name__ == "__main__":
