@@ -2,6 +2,14 @@
 //
 // The one global state record of the daemon, and the numbers that its fields are read with.
 //
+// All that the daemon knows is here, in the items of the two pools, and with the platform: who
+// keeps the record, with its pools, and puts another in its place has another daemon. Beside it
+// stand two stores of answers, which fit any record and are not put in its place: the bitmaps of
+// mvrpPairMap(), which carry pairEpoch, and gMvrpSentBefore, which is found by the machines that it
+// is about. A record that is copied, and not moved, has pairEpoch set to 0 in the copy: two trees
+// must not share a number. gMvrpBytes is chosen once, before main, and gMvrpSyncDebug is read by
+// nothing. tests/checks/symbols.py fails for any other variable.
+//
 // Lock: every field but the sockets and the limits is touched with gMvrpInfo.sem held
 // (mvrpLock/mvrpUnlock), from the protocol task and from the command task.
 #pragma once

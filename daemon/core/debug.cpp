@@ -31,7 +31,7 @@ enum MvrpDebugCommand : u32 {
     DEBUG_SHOW_PORT = 5,
 };
 
-/// Line number that the "no this port entry" line has always shown.
+/// Number that the "no this port entry" line shows: see docs/compatibility.md.
 constexpr u32 kNoPortLine = 1195;
 
 constexpr char kSeparator[] = "==================================\n\r";

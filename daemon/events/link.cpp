@@ -18,7 +18,7 @@
 
 namespace {
 
-/// Numbers that two trace lines carry for historical reasons.
+/// Numbers that two trace lines show: see docs/compatibility.md.
 constexpr u32 kTypeUnitTraceTag = 348;
 constexpr u32 kTypeVlanTraceTag = 354;
 

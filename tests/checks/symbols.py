@@ -30,6 +30,20 @@ def archive_symbols(archive):
     return undefined - defined, defined
 
 
+# What of the library may change while it runs: the record, and what daemon/base/info.h says of the others.
+STATE = {"gMvrpInfo", "gMvrpSentBefore", "gMvrpSyncDebug", "gMvrpBytes",
+         "(anonymous namespace)::gPlaces", "(anonymous namespace)::gLastEpoch"}
+
+
+def variables(archive):
+    """Names of what lies in memory that is written to, without what only the loader fills in."""
+    lines = output("objdump", "-tC", str(archive)).splitlines()
+    written = re.compile(r"^[0-9a-f]{16} .{7} \.(?:data|bss|tdata|tbss)(?!\.rel)\S*\t"
+                         r"[0-9a-f]{16} (?:\.hidden )?(.+)$")
+    found = {match[1] for match in map(written.match, lines) if match}
+    return {name for name in found if not name.startswith(".")}
+
+
 def libc_symbols():
     library = output("c++", "-print-file-name=libc.so.6").strip()
     lines = output("nm", "-D", "--defined-only", library).splitlines()
@@ -45,6 +59,8 @@ def contract_names():
 def main():
     archive = pathlib.Path(sys.argv[1], "daemon", "libmvrp_daemon.a")
     undefined, defined = archive_symbols(archive)
+    found = variables(archive)
+    beside = sorted(found - STATE)
     contract, libc = contract_names(), libc_symbols()
     foreign = [
         name for name in sorted(undefined)
@@ -57,9 +73,13 @@ def main():
         ("the library calls the contract", bool({n.split("(")[0] for n in undefined} & contract)),
         ("the library defines the daemon", any(n.startswith("mvrpFsmChange(") for n in defined)),
         ("the library needs only the contract and libc", not foreign),
+        ("the record is found among the variables", "gMvrpInfo" in found),
+        ("all other state is named", not beside),
     ]
     for name in foreign:
         print(f"libmvrp_daemon.a needs {name}, which is neither the contract's nor libc's")
+    for name in beside:
+        print(f"{name} is state outside gMvrpInfo; see daemon/base/info.h")
     for text, good in checks:
         if not good:
             print(f"FAILED: {text}")

@@ -77,6 +77,20 @@ TEST_F(Pairs, ABitmapIsNotThatOfAnEarlierDaemon) {
     EXPECT_TRUE(mvrpPortVlanEntryEnsure(1, 10));
 }
 
+TEST_F(Pairs, RecordsThatTakeTurnsKeepTheirBitmaps) {
+    mvrpPortVlanEntryEnsure(1, 10);
+    ASSERT_NE(mvrpPairMap(1), nullptr);
+    const MvrpInfo first = gMvrpInfo;
+    gMvrpInfo.pairEpoch = 0;
+    avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes,
+               offsetof(MvrpPortVlanEntry, link));
+    ASSERT_NE(mvrpPairMap(1), nullptr);
+    EXPECT_TRUE(mvrpBitmapEmpty(*mvrpPairMap(1)));
+    gMvrpInfo = first;
+    ASSERT_NE(mvrpPairMap(1), nullptr);
+    EXPECT_EQ(mvrpBitTest(mvrpPairMap(1)->data(), 10 - 1), 1U);
+}
+
 TEST_F(Pairs, ACursorFindsAndErasesAsSearchesDo) {
     for (int round = 0; round < 60; ++round) {
         for (const u32 unit : kUnits)
