@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/command/wire.h"
+#include "platform/channel/protocol.h"
 #include "platform/runtime/descriptor.h"
 #include "tests/scratch_directory.h"
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "platform/config/config_tree.h"
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/types.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace plan {
 

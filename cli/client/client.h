@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/command/wire.h"
+#include "platform/channel/protocol.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "cli/client/statuses.h"
-#include "platform/command/wire.h"
+#include "platform/channel/protocol.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace cli {

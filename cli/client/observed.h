@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "cli/client/queries.h"
-#include "platform/command/watch_wire.h"
+#include "platform/channel/observations.h"
 
 namespace cli {
 

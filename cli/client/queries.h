@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "cli/client/client.h"
-#include "platform/command/wire.h"
-#include "platform/config/vlan_ranges.h"
+#include "platform/channel/protocol.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace cli {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "cli/doctor/doctor.h"
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace cli {
 namespace {

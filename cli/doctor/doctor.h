@@ -11,7 +11,7 @@
 
 #include "cli/client/queries.h"
 #include "cli/print/table.h"
-#include "platform/command/watch_wire.h"
+#include "platform/channel/observations.h"
 #include "platform/inspect/system_facts.h"
 
 namespace cli {

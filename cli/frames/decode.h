@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "cli/print/table.h"
-#include "platform/config/vlan_ranges.h"
+#include "platform/model/vlan_ranges.h"
 #include "platform/wire/events.h"
 
 namespace cli {

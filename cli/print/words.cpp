@@ -71,13 +71,6 @@ std::string registrarWords(const platform::MachineRecord& machine) {
     return machine.registrar == kEmpty ? "not registered" : "not registered by a neighbour";
 }
 
-std::string formatMac(const std::array<u8, 6>& mac) {
-    std::array<char, 18> text{};
-    std::snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2],
-                  mac[3], mac[4], mac[5]);
-    return text.data();
-}
-
 std::string durationText(u64 ms) {
     const u64 seconds = ms / 1000;
     if (seconds < 10)

@@ -6,7 +6,8 @@
 #include <array>
 #include <string>
 
-#include "platform/command/watch_wire.h"
+#include "platform/channel/observations.h"
+#include "platform/model/mac_address.h"
 
 namespace cli {
 
@@ -22,8 +23,7 @@ bool isPropagated(const platform::MachineRecord& machine);
 /// Registered, but withdrawn unless somebody declares it again before the leave timer ends.
 bool isLeaving(const platform::MachineRecord& machine);
 
-/// "02:00:00:00:00:01"
-std::string formatMac(const std::array<u8, 6>& mac);
+using platform::formatMac;
 
 /// "0.3 s", "12 s", "5 min", "3 h", "2 d".
 std::string durationText(u64 ms);

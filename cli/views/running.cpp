@@ -4,7 +4,7 @@
 #include "cli/client/names.h"
 #include "cli/print/words.h"
 #include "cli/views/vlan_groups.h"
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace cli {
 

@@ -16,8 +16,8 @@
 #include "cli/watch/change_stream.h"
 #include "cli/watch/screen.h"
 #include "cli/watch/watch_output.h"
-#include "platform/config/vlan_algebra.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace cli {
 

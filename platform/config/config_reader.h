@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/config/config_tree.h"
-#include "platform/config/vlan_ranges.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace platform {
 

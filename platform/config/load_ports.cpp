@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <climits>
 #include <set>
 
@@ -35,7 +34,7 @@ std::string hostName() {
 }
 
 /// A locally administered address, different for each unit and, as a rule, for each switch.
-std::array<u8, 6> defaultMac(const std::string& switchName, u32 unit) {
+MacAddress defaultMac(const std::string& switchName, u32 unit) {
     u32 hash = 2166136261U;  // FNV-1a
     for (const char character : switchName)
         hash = (hash ^ static_cast<u8>(character)) * 16777619U;
@@ -43,28 +42,12 @@ std::array<u8, 6> defaultMac(const std::string& switchName, u32 unit) {
     return {2, byteOf(hash, 0), byteOf(unit, 3), byteOf(unit, 2), byteOf(unit, 1), byteOf(unit, 0)};
 }
 
-std::optional<std::array<u8, 6>> parseMac(const std::string& text) {
-    constexpr std::size_t kTextBytes = 17;
-    std::array<u8, 6> mac{};
-    if (text.size() != kTextBytes)
-        return std::nullopt;
-    for (std::size_t index = 0; index < mac.size(); index++) {
-        const char* digits = text.data() + index * 3;
-        const auto [end, error] = std::from_chars(digits, digits + 2, mac[index], 16);
-        const bool separated = index + 1 == mac.size() || digits[2] == ':';
-        if (error != std::errc{} || end != digits + 2 || !separated)
-            return std::nullopt;
-    }
-    const bool group = (mac[0] & 1) != 0;
-    return group || mac == std::array<u8, 6>{} ? std::nullopt : std::optional(mac);
-}
-
 void loadMac(ConfigReader& table, PortConfig& port) {
     const auto text = table.text("mac", kMaxName);
     if (!text)
         return;
     const auto mac = parseMac(*text);
-    if (mac)
+    if (mac && isStationMac(*mac))
         port.mac = *mac;
     else
         table.refuse("mac", kMacAllowed);

@@ -12,8 +12,8 @@
 #include "platform/runtime/close_hook.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
-#include "platform/runtime/sem.h"
-#include "platform/runtime/thread.h"
+#include "platform/runtime/tasks/sem.h"
+#include "platform/runtime/tasks/thread.h"
 
 namespace platform {
 namespace {

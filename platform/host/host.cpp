@@ -8,18 +8,19 @@
 #include <limits>
 #include <utility>
 
-#include "platform/command/apply_management.h"
-#include "platform/command/host_requests.h"
 #include "platform/config/load.h"
 #include "platform/contract/sil.h"
-#include "platform/host/adoption.h"
+#include "platform/host/apply_management.h"
 #include "platform/host/debug_socket.h"
 #include "platform/host/service.h"
+#include "platform/replication/adoption.h"
+#include "platform/requests/host_requests.h"
+#include "platform/requests/reply.h"
+#include "platform/requests/switch_requests.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
 #include "platform/runtime/process_runtime.h"
-#include "platform/runtime/start_gate.h"
-#include "platform/switch/requests.h"
+#include "platform/runtime/tasks/start_gate.h"
 
 namespace platform {
 namespace {
@@ -66,24 +67,22 @@ Host::Host(HostConfig config, std::string configFile)
       linux_(isLinux(config_) ? std::make_unique<LinuxHost>(config_.network.linuxBridge) : nullptr),
       switch_(isLinux(config_) ? static_cast<StateSwitch&>(linux_->driver()) : *soft_),
       frames_(switch_, sockets_),
-      watch_(switch_),
+      observation_(switch_),
       server_([this](const RequestHeader& header, std::span<const u8> value,
                      std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
               accessOf(config_)),
-      sync_(config_.storeFile, config_.standby),
+      carrier_(config_.storeFile, config_.standby),
       role_(config_.standby, server_, [this] { becomeActive(); }) {}
 
 void Host::registerRequests() {
-    dispatcher_.registerRequest(Request::PortList, handlePortList);
-    dispatcher_.registerRequest(Request::PortVlans, handlePortVlans);
-    dispatcher_.registerRequest(Request::SwitchVlans, handleSwitchVlans);
-    dispatcher_.registerRequest(Request::PortCounters, handlePortCounters);
-    dispatcher_.registerRequest(Request::SwitchChange, handleSwitchChange);
+    registerSwitchRequests(dispatcher_, {switch_, &frames_});
     HostFacts facts;
     facts.switchName = [this] { return config_.network.name; };
     facts.driver = switch_.kind();
     facts.role = [this] { return role_.role(); };
-    facts.standbyConnected = [this] { return sync_.standbyConnected() || role_.activeConnected(); };
+    facts.standbyConnected = [this] {
+        return carrier_.standbyConnected() || role_.activeConnected();
+    };
     facts.portCount = [this] {
         return static_cast<u32>(
             switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
@@ -112,12 +111,11 @@ bool Host::start(std::string& error) {
     sockets_.setTransmitter(&frames_);
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
-    installPortWires(&frames_);
-    watch_.install(frames_, dispatcher_);
+    observation_.install(frames_, dispatcher_);
     if (!startDriver(error))
         return false;
 
-    sync_.start();
+    carrier_.start();
     installRuntime();
     closeStartGate();
     return true;
@@ -137,9 +135,9 @@ void Host::installRuntime() {
     if (linux_ != nullptr)
         runtime.options.try_emplace(kPortNumberOption, kLinuxPortNumber);
     runtime.commandSync = [this](u32 unit, u32 command, void* value, void*) {
-        return sync_.carry(unit, command, value);
+        return carrier_.carry(unit, command, value);
     };
-    runtime.standbyState = [this] { return sync_.standbyConnected() ? 0U : kStatusFailed; };
+    runtime.standbyState = [this] { return carrier_.standbyConnected() ? 0U : kStatusFailed; };
     runtime.startCommands = [this](const char* task, const char* path,
                                    std::span<const IcmFunc> map) {
         return startCommands(task, path, map);
@@ -153,10 +151,10 @@ void Host::serveCommands() {
         applySettings();
         keepAdopted();
     } else {
-        applyManagement(dispatcher_, {}, sync_.store().appliedTo(config_.management));
+        applyManagement(dispatcher_, {}, carrier_.store().appliedTo(config_.management));
         applied_ = config_.management;
     }
-    sync_.setSource(CommandSource::Management);
+    carrier_.setSource(CommandSource::Management);
     settleService();
     if (config_.debugSocket)
         startDebugSocket();
@@ -227,9 +225,9 @@ void Host::applyConfig(HostConfig next) {
         soft_->reconfigure(next.network);
     config_.network = std::move(next.network);
     config_.management = std::move(next.management);
-    sync_.setSource(CommandSource::ConfigFile);
+    carrier_.setSource(CommandSource::ConfigFile);
     const u32 refused = applySettings();
-    sync_.setSource(CommandSource::Management);
+    carrier_.setSource(CommandSource::Management);
     logMessage(LogPriority::Notice, "SIGHUP: %s was read again, %u settings were refused",
                configFile_.c_str(), refused);
 }
@@ -250,9 +248,9 @@ u32 Host::applySettings() {
 }
 
 void Host::portsChanged() {
-    sync_.setSource(CommandSource::ConfigFile);
+    carrier_.setSource(CommandSource::ConfigFile);
     applySettings();
-    sync_.setSource(CommandSource::Management);
+    carrier_.setSource(CommandSource::Management);
 }
 
 void Host::end() {
@@ -265,7 +263,7 @@ void Host::end() {
         removeDebugSocket();
     if (!commandPath_.empty())
         unlink(commandPath_.c_str());
-    sync_.store().flush();
+    carrier_.store().flush();
 }
 
 }  // namespace platform

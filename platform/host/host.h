@@ -8,15 +8,15 @@
 #include <span>
 #include <string>
 
-#include "platform/command/command_sync.h"
-#include "platform/command/dispatcher.h"
-#include "platform/command/server.h"
+#include "platform/channel/dispatcher.h"
+#include "platform/channel/server.h"
 #include "platform/config/host_config.h"
 #include "platform/host/linux_host.h"
-#include "platform/host/role.h"
 #include "platform/net/frame_net.h"
+#include "platform/replication/command_carrier.h"
+#include "platform/replication/role.h"
+#include "platform/requests/observation.h"
 #include "platform/switch/soft_switch.h"
-#include "platform/watch/watch.h"
 
 namespace platform {
 
@@ -67,10 +67,10 @@ class Host {
     StateSwitch& switch_;
     ManagementConfig applied_;  ///< the command task's
     FrameNet frames_;
-    Watch watch_;
+    Observation observation_;
     Dispatcher dispatcher_;
     CommandServer server_;
-    CommandSync sync_;
+    CommandCarrier carrier_;
     StandbyRole role_;
 };
 

@@ -6,8 +6,8 @@
 #include <thread>
 #include <utility>
 
-#include "platform/command/management_commands.h"
-#include "platform/linux/rtnl_kernel.h"
+#include "platform/config/management_commands.h"
+#include "platform/linux/netlink/rtnl_kernel.h"
 #include "platform/runtime/paths.h"
 
 namespace platform {

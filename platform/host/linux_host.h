@@ -13,7 +13,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/command/dispatcher.h"
+#include "platform/channel/dispatcher.h"
 #include "platform/config/host_config.h"
 #include "platform/linux/linux_monitor.h"
 #include "platform/linux/linux_switch.h"

@@ -21,7 +21,7 @@
 #include "platform/host/service.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
-#include "platform/runtime/signals.h"
+#include "platform/runtime/tasks/signals.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include <cctype>
 #include <cerrno>
 
-#include "platform/command/access.h"
+#include "platform/channel/access.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

@@ -18,8 +18,8 @@
 #include "platform/runtime/descriptor.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
-#include "platform/runtime/thread.h"
-#include "platform/runtime/timer.h"
+#include "platform/runtime/tasks/thread.h"
+#include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
@@ -79,13 +79,13 @@ class Reporter {
         for (;;) {
             std::this_thread::sleep_for(pause);
             if (watchdog_)
-                watch(pause);
+                checkRounds(pause);
             tellStatus();
         }
     }
 
   private:
-    void watch(microseconds pause) {
+    void checkRounds(microseconds pause) {
         if (progress_.look(processRuntime().protocolRounds, pause)) {
             notifyService("WATCHDOG=1");
             reported_ = false;

@@ -13,10 +13,10 @@
 #include <sstream>
 
 #include "platform/config/load.h"
-#include "platform/config/vlan_algebra.h"
 #include "platform/inspect/vlan_devices.h"
-#include "platform/linux/guard.h"
-#include "platform/linux/rtnl_dump.h"
+#include "platform/linux/netlink/guard.h"
+#include "platform/linux/netlink/rtnl_dump.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {

@@ -8,7 +8,7 @@
 
 #include <array>
 
-#include "platform/linux/netlink_attributes.h"
+#include "platform/linux/netlink/netlink_attributes.h"
 
 namespace platform {
 namespace {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/inspect/system_facts.h"
-#include "platform/linux/netlink_socket.h"
+#include "platform/linux/netlink/netlink_socket.h"
 
 namespace platform {
 

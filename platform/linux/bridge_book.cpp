@@ -5,7 +5,7 @@
 #include <limits>
 #include <utility>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/types.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace platform {
 

@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/config/vlan_ranges.h"
+#include "platform/model/vlan_ranges.h"
 #include "platform/runtime/descriptor.h"
 
 namespace platform {

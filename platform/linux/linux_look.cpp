@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/config/vlan_algebra.h"
 #include "platform/linux/linux_switch.h"
+#include "platform/model/vlan_algebra.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

@@ -4,8 +4,8 @@
 // nothing else.
 #include <cerrno>
 
-#include "platform/config/vlan_algebra.h"
 #include "platform/linux/linux_switch.h"
+#include "platform/model/vlan_algebra.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

@@ -14,8 +14,8 @@
 #include <span>
 #include <string>
 
-#include "platform/config/host_config.h"
 #include "platform/contract/types.h"
+#include "platform/model/cable.h"
 
 namespace platform {
 

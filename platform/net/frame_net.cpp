@@ -106,8 +106,8 @@ void FrameNet::stop() {
     }
     const std::lock_guard serial(configMutex_);
     const std::lock_guard lock(mutex_);
-    wires_.clear();
-    nearWires_ = {};
+    ports_.clear();
+    nearPorts_ = {};
     config_ = {};
 }
 
@@ -125,7 +125,7 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
     }
     // Its interface has another name: who was heard on it is still there.
     const std::lock_guard lock(mutex_);
-    wireOf(unit).cableConfig = now;
+    cabledPort(unit).cableConfig = now;
     return true;
 }
 
@@ -136,8 +136,8 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
     }
     std::shared_ptr<Cable> old;
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wireOf(unit);
-    old = std::move(wire.cable);
+    CabledPort& cabled = cabledPort(unit);
+    old = std::move(cabled.cable);
     if (old != nullptr) {
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, old->descriptor(), nullptr);
     }
@@ -147,15 +147,15 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
         event.data.u64 = unit;
         if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cable->descriptor(), &event) != 0) {
             error = "event descriptors: " + errorText(errno);
-            wire.cableConfig = {};
+            cabled.cableConfig = {};
             return false;
         }
     }
-    wire.cable = std::move(cable);
-    wire.cableConfig = config;
+    cabled.cable = std::move(cable);
+    cabled.cableConfig = config;
     // Whoever is at the other end now has not been heard yet.
-    wire.heard = 0;
-    wire.heardIeee = false;
+    cabled.heard = 0;
+    cabled.heardIeee = false;
     return true;
 }
 
@@ -173,23 +173,23 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     std::shared_ptr<Cable> cable;
     {
         const std::lock_guard lock(mutex_);
-        PortWire& own = wireOf(unit);
+        CabledPort& own = cabledPort(unit);
         if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
             sent = std::span(converted).first(nativeToIeee(frame, converted));
             if (sent.empty()) {
                 return 0;
             }
         }
-        PortWire& wire = wireOf(port);
-        record(wire, sent);
-        cable = wire.cable;
+        CabledPort& cabled = cabledPort(port);
+        record(cabled, sent);
+        cable = cabled.cable;
     }
     const int error = cable == nullptr ? 0 : cable->send(sent, true);
     if (observer_ != nullptr && cable != nullptr) {
         observer_->frameSent(unit, sent, error);
     }
     const std::lock_guard lock(mutex_);
-    PortCountersRecord& counters = wireOf(unit).counters;
+    PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
     } else if (cable != nullptr) {
@@ -199,22 +199,22 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     return error;
 }
 
-WireState FrameNet::wireState(u32 unit) const {
+CableState FrameNet::cableState(u32 unit) const {
     const std::lock_guard lock(mutex_);
-    const auto found = wires_.find(unit);
-    WireState state;
+    const auto found = ports_.find(unit);
+    CableState state;
     state.cable = formatCable({});
-    if (found != wires_.end()) {
-        const PortWire& wire = found->second;
-        state = {wire.form, wire.heard, wire.peer, formatCable(wire.cableConfig)};
+    if (found != ports_.end()) {
+        const CabledPort& cabled = found->second;
+        state = {cabled.form, cabled.heard, cabled.peer, formatCable(cabled.cableConfig)};
     }
     return state;
 }
 
 PortCountersRecord FrameNet::counters(u32 unit) const {
     const std::lock_guard lock(mutex_);
-    const auto found = wires_.find(unit);
-    return found == wires_.end() ? PortCountersRecord{} : found->second.counters;
+    const auto found = ports_.find(unit);
+    return found == ports_.end() ? PortCountersRecord{} : found->second.counters;
 }
 
 HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& error) {
@@ -228,7 +228,7 @@ HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& er
 
 HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {
     const std::lock_guard lock(mutex_);
-    wireOf(unit).form = form;
+    cabledPort(unit).form = form;
     return HostStatus::Ok;
 }
 
@@ -241,9 +241,9 @@ HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string
         }
     }
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wireOf(unit);
-    wire.recordFile = file;
-    wire.recorder = std::move(recorder);
+    CabledPort& cabled = cabledPort(unit);
+    cabled.recordFile = file;
+    cabled.recorder = std::move(recorder);
     return HostStatus::Ok;
 }
 
@@ -259,7 +259,7 @@ HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::opt
     }
     {
         const std::lock_guard lock(mutex_);
-        wireOf(unit).replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
+        cabledPort(unit).replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
     }
     wake();
     return HostStatus::Ok;
@@ -268,7 +268,7 @@ HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::opt
 std::vector<u32> FrameNet::units() const {
     const std::lock_guard lock(mutex_);
     std::vector<u32> units;
-    for (const auto& [unit, wire] : wires_) {
+    for (const auto& [unit, cabled] : ports_) {
         units.push_back(unit);
     }
     return units;
@@ -276,35 +276,35 @@ std::vector<u32> FrameNet::units() const {
 
 void FrameNet::forget(u32 unit) {
     const std::lock_guard lock(mutex_);
-    const auto found = wires_.find(unit);
-    if (found == wires_.end()) {
+    const auto found = ports_.find(unit);
+    if (found == ports_.end()) {
         return;
     }
     if (found->second.cable != nullptr) {
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, found->second.cable->descriptor(), nullptr);
     }
-    wires_.erase(found);
-    if (unit < nearWires_.size()) {
-        nearWires_[unit] = nullptr;
+    ports_.erase(found);
+    if (unit < nearPorts_.size()) {
+        nearPorts_[unit] = nullptr;
     }
 }
 
-PortWire& FrameNet::wireOf(u32 unit) {
-    if (unit >= nearWires_.size()) {
-        return wires_[unit];
+CabledPort& FrameNet::cabledPort(u32 unit) {
+    if (unit >= nearPorts_.size()) {
+        return ports_[unit];
     }
-    PortWire*& near = nearWires_[unit];
+    CabledPort*& near = nearPorts_[unit];
     if (near == nullptr) {
-        near = &wires_[unit];
+        near = &ports_[unit];
     }
     return *near;
 }
 
-void FrameNet::record(PortWire& wire, std::span<const u8> frame) {
-    if (wire.recorder && !wire.recorder->write(frame, wallClockUs())) {
-        logMessage(LogPriority::Warning, "recording to '%s' ends: %s", wire.recordFile.c_str(),
+void FrameNet::record(CabledPort& cabled, std::span<const u8> frame) {
+    if (cabled.recorder && !cabled.recorder->write(frame, wallClockUs())) {
+        logMessage(LogPriority::Warning, "recording to '%s' ends: %s", cabled.recordFile.c_str(),
                    errorText(errno).c_str());
-        wire.recorder.reset();
+        cabled.recorder.reset();
     }
 }
 

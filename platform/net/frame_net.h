@@ -7,10 +7,11 @@
 //                                   no: out of all other ports that have a cable and a link
 //     daemon -> socket layer -> wire form of the port -> cable
 //
-// Locking: one mutex around the table of wires, held for look-ups and counting and never while a
-// frame is sent. The receive thread works without the daemon's lock; transmit() is called by the
-// protocol task and the command thread (under the daemon's lock), the PortWires calls by the
-// command thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
+// Locking: one mutex around the table of cabled ports, held for look-ups and counting and never
+// while a frame is sent. The receive thread works without the daemon's lock; transmit() is called
+// by the protocol task and the command thread (under the daemon's lock), the PortCables calls by
+// the command thread. The driver's and the sockets' locks may be taken inside; they take none of
+// ours.
 #pragma once
 
 #include <array>
@@ -20,16 +21,17 @@
 #include <thread>
 #include <vector>
 
+#include "platform/config/host_config.h"
+#include "platform/net/cabled_port.h"
 #include "platform/net/frame_observer.h"
-#include "platform/net/port_wire.h"
+#include "platform/net/port_cables.h"
 #include "platform/net/socket_layer.h"
-#include "platform/switch/port_wires.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/wire/adapter.h"
 
 namespace platform {
 
-class FrameNet final : public FrameTransmitter, public PortWires {
+class FrameNet final : public FrameTransmitter, public PortCables {
   public:
     /// Both outlive it.
     FrameNet(const SwitchDriver& driver, SocketLayer& sockets);
@@ -53,7 +55,7 @@ class FrameNet final : public FrameTransmitter, public PortWires {
 
     int transmit(u32 unit, std::span<const u8> frame) override;
 
-    WireState wireState(u32 unit) const override;
+    CableState cableState(u32 unit) const override;
     PortCountersRecord counters(u32 unit) const override;
     HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
     HostStatus setWireForm(u32 unit, WireForm form) override;
@@ -88,9 +90,9 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     void noteSender(u32 unit, const FrameView& view);
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
     void forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes);
-    void record(PortWire& wire, std::span<const u8> frame);
-    /// The wire of a unit, made when it is not there yet. @pre mutex_ is held
-    PortWire& wireOf(u32 unit);
+    void record(CabledPort& cabled, std::span<const u8> frame);
+    /// What is kept for a unit, made when it is not there yet. @pre mutex_ is held
+    CabledPort& cabledPort(u32 unit);
     void wake();
 
     const SwitchDriver& driver_;
@@ -98,9 +100,9 @@ class FrameNet final : public FrameTransmitter, public PortWires {
     FrameObserver* observer_ = nullptr;
 
     mutable std::mutex mutex_;
-    std::map<u32, PortWire> wires_;  ///< guarded by mutex_
-    /// Where the wires of low units are, once they were asked for; guarded by mutex_.
-    std::array<PortWire*, 1024> nearWires_{};
+    std::map<u32, CabledPort> ports_;  ///< guarded by mutex_
+    /// Where what is kept for low units is, once it was asked for; guarded by mutex_.
+    std::array<CabledPort*, 1024> nearPorts_{};
 
     std::mutex configMutex_;  ///< serialises start, reconfigure and stop
     SwitchConfig config_;     ///< guarded by configMutex_

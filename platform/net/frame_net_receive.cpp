@@ -42,8 +42,8 @@ void FrameNet::receiveFrom(u32 port) {
     std::shared_ptr<Cable> cable;
     {
         const std::lock_guard lock(mutex_);
-        const auto found = wires_.find(port);
-        if (found != wires_.end()) {
+        const auto found = ports_.find(port);
+        if (found != ports_.end()) {
             cable = found->second.cable;
         }
     }
@@ -61,9 +61,9 @@ int FrameNet::runReplays() {
     replays_.clear();
     {
         const std::lock_guard lock(mutex_);
-        for (const auto& [unit, wire] : wires_) {
-            if (wire.replay != nullptr) {
-                replays_.emplace_back(unit, wire.replay);
+        for (const auto& [unit, cabled] : ports_) {
+            if (cabled.replay != nullptr) {
+                replays_.emplace_back(unit, cabled.replay);
             }
         }
     }
@@ -100,9 +100,9 @@ u64 FrameNet::runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 now
         return *due;
     }
     const std::lock_guard lock(mutex_);
-    const auto wire = wires_.find(unit);
-    if (wire != wires_.end() && wire->second.replay == replay) {
-        wire->second.replay.reset();
+    const auto cabled = ports_.find(unit);
+    if (cabled != ports_.end() && cabled->second.replay == replay) {
+        cabled->second.replay.reset();
     }
     return ULLONG_MAX;
 }
@@ -111,10 +111,10 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
     const FramePolicy policy = driver_.framePolicy(port);
     {
         const std::lock_guard lock(mutex_);
-        PortWire& wire = wireOf(port);
-        record(wire, bytes);
+        CabledPort& cabled = cabledPort(port);
+        record(cabled, bytes);
         if (policy.unit == 0 || !policy.linkUp || !policy.active) {
-            ++wire.counters.droppedDisabled;
+            ++cabled.counters.droppedDisabled;
             return;
         }
     }
@@ -130,7 +130,7 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
         return;
     }
     const std::lock_guard lock(mutex_);
-    ++wireOf(policy.unit).counters.ignored;
+    ++cabledPort(policy.unit).counters.ignored;
 }
 
 /// A frame of a port that takes part: to the daemon or nowhere.
@@ -147,7 +147,7 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
         observer_->frameHandled(policy.unit, view, reason, outcome);
     }
     const std::lock_guard lock(mutex_);
-    PortCountersRecord& counters = wireOf(policy.unit).counters;
+    PortCountersRecord& counters = cabledPort(policy.unit).counters;
     countDrop(counters, reason);
     if (outcome) {
         countDelivery(counters, *outcome, bytes.size());
@@ -156,13 +156,13 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
 
 void FrameNet::noteSender(u32 unit, const FrameView& view) {
     const std::lock_guard lock(mutex_);
-    PortWire& wire = wireOf(unit);
-    wire.peer = view.source();
+    CabledPort& cabled = cabledPort(unit);
+    cabled.peer = view.source();
     if (view.kind == FrameKind::IeeeMvrp) {
-        wire.heard = static_cast<u32>(WireForm::Ieee);
-        wire.heardIeee = true;
+        cabled.heard = static_cast<u32>(WireForm::Ieee);
+        cabled.heardIeee = true;
     } else if (view.kind == FrameKind::NativeMvrp) {
-        wire.heard = static_cast<u32>(WireForm::Native);
+        cabled.heard = static_cast<u32>(WireForm::Native);
     }
 }
 
@@ -205,10 +205,10 @@ void FrameNet::forward(u32 port, const FramePolicy& policy, std::span<const u8> 
     targets_.clear();
     {
         const std::lock_guard lock(mutex_);
-        ++wireOf(port).counters.forwarded;
-        for (auto& [unit, wire] : wires_) {
-            if (wire.cable != nullptr && unit != port) {
-                targets_.emplace_back(unit, wire.cable);
+        ++cabledPort(port).counters.forwarded;
+        for (auto& [unit, cabled] : ports_) {
+            if (cabled.cable != nullptr && unit != port) {
+                targets_.emplace_back(unit, cabled.cable);
             }
         }
     }

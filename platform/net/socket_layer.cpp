@@ -127,7 +127,7 @@ std::optional<std::size_t> gather(const msghdr& message, std::span<u8> out) {
 }
 
 /// The descriptors of a select() call as poll() takes them.
-class Watch {
+class PollSet {
   public:
     /// @return false when there are more than kMostWatched
     bool collect(int count, const fd_set* read, const fd_set* write, const fd_set* except) {
@@ -287,14 +287,14 @@ int SocketLayer::control(int socket, unsigned long request, void* argument) {
 
 int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
                         const timeval* timeout) {
-    Watch watch;
-    if (count < 0 || count > FD_SETSIZE || !watch.collect(count, read, write, except)) {
+    PollSet polled;
+    if (count < 0 || count > FD_SETSIZE || !polled.collect(count, read, write, except)) {
         return failWith(EINVAL);
     }
     // A ring that holds something needs no system call; other descriptors then wait for the next
     // call, in which they are asked as soon as the rings are empty.
     bool anyReady = false;
-    for (pollfd& item : watch.items()) {
+    for (pollfd& item : polled.items()) {
         const SocketPointer own = find(item.fd);
         if (own != nullptr && !own->ring().isEmpty() && (item.events & POLLIN) != 0) {
             item.revents = POLLIN;
@@ -306,12 +306,12 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
         if (timeout != nullptr) {
             wait = {timeout->tv_sec, timeout->tv_usec * 1000};
         }
-        const std::span<pollfd> items = watch.items();
+        const std::span<pollfd> items = polled.items();
         if (ppoll(items.data(), items.size(), timeout == nullptr ? nullptr : &wait, nullptr) < 0) {
             return -1;
         }
     }
-    return watch.report(read, write, except);
+    return polled.report(read, write, except);
 }
 
 ssize_t SocketLayer::take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out) {

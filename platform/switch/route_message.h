@@ -12,8 +12,8 @@
 #include <span>
 #include <vector>
 
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/types.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace platform {
 

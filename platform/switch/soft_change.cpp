@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 #include "platform/switch/soft_state.h"
 
 namespace platform {

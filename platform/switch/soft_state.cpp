@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/switch/soft_switch.h"
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {

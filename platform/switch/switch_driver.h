@@ -17,10 +17,13 @@
 #include <string>
 #include <vector>
 
-#include "platform/command/wire.h"
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/host.h"
+#include "platform/model/mac_address.h"
+#include "platform/model/port.h"
+#include "platform/model/switch_change.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace platform {
 
@@ -30,7 +33,7 @@ struct PortState {
     bool eligible;  ///< a switch port that may run the protocol: not a member of an aggregation
     u32 mtu;        ///< bytes
     u32 pvid;
-    std::array<u8, 6> mac;
+    MacAddress mac;
 };
 
 /// What the frame layer needs to know about a port that a frame arrived at.

@@ -5,7 +5,7 @@
 // allocates for each call nor waits.
 #pragma once
 
-#include "platform/config/vlan_ranges.h"
+#include "platform/model/vlan_ranges.h"
 
 namespace platform {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {

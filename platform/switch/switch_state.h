@@ -7,10 +7,13 @@
 #include <array>
 #include <vector>
 
-#include "platform/command/wire.h"
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/host.h"
+#include "platform/model/mac_address.h"
+#include "platform/model/port.h"
+#include "platform/model/switch_change.h"
+#include "platform/model/vlan_ranges.h"
 #include "platform/switch/route_message.h"
 #include "platform/switch/switch_driver.h"
 
@@ -30,7 +33,7 @@ struct SwitchPort {
     u32 mtu = 1500;        ///< bytes
     u32 pvid = kDefaultVlan;
     u32 aggregation = 0;  ///< unit, 0 none
-    std::array<u8, 6> mac{};
+    MacAddress mac{};
     std::array<char, kNameBytes> name{};  ///< terminated
     VlanBitmap tagged{};                  ///< permit list, whether the VLANs exist or not
     VlanBitmap untagged{};

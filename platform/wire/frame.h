@@ -11,10 +11,9 @@
 #include <string_view>
 
 #include "platform/contract/types.h"
+#include "platform/model/mac_address.h"
 
 namespace platform {
-
-using MacAddress = std::array<u8, 6>;
 
 /// Destination of MVRP and GVRP frames (IEEE 802.1Q Table 10-1).
 inline constexpr MacAddress kMvrpGroupAddress = {0x01, 0x80, 0xC2, 0x00, 0x00, 0x21};

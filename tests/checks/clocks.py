@@ -17,9 +17,9 @@ SHOWN = {
     "platform/runtime/logging.cpp": "times of log lines",
     "platform/net/clock.h": "the definition of wallClockUs()",
     "platform/net/frame_net.cpp": "times in captures",
-    "platform/watch/change_ring.cpp": "times of changes, as they are shown",
-    "platform/watch/frame_tap.cpp": "times of captured frames",
-    "platform/watch/sequence.h": "a number that no earlier run has used",
+    "platform/observe/change_ring.cpp": "times of changes, as they are shown",
+    "platform/observe/frame_tap.cpp": "times of captured frames",
+    "platform/observe/sequence.h": "a number that no earlier run has used",
 }
 PLANTED = [
     "auto now = std::chrono::system_clock::now();",

@@ -5,11 +5,11 @@
 
 #include <string_view>
 
-#include "platform/command/client_connection.h"
-#include "platform/command/dispatcher.h"
+#include "platform/channel/client_connection.h"
+#include "platform/channel/dispatcher.h"
 #include "platform/config/load.h"
 #include "tests/fuzz/targets.h"
-#include "tests/unit/command/fake_daemon.h"
+#include "tests/unit/channel/fake_daemon.h"
 
 namespace fuzz {
 namespace {

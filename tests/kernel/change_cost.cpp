@@ -19,8 +19,8 @@
 
 #include "platform/linux/linux_monitor.h"
 #include "platform/linux/linux_switch.h"
-#include "platform/linux/netlink_socket.h"
-#include "platform/linux/rtnl_kernel.h"
+#include "platform/linux/netlink/netlink_socket.h"
+#include "platform/linux/netlink/rtnl_kernel.h"
 
 namespace {
 

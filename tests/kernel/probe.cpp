@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/linux/rtnl_kernel.h"
+#include "platform/linux/netlink/rtnl_kernel.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <rapidcheck/gtest.h>
 
 #include "daemon/mgmt/config.h"
-#include "platform/config/vlan_ranges.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/vlan_ranges.h"
 #include "platform/virtual/network/network.h"
 #include "platform/virtual/network/platform_events.h"
 

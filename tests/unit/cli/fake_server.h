@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/command/wire.h"
+#include "platform/channel/protocol.h"
 #include "tests/scratch_directory.h"
 
 namespace cli_test {

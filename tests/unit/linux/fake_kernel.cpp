@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform::testing {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What an operator can not change through the daemon, and what the answer says.
-#include "platform/switch/requests.h"
+#include "platform/requests/switch_requests.h"
 #include "tests/unit/linux/linux_harness.h"
 
 namespace platform::testing {
@@ -38,12 +38,10 @@ TEST(LinuxChange, TheAnswerNamesPortAndBridge) {
 TEST(LinuxChange, CablesAreRefusedThroughTheCommandChannelToo) {
     LinuxNode node;
     node.start();
-    installSwitchDriver(node.driver.get());
     const auto record = changeOf(SwitchChangeKind::PortCable, kEth0);
     std::vector<u8> reply;
-    const u32 status =
-        handleSwitchChange({}, {reinterpret_cast<const u8*>(&record), sizeof record}, reply);
-    installSwitchDriver(nullptr);
+    const u32 status = handleSwitchChange(
+        {*node.driver}, {}, {reinterpret_cast<const u8*>(&record), sizeof record}, reply);
     EXPECT_EQ(status, static_cast<u32>(HostStatus::Unsupported));
     EXPECT_NE(std::string(reply.begin(), reply.end()).find("the interface is what"),
               std::string::npos);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A kill at any step, and what the next daemon makes of what it finds.
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 #include "tests/unit/linux/linux_harness.h"
 
 namespace platform::testing {

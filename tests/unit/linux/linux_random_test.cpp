@@ -7,7 +7,7 @@
 #include <map>
 #include <random>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 #include "tests/unit/linux/linux_harness.h"
 
 namespace platform::testing {

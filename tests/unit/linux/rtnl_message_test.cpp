@@ -14,11 +14,11 @@
 #include <random>
 #include <vector>
 
-#include "platform/linux/bridge_vlan_message.h"
-#include "platform/linux/guard_message.h"
-#include "platform/linux/link_message.h"
-#include "platform/linux/netlink_attributes.h"
-#include "platform/linux/netlink_socket.h"
+#include "platform/linux/netlink/bridge_vlan_message.h"
+#include "platform/linux/netlink/guard_message.h"
+#include "platform/linux/netlink/link_message.h"
+#include "platform/linux/netlink/netlink_attributes.h"
+#include "platform/linux/netlink/netlink_socket.h"
 
 namespace platform {
 namespace {

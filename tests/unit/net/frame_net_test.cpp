@@ -50,8 +50,8 @@ TEST_F(FrameNetReception, StandardFrameIsDeliveredInTheDaemonsForm) {
     node_.enable(3);
     arrive(padded(kJoin10Ieee));
     EXPECT_EQ(mvrp().frame, kJoin10);
-    EXPECT_EQ(node_.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee));
-    EXPECT_EQ(node_.net.wireState(3).peer, (std::array<u8, 6>{2, 0, 0, 0, 1, 2}));
+    EXPECT_EQ(node_.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee));
+    EXPECT_EQ(node_.net.cableState(3).peer, (std::array<u8, 6>{2, 0, 0, 0, 1, 2}));
 }
 
 TEST_F(FrameNetReception, LeaveAllComesAheadOfItsVectors) {
@@ -178,7 +178,7 @@ TEST_F(TwoNodes, StandardFormCrossesTheCable) {
     left_.net.setWireForm(3, WireForm::Ieee);
     ASSERT_EQ(left_.send(left_.mvrp, 3, kJoin10), static_cast<ssize_t>(kJoin10.size()));
     expectJoin10AtRight();
-    EXPECT_EQ(right_.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee));
+    EXPECT_EQ(right_.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee));
 }
 
 TEST_F(TwoNodes, PduWithoutVectorsIsNotSentInTheStandardForm) {
@@ -194,20 +194,20 @@ TEST_F(TwoNodes, AutoSpeaksNativeUntilAStandardFrameIsHeard) {
     right_.net.setWireForm(3, WireForm::Auto);
     right_.send(right_.mvrp, 3, kJoin10);
     EXPECT_EQ(left_.receive(left_.mvrp).frame, kJoin10);
-    EXPECT_EQ(left_.net.wireState(3).heard, static_cast<u32>(WireForm::Native));
+    EXPECT_EQ(left_.net.cableState(3).heard, static_cast<u32>(WireForm::Native));
     left_.net.setWireForm(3, WireForm::Ieee);
     left_.send(left_.mvrp, 3, kJoin10);
     expectJoin10AtRight();
     right_.send(right_.mvrp, 3, kJoin10);
     EXPECT_EQ(left_.receive(left_.mvrp).frame, kJoin10);
-    EXPECT_EQ(left_.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee));
+    EXPECT_EQ(left_.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee));
     // Our own form does not bring it back: the peer understands both.
     left_.net.setWireForm(3, WireForm::Native);
     left_.send(left_.mvrp, 3, kJoin10);
     expectJoin10AtRight();
     right_.send(right_.mvrp, 3, kJoin10);
     EXPECT_EQ(left_.receive(left_.mvrp).frame, kJoin10);
-    EXPECT_EQ(left_.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee));
+    EXPECT_EQ(left_.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee));
 }
 
 TEST_F(TwoNodes, GvrpHasOneForm) {
@@ -397,14 +397,14 @@ TEST(FrameNetConfiguration, PortsAreSetUpAndChangedByTheirConfiguration) {
     NetNode node(config);
     std::string error;
     ASSERT_TRUE(node.net.start(config, error)) << error;
-    EXPECT_EQ(node.net.wireState(3).form, WireForm::Auto);
-    EXPECT_EQ(node.net.wireState(3).cable, formatCable(config.ports[0].cable));
-    EXPECT_EQ(node.net.wireState(5).cable, "none");
+    EXPECT_EQ(node.net.cableState(3).form, WireForm::Auto);
+    EXPECT_EQ(node.net.cableState(3).cable, formatCable(config.ports[0].cable));
+    EXPECT_EQ(node.net.cableState(5).cable, "none");
     config.ports[0].cable = {};
     config.ports[1].cable = {CableKind::Interface, "", "", "nosuchinterface"};
     EXPECT_FALSE(node.net.reconfigure(config, error));
     EXPECT_NE(error.find("port 5"), std::string::npos);
-    EXPECT_EQ(node.net.wireState(3).cable, "none") << "the rest is in force";
+    EXPECT_EQ(node.net.cableState(3).cable, "none") << "the rest is in force";
 }
 
 TEST(FrameNetConfiguration, WireFormOfAnOperatorStaysUntilTheConfigurationSaysAnother) {
@@ -414,10 +414,10 @@ TEST(FrameNetConfiguration, WireFormOfAnOperatorStaysUntilTheConfigurationSaysAn
     ASSERT_TRUE(node.net.start(config, error)) << error;
     node.net.setWireForm(3, WireForm::Ieee);
     ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
-    EXPECT_EQ(node.net.wireState(3).form, WireForm::Ieee);
+    EXPECT_EQ(node.net.cableState(3).form, WireForm::Ieee);
     config.ports[0].wireForm = WireForm::Auto;
     ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
-    EXPECT_EQ(node.net.wireState(3).form, WireForm::Auto);
+    EXPECT_EQ(node.net.cableState(3).form, WireForm::Auto);
 }
 
 TEST(FrameNetConfiguration, CaptureOfThePortBeginsWhenItTakesPart) {

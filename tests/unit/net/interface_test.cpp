@@ -172,13 +172,13 @@ TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
         ASSERT_TRUE(isUp("uplink"));
         cable.interfaceName = "uplink";
         ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
-        EXPECT_EQ(node.net.wireState(3).cable, "interface:uplink");
-        EXPECT_EQ(node.net.wireState(3).heard, static_cast<u32>(WireForm::Ieee)) << "still heard";
+        EXPECT_EQ(node.net.cableState(3).cable, "interface:uplink");
+        EXPECT_EQ(node.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee)) << "still heard";
         ASSERT_EQ(host->send(frame_, true), 0);
         EXPECT_FALSE(node.receive(node.mvrp).frame.empty());
         cable.plugging++;
         ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
-        EXPECT_EQ(node.net.wireState(3).heard, 0U) << "an interface made anew was not heard yet";
+        EXPECT_EQ(node.net.cableState(3).heard, 0U) << "an interface made anew was not heard yet";
         node.net.stop();
     });
 }

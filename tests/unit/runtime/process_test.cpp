@@ -10,7 +10,7 @@
 #include "platform/contract/process.h"
 #include "platform/contract/sil.h"
 #include "platform/runtime/process_runtime.h"
-#include "platform/runtime/signals.h"
+#include "platform/runtime/tasks/signals.h"
 
 namespace platform {
 namespace {

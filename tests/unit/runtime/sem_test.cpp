@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/runtime/sem.h"
+#include "platform/runtime/tasks/sem.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The debug shell over functions of the test's own.
-#include "platform/runtime/shell.h"
+#include "platform/runtime/tasks/shell.h"
 
 #include <gtest/gtest.h>
 

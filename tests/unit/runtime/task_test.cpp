@@ -10,7 +10,7 @@
 
 #include "platform/contract/qor_hwil.h"
 #include "platform/contract/sil.h"
-#include "platform/runtime/start_gate.h"
+#include "platform/runtime/tasks/start_gate.h"
 
 namespace platform {
 namespace {

@@ -2,7 +2,7 @@
 //
 // The contract's timers on the monotonic clock. Order and bounds are tested with timers that are
 // due at once; that time passes at all is awaited, not measured.
-#include "platform/runtime/timer.h"
+#include "platform/runtime/tasks/timer.h"
 
 #include <gtest/gtest.h>
 

@@ -8,7 +8,7 @@
 
 #include <memory>
 
-#include "platform/config/vlan_algebra.h"
+#include "platform/model/vlan_algebra.h"
 #include "platform/switch/switch_driver.h"
 
 namespace platform::testing {

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+//
+// One client of the command server: its requests as they arrive, its replies until they are gone.
+// Both are bounded: with kMaxUnsent bytes of replies waiting no further request is served, and
+// nothing more is read than one request of the largest size needs.
+//
+// Belongs to the command task.
+#pragma once
+
+#include <functional>
+#include <span>
+#include <vector>
+
+#include "platform/channel/protocol.h"
+#include "platform/channel/server_socket.h"
+
+namespace platform {
+
+/// Bytes of replies after which a client has to read before it is served again.
+inline constexpr std::size_t kMaxUnsent = std::size_t{256} * 1024;
+
+/// Requests of one client that are served before it is another's turn.
+inline constexpr u32 kRequestsPerTurn = 64;
+
+using RequestServer = std::function<u32(const RequestHeader& header, std::span<const u8> value,
+                                        std::vector<u8>& reply)>;
+
+class ClientConnection {
+  public:
+    explicit ClientConnection(Descriptor connection);
+
+    int descriptor() const { return connection_.get(); }
+
+    /// Reads what there is, as far as there is room.
+    void receive();
+    /// Serves complete requests, in order, and sends the replies together.
+    void serve(const RequestServer& server);
+    void send();
+
+    /// Whether there is room for more bytes of requests.
+    bool wantsToRead() const;
+    bool wantsToWrite() const { return sent_ < output_.size(); }
+    /// Whether serve() would serve a request now.
+    bool wantsToServe() const;
+    /// Whether nothing can come of it any more.
+    bool finished() const;
+
+  private:
+    enum class Stream { Open, Ended, Broken };
+
+    bool takeHeader(RequestHeader& header);
+    void serveOne(const RequestHeader& header, const RequestServer& server);
+    std::size_t unread() const { return input_.size() - taken_; }
+    std::size_t unsent() const { return output_.size() - sent_; }
+
+    Descriptor connection_;
+    Stream stream_ = Stream::Open;  ///< Ended: the client sends no more; Broken: nor will we serve
+    bool lost_ = false;             ///< replies can not be sent any more
+    std::vector<u8> input_;
+    std::size_t taken_ = 0;  ///< bytes of input_ that were served
+    std::vector<u8> output_;
+    std::size_t sent_ = 0;  ///< bytes of output_ that are gone
+};
+
+}  // namespace platform

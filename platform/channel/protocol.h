@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+//
+// The protocol of the command channel: framing, request numbers, and the records of the platform's
+// own requests. Shared by the server and by clients. Everything is in the machine's byte order.
+#pragma once
+
+#include <array>
+
+#include "platform/contract/types.h"
+#include "platform/model/host.h"
+#include "platform/model/port.h"
+#include "platform/model/switch_change.h"
+
+namespace platform {
+
+struct RequestHeader {
+    u32 request;
+    u32 unit;
+    u32 attribute;
+    u32 length;  ///< bytes of value that follow
+};
+static_assert(sizeof(RequestHeader) == 16);
+
+struct ReplyHeader {
+    u32 status;  ///< 0 for success
+    /// Bytes of value that follow. The platform's own requests answer a refusal with a text: what
+    /// was wrong and what is allowed.
+    u32 length;
+};
+static_assert(sizeof(ReplyHeader) == 8);
+
+/// Longest value of a request or reply; a longer one closes the connection.
+inline constexpr u32 kMaxValueBytes = 65536;
+
+enum class Request : u32 {
+    // The daemon's handler table. PortFirst and PortNext return the unit as the value.
+    PortFirst = 1,
+    PortNext = 2,
+    PortGet = 3,
+    PortSet = 4,
+    PortSync = 5,
+    ScalarGet = 6,
+    ScalarSet = 7,
+    ScalarSync = 8,
+
+    // The platform's own.
+    HostInfo = 256,      ///< reply: HostInfoRecord
+    PortList = 257,      ///< unit: list those above this unit; reply: SwitchPortRecord each
+    PortVlans = 258,     ///< unit, attribute VlanSet; reply: VLAN bitmap
+    SwitchVlans = 259,   ///< attribute QorVlanType; reply: VLAN bitmap
+    PortCounters = 260,  ///< unit; reply: PortCountersRecord
+    PortMachines = 261,  ///< unit; reply: 4095 x {applicant, registrar, flags}, see MachineRecord
+    ShellCall = 272,     ///< value: ShellCallRecord; reply: what the function printed
+    ShellList = 273,     ///< reply: names, each followed by '\n'
+    SwitchChange = 288,  ///< value: SwitchChangeRecord
+    StandbyTakeOver = 304,  ///< a standby becomes the active
+
+    // What the host observes; records in observations.h.
+    PortStatistics = 320,   ///< unit; reply: PortStatisticsRecord
+    StatisticsClear = 321,  ///< unit, 0 for all: begins to count from zero
+    PortHistory = 322,      ///< unit; reply: PortHistoryRecord
+    Changes = 323,          ///< value: ChangesQuery; reply: ChangesHeader, then ChangeRecord each
+    CaptureRead = 324,      ///< value: CaptureQuery; reply: CaptureHeader, then the frames
+    ConfigSource = 325,     ///< reply: path of the configuration file, empty when there is none
+};
+inline constexpr u32 kFirstPlatformRequest = 256;
+
+inline constexpr u32 kCableBytes = 240;  ///< two paths of UNIX sockets and their prefix
+
+struct HostInfoRecord {
+    u32 driver;  ///< DriverKind
+    u32 role;    ///< HostRole
+    u32 standbyConnected;
+    u32 portCount;
+    u64 uptimeMs;
+    std::array<char, kNameBytes> name;  ///< of this switch, terminated
+};
+
+struct SwitchPortRecord {
+    u32 unit;
+    u32 endType;   ///< QorEndType: port or aggregation
+    u32 link;      ///< 1 up
+    u32 eligible;  ///< 1: may run the protocol
+    u32 mtu;
+    u32 pvid;
+    u32 protocols;    ///< bit 0: MVRP enabled, bit 1: GVRP enabled
+    u32 wireForm;     ///< WireForm, as configured
+    u32 heardForm;    ///< WireForm of the last MVRP frame received, 0 none
+    u32 aggregation;  ///< unit of the aggregation the port is a member of, 0 none
+    MacAddress mac;
+    MacAddress peerMac;                   ///< source of the last protocol frame received
+    std::array<char, kNameBytes> name;    ///< terminated
+    std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
+};
+
+struct ShellCallRecord {
+    std::array<char, kNameBytes> name;  ///< terminated
+    std::array<u32, 3> parameters;
+};
+
+}  // namespace platform

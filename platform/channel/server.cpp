@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: MIT
+#include "platform/channel/server.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <iterator>
+#include <utility>
+
+#include "platform/runtime/log.h"
+
+namespace platform {
+namespace {
+
+constexpr std::size_t kEventsPerWait = 32;
+constexpr int kForEver = -1;
+constexpr int kRetryAcceptMs = 1000;
+
+}  // namespace
+
+CommandServer::CommandServer(RequestServer requests, CommandAccess access)
+    : requests_(std::move(requests)),
+      access_(access),
+      poll_(epoll_create1(EPOLL_CLOEXEC)),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    waitFor(wake_.get(), EPOLLIN, false);
+}
+
+void CommandServer::waitFor(int descriptor, u32 events, bool known) {
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = descriptor;
+    epoll_ctl(poll_.get(), known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, descriptor, &event);
+}
+
+void CommandServer::waitForListeners(u32 events) {
+    for (const auto& [descriptor, listener] : listeners_)
+        waitFor(descriptor, events, true);
+}
+
+bool CommandServer::open(const std::string& path, std::string& error, std::atomic<u32>* clients) {
+    if (!poll_.isOpen() || !wake_.isOpen()) {
+        error = errorText(errno);
+        return false;
+    }
+    Descriptor socket = listenUnix(path, access_.group, error);
+    if (!socket.isOpen())
+        return false;
+    const int descriptor = socket.get();
+    listeners_.emplace(descriptor, Listener{path, std::move(socket), clients});
+    waitFor(descriptor, EPOLLIN, false);
+    return true;
+}
+
+void CommandServer::close(const std::string& path) {
+    const auto found = std::ranges::find_if(
+        listeners_, [&path](const auto& entry) { return entry.second.path == path; });
+    if (found == listeners_.end())
+        return;
+    for (auto client = clients_.begin(); client != clients_.end();)
+        client = client->second.listener == found->first ? forget(client) : std::next(client);
+    unlink(path.c_str());
+    listeners_.erase(found);
+}
+
+void CommandServer::stop() {
+    post([this] {
+        const std::lock_guard lock(guard_);
+        stopping_ = true;
+    });
+}
+
+void CommandServer::post(std::function<void()> work) {
+    {
+        const std::lock_guard lock(guard_);
+        posted_.push_back(std::move(work));
+    }
+    eventfd_write(wake_.get(), 1);
+}
+
+void CommandServer::runPosted() {
+    eventfd_t ignored = 0;
+    eventfd_read(wake_.get(), &ignored);
+    std::vector<std::function<void()>> posted;
+    {
+        const std::lock_guard lock(guard_);
+        posted.swap(posted_);
+    }
+    for (const auto& work : posted)
+        work();
+}
+
+void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
+    std::string who;
+    if (!peerMayConnect(connection.get(), access_, who)) {
+        logMessage(LogPriority::Warning, "%s: %s may not use it", listener.path.c_str(),
+                   who.c_str());
+        return;
+    }
+    if (clients_.size() == kMaxClients) {
+        logMessage(LogPriority::Warning, "%s: %s turned away, %zu clients are the most",
+                   listener.path.c_str(), who.c_str(), kMaxClients);
+        return;
+    }
+    const int descriptor = connection.get();
+    waitFor(descriptor, EPOLLIN, false);
+    Client& client = clients_[descriptor];
+    client.connection = std::make_unique<ClientConnection>(std::move(connection));
+    client.listener = listener.socket.get();
+    if (listener.clients != nullptr)
+        ++*listener.clients;
+}
+
+CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client) {
+    const auto listener = listeners_.find(client->second.listener);
+    if (listener != listeners_.end() && listener->second.clients != nullptr)
+        --*listener->second.clients;
+    return clients_.erase(client);  // closing the connection ends the polling
+}
+
+void CommandServer::acceptClients(const Listener& listener) {
+    for (;;) {
+        Descriptor connection(
+            accept4(listener.socket.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (connection.isOpen()) {
+            acceptOne(listener, std::move(connection));
+            continue;
+        }
+        if (errno == EINTR || errno == ECONNABORTED)
+            continue;
+        if (errno != EAGAIN) {
+            logMessage(LogPriority::Error, "%s: no new client: %s", listener.path.c_str(),
+                       errorText(errno).c_str());
+            waitForListeners(0);
+            acceptPaused_ = true;
+        }
+        return;
+    }
+}
+
+CommandServer::Clients::iterator CommandServer::settle(Clients::iterator client) {
+    const ClientConnection& connection = *client->second.connection;
+    if (connection.finished())
+        return forget(client);
+    const u32 events = (connection.wantsToRead() ? u32{EPOLLIN} : 0U) |
+                       (connection.wantsToWrite() ? u32{EPOLLOUT} : 0U);
+    waitFor(client->first, events, true);
+    return std::next(client);
+}
+
+void CommandServer::handle(int descriptor, u32 events) {
+    if (descriptor == wake_.get())
+        return runPosted();
+    if (const auto listener = listeners_.find(descriptor); listener != listeners_.end())
+        return acceptClients(listener->second);
+    const auto found = clients_.find(descriptor);
+    if (found == clients_.end())
+        return;
+    ClientConnection& client = *found->second.connection;
+    const bool gone = (events & (EPOLLHUP | EPOLLERR)) != 0 && !client.wantsToRead();
+    if (gone) {
+        forget(found);
+        return;
+    }
+    client.send();
+    client.receive();
+    client.serve(requests_);
+    settle(found);
+}
+
+/// Gives every client that has requests left its turn. @return whether any still has
+bool CommandServer::serveWaiting() {
+    bool waiting = false;
+    for (auto next = clients_.begin(); next != clients_.end();) {
+        ClientConnection& client = *next->second.connection;
+        if (!client.wantsToServe()) {
+            ++next;
+            continue;
+        }
+        client.serve(requests_);
+        waiting = waiting || client.wantsToServe();
+        next = settle(next);
+    }
+    return waiting;
+}
+
+void CommandServer::run() {
+    std::array<epoll_event, kEventsPerWait> events{};
+    bool waiting = false;
+    for (;;) {
+        const int wait = waiting ? 0 : acceptPaused_ ? kRetryAcceptMs : kForEver;
+        const int count =
+            epoll_wait(poll_.get(), events.data(), static_cast<int>(events.size()), wait);
+        if (std::exchange(acceptPaused_, false))
+            waitForListeners(EPOLLIN);
+        for (int index = 0; index < count; index++)
+            handle(events[static_cast<std::size_t>(index)].data.fd,
+                   events[static_cast<std::size_t>(index)].events);
+        waiting = serveWaiting();
+        const std::lock_guard lock(guard_);
+        if (stopping_)
+            return;
+    }
+}
+
+}  // namespace platform

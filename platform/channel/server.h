@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+//
+// The command server: one task that waits on listening UNIX stream sockets and their clients, and
+// serves their requests one at a time, a bounded number of each in turn. What a client does, or
+// leaves undone, costs the others nothing but their turn.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/channel/access.h"
+#include "platform/channel/client_connection.h"
+
+namespace platform {
+
+/// Most clients at a time; another is turned away.
+inline constexpr std::size_t kMaxClients = 64;
+
+class CommandServer {
+  public:
+    CommandServer(RequestServer requests, CommandAccess access);
+
+    /// Begins to listen at `path`: before run(), or in the command task.
+    /// @param clients  counts the clients of this socket, where given; it outlives the server
+    /// @param error    receives what was wrong
+    bool open(const std::string& path, std::string& error, std::atomic<u32>* clients = nullptr);
+    /// Stops to listen at `path` and lets its clients go. In the command task.
+    void close(const std::string& path);
+    /// Serves until stop() is called. This is the body of the command task.
+    void run();
+    /// Has run() return. Any thread.
+    void stop();
+    /// Has the command task run `work` between two requests. Any thread.
+    void post(std::function<void()> work);
+
+  private:
+    struct Listener {
+        std::string path;
+        Descriptor socket;
+        std::atomic<u32>* clients;
+    };
+    struct Client {
+        std::unique_ptr<ClientConnection> connection;
+        int listener = -1;  ///< descriptor of the socket it came in at
+    };
+    using Clients = std::map<int, Client>;
+
+    void waitFor(int descriptor, u32 events, bool known);
+    void waitForListeners(u32 events);
+    void acceptClients(const Listener& listener);
+    void acceptOne(const Listener& listener, Descriptor connection);
+    Clients::iterator forget(Clients::iterator client);
+    void handle(int descriptor, u32 events);
+    /// Watches a client for what it can do next, or lets it go. @return the client after it
+    Clients::iterator settle(Clients::iterator client);
+    bool serveWaiting();
+    void runPosted();
+
+    RequestServer requests_;
+    CommandAccess access_;
+    Descriptor poll_;
+    Descriptor wake_;
+    std::map<int, Listener> listeners_;  ///< by descriptor
+    Clients clients_;                    ///< by descriptor
+    bool acceptPaused_ = false;          ///< out of descriptors: try again later
+
+    std::mutex guard_;  ///< of the two below
+    std::vector<std::function<void()>> posted_;
+    bool stopping_ = false;
+};
+
+}  // namespace platform

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include "platform/host/apply_management.h"
+
+#include "platform/config/management_commands.h"
+#include "platform/runtime/log.h"
+
+namespace platform {
+namespace {
+
+/// Each time is checked against the others as they are at that moment, so a set of times that is
+/// right as a whole may need as many rounds as there are times.
+constexpr u32 kRounds = 3;
+
+class Applier {
+  public:
+    explicit Applier(Dispatcher& dispatcher) : dispatcher_(dispatcher) {}
+
+    u32 refused() const { return refused_; }
+
+    void scalar(u32 attribute, std::optional<u32> before, std::optional<u32> wanted,
+                const char* name) {
+        if (!wanted || wanted == before)
+            return;
+        const u32 status = dispatcher_.setNumber(Request::ScalarSet, 0, attribute, *wanted);
+        if (status != kStatusOk)
+            report(std::string("[management] ") + name, *wanted, status);
+    }
+
+    void portEnable(u32 unit, u32 value) {
+        const u32 status = dispatcher_.setNumber(Request::PortSet, unit, kPortEnable, value);
+        if (status != kStatusOk)
+            report("[[management.port]] unit " + std::to_string(unit) + " enable", value, status);
+    }
+
+    void portSettings(u32 unit, const PortManagement& before, const PortManagement& wanted) {
+        for (u32 round = 1; round <= kRounds; round++)
+            if (portRound(unit, before, wanted, round == kRounds))
+                return;
+    }
+
+  private:
+    /// @return whether nothing was refused
+    bool portRound(u32 unit, const PortManagement& before, const PortManagement& wanted,
+                   bool last) {
+        bool accepted = true;
+        for (const PortSetting& setting : kPortSettings) {
+            const std::optional<u32>& value = wanted.*setting.field;
+            if (!value || value == before.*setting.field)
+                continue;
+            const u32 status =
+                dispatcher_.setNumber(Request::PortSet, unit, setting.attribute, *value);
+            if (status == kStatusOk)
+                continue;
+            accepted = false;
+            if (last)
+                report("[[management.port]] unit " + std::to_string(unit) + " " + setting.name,
+                       *value, status);
+        }
+        return accepted;
+    }
+
+    void report(const std::string& setting, u32 value, u32 status) {
+        refused_++;
+        logMessage(LogPriority::Error, "%s: the daemon refused the value %u with status %u (0x%x)",
+                   setting.c_str(), value, status, status);
+    }
+
+    Dispatcher& dispatcher_;
+    u32 refused_ = 0;
+};
+
+const PortManagement& settingsOf(const ManagementConfig& config, u32 unit) {
+    static const PortManagement kNone;
+    const auto found = config.ports.find(unit);
+    return found == config.ports.end() ? kNone : found->second;
+}
+
+void disablePorts(Applier& applier, const ManagementConfig& before,
+                  const ManagementConfig& wanted) {
+    for (const auto& [unit, settings] : before.ports)
+        if (settings.enable == kSettingOn && settingsOf(wanted, unit).enable != kSettingOn)
+            applier.portEnable(unit, kSettingOff);
+}
+
+/// A port that was just enabled has the daemon's defaults.
+void applyPort(Applier& applier, u32 unit, const PortManagement& before,
+               const PortManagement& wanted) {
+    if (wanted.enable != kSettingOn)
+        return;
+    const bool fresh = before.enable != kSettingOn;
+    if (fresh)
+        applier.portEnable(unit, kSettingOn);
+    applier.portSettings(unit, fresh ? PortManagement{} : before, wanted);
+}
+
+}  // namespace
+
+u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
+                    const ManagementConfig& wanted) {
+    Applier applier(dispatcher);
+    if (wanted.enable != kSettingOn) {
+        if (before.enable == kSettingOn)
+            applier.scalar(kScalarEnable, kSettingOn, kSettingOff, "enable");
+        return applier.refused();
+    }
+    // Disabling drops every port, so after it there is nothing to compare with.
+    const ManagementConfig& base = before.enable == kSettingOn ? before : ManagementConfig{};
+    applier.scalar(kScalarEnable, before.enable, kSettingOn, "enable");
+    disablePorts(applier, base, wanted);
+    const u32 complianceBefore = base.compliance.value_or(kSettingOff);
+    applier.scalar(kScalarCompliance, complianceBefore, wanted.compliance.value_or(kSettingOff),
+                   "compliance");
+    for (const auto& [unit, settings] : wanted.ports)
+        applyPort(applier, unit, settingsOf(base, unit), settings);
+    return applier.refused();
+}
+
+}  // namespace platform

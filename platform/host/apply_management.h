@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+//
+// Brings the daemon to the management settings of a configuration, through the handlers that the
+// command channel uses. In the command task.
+#pragma once
+
+#include "platform/channel/dispatcher.h"
+#include "platform/config/host_config.h"
+
+namespace platform {
+
+/// Applies what `wanted` says and `before` does not. What neither mentions is left alone; so is
+/// what only `before` mentions, but a port or the daemon that was enabled and is not mentioned any
+/// more: it is disabled. A refusal is logged, and the rest is applied all the same.
+/// @return how many settings were refused
+u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
+                    const ManagementConfig& wanted);
+
+}  // namespace platform

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+//
+// What the command channel asks of the frame layer: cables, wire forms, counters, captures. The
+// frame layer (platform/net) implements it; a unit is a port or an aggregation of the switch.
+//
+// Locking: called by the command thread; implementations guard themselves.
+#pragma once
+
+#include <array>
+#include <string>
+
+#include "platform/model/host.h"
+#include "platform/model/mac_address.h"
+#include "platform/model/port.h"
+
+namespace platform {
+
+struct CableState {
+    WireForm form = WireForm::Native;  ///< as configured
+    u32 heard = 0;                     ///< WireForm of the last MVRP frame received, 0 none
+    MacAddress peer{};                 ///< source of the last protocol frame received
+    std::string cable;                 ///< as the configuration writes it
+};
+
+class PortCables {
+  public:
+    virtual ~PortCables() = default;
+    /// A unit that nothing is connected to yet answers with the defaults.
+    virtual CableState cableState(u32 unit) const = 0;
+    virtual PortCountersRecord counters(u32 unit) const = 0;
+
+    // The unit exists. On a result other than Ok nothing changed and `error` says what was wrong.
+    /// @param text  the cable as the configuration writes it
+    virtual HostStatus setCable(u32 unit, const std::string& text, std::string& error) = 0;
+    virtual HostStatus setWireForm(u32 unit, WireForm form) = 0;
+    /// @param file  pcap file that is created or emptied; empty: stop recording
+    virtual HostStatus setRecording(u32 unit, const std::string& file, std::string& error) = 0;
+    /// Feeds a pcap file into the port. @param speed  0: as fast as possible; n: n times the speed
+    /// of the capture
+    virtual HostStatus replay(u32 unit, const std::string& file, u32 speed, std::string& error) = 0;
+    /// The unit was deleted from the switch.
+    virtual void forget(u32 unit) = 0;
+};
+
+}  // namespace platform

@@ -1,0 +1,294 @@
+// SPDX-License-Identifier: MIT
+#include "platform/observe/frame_book.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <utility>
+
+#include "platform/net/clock.h"
+#include "platform/runtime/tasks/timer.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kFixed = 2;
+constexpr u32 kForbidden = 3;
+
+std::size_t formIndex(FrameKind kind) {
+    return static_cast<std::size_t>(kind) - 1;
+}
+
+u64& failed(PortRecord& port, FailedRegistration reason) {
+    return port.statistics.failed.at(static_cast<std::size_t>(reason));
+}
+
+/// Counts the events of a received PDU and remembers what it declares.
+class ReceivedEvents final : public EventSink {
+  public:
+    ReceivedEvents(PortRecord& port, const SwitchDriver& driver, u32 unit, u64 nowMs, u32 sinceMs,
+                   MacAddress origin)
+        : port_(port),
+          driver_(driver),
+
+          nowMs_(nowMs),
+          sinceMs_(sinceMs),
+          origin_(origin) {
+        driver.portVlans(unit, VlanSet::Permitted, permitted_);
+    }
+
+    void onEvent(u32 vid, PduEvent event) override {
+        // A sender may put its LeaveAll into every vector of a PDU: it is one.
+        if (event == PduEvent::LeaveAll && std::exchange(leaveAll_, true))
+            return;
+        ++port_.statistics.eventsIn[static_cast<std::size_t>(event)];
+        if (event == PduEvent::LeaveAll) {
+            port_.leaveAllInMs = port_.leaveTimerMs = nowMs_;
+            return;
+        }
+        VlanMemory& vlan = port_.vlans[vid];
+        if (isLeave(event)) {
+            vlan.leaveMs = sinceMs_;
+            port_.leaveTimerMs = nowMs_;
+        } else if (isJoin(event)) {
+            vlan.joinMs = sinceMs_;
+            vlan.joinEvent = event;
+            vlan.origin = origin_;
+            countFailure(vid);
+        }
+    }
+
+  private:
+    void countFailure(u32 vid) {
+        if (!vlanContains(permitted_, vid))
+            ++failed(port_, FailedRegistration::NotPermitted);
+        else if (port_.registration == kForbidden)
+            ++failed(port_, FailedRegistration::Forbidden);
+        else if (port_.registration == kFixed && driver_.vlanType(vid) != QorVlanType::Static)
+            ++failed(port_, FailedRegistration::Fixed);
+    }
+
+    PortRecord& port_;
+    const SwitchDriver& driver_;
+    u64 nowMs_;
+    u32 sinceMs_;
+    MacAddress origin_;
+    VlanBitmap permitted_{};
+    bool leaveAll_ = false;  ///< this PDU's was counted
+};
+
+/// Counts the events of a PDU that was sent, maybe several times, and remembers the last time.
+class SentEvents final : public EventSink {
+  public:
+    SentEvents(PortRecord& port, u32 times, u64 lastMs, u32 sinceMs)
+        : port_(port), times_(times), lastMs_(lastMs), sinceMs_(sinceMs) {}
+
+    void onEvent(u32 vid, PduEvent event) override {
+        if (event == PduEvent::LeaveAll && std::exchange(leaveAll_, true))
+            return;
+        port_.statistics.eventsOut[static_cast<std::size_t>(event)] += times_;
+        if (event == PduEvent::LeaveAll) {
+            port_.leaveAllOutMs = lastMs_;
+            port_.leaveTimerMs = std::max(port_.leaveTimerMs, lastMs_);
+            return;
+        }
+        port_.vlans[vid].sentMs = sinceMs_;
+        port_.vlans[vid].sentEvent = event;
+    }
+
+  private:
+    PortRecord& port_;
+    u32 times_;
+    u64 lastMs_;
+    u32 sinceMs_;
+    bool leaveAll_ = false;
+};
+
+void countOutcome(PortStatisticsRecord& statistics, Delivery outcome) {
+    switch (outcome) {
+        case Delivery::Delivered:
+            break;
+        case Delivery::Tunnel:
+            ++statistics.tunnelled;
+            break;
+        case Delivery::Overflow:
+            ++statistics.overflow;
+            break;
+        case Delivery::NoSocket:
+            ++statistics.notEnabled;
+            break;
+    }
+}
+
+/// Time since the start of the book, never 0.
+u32 sinceStart(u64 nowMs, u64 startMs) {
+    return static_cast<u32>(nowMs - startMs + 1);
+}
+
+u64 agoOrNever(u64 whenMs, u64 nowMs) {
+    return whenMs == 0 ? kNever : nowMs - whenMs;
+}
+
+}  // namespace
+
+FrameBook::FrameBook(const SwitchDriver& driver) : driver_(driver), startMs_(monotonicMs()) {}
+
+PortRecord& FrameBook::record(u32 unit) {
+    std::unique_ptr<PortRecord>& port = ports_[unit];
+    if (port == nullptr) {
+        port = std::make_unique<PortRecord>();
+        port->countedFromMs = monotonicMs();
+    }
+    return *port;
+}
+
+const PortRecord* FrameBook::find(u32 unit) const {
+    const auto found = ports_.find(unit);
+    if (found == ports_.end())
+        return nullptr;
+    countSent(*found->second, found->second->sent.frame());
+    return found->second.get();
+}
+
+void FrameBook::frameArrived(u32 unit, std::span<const u8> bytes) {
+    if (tap_.active())
+        tap_.add(unit, false, bytes);
+}
+
+void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
+                             std::optional<Delivery> outcome) {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    PortRecord& port = record(unit);
+    PortStatisticsRecord& statistics = port.statistics;
+    if (reason != DropReason::None)
+        ++statistics.drops.at(static_cast<std::size_t>(reason));
+    if (!outcome)
+        return;
+    countOutcome(statistics, *outcome);
+    if (*outcome != Delivery::Delivered)
+        return;
+    ++statistics.pdusIn.at(formIndex(view.kind));
+    statistics.bytesIn += view.frame.size();
+    statistics.lastPduOrigin = view.source();
+    port.lastPduMs = nowMs;
+    ReceivedEvents events(port, driver_, unit, nowMs, sinceStart(nowMs, startMs_), view.source());
+    // Of our own form and of GVRP it is only known here whether a PDU can be read to its end.
+    if (walkEvents(view, events) != DropReason::None && reason == DropReason::None)
+        ++statistics.drops.at(static_cast<std::size_t>(DropReason::BadPdu));
+}
+
+void FrameBook::frameSent(u32 unit, std::span<const u8> bytes, int error) {
+    if (tap_.active() && error == 0)
+        tap_.add(unit, true, bytes);
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    PortRecord& port = record(unit);
+    if (error != 0) {
+        ++port.statistics.sendFailed;
+        return;
+    }
+    const bool again = bytes.size() == port.sent.length &&
+                       std::memcmp(bytes.data(), port.sent.bytes.data(), bytes.size()) == 0;
+    if (!again)
+        keepSent(port, bytes);
+    ++port.sent.times;
+    port.sent.lastMs = nowMs;
+    if (bytes.size() > port.sent.length)
+        countSent(port, bytes);
+}
+
+void FrameBook::keepSent(PortRecord& port, std::span<const u8> bytes) {
+    countSent(port, port.sent.frame());
+    port.sent.length = 0;
+    if (bytes.size() > port.sent.bytes.size())
+        return;
+    port.sent.length = static_cast<u32>(bytes.size());
+    std::memcpy(port.sent.bytes.data(), bytes.data(), bytes.size());
+}
+
+void FrameBook::countSent(PortRecord& port, std::span<const u8> frame) const {
+    const u32 times = std::exchange(port.sent.times, 0);
+    const FrameView view = times == 0 ? FrameView{} : classifyFrame(frame);
+    if (view.kind == FrameKind::None)
+        return;
+    port.statistics.pdusOut.at(formIndex(view.kind)) += times;
+    port.statistics.bytesOut += times * frame.size();
+    SentEvents events(port, times, port.sent.lastMs, sinceStart(port.sent.lastMs, startMs_));
+    walkEvents(view, events);
+}
+
+void FrameBook::prepare(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    record(unit);
+}
+
+void FrameBook::membersRefused(u32 unit, const VlanBitmap& vlans) {
+    u32 count = 0;
+    for (const u8 byte : vlans)
+        count += static_cast<u32>(std::popcount(byte));
+    const std::lock_guard lock(mutex_);
+    failed(record(unit), FailedRegistration::SwitchRefused) += count;
+}
+
+void FrameBook::setRegistration(u32 unit, u32 mode) {
+    const std::lock_guard lock(mutex_);
+    record(unit).registration = mode;
+}
+
+PortStatisticsRecord FrameBook::statistics(u32 unit) const {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    PortStatisticsRecord statistics = port == nullptr ? PortStatisticsRecord{} : port->statistics;
+    statistics.sinceMs = nowMs - (port == nullptr ? startMs_ : port->countedFromMs);
+    statistics.lastPduMs = agoOrNever(port == nullptr ? 0 : port->lastPduMs, nowMs);
+    return statistics;
+}
+
+void FrameBook::clear(u32 unit) {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    for (auto& [number, port] : ports_) {
+        if (unit != 0 && unit != number)
+            continue;
+        countSent(*port, port->sent.frame());
+        const std::array<u8, 6> origin = port->statistics.lastPduOrigin;
+        port->statistics = {};
+        port->statistics.lastPduOrigin = origin;
+        port->countedFromMs = nowMs;
+    }
+}
+
+PortHistoryRecord FrameBook::history(u32 unit) const {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    if (port == nullptr)
+        return {kNever, kNever, kNever};
+    return {agoOrNever(port->leaveAllInMs, nowMs), agoOrNever(port->leaveAllOutMs, nowMs),
+            agoOrNever(port->leaveTimerMs, nowMs)};
+}
+
+VlanHistoryRecord FrameBook::vlanHistory(u32 unit, u32 vid) const {
+    const u32 now = sinceStart(monotonicMs(), startMs_);
+    const auto ago = [now](u32 when) { return when == 0 ? kNever32 : now - when; };
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    if (port == nullptr || vid >= kVlanIds)
+        return {kNever32, kNever32, kNever32, {}, 0, 0};
+    const VlanMemory& vlan = port->vlans[vid];
+    return {ago(vlan.joinMs),
+            ago(vlan.leaveMs),
+            ago(vlan.sentMs),
+            vlan.origin,
+            static_cast<u8>(vlan.joinEvent),
+            static_cast<u8>(vlan.sentEvent)};
+}
+
+void FrameBook::forget(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    ports_.erase(unit);
+}
+
+}  // namespace platform

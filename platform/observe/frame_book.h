@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+//
+// Looks on while frames pass: counts PDUs and events, remembers who declared which VLAN when, and
+// keeps the latest frames while somebody captures.
+//
+// A port's record is allocated when the port begins to take part (prepare()); a frame costs one
+// walk over its events, a frame that is sent once more a comparison. Locking: one mutex around the
+// records; the driver's lock is taken inside it.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "platform/net/frame_observer.h"
+#include "platform/observe/frame_tap.h"
+#include "platform/observe/port_record.h"
+#include "platform/switch/switch_driver.h"
+
+namespace platform {
+
+class FrameBook final : public FrameObserver {
+  public:
+    /// `driver` outlives it.
+    explicit FrameBook(const SwitchDriver& driver);
+
+    void frameArrived(u32 unit, std::span<const u8> bytes) override;
+    void frameHandled(u32 unit, const FrameView& view, DropReason reason,
+                      std::optional<Delivery> outcome) override;
+    void frameSent(u32 unit, std::span<const u8> bytes, int error) override;
+
+    /// The port takes part from now on: makes room for what is remembered of it.
+    void prepare(u32 unit);
+    /// The switch did not take memberships of VLANs. Any thread.
+    void membersRefused(u32 unit, const VlanBitmap& vlans);
+    /// The port's registration mode is this from now on: it decides which joins fail.
+    void setRegistration(u32 unit, u32 mode);
+
+    // Of the command channel.
+    PortStatisticsRecord statistics(u32 unit) const;
+    /// Begins to count from zero. @param unit  0: every port
+    void clear(u32 unit);
+    PortHistoryRecord history(u32 unit) const;
+    /// @param vid  1 to 4095
+    VlanHistoryRecord vlanHistory(u32 unit, u32 vid) const;
+    /// The port was deleted.
+    void forget(u32 unit);
+
+    FrameTap& tap() { return tap_; }
+
+  private:
+    PortRecord& record(u32 unit);
+    /// @return the record, with all counted; null when there is none
+    const PortRecord* find(u32 unit) const;
+    /// Another frame than before is sent now: counts that, and keeps this unless it is too long.
+    void keepSent(PortRecord& port, std::span<const u8> bytes);
+    /// Counts a frame as often as it was sent, if it is a PDU.
+    void countSent(PortRecord& port, std::span<const u8> frame) const;
+
+    const SwitchDriver& driver_;
+    const u64 startMs_;
+    FrameTap tap_;
+    mutable std::mutex mutex_;
+    std::map<u32, std::unique_ptr<PortRecord>> ports_;  ///< guarded by mutex_
+};
+
+}  // namespace platform

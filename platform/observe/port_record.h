@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+//
+// What the host remembers of one port: counters of PDUs and events, and for each VLAN when it was
+// last declared, withdrawn and spoken of. Plain records, owned and locked by FrameBook. Times are
+// milliseconds on the monotonic clock, 0 for never; those of VLANs count from the start of the
+// book and fit 32 bits for 49 days, after which they are taken for never.
+#pragma once
+
+#include <array>
+#include <span>
+
+#include "platform/channel/observations.h"
+#include "platform/wire/events.h"
+
+namespace platform {
+
+inline constexpr u32 kVlanIds = 4096;
+
+struct VlanMemory {
+    u32 joinMs = 0;
+    u32 leaveMs = 0;
+    u32 sentMs = 0;
+    MacAddress origin{};  ///< who sent the join
+    PduEvent joinEvent = PduEvent::New;
+    PduEvent sentEvent = PduEvent::New;
+};
+
+/// The frame that a port sent last, and how often in a row: a switch repeats itself, mostly. Its
+/// events are counted and remembered when another is sent, or somebody asks.
+struct RepeatedFrame {
+    static constexpr std::size_t kMostBytes = 1600;
+
+    u32 times = 0;  ///< not counted yet
+    u32 length = 0;
+    u64 lastMs = 0;
+    std::array<u8, kMostBytes> bytes;
+
+    std::span<const u8> frame() const { return std::span(bytes).first(length); }
+};
+
+struct PortRecord {
+    PortStatisticsRecord statistics{};  ///< its times are filled in when it is read
+    u64 countedFromMs = 0;
+    u64 lastPduMs = 0;
+    u64 leaveAllInMs = 0;
+    u64 leaveAllOutMs = 0;
+    u64 leaveTimerMs = 0;  ///< when what starts the leave timer was last seen
+    u32 registration = 1;  ///< registration mode: 1 normal, 2 fixed, 3 forbidden
+    RepeatedFrame sent;
+    std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID
+};
+
+}  // namespace platform

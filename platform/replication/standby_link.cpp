@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include "platform/replication/standby_link.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <thread>
+#include <utility>
+
+#include "platform/channel/server_socket.h"
+#include "platform/runtime/log.h"
+#include "platform/runtime/tasks/thread.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kLinkStack = 256 * 1024;
+/// How often the thread looks whether it is to end.
+constexpr std::chrono::milliseconds kLook{100};
+/// Settings may change while the standby is told; it is told again, but not for ever.
+constexpr u32 kMostReplays = 5;
+/// Times are checked against each other one by one: a refused one may be accepted after the others.
+constexpr u32 kRounds = 3;
+
+RequestHeader headerOf(const ManagementCommand& command) {
+    const Request request = command.ofPort ? Request::PortSync : Request::ScalarSync;
+    return {static_cast<u32>(request), command.unit, command.attribute, sizeof command.value};
+}
+
+std::span<const u8> valueOf(const ManagementCommand& command) {
+    return {reinterpret_cast<const u8*>(&command.value), sizeof command.value};
+}
+
+Deadline in(std::chrono::milliseconds time) {
+    return std::chrono::steady_clock::now() + time;
+}
+
+void reportRefusal(const ManagementCommand& command, u32 status) {
+    logMessage(LogPriority::Warning,
+               "the standby refused %s %u attribute %u value %u with status %u (0x%x)",
+               command.ofPort ? "port" : "scalar", command.unit, command.attribute, command.value,
+               status, status);
+}
+
+}  // namespace
+
+StandbyLink::StandbyLink(std::string peerPath) : path_(std::move(peerPath)) {}
+
+StandbyLink::~StandbyLink() {
+    stopping_ = true;
+    while (running_)
+        std::this_thread::sleep_for(kLook / 10);
+}
+
+bool StandbyLink::start() {
+    running_ = true;
+    const bool started = startThread("mvrpstandby", kLinkStack, [this] {
+        keepConnected();
+        running_ = false;
+    });
+    if (!started)
+        running_ = false;
+    return started;
+}
+
+u32 StandbyLink::exchange(const RequestHeader& header, std::span<const u8> value) {
+    if (!connected_)
+        return kStatusOk;
+    const auto status = requestStatus(connection_.get(), header, value, in(kPeerWait));
+    if (status)
+        return *status;
+    logMessage(LogPriority::Error, "the standby did not answer within %lld ms; it is cut off",
+               static_cast<long long>(kPeerWait.count()));
+    connected_ = false;
+    shutdown(connection_.get(), SHUT_RDWR);  // the thread notices and closes it
+    return kStatusOk;
+}
+
+u32 StandbyLink::carry(const ManagementCommand& command) {
+    const std::lock_guard lock(guard_);
+    const u32 status = exchange(headerOf(command), valueOf(command));
+    if (status != kStatusOk) {
+        reportRefusal(command, status);
+        return status;
+    }
+    applyCommand(settings_, command);
+    version_++;
+    return kStatusOk;
+}
+
+u32 StandbyLink::carryPacket(std::span<const u8> packet) {
+    if (packet.size() > kMaxValueBytes)
+        return static_cast<u32>(HostStatus::BadArgument);
+    const std::lock_guard lock(guard_);
+    return exchange({static_cast<u32>(Request::ScalarSync), 0, kScalarSyncPacket,
+                     static_cast<u32>(packet.size())},
+                    packet);
+}
+
+bool StandbyLink::replay(int connection, const std::vector<ManagementCommand>& commands) const {
+    const Deadline deadline = in(kReplayWait);
+    std::vector<ManagementCommand> left = commands;
+    for (u32 round = 1; round <= kRounds && !left.empty(); round++) {
+        std::vector<ManagementCommand> refused;
+        for (const ManagementCommand& command : left) {
+            const auto status =
+                requestStatus(connection, headerOf(command), valueOf(command), deadline);
+            if (!status)
+                return false;
+            if (*status != kStatusOk)
+                refused.push_back(command);
+            if (*status != kStatusOk && round == kRounds)
+                reportRefusal(command, *status);
+        }
+        left = std::move(refused);
+    }
+    return true;
+}
+
+bool StandbyLink::bringUp(Descriptor connection) {
+    for (u32 attempt = 0; attempt < kMostReplays; attempt++) {
+        std::unique_lock lock(guard_);
+        const auto commands = commandsOf(settings_);
+        const u64 version = version_;
+        lock.unlock();
+        if (!replay(connection.get(), commands))
+            return false;
+        lock.lock();
+        if (version != version_)
+            continue;
+        connection_ = std::move(connection);
+        connected_ = true;
+        logMessage(LogPriority::Notice, "the standby at %s is connected and told %zu settings",
+                   path_.c_str(), commands.size());
+        return true;
+    }
+    return false;
+}
+
+/// Returns when the standby went away, or was cut off.
+void StandbyLink::awaitLoss() {
+    while (connected_ && !stopping_) {
+        pollfd entry{connection_.get(), POLLRDHUP, 0};
+        if (poll(&entry, 1, static_cast<int>(kLook.count())) != 0)
+            break;
+    }
+    const std::lock_guard lock(guard_);
+    connected_ = false;
+    connection_ = Descriptor();
+    if (!stopping_)
+        logMessage(LogPriority::Warning, "the standby at %s is gone", path_.c_str());
+}
+
+bool StandbyLink::pause() {
+    for (auto waited = kLook; waited <= kPeerRetry && !stopping_; waited += kLook)
+        std::this_thread::sleep_for(kLook);
+    return !stopping_;
+}
+
+void StandbyLink::keepConnected() {
+    do {
+        std::string error;
+        Descriptor connection = connectUnix(path_, error);
+        if (connection.isOpen() && bringUp(std::move(connection))) {
+            reportedAbsent_ = false;
+            awaitLoss();
+        } else if (!std::exchange(reportedAbsent_, true)) {
+            logMessage(LogPriority::Warning, "no standby at %s (%s); looking for it every %lld ms",
+                       path_.c_str(), error.empty() ? "it does not answer" : error.c_str(),
+                       static_cast<long long>(kPeerRetry.count()));
+        }
+    } while (pause());
+}
+
+}  // namespace platform

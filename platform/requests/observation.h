@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// What the host observes of its own work, and the requests that tell of it: statistics, the history
+// of each VLAN on each port, the change feed, and captured frames. One object, owned by the host
+// for the life of the process.
+#pragma once
+
+#include "platform/channel/dispatcher.h"
+#include "platform/net/frame_net.h"
+#include "platform/observe/change_feed.h"
+#include "platform/observe/frame_book.h"
+
+namespace platform {
+
+class Observation final : public SwitchObserver {
+  public:
+    /// `driver` outlives it.
+    explicit Observation(const SwitchDriver& driver);
+
+    /// Begins to look on, and registers the requests 320 to 324. Before frames and requests run.
+    void install(FrameNet& frames, Dispatcher& dispatcher);
+
+    void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) override;
+
+  private:
+    void registerRequests(Dispatcher& dispatcher);
+    u32 portHistory(const RequestHeader& header, std::vector<u8>& reply) const;
+
+    const SwitchDriver& driver_;
+    FrameBook frames_;
+    ChangeFeed changes_;
+};
+
+}  // namespace platform

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "platform/runtime/tasks/signals.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/contract/process.h"
+#include "platform/runtime/log.h"
+#include "platform/runtime/process_runtime.h"
+#include "platform/runtime/tasks/thread.h"
+
+namespace platform {
+namespace {
+
+constexpr u32 kSignalTaskStack = 256 * 1024;
+
+sigset_t takenSignals() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGTERM);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGHUP);
+    return set;
+}
+
+/// The daemon's tasks can not be asked to end, so the process goes without running destructors
+/// under their feet.
+[[noreturn]] void endProcess(int signalNumber) {
+    logMessage(LogPriority::Notice, "SIG%s: ending", sigabbrev_np(signalNumber));
+    if (processRuntime().onEnd)
+        processRuntime().onEnd();
+    std::fflush(nullptr);
+    _exit(0);
+}
+
+void signalTask() {
+    const sigset_t set = takenSignals();
+    for (;;) {
+        int signalNumber = 0;
+        if (sigwait(&set, &signalNumber) != 0)
+            continue;
+        if (signalNumber != SIGHUP)
+            endProcess(signalNumber);
+        if (processRuntime().onReload)
+            processRuntime().onReload();
+    }
+}
+
+}  // namespace
+
+void holdSignals() {
+    const sigset_t set = takenSignals();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+}  // namespace platform
+
+void patchSignalHandler() {
+    using namespace platform;
+    holdSignals();
+    if (!startThread("signals", kSignalTaskStack, signalTask))
+        logMessage(LogPriority::Error, "no thread for signals: SIGTERM, SIGINT and SIGHUP wait");
+}

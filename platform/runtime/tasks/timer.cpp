@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+//
+// The contract's timers on the monotonic clock.
+#include "platform/runtime/tasks/timer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+
+#include "platform/containers/timer_heap.h"
+#include "platform/contract/sil.h"
+#include "platform/runtime/process_runtime.h"
+
+namespace platform {
+namespace {
+
+u64 msUntil(u64 dueMs) {
+    const u64 now = monotonicMs();
+    return dueMs > now ? dueMs - now : 0;
+}
+
+}  // namespace
+
+u64 monotonicMs() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<u64>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+}  // namespace platform
+
+using namespace platform;
+
+void silTimerListInit(SilTimerList* list) {
+    timerHeapInit(*list);
+}
+
+void silTimerNodeInit(SilTimerNode* node) {
+    *node = SilTimerNode{};
+}
+
+u32 silTimerStart(SilTimerList* list, SilTimerNode* node, u32, u32 ms, SilTimerHandler handler,
+                  void* argument, void*, void*) {
+    const bool started = timerHeapStart(*list, *node, monotonicMs() + ms, handler, argument);
+    return started ? kStatusOk : kStatusFailed;
+}
+
+void silTimerStop(SilTimerList* list, SilTimerNode* node) {
+    timerHeapStop(*list, *node);
+}
+
+u32 silTimerRemain(SilTimerList* list, SilTimerNode* node) {
+    return timerRunning(*node) ? static_cast<u32>(msUntil(timerHeapDue(*list, *node))) : 0;
+}
+
+s32 silTimerListNextTimeout(SilTimerList* list) {
+    const DueTimer earliest = timerHeapEarliest(*list);
+    if (earliest.node == nullptr)
+        return -1;
+    constexpr u64 kLongest = std::numeric_limits<s32>::max();
+    return static_cast<s32>(std::min(msUntil(earliest.dueMs), kLongest));
+}
+
+void silTimerListCheck(SilTimerList* list) {
+    processRuntime().protocolRounds.fetch_add(1, std::memory_order_relaxed);
+    // The clock is read for each: a timer that a handler starts at 0 ms is due within this check.
+    for (u32 run = 0; run < kMaxHandlersPerCheck; run++) {
+        const DueTimer due = timerHeapPopDue(*list, monotonicMs());
+        if (due.node == nullptr)
+            return;
+        // A copy: the handler may release the record that the node is part of.
+        const SilTimerNode node = *due.node;
+        if (node.handler != nullptr)
+            node.handler(node.argument);
+    }
+}

@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+//
+// An active's link to a standby, which is the command server over the fake daemon.
+#include "platform/replication/standby_link.h"
+
+#include <sys/socket.h>
+
+#include <memory>
+
+#include "platform/channel/server_socket.h"
+#include "platform/replication/command_carrier.h"
+#include "tests/unit/channel/server_fixture.h"
+
+namespace platform {
+namespace {
+
+constexpr ManagementCommand kEnable{false, 0, kScalarEnable, kSettingOn};
+
+constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
+    return {true, unit, attribute, value};
+}
+
+class Standby : public ServerFixture {
+  protected:
+    void startLink() {
+        link_ = std::make_unique<StandbyLink>(path_);
+        ASSERT_TRUE(link_->start());
+    }
+
+    void awaitConnected(bool connected) const {
+        while (link_->connected() != connected)
+            std::this_thread::yield();
+    }
+
+    static std::vector<std::string> callsOfStandby() {
+        const std::lock_guard lock(fake::daemon().guard);
+        return fake::daemon().calls;
+    }
+
+    std::unique_ptr<StandbyLink> link_;
+};
+
+TEST_F(Standby, WithoutAStandbyEveryCommandSucceeds) {
+    startLink();
+    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_EQ(link_->carryPacket(std::vector<u8>(520)), 0U);
+    EXPECT_FALSE(link_->connected());
+}
+
+TEST_F(Standby, ACommandReachesTheStandbysSyncHandler) {
+    start();
+    startLink();
+    awaitConnected(true);
+    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_EQ(link_->carry(port(3, 2, 2)), 0U);
+    EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1", "set port 3 2 = 2"}));
+}
+
+TEST_F(Standby, WhatWasSetBeforeTheStandbyConnectedIsToldFirst) {
+    startLink();
+    link_->carry(kEnable);
+    link_->carry(port(3, kPortEnable, kSettingOn));
+    link_->carry(port(3, 5, 300));
+    link_->carry(port(9, kPortEnable, kSettingOn));
+    link_->carry(port(9, kPortEnable, kSettingOff));
+    start();
+    awaitConnected(true);
+    EXPECT_EQ(callsOfStandby(),
+              (std::vector<std::string>{"set scalar 1 = 1", "set port 3 1 = 1",
+                                        "set port 3 5 = 300", "set port 9 1 = 2"}));
+}
+
+TEST_F(Standby, TimesAreToldUntilTheyFitTogether) {
+    fake::daemon().checksTimes = true;
+    fake::daemon().attributes = {{{3, 5}, 200}, {{3, 6}, 450}, {{3, 7}, 650}};
+    startLink();
+    link_->carry(kEnable);
+    link_->carry(port(3, 5, 6000));
+    link_->carry(port(3, 6, 30000));
+    link_->carry(port(3, 7, 120000));
+    link_->carry(port(3, kPortEnable, kSettingOn));
+    start();
+    awaitConnected(true);
+    const std::lock_guard lock(fake::daemon().guard);
+    EXPECT_EQ((fake::daemon().attributes[{3, 5}]), 6000U);
+    EXPECT_EQ((fake::daemon().attributes[{3, 6}]), 30000U);
+}
+
+TEST_F(Standby, APacketArrivesAsItIs) {
+    start();
+    startLink();
+    awaitConnected(true);
+    const std::vector<u8> packet(520, 0x5A);
+    EXPECT_EQ(link_->carryPacket(packet), 0U);
+    EXPECT_EQ(fake::daemon().packet, packet);
+    EXPECT_EQ(link_->carryPacket(std::vector<u8>(kMaxValueBytes + 1)), 22U);
+    EXPECT_TRUE(link_->connected());
+}
+
+TEST_F(Standby, ARefusalComesBackAndIsNotRemembered) {
+    start();
+    startLink();
+    awaitConnected(true);
+    EXPECT_EQ(link_->carry(port(4, 2, 2)), fake::kNoSuchPort);
+    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_TRUE(link_->connected());
+}
+
+TEST_F(Standby, AStandbyThatGoesAwayAndComesBackIsToldAgain) {
+    start();
+    startLink();
+    awaitConnected(true);
+    link_->carry(kEnable);
+    server_.post([this] { server_.close(path_); });
+    awaitConnected(false);
+    EXPECT_EQ(link_->carry(port(3, kPortEnable, kSettingOn)), 0U);
+    fake::reset();
+    server_.post([this] {
+        std::string error;
+        server_.open(path_, error);
+    });
+    awaitConnected(true);
+    EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1", "set port 3 1 = 1"}));
+}
+
+TEST_F(Standby, AStandbyThatDoesNotAnswerIsCutOff) {
+    std::string error;
+    const Descriptor listener = listenUnix(path_, {}, error);
+    ASSERT_TRUE(listener.isOpen()) << error;
+    startLink();  // nothing to tell: connected as soon as the socket takes it
+    awaitConnected(true);
+    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_FALSE(link_->connected());
+    EXPECT_EQ(link_->carry(port(3, 2, 2)), 0U);
+}
+
+TEST_F(Standby, TheServerCountsTheActivesThatAreConnected) {
+    std::atomic<u32> actives{0};
+    std::string error;
+    const std::string path = directory_.path("standby");
+    ASSERT_TRUE(server_.open(path, error, &actives)) << error;
+    start();
+    {
+        StandbyLink link(path);
+        ASSERT_TRUE(link.start());
+        while (actives != 1)
+            std::this_thread::yield();
+    }
+    while (actives != 0)
+        std::this_thread::yield();
+    std::atomic<bool> closed{false};
+    server_.post([&] {
+        server_.close(path);
+        closed = true;
+    });
+    while (!closed)
+        std::this_thread::yield();
+    EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
+    start();
+    StandbyConfig config;
+    config.configured = true;
+    config.role = HostRole::Active;
+    config.peerPath = path_;
+    const std::string file = directory_.path("store");
+    {
+        CommandCarrier sync(file, config);
+        sync.start();
+        sync.setSource(CommandSource::Management);
+        while (!sync.standbyConnected())
+            std::this_thread::yield();
+        u32 value = kSettingOn;
+        EXPECT_EQ(sync.carry(0, 0xFC001, &value), 0U);
+        EXPECT_EQ(sync.carry(4, 0x040A8001, &value), fake::kNoSuchPort);
+        std::array<u8, 3> bytes = {1, 2, 3};
+        QorBuffer packet{bytes.data(), 3};
+        EXPECT_EQ(sync.carry(0, 0xFC004, &packet), 0U);
+        EXPECT_EQ(sync.carry(0, 0xFC001, nullptr), 22U);
+        EXPECT_EQ(sync.carry(0, 7, &value), 22U);
+        EXPECT_EQ(fake::daemon().packet, (std::vector<u8>{1, 2, 3}));
+        sync.store().flush();
+        EXPECT_EQ(sync.store().appliedTo({}).enable, kSettingOn);
+        EXPECT_TRUE(sync.store().appliedTo({}).ports.empty());
+    }
+    unlink(file.c_str());
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "platform/replication/store.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+
+#include "tests/scratch_directory.h"
+
+namespace platform {
+namespace {
+
+constexpr ManagementCommand kEnable{false, 0, kScalarEnable, kSettingOn};
+constexpr ManagementCommand kDisable{false, 0, kScalarEnable, kSettingOff};
+
+constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
+    return {true, unit, attribute, value};
+}
+
+class Store : public testing::Test {
+  protected:
+    std::string written() const {
+        std::ifstream file(path_);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// What a process that starts now begins with.
+    ManagementConfig restarted(const ManagementConfig& file = {}) const {
+        CommandStore store(path_);
+        store.open();
+        return store.appliedTo(file);
+    }
+
+    const ScratchDirectory directory_;
+    const std::string path_ = directory_.path("store");
+};
+
+TEST_F(Store, WhatWasRecordedIsThereAfterARestart) {
+    {
+        CommandStore store(path_);
+        store.open();
+        store.record(kEnable);
+        store.record(port(3, kPortEnable, kSettingOn));
+        store.record(port(3, 5, 200));
+    }
+    const ManagementConfig settings = restarted();
+    EXPECT_EQ(settings.enable, kSettingOn);
+    EXPECT_EQ(settings.ports.at(3).joinTime, 200U);
+    EXPECT_EQ(written(), "mvrp configuration store 1\nfc001 0 1\n40a8001 3 1\n40a8005 3 200\n");
+}
+
+TEST_F(Store, ItsCommandsAreLaterThanTheConfigurationFile) {
+    ManagementConfig file;
+    file.enable = kSettingOn;
+    file.ports[3] = {kSettingOn, 2, {}, {}, 6000, {}, {}};
+    file.ports[4].enable = kSettingOn;
+    {
+        CommandStore store(path_);
+        store.open();
+        store.record(port(3, 5, 200));
+        store.record(port(4, kPortEnable, kSettingOff));
+    }
+    const ManagementConfig settings = restarted(file);
+    EXPECT_EQ(settings.ports.at(3).joinTime, 200U);
+    EXPECT_EQ(settings.ports.at(3).registration, 2U);
+    EXPECT_EQ(settings.ports.at(4).enable, kSettingOff);
+}
+
+TEST_F(Store, WhatAChangedFileSetsIsNoLongerKept) {
+    CommandStore store(path_);
+    store.open();
+    store.record(port(3, 5, 200));
+    store.record(port(3, 6, 900));
+    store.supersede(port(3, 5, 300));
+    store.flush();
+    EXPECT_EQ(written(), "mvrp configuration store 1\n40a8006 3 900\n");
+    store.supersede(port(3, kPortEnable, kSettingOff));
+    store.flush();
+    EXPECT_EQ(written(), "mvrp configuration store 1\n");
+}
+
+TEST_F(Store, WithoutAPathNothingIsKept) {
+    CommandStore store("");
+    store.open();
+    store.record(kEnable);
+    store.flush();
+    EXPECT_FALSE(store.appliedTo({}).enable);
+}
+
+TEST_F(Store, AFileThatIsNoStoreIsKeptAsideAndNotUsed) {
+    for (const char* text :
+         {"", "something else\n", "mvrp configuration store 1\nfc001 0\n",
+          "mvrp configuration store 1\nfc001 0 1 2\n", "mvrp configuration store 1\nffffffff 0 1\n",
+          "mvrp configuration store 1\nfc001 0 x\n"}) {
+        std::ofstream(path_) << text;
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(restarted(), ManagementConfig{}) << text;
+        EXPECT_NE(testing::internal::GetCapturedStderr().find("not a configuration store"),
+                  std::string::npos);
+        EXPECT_EQ(access(path_.c_str(), F_OK), -1);
+        EXPECT_EQ(access((path_ + ".broken").c_str(), F_OK), 0);
+    }
+}
+
+TEST_F(Store, AFileThatCanNotBeWrittenIsLoggedAndWrittenWithTheNextChange) {
+    const std::string missing = directory_.path("missing/store");
+    CommandStore store(missing);
+    store.open();
+    testing::internal::CaptureStderr();
+    store.record(kEnable);
+    store.flush();
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("could not be written: No such file"), std::string::npos) << log;
+    EXPECT_EQ(store.appliedTo({}).enable, kSettingOn);
+    std::filesystem::create_directory(directory_.path("missing"));
+    store.record(port(3, kPortEnable, kSettingOn));
+    store.flush();
+    std::ifstream file(missing);
+    const std::string text((std::istreambuf_iterator<char>(file)), {});
+    EXPECT_EQ(text, "mvrp configuration store 1\nfc001 0 1\n40a8001 3 1\n");
+}
+
+TEST_F(Store, AFullDiskLeavesTheOldFileInPlace) {
+    {
+        CommandStore store(path_);
+        store.open();
+        store.record(kEnable);
+    }
+    std::filesystem::create_symlink("/dev/full", path_ + ".new");
+    CommandStore store(path_);
+    store.open();
+    testing::internal::CaptureStderr();
+    store.record(kDisable);
+    store.flush();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("No space left"), std::string::npos);
+    EXPECT_EQ(written(), "mvrp configuration store 1\nfc001 0 1\n");
+}
+
+TEST(StoreList, TheListStaysShortAndMeansTheSameAsAllCommands) {
+    std::mt19937 engine(5);
+    const auto random = [&engine](u32 below) { return static_cast<u32>(engine()) % below; };
+    std::vector<ManagementCommand> list;
+    ManagementConfig all;
+    for (int step = 0; step < 5000; step++) {
+        ManagementCommand command = port(1 + random(3), 1 + random(7), random(3));
+        if (random(10) == 0)
+            command = {false, 0, random(2) == 0 ? kScalarEnable : kScalarCompliance, random(3)};
+        appendCommand(list, command);
+        applyCommand(all, command);
+        ManagementConfig listed;
+        for (const ManagementCommand& kept : list)
+            applyCommand(listed, kept);
+        ASSERT_EQ(listed, all) << "step " << step;
+        ASSERT_LE(list.size(), 3 + 3 * 8U);
+    }
+}
+
+TEST(StoreList, TheTextOfAListIsReadBack) {
+    const std::vector<ManagementCommand> list = {kDisable, kEnable, port(0xFFFFFFFF, 7, 327650)};
+    u32 line = 0;
+    EXPECT_EQ(parseStore(formatStore(list), line), list);
+}
+
+}  // namespace
+}  // namespace platform
