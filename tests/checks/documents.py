@@ -88,7 +88,8 @@ def unknown_files(root):
         known = {pathlib.PurePath(name).name for name in files if name.startswith(below)}
         for name in names_of_files((root / document).read_text(encoding="utf-8")):
             if name not in known and not any((root / base / (name + suffix)).exists()
-                                             for base in (".", folder) for suffix in ("", ".h")):
+                                             for base in (".", folder, folder.parent)
+                                             for suffix in ("", ".h")):
                 yield f"{document}: {name} is not there"
 
 
