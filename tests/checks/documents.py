@@ -106,8 +106,8 @@ def loose_records(root):
             continue
         year, month, day = date.groups()
         text = path.read_text(encoding="utf-8")
-        if not re.search(rf"^{int(day)} {MONTHS[int(month) - 1]} {year}, commit [0-9a-f]{{7,}}[.;,]",
-                         text, re.MULTILINE):
+        stated = f"{int(day)} {MONTHS[int(month) - 1]} {year}, commit"
+        if not re.search(rf"^{stated} [0-9a-f]{{7,}}[.;,]", text, re.MULTILINE):
             yield f"{path.name}: says no date and commit"
         if f"]({path.name})" not in index:
             yield f"{path.name}: is not listed in docs/records/README.md"
@@ -137,9 +137,10 @@ def wrong_behaviour(root):
             yield f"docs/behaviour.md: no scenario {name}"
 
 
-CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, loose_records, wrong_numbers, wrong_behaviour]
+CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, loose_records, wrong_numbers,
+          wrong_behaviour]
 
-# (what is wrong with it, file, text): each has to be noticed by one check.
+# A tree without mistakes, and what puts one into it: the check that has to notice, file, text.
 SOUND = {
     "README.md": "| `docs/` | x |\n| `platform/` | `contract`, `host` |\n"
                  "| `tests/` | `scenario` |\n",
