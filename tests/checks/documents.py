@@ -79,17 +79,14 @@ def names_of_files(text):
 
 
 def unknown_files(root):
-    """Names in the documents that lead nowhere, from the document's folder or from the root. A name
-    without a folder may be that of a file anywhere below the document."""
-    files = tracked(root)
+    """Names in the documents that lead nowhere, from the document's folder or from one around it. A
+    name without a folder may be that of any file."""
+    known = {pathlib.PurePath(name).name for name in tracked(root)}
     for document in map_documents(root):
-        folder = pathlib.PurePath(document).parent
-        below = "" if document == "docs/architecture.md" else str(folder).removeprefix(".")
-        known = {pathlib.PurePath(name).name for name in files if name.startswith(below)}
+        folders = pathlib.PurePath(document).parents
         for name in names_of_files((root / document).read_text(encoding="utf-8")):
-            if name not in known and not any((root / base / (name + suffix)).exists()
-                                             for base in (".", folder, folder.parent)
-                                             for suffix in ("", ".h")):
+            if name not in known and not any((root / folder / (name + suffix)).exists()
+                                             for folder in folders for suffix in ("", ".h")):
                 yield f"{document}: {name} is not there"
 
 
@@ -159,7 +156,7 @@ PLANTED = [
     (unmapped_folders, "README.md", SOUND["README.md"] + "| `gone/` | x |\n"),
     (unmapped_parts, "tests/unit/x.cpp", "\n"),
     (unknown_files, "docs/architecture.md", "`platform/host/y.cpp`\n"),
-    (unknown_files, "tests/scenario/README.md", "`x.cpp`\n"),
+    (unknown_files, "tests/scenario/README.md", "`y.cpp`\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n3 January 2026, commit abcdef0.\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n2 January 2026.\n"),
     (loose_records, "docs/records/2026-01-03-y.md", "# Y\n\n3 January 2026, commit abcdef0.\n"),
