@@ -9,6 +9,8 @@ import subprocess
 import sys
 import tempfile
 
+import includes
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
 RECORD = re.compile(r"(\d{4})-(\d{2})-(\d{2})-[a-z0-9-]+\.md")
@@ -90,6 +92,25 @@ def unknown_files(root):
                 yield f"{document}: {name} is not there"
 
 
+def wrong_drawing(root):
+    """Floors that docs/architecture.md does not draw as includes.py has them, the highest first, and
+    files that its walk names more than once."""
+    text = (root / "docs/architecture.md").read_text(encoding="utf-8")
+    lines = [line.split() for line in re.findall(r"^    +(.*)$", text, re.MULTILINE)]
+    for folder, floors in includes.FLOORS.items():
+        at = -1
+        for floor in floors:
+            drawn = [i for i, words in enumerate(lines) if i > at and set(floor) <= set(words)]
+            if floor != (".",) and not drawn:
+                yield f"docs/architecture.md: does not draw the floor {' '.join(floor)} of {folder}/"
+                break
+            at = drawn[0] if drawn else at
+    walk = text.partition("## A stranger's walk")[2].partition("\n## ")[0]
+    seen = [name for name in names_of_files(walk) if name.startswith(("cli/", "daemon/", "platform/"))]
+    for name in sorted(name for name in set(seen) if seen.count(name) > 1):
+        yield f"docs/architecture.md: the walk comes by {name} more than once"
+
+
 def loose_records(root):
     """Records without the date of their name, without a commit, or without a line in the list."""
     folder = root / "docs" / "records"
@@ -134,14 +155,16 @@ def wrong_behaviour(root):
             yield f"docs/behaviour.md: no scenario {name}"
 
 
-CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, loose_records, wrong_numbers,
-          wrong_behaviour]
+CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, wrong_drawing, loose_records,
+          wrong_numbers, wrong_behaviour]
 
+DRAWING = "".join(f"    {' '.join(floor)}\n" for floors in includes.FLOORS.values() for floor in floors)
 # A tree without mistakes, and what puts one into it: the check that has to notice, file, text.
 SOUND = {
     "README.md": "| `docs/` | x |\n| `platform/` | `contract`, `host` |\n"
                  "| `tests/` | `scenario` |\n",
-    "docs/architecture.md": "`platform/host/x.cpp`, `x.cpp`, `host` and `build/x.cpp`\n",
+    "docs/architecture.md": f"{DRAWING}## A stranger's walk\n`platform/host/x.cpp`, `x.cpp`, `host`\n"
+                            "## Else\n`platform/host/x.cpp`, `build/x.cpp`\n",
     "docs/behaviour.md": "| x | `a/b` |\n| `one-more` | x | x |\n",
     "platform/contract/corrections.h": 'kCorrectionNames = {\n    "one-more",\n};\n',
     "tests/scenario/cases/a/b.scn": "\n",
@@ -155,7 +178,10 @@ PLANTED = [
     (unmapped_folders, "lab/x.py", "\n"),
     (unmapped_folders, "README.md", SOUND["README.md"] + "| `gone/` | x |\n"),
     (unmapped_parts, "tests/unit/x.cpp", "\n"),
-    (unknown_files, "docs/architecture.md", "`platform/host/y.cpp`\n"),
+    (unknown_files, "docs/architecture.md", DRAWING + "`platform/host/y.cpp`\n"),
+    (wrong_drawing, "docs/architecture.md", DRAWING.partition("\n")[2]),
+    (wrong_drawing, "docs/architecture.md",
+     DRAWING + "## A stranger's walk\n`platform/host/x.cpp`, `platform/host/x.cpp`\n"),
     (unknown_files, "tests/scenario/README.md", "`y.cpp`\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n3 January 2026, commit abcdef0.\n"),
     (loose_records, "docs/records/2026-01-02-x.md", "# X\n\n2 January 2026.\n"),
