@@ -153,13 +153,16 @@ def wrong_behaviour(root):
     for name in re.findall(r"`([a-z]+/[a-z0-9-]+)`", text):
         if not (root / "tests/scenario/cases" / f"{name}.scn").exists():
             yield f"docs/behaviour.md: no scenario {name}"
+    for name in names:
+        if not list((root / "tests/scenario/cases/corrections" / name).glob("*-without.scn")):
+            yield f"docs/behaviour.md: no scenario shows what {name} mends"
 
 
 CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, wrong_drawing, loose_records,
           wrong_numbers, wrong_behaviour]
 
 DRAWING = "".join(f"    {' '.join(floor)}\n" for floors in includes.FLOORS.values() for floor in floors)
-# A tree without mistakes, and what puts one into it: the check that has to notice, file, text.
+# A tree without mistakes, and what puts one into it: the check that has to notice, file, text or None.
 SOUND = {
     "README.md": "| `docs/` | x |\n| `platform/` | `contract`, `host` |\n"
                  "| `tests/` | `scenario` |\n",
@@ -168,6 +171,7 @@ SOUND = {
     "docs/behaviour.md": "| x | `a/b` |\n| `one-more` | x | x |\n",
     "platform/contract/corrections.h": 'kCorrectionNames = {\n    "one-more",\n};\n',
     "tests/scenario/cases/a/b.scn": "\n",
+    "tests/scenario/cases/corrections/one-more/x-without.scn": "\n",
     "docs/linux-guide.md": "There is room for 512 ports.\n",
     "docs/records/README.md": "[x](2026-01-02-x.md)\n",
     "docs/records/2026-01-02-x.md": "# X\n\n2 January 2026, commit abcdef0.\n",
@@ -189,6 +193,7 @@ PLANTED = [
     (wrong_numbers, "docs/linux-guide.md", "There is room for 48 ports.\n"),
     (wrong_behaviour, "docs/behaviour.md", "| `one-more` | x | x |\n| `another` | x | x |\n"),
     (wrong_behaviour, "docs/behaviour.md", "| x | `a/c` |\n| `one-more` | x | x |\n"),
+    (wrong_behaviour, "tests/scenario/cases/corrections/one-more/x-without.scn", None),
 ]
 
 
@@ -197,6 +202,8 @@ def noticed_by(changed):
     with tempfile.TemporaryDirectory() as directory:
         root = pathlib.Path(directory)
         for path, content in (SOUND | changed).items():
+            if content is None:
+                continue
             (root / path).parent.mkdir(parents=True, exist_ok=True)
             (root / path).write_text(content, encoding="utf-8")
         return [check for check in CHECKS if list(check(root))]
