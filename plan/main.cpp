@@ -14,6 +14,7 @@
 #include <span>
 
 #include "plan/report.h"
+#include "platform/virtual/state/words.h"
 
 namespace {
 
@@ -38,6 +39,7 @@ struct Options {
     u32 ports = 0;
     plan::Request request;
     plan::Timers timers;
+    std::string corrections = "none";
     std::string plot;
     bool json = false;
 };
@@ -143,6 +145,9 @@ void addOptions(CLI::App& app, Options& options) {
                    "Time at rest that is counted, 0 to 3600000 ms; default: the leave-all time.")
         ->check(CLI::Range(0U, 3'600'000U))
         ->type_name("MS");
+    app.add_option("--corrections", options.corrections,
+                   "Of all daemons: all, none, or names separated by commas; default: none.")
+        ->type_name("all|none|NAME,...");
     app.add_option("--plot", options.plot,
                    "Draw times against sizes of the shape: .svg, .png or .pdf; needs matplotlib.")
         ->type_name("FILE")
@@ -172,9 +177,12 @@ int planWith(int count, char** values) {
     try {
         addOptions(app, options);
         app.parse(count, values);
+        options.request.corrections = scenario::correctionsOf(options.corrections);
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
         return 0;
+    } catch (const scenario::UsageError& error) {
+        throw Mistake("--corrections: " + std::string(error.what()));
     } catch (const CLI::Error& error) {
         throw Mistake(std::string(error.what()) + "\nmvrp-plan --help says what is allowed");
     }

@@ -66,7 +66,7 @@ class Lab {
     Phase runUntil(const VlanSet& wanted, u64 patienceMs, Change change);
     Traffic traffic() const;
 
-    Network network_{1};
+    Network network_;
     VlanSet vlans_;
     u32 ports_ = 0;
     u32 origin_ = 0;
@@ -84,7 +84,7 @@ class Lab {
     std::map<std::pair<u32, u32>, Sent> sent_;  // by switch and unit
 };
 
-Lab::Lab(const Layout& layout, const Request& request) {
+Lab::Lab(const Layout& layout, const Request& request) : network_(1, request.corrections) {
     const VlanSet taken = staticAnywhere(layout);
     for (u32 vid = kFirstMeasured; vlans_.count() < request.vlans; vid++)
         if (!taken.test(vid))

@@ -131,6 +131,7 @@ class Mistakes(unittest.TestCase):
         self.assertIn("twice the join time", self.refused("--shape", "line", "--leave", 500))
         self.assertIn("leave time at least", self.refused("--shape", "line", "--leaveall", 700))
         self.assertIn("topology file", self.refused("/nowhere/at/all"))
+        self.assertIn("leave-needed", self.refused("--shape", "line", "--corrections", "leaves"))
         self.assertIn(".svg", self.refused("--shape", "line", "--plot", "picture.xyz"))
         self.assertIn("can not be written",
                       self.refused("--shape", "line", "--plot", "/nowhere/at/all.svg"))

@@ -15,4 +15,12 @@ std::string checkState(Network& network);
 /// Checks a network whose faults ended some leave-all times ago.
 std::string checkRest(Network& network, Profile profile);
 
+// The same with all corrections on, where the rules are exact.
+
+/// Checks the switches that acted since checkState(), before it is called.
+std::string checkExactNow(Network& network);
+std::string checkExactRest(Network& network);
+/// Most frames that a port sends in one leave-all time at rest, in a network of any size.
+inline constexpr u32 kMostRestFrames = 12;
+
 }  // namespace simulation

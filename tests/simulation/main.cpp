@@ -11,8 +11,10 @@
 #include <cstdlib>
 #include <numeric>
 #include <optional>
+#include <string>
 #include <string_view>
 
+#include "platform/virtual/state/words.h"
 #include "tests/simulation/run.h"
 
 namespace {
@@ -27,13 +29,15 @@ constexpr u32 kMostSwitches = 1000;
 constexpr u32 kMostJobs = 256;
 constexpr std::string_view kUsage =
     "usage: mvrp-simulate [--seed N] [--seeds COUNT|A-B] [--switches S] [--steps K]\n"
-    "                     [--profile calm|wild|both] [--only I,J,...] [--watch S,P,V] "
-    "[--no-shrink] [--jobs J]\n"
+    "                     [--profile calm|wild|both] [--corrections all|none|NAME,...]\n"
+    "                     [--only I,J,...] [--watch S,P,V] [--no-shrink] [--jobs J]\n"
     "  --seed N       first seed (1)\n"
     "  --seeds COUNT  so many seeds, one after the other (1); A-B: those from A to B\n"
     "  --switches S   switches, in a tree, 1 to 1000 (10)\n"
     "  --steps K      events before the network is left to come to rest (200)\n"
     "  --profile P    calm: links, cables and VLANs; wild: everything; both: by turns (both)\n"
+    "  --corrections  of all daemons; with all of them the rules are exact, and no port between\n"
+    "                 two switches that have a VLAN throughout may leave it (none)\n"
     "  --jobs J       so many seeds at a time, in processes of their own (1)\n"
     "  --only LIST    run only these steps of the plan, as a failure names them\n"
     "  --watch S,P,V  print each change of VLAN V on port P of switch S\n"
@@ -46,6 +50,8 @@ struct Options {
     u64 steps = 200;
     u64 jobs = 1;
     std::optional<Profile> profile;
+    CorrectionSet corrections;
+    std::string correctionsText = "none";
     std::vector<std::size_t> only;
     bool onlyGiven = false;
     bool shrinks = true;
@@ -117,6 +123,11 @@ bool take(std::string_view name, std::string_view value, Options& options) {
         return parseProfile(value, options.profile);
     if (name == "--watch")
         return parseWatch(value);
+    if (name == "--corrections") {
+        options.corrections = scenario::correctionsOf(value);
+        options.correctionsText = value;
+        return true;
+    }
     options.onlyGiven = true;
     return name == "--only" && parseList(value, options.only);
 }
@@ -136,8 +147,9 @@ const char* nameOf(Profile profile) {
     return profile == Profile::Calm ? "calm" : "wild";
 }
 
-void printSteps(const Plan& plan, const std::vector<std::size_t>& steps) {
-    simulation::Network network(plan.seed);
+void printSteps(const Plan& plan, const std::string& corrections,
+                const std::vector<std::size_t>& steps) {
+    simulation::Network network(plan.seed, plan.corrections);
     buildNetwork(network, plan);
     std::string list;
     for (const std::size_t index : steps) {
@@ -145,17 +157,19 @@ void printSteps(const Plan& plan, const std::vector<std::size_t>& steps) {
         list += (list.empty() ? "" : ",") + std::to_string(index);
     }
     std::printf(
-        "again: mvrp-simulate --seed %llu --switches %u --steps %zu --profile %s --only '%s'\n",
+        "again: mvrp-simulate --seed %llu --switches %u --steps %zu --profile %s --corrections %s "
+        "--only '%s'\n",
         static_cast<unsigned long long>(plan.seed), plan.switches, plan.steps.size(),
-        nameOf(plan.profile), list.c_str());
+        nameOf(plan.profile), corrections.c_str(), list.c_str());
 }
 
 bool runSeed(const Options& options, u64 seed) {
     const Profile profile = options.profile.value_or(seed % 2 == 0 ? Profile::Calm : Profile::Wild);
     std::printf("seed %llu, %s\n", static_cast<unsigned long long>(seed), nameOf(profile));
     std::fflush(stdout);
-    const Plan plan = simulation::makePlan(seed, static_cast<u32>(options.switches),
-                                           static_cast<u32>(options.steps), profile);
+    const Plan plan =
+        simulation::makePlan(seed, static_cast<u32>(options.switches),
+                             static_cast<u32>(options.steps), profile, options.corrections);
     std::vector<std::size_t> steps(plan.steps.size());
     std::iota(steps.begin(), steps.end(), 0);
     if (options.onlyGiven)
@@ -175,7 +189,7 @@ bool runSeed(const Options& options, u64 seed) {
         std::printf("the shortest list of steps that fails, %s: %s\n", outcome.when.c_str(),
                     outcome.problem.c_str());
     }
-    printSteps(plan, steps);
+    printSteps(plan, options.correctionsText, steps);
     return false;
 }
 
@@ -206,11 +220,21 @@ int runJobs(const Options& options) {
     return failed;
 }
 
+/// @return whether the arguments were understood; says what of them was not
+bool understands(int count, char** values, Options& options) {
+    try {
+        return parseArguments(count, values, options);
+    } catch (const scenario::UsageError& error) {
+        std::fprintf(stderr, "mvrp-simulate: --corrections: %s\n", error.what());
+        return false;
+    }
+}
+
 }  // namespace
 
 int main(int count, char** values) {
     Options options;
-    if (!parseArguments(count, values, options)) {
+    if (!understands(count, values, options)) {
         std::fputs(kUsage.data(), stderr);
         return kExitUsage;
     }

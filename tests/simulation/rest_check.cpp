@@ -1,28 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <set>
 
 #include "daemon/db/port.h"
-#include "daemon/db/port_vlan.h"
-#include "daemon/fsm/machine.h"
-#include "platform/contract/qor_vlan.h"
 #include "platform/virtual/network/standby.h"
 #include "tests/simulation/invariants.h"
+#include "tests/simulation/port_view.h"
 
 namespace simulation {
 namespace {
 
 using scenario::VlanSet;
-
-constexpr u32 kStatic = static_cast<u32>(QorVlanType::Static);
-
-/// VLANs that are static on a switch, without the default VLAN.
-VlanSet staticVlans(const Node& node) {
-    VlanSet set;
-    for (u32 vid = 2; vid < kMvrpVlanLast; vid++)
-        set.set(vid, node.host.switchState.typeOfVlan(vid) == kStatic);
-    return set;
-}
 
 /// What a tree of switches comes to: the VLANs that are static on each switch, and somewhere behind
 /// each port.
@@ -66,50 +53,6 @@ class Tree {
     std::vector<std::map<u32, VlanSet>> behind_;  // those that were asked for
 };
 
-/// What a port says and knows, as sets.
-struct PortView {
-    VlanSet registered;  ///< REG-BIT or a fixed registrar
-    VlanSet learnt;      ///< REG-BIT, and no fixed registrar
-    VlanSet declared;    ///< applicant states that send joins
-    VlanSet propagated;  ///< PROPAGATE-BIT
-    VlanSet member;
-};
-
-bool declares(u8 machine) {
-    switch (mvrpApplicant(machine)) {
-        case APP_STATE_VO:
-        case APP_STATE_LA:
-        case APP_STATE_LO:
-        case APP_STATE_AO:
-        case APP_STATE_QO:
-            return false;
-        default:
-            return true;
-    }
-}
-
-PortView viewOf(const MvrpPortEntry& port, const Node& node) {
-    PortView view;
-    for (u32 vid = 2; vid < kMvrpVlanLast; vid++) {
-        const u8 machine = port.madMachine[vid - 1];
-        const bool isRegistered = mvrpBitTest(&machine, MVRP_REG_BIT) != 0;
-        const bool isFixed = mvrpRegistrar(machine) == REG_STATE_INF;
-        view.registered.set(vid, isRegistered || isFixed);
-        view.learnt.set(vid, isRegistered && !isFixed);
-        view.declared.set(vid, declares(machine));
-        view.propagated.set(vid, mvrpBitTest(&machine, MVRP_PROPAGATE_BIT) != 0);
-    }
-    view.member = node.host.switchState.ports.at(port.portunit).dynamic;
-    return view;
-}
-
-std::string differing(const std::string& what, const VlanSet& is, const VlanSet& expected) {
-    if (is == expected)
-        return {};
-    return what + ": too many " + scenario::formatVlanSet(is & ~expected) + ", missing " +
-           scenario::formatVlanSet(expected & ~is);
-}
-
 /// VLANs whose membership on a port is open because a port before it in the order of units was a
 /// member: a batch takes the additions and removals of the port before along.
 VlanSet carriedOver(const Node& node, const MvrpPortEntry& port) {
@@ -140,20 +83,6 @@ std::string checkCalmPort(Tree& tree, const Node& node, const MvrpPortEntry& por
     if (problem.empty())
         problem = differing("member", view.member & ~open, learnt & ~open);
     return problem;
-}
-
-using Views = std::vector<std::map<u32, PortView>>;
-
-/// All ports of the network, by switch and unit.
-Views viewsOf(Network& network) {
-    Views views;
-    for (const auto& node : network.nodes()) {
-        const Turn turn(*node, network.nowMs());
-        views.emplace_back();
-        for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port))
-            views.back()[port->portunit] = viewOf(*port, *node);
-    }
-    return views;
 }
 
 std::string missing(const std::string& what, const VlanSet& set, const VlanSet& within) {

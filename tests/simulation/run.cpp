@@ -2,8 +2,10 @@
 #include "tests/simulation/run.h"
 
 #include <algorithm>
+#include <map>
 
 #include "tests/simulation/invariants.h"
+#include "tests/simulation/ways.h"
 
 namespace simulation {
 namespace {
@@ -22,55 +24,120 @@ constexpr u64 mostCrossings(Profile profile) {
 
 constexpr const char* kNoEnd = "what happens has no end";
 
-/// A network's state as its rules have it whatever happens, after some time.
-std::string checkLater(Network& network, u64 ms) {
-    return network.run(ms) ? checkState(network) : kNoEnd;
+/// One plan while it runs.
+class Run {
+  public:
+    explicit Run(const Plan& plan)
+        : plan_(plan),
+          network_(plan.seed, plan.corrections),
+          ways_(buildNetwork(network_, plan)),
+          continuity_(network_, ways_) {
+        network_.setObserver([this](const Node& node) { look(node); });
+    }
+
+    Outcome steps(const std::vector<std::size_t>& chosen);
+    std::string rest();
+
+  private:
+    void look(const Node& node) {
+        continuity_.look(node);
+        if (counts_ && node.index < network_.switchCount())
+            for (const SentFrame& frame : node.sent)
+                sent_[{node.index, frame.unit}]++;
+    }
+
+    std::string later(u64 ms);
+    std::string checkNow();
+    std::string checkFrames() const;
+    std::string restProblem() {
+        return plan_.exact() ? checkExactRest(network_) : checkRest(network_, plan_.profile);
+    }
+
+    const Plan& plan_;
+    Network network_;
+    std::vector<Way> ways_;
+    Continuity continuity_;
+    bool counts_ = false;
+    std::map<std::pair<u32, u32>, u32> sent_;  // frames since they are counted, by switch and unit
+};
+
+/// What holds whatever happens.
+std::string Run::checkNow() {
+    if (!continuity_.problem().empty())
+        return continuity_.problem();
+    std::string problem = continuity_.missing();
+    if (problem.empty() && plan_.exact())
+        problem = checkExactNow(network_);
+    return problem.empty() ? checkState(network_) : problem;
 }
 
-/// Lets a network come to rest, for no longer than its last withdrawal may take. It is at rest when
-/// a leave-all time later it still is.
-std::string checkComesToRest(Network& network, Profile profile) {
-    std::string problem = checkLater(network, kRestMs);
-    u64 leftMs = 2 * kLeaveAllMs + mostCrossings(profile) * kLeaveMs * longestWay(network);
-    bool rested = false;
+std::string Run::later(u64 ms) {
+    return network_.run(ms) ? checkNow() : kNoEnd;
+}
+
+/// With all corrections on the traffic at rest does not depend on the size of the network.
+std::string Run::checkFrames() const {
+    if (!plan_.exact())
+        return {};
+    for (const auto& [port, frames] : sent_)
+        if (frames > kMostRestFrames)
+            return "switch " + std::to_string(port.first) + " port " + std::to_string(port.second) +
+                   ": sent " + std::to_string(frames) + " frames in a leave-all time at rest";
+    return {};
+}
+
+/// Lets the network come to rest, for no longer than its last withdrawal may take. It is at rest
+/// when a leave-all time later it still is.
+std::string Run::rest() {
+    endFaults(network_);
+    std::string problem = later(kRestMs);
+    u64 leftMs = 2 * kLeaveAllMs + mostCrossings(plan_.profile) * kLeaveMs * longestWay(network_);
     while (problem.empty()) {
-        std::string unrest = checkRest(network, profile);
-        if (unrest.empty() && rested)
-            break;
-        rested = unrest.empty();
-        const u64 waitMs = rested ? kLeaveAllMs : kLeaveMs;
+        std::string unrest = restProblem();
+        if (unrest.empty() && counts_)
+            return checkFrames();
+        counts_ = unrest.empty();
+        sent_.clear();
+        const u64 waitMs = counts_ ? kLeaveAllMs : kLeaveMs;
         if (waitMs > leftMs)
             return unrest;
         leftMs -= waitMs;
-        problem = checkLater(network, waitMs);
+        problem = later(waitMs);
     }
     return problem;
 }
 
-}  // namespace
-
-Outcome runPlan(const Plan& plan, const std::vector<std::size_t>& chosen) {
-    Network network(plan.seed);
-    buildNetwork(network, plan);
+Outcome Run::steps(const std::vector<std::size_t>& chosen) {
     Outcome outcome;
     u64 waitedMs = 0;
     std::size_t next = 0;
     for (const std::size_t index : chosen) {
         // The time of the steps that are left out passes too.
         for (; next <= index; next++)
-            waitedMs += plan.steps[next].afterMs;
+            waitedMs += plan_.steps[next].afterMs;
         outcome.when = "after step " + std::to_string(index);
-        const bool ended = network.run(waitedMs);
+        const bool ended = network_.run(waitedMs);
         waitedMs = 0;
-        applyStep(network, plan.steps[index]);
-        outcome.problem = ended ? checkState(network) : kNoEnd;
+        const Step& step = plan_.steps[index];
+        if (!cutsWay(network_, ways_, step))
+            applyStep(network_, step);
+        outcome.problem = ended ? checkNow() : kNoEnd;
         outcome.stepsDone++;
         if (!outcome.problem.empty())
-            return outcome;
+            break;
     }
-    endFaults(network);
+    return outcome;
+}
+
+}  // namespace
+
+Outcome runPlan(const Plan& plan, const std::vector<std::size_t>& chosen) {
+    Run run(plan);
+    Outcome outcome = run.steps(chosen);
+    if (!outcome.problem.empty())
+        return outcome;
     outcome.when = "at rest";
-    outcome.problem = checkComesToRest(network, plan.profile);
+    outcome.problem = run.rest();
     return outcome;
 }
 

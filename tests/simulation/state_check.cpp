@@ -16,6 +16,7 @@ namespace simulation {
 namespace {
 
 constexpr u8 kFlagBits = 0xE0;
+constexpr u8 kMostQuarters = 5;  ///< of a leave time that a correction counts in the other bits
 constexpr u8 kBothPending = 0x60;
 constexpr u8 kRemovePending = 0x20;
 constexpr u64 kLongestTimerMs = 327650;
@@ -59,7 +60,8 @@ std::string checkVlan(const MvrpPortEntry& port, u32 vid, bool pairsComplete) {
     const u8 flag = port.vlanFlag[vid - 1];
     if (mvrpApplicant(machine) >= APP_STATE_MAX)
         return placeOf(port, vid) + "applicant " + std::to_string(mvrpApplicant(machine));
-    if ((flag & ~kFlagBits) != 0)
+    if ((flag & ~kFlagBits) >
+        (gMvrpInfo.corrections.has(Correction::LeaveClock) ? kMostQuarters : 0))
         return placeOf(port, vid) + "flags " + std::to_string(flag);
     if ((flag & kBothPending) == kBothPending)
         return placeOf(port, vid) + "addition and removal are both pending";

@@ -5,21 +5,16 @@
 #include <array>
 #include <string_view>
 
-#include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
-#include "platform/contract/qor_vlan.h"
 #include "platform/virtual/network/platform_events.h"
 #include "platform/virtual/network/standby.h"
 
 namespace simulation {
 namespace {
 
-constexpr u32 kMostStaticAtStart = 4;
 constexpr u32 kCalmVlans = 12;
 constexpr u32 kWildVlans = 24;
 constexpr u32 kMostCorruptPercent = 20;
-/// VLANs beyond are permitted nowhere; each one that is costs questions when a port is enabled.
-constexpr u32 kMostPermitted = 64;
 
 struct KindRow {
     StepKind kind;
@@ -67,13 +62,6 @@ StepKind chooseKind(Random& random, Profile profile) {
     return StepKind::Wait;
 }
 
-/// Calm VLANs are even: what a switch does to a VLAN whose lower neighbour is dynamic is no calm
-/// behaviour.
-u32 chooseVlan(Random& random, Profile profile) {
-    return profile == Profile::Calm ? 2 + 2 * random.below(kCalmVlans)
-                                    : 2 + random.below(kWildVlans);
-}
-
 u32 chooseWait(Random& random) {
     constexpr u32 kShortMs = 3000;
     constexpr u32 kLongMs = 150000;  // leave and leave-all times pass between two steps
@@ -91,6 +79,7 @@ void failCalls(Node& node, Random random) {
     const std::string call = kCalls[random.below(kCalls.size())];
     const u64 count = 1 + random.below(4);
     node.pairsLost |= call == "poolalloc";
+    node.callsFailed = true;
     node.host.failures.add({call, "*", count, random.below(3), std::nullopt});
 }
 
@@ -182,61 +171,25 @@ void applyInTurn(Node& node, u32 unit, const Step& step) {
     }
 }
 
+}  // namespace
+
+/// Calm VLANs are even: what a switch does to a VLAN whose lower neighbour is dynamic is no calm
+/// behaviour.
+u32 chooseVlan(Random& random, Profile profile) {
+    return profile == Profile::Calm ? 2 + 2 * random.below(kCalmVlans)
+                                    : 2 + random.below(kWildVlans);
+}
+
 bool isOfCable(StepKind kind) {
     return kind == StepKind::LinkDown || kind == StepKind::LinkUp || kind == StepKind::CableFaults;
 }
 
-void restoreNode(Node& node) {
-    node.host.failures.clear();
-    for (auto& waiting : node.host.sockets.waiting)
-        waiting.set({});
-    for (auto& [unit, port] : node.host.switchState.ports)
-        setEligible(node, unit, true);
+u32 unitOf(const Node& node, const Step& step) {
+    return 1 + step.unit % portCount(node);
 }
 
-/// Management's part; a port that was lost is switched on again.
-void restoreManagement(Node& node) {
-    setScalar(MVRP_SCALAR_ENABLE, MVRP_ON);
-    setScalar(MVRP_SCALAR_GVRP_COMPLIANCE, MVRP_OFF);
-    for (auto& [unit, port] : node.host.switchState.ports) {
-        // A port that was switched off half-way does not come back otherwise.
-        if (const auto* entry = mvrpPortEntryGet(unit); entry != nullptr && entry->enable == 0)
-            setPortEnabled(node, unit, false);
-        setPortEnabled(node, unit, true);
-        setPort(unit, MVRP_PORT_REGISTRATION_MODE, MVRP_REGISTRATION_NORMAL);
-        setPort(unit, MVRP_PORT_PARTICIPANT_MODE, MVRP_PARTICIPANT_FULL);
-        setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, kMvrpLeaveAllTimeoutDefault);
-        setPort(unit, MVRP_PORT_LEAVE_TIMEOUT, kMvrpLeaveTimeoutDefault);
-        setPort(unit, MVRP_PORT_JOIN_TIMEOUT, kMvrpJoinTimeoutDefault);
-    }
-}
-
-void setUpNode(Node& node, u32 ports, Random& random, Profile profile) {
-    auto& state = node.host.switchState;
-    state.vlanTypes[1] = static_cast<u32>(QorVlanType::Static);
-    for (u32 unit = 1; unit <= ports; unit++) {
-        auto& port = state.addPort(unit);
-        for (u32 vid = 1; vid <= kMostPermitted; vid++)
-            port.permitted.set(vid);
-        port.tagged = port.permitted;
-        port.tagged.reset(port.pvid);
-        port.aggregation = random.percent(20) ? 1 : 0;
-        node.wanted[unit] = true;
-    }
-    for (u32 count = random.below(kMostStaticAtStart); count > 0; count--)
-        state.vlanTypes[chooseVlan(random, profile)] = static_cast<u32>(QorVlanType::Static);
-    static constexpr std::array<const char*, 4> kBatches = {"1", "2", "3", "50"};
-    node.host.options["mvrp.maxifnum"] = std::to_string(ports + 1);
-    node.host.options["mvrp.vlannumpertimes"] = kBatches[random.below(kBatches.size())];
-    node.pairsLost = profile == Profile::Wild && random.percent(10);
-    if (node.pairsLost)
-        node.host.options["mvrp.maxvlannumperif"] = "3";
-}
-
-}  // namespace
-
-Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile) {
-    Plan plan{seed, switches, profile, {}};
+Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections) {
+    Plan plan{seed, switches, profile, {}, corrections};
     Random random(seed);
     for (u32 count = 0; count < steps; count++) {
         Step step;
@@ -253,26 +206,6 @@ Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile) {
     return plan;
 }
 
-void buildNetwork(Network& network, const Plan& plan) {
-    Random random(plan.seed ^ 0x746F706F6C6F6779U);
-    std::vector<u32> ports(plan.switches, 0);
-    for (u32 index = 0; index < plan.switches; index++) {
-        network.addNode();
-        if (index == 0)
-            continue;
-        // Near neighbours make long branches, far ones stars.
-        const u32 parent = random.percent(70) ? index - 1 - random.below(std::min(index, 2U))
-                                              : random.below(index);
-        network.addCable({parent, ++ports[parent]}, {index, ++ports[index]}, 1 + random.below(20));
-    }
-    for (u32 index = 0; index < plan.switches; index++) {
-        Node& node = network.node(index);
-        const u32 edge = 1 + random.below(2);  // ports without a cable
-        setUpNode(node, ports[index] + edge, random, plan.profile);
-        network.act(index, [&node] { startDaemonOf(node); });
-    }
-}
-
 void applyStep(Network& network, const Step& step) {
     if (step.kind == StepKind::Wait)
         return;
@@ -286,23 +219,8 @@ void applyStep(Network& network, const Step& step) {
         return;
     }
     Node& node = network.node(index);
-    const u32 unit = 1 + step.unit % portCount(node);
+    const u32 unit = unitOf(node, step);
     network.act(index, [&] { applyInTurn(node, unit, step); });
-}
-
-void endFaults(Network& network) {
-    for (const auto& node : network.nodes()) {
-        network.act(node->index, [&node] { restoreNode(*node); });
-        network.act(node->index, [&node] { restoreManagement(*node); });
-    }
-    for (Cable& cable : network.cables()) {
-        cable.faults = {};
-        if (cable.up)
-            continue;
-        cable.up = true;
-        for (const PortEnd& end : {cable.a, cable.b})
-            network.act(end.node, [&] { setLink(network.node(end.node), end.unit, true); });
-    }
 }
 
 std::string describe(const Network& network, const Step& step) {
@@ -322,8 +240,8 @@ std::string describe(const Network& network, const Step& step) {
     }
     const auto& node = *network.nodes()[step.number % network.switchCount()];
     return text + ", switch " + std::to_string(node.index) + " port " +
-           std::to_string(1 + step.unit % portCount(node)) + ", VLAN " +
-           std::to_string(step.value) + ", random " + std::to_string(step.random % 64);
+           std::to_string(unitOf(node, step)) + ", VLAN " + std::to_string(step.value) +
+           ", random " + std::to_string(step.random % 64);
 }
 
 }  // namespace simulation

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/virtual/network/network.h"
+#include "platform/virtual/network/random.h"
 
 namespace simulation {
 
@@ -55,16 +56,34 @@ struct Plan {
     u32 switches = 0;
     Profile profile = Profile::Calm;
     std::vector<Step> steps;
+    CorrectionSet corrections;  ///< of all daemons
+
+    /// Whether the exact rules are expected to hold.
+    bool exact() const { return corrections == CorrectionSet::all(); }
 };
 
-Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile);
+/// The ports between two switches that both have a VLAN throughout.
+struct Way {
+    u32 vid = 0;
+    u32 from = 0;
+    u32 to = 0;
+    std::vector<PortEnd> ports;  ///< in order, both ends of each cable
+};
 
-/// Builds the switches and the cables of a plan, a tree, and starts the daemons.
-void buildNetwork(Network& network, const Plan& plan);
+Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections);
+
+/// Builds the switches and the cables of a plan, a tree, and starts the daemons. @return the ways
+/// that no step may cut; some only in an exact network
+std::vector<Way> buildNetwork(Network& network, const Plan& plan);
 /// Applies a step to the network as it is; one that makes no sense there does nothing.
 void applyStep(Network& network, const Step& step);
 /// Ends all faults and brings links, modes and ports to where a network at rest is expected.
 void endFaults(Network& network);
+
+bool isOfCable(StepKind kind);
+/// The port of a switch that a step is about.
+u32 unitOf(const Node& node, const Step& step);
+u32 chooseVlan(Random& random, Profile profile);
 
 std::string describe(const Network& network, const Step& step);
 

@@ -47,7 +47,7 @@ u8 pduOffsetOf(bool gvrp) {
 }  // namespace
 
 Node& Network::addNode() {
-    nodes_.push_back(std::make_unique<Node>(static_cast<u32>(nodes_.size())));
+    nodes_.push_back(std::make_unique<Node>(static_cast<u32>(nodes_.size()), corrections_));
     return *nodes_.back();
 }
 

@@ -41,7 +41,9 @@ inline constexpr u32 kMostReorderMs = 400;
 
 class Network {
   public:
-    explicit Network(u64 seed) : random_(seed) {}
+    /// @param corrections  that the daemons of all its switches find on
+    explicit Network(u64 seed, CorrectionSet corrections = {})
+        : random_(seed), corrections_(corrections) {}
 
     Node& addNode();
     /// A node without cables, which is told what the daemon of switch `active` tells its standby.
@@ -55,6 +57,7 @@ class Network {
     std::vector<Cable>& cables() { return cables_; }
     const std::vector<Cable>& cables() const { return cables_; }
     u64 nowMs() const { return nowMs_; }
+    CorrectionSet corrections() const { return corrections_; }
 
     /// Called with each switch that acted, with what it sent, before that goes on its way.
     void setObserver(std::function<void(const Node&)> observer) { observer_ = std::move(observer); }
@@ -111,6 +114,7 @@ class Network {
     bool runNext(u64 endMs);
 
     Random random_;  // of the cables
+    CorrectionSet corrections_;
     u64 nowMs_ = 0;
     u64 sequence_ = 0;
     std::vector<std::unique_ptr<Node>> nodes_;

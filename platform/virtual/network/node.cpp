@@ -33,7 +33,8 @@ void printWatched(const Node& node) {
 
 }  // namespace
 
-Node::Node(u32 number) : index(number), host(scenario::Trace::Sink()) {
+Node::Node(u32 number, CorrectionSet corrections) : index(number), host(scenario::Trace::Sink()) {
+    host.corrections = corrections;
     host.onSend = [this](u32 unit, bool gvrp, const std::vector<u8>& frame) {
         sent.push_back({unit, gvrp, frame});
     };

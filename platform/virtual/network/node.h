@@ -33,7 +33,7 @@ struct StandbyMessage {
 };
 
 struct Node {
-    explicit Node(u32 number);
+    Node(u32 number, CorrectionSet corrections);
     ~Node();
     Node(const Node&) = delete;
     Node& operator=(const Node&) = delete;
@@ -49,6 +49,8 @@ struct Node {
     std::map<u32, scenario::VlanSet> told;  ///< of a standby: VLANs listed to it, by unit
     bool acted = false;                     ///< since its state was checked
     bool pairsLost = false;                 ///< the pool of pending pairs was, or may be, exhausted
+    bool compliant = false;                 ///< management wants GVRP compliance, in exact networks
+    bool callsFailed = false;               ///< the platform refused calls since the daemon's start
 };
 
 /// What is followed while a plan runs: every change of a VLAN's state on one port is printed.

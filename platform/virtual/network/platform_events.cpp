@@ -18,6 +18,17 @@ u32 releasingLock(u32 status) {
     return status;
 }
 
+/// As the real platforms do before a daemon starts: what an earlier one learnt is gone.
+void forgetLearnt(scenario::SwitchState& state) {
+    for (auto& [unit, port] : state.ports) {
+        port.dynamic.reset();
+        port.stranded.reset();
+    }
+    for (auto& type : state.vlanTypes)
+        if (type == static_cast<u32>(QorVlanType::Dynamic))
+            type.reset();
+}
+
 }  // namespace
 
 void notify(Node& node, const platform::RouteBatch& batch) {
@@ -72,6 +83,10 @@ void permitVlan(Node& node, u32 unit, u32 vid, bool permitted) {
         return;
     port.permitted.set(vid, permitted);
     port.tagged.set(vid, permitted && port.pvid != vid);
+    // A port that is taken out of a static VLAN is out, whatever it had learnt before.
+    if (!permitted && !node.host.corrections.empty() &&
+        node.host.switchState.typeOfVlan(vid) == kStatic)
+        port.dynamic.reset(vid);
     platform::RouteBatch batch;
     if (permitted)
         batch.memberAdded(vid, unit);
@@ -118,6 +133,9 @@ void startDaemonOf(Node& node) {
     // Whoever supervises the daemon starts it again until nothing fails.
     while (scenario::startDaemon(node.host) != kStatusOk)
         node.host.failures.clear();
+    if (!node.host.corrections.empty())
+        forgetLearnt(node.host.switchState);
+    node.callsFailed = false;
     for (auto& [unit, port] : node.host.switchState.ports)
         port.everDynamic = port.dynamic;
     setScalar(MVRP_SCALAR_DEBUG, 0);
@@ -125,6 +143,8 @@ void startDaemonOf(Node& node) {
     for (const auto& [unit, wanted] : node.wanted)
         if (wanted)
             setPort(unit, MVRP_PORT_ENABLE, 1);
+    if (node.compliant)
+        setScalar(MVRP_SCALAR_GVRP_COMPLIANCE, MVRP_ON);
 }
 
 }  // namespace simulation

@@ -53,29 +53,6 @@ u32 numberOfKey(std::string_view word, std::string_view key) {
     return parseU32(pair.value, key);
 }
 
-/// The one that a word names.
-Correction parseCorrection(std::string_view word) {
-    if (const auto which = correctionOfName(word))
-        return *which;
-    std::string allowed;
-    for (const auto name : kCorrectionNames)
-        allowed += (allowed.empty() ? "" : ", ") + std::string(name);
-    throw UsageError("'" + std::string(word) + "' is not a correction; allowed: all, none, " +
-                     allowed);
-}
-
-/// `all`, `none`, or names.
-CorrectionSet parseCorrections(Words words) {
-    CorrectionSet set;
-    if (words.size() == 1 && words[0] == "all")
-        return CorrectionSet::all();
-    if (words.size() == 1 && words[0] == "none")
-        return set;
-    for (const auto& word : words)
-        set.add(parseCorrection(word));
-    return set;
-}
-
 u64 parseCount(std::string_view word) {
     if (word == "once")
         return 1;
@@ -179,7 +156,7 @@ void commandWaiting(ScenarioHost& host, Words words) {
 }
 
 void commandCorrect(ScenarioHost& host, Words words) {
-    host.corrections = parseCorrections(words);
+    host.corrections = correctionsOf(words);
 }
 
 void commandChoice(ScenarioHost&, Words) {}

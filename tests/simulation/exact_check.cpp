@@ -1,0 +1,181 @@
+// SPDX-License-Identifier: MIT
+//
+// The rules of daemons with all corrections on, without exceptions: what a port has registered, is
+// a member of and declares follows from what is static where, and from what is admitted.
+#include <limits>
+
+#include "daemon/db/port_vlan.h"
+#include "daemon/mgmt/config.h"
+#include "tests/simulation/invariants.h"
+#include "tests/simulation/port_view.h"
+#include "platform/virtual/network/standby.h"
+
+namespace simulation {
+namespace {
+
+using scenario::VlanSet;
+
+std::string placeOf(u32 node, u32 unit) {
+    return "switch " + std::to_string(node) + " port " + std::to_string(unit) + ": ";
+}
+
+// What holds at any time ------------------------------------------------------
+
+/// What one switch has on its ports, in a turn of it.
+struct SwitchView {
+    VlanSet fixed;                  ///< static
+    std::map<u32, PortView> ports;  ///< those that take part
+};
+
+SwitchView switchViewOf(const Node& node) {
+    SwitchView view;
+    view.fixed = staticVlans(node);
+    for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port))
+        if (port->enable != 0)
+            view.ports[port->portunit] = viewOf(*port, node);
+    return view;
+}
+
+VlanSet removalsPending(const MvrpPortEntry& port) {
+    VlanSet set;
+    for (u32 vid = kMvrpDefaultVlan + 1; vid < kMvrpVlanLast; vid++)
+        set.set(vid, mvrpBitTest(&port.vlanFlag[vid - 1], MVRP_FLAG_REMOVE) != 0 &&
+                         mvrpPortVlanEntryGet(port.portunit, static_cast<u16>(vid)) != nullptr);
+    return set;
+}
+
+/// What the other ports of the switch have registered.
+VlanSet learntElsewhere(const SwitchView& view, u32 unit) {
+    VlanSet set;
+    for (const auto& [other, port] : view.ports)
+        if (other != unit)
+            set |= port.learnt;
+    return set & ~view.fixed;
+}
+
+std::string checkPortNow(const SwitchView& view, const MvrpPortEntry& port, const Node& node) {
+    const PortView& own = view.ports.at(port.portunit);
+    const auto& facts = node.host.switchState.ports.at(port.portunit);
+    std::string problem = differing("registered and not admitted",
+                                    own.learnt & ~view.fixed & ~facts.admitted, VlanSet());
+    if (problem.empty())
+        problem =
+            differing("member of what is neither registered nor static, for good",
+                      own.member & ~own.learnt & ~view.fixed & ~removalsPending(port), VlanSet());
+    if (port.registration_mode != MVRP_REGISTRATION_NORMAL || !problem.empty())
+        return problem;
+    problem = differing("declared of what others registered", own.declared & ~view.fixed,
+                        learntElsewhere(view, port.portunit));
+    if (problem.empty())
+        problem = differing("declared of what is static", own.declared & view.fixed,
+                            view.fixed & facts.permitted);
+    return problem;
+}
+
+std::string checkSwitchNow(const Node& node) {
+    const SwitchView view = switchViewOf(node);
+    for (const auto& [unit, own] : view.ports) {
+        const std::string problem = checkPortNow(view, *mvrpPortEntryGet(unit), node);
+        if (!problem.empty())
+            return placeOf(node.index, unit) + problem;
+    }
+    return {};
+}
+
+// What a network comes to -----------------------------------------------------
+
+/// What the ports of a tree of switches declare and register at rest.
+class Expected {
+  public:
+    explicit Expected(const Network& network) : network_(network) {
+        const std::size_t count = network.switchCount();
+        for (std::size_t index = 0; index < count; index++)
+            fixed_.push_back(staticVlans(*network.nodes()[index]));
+        ends_.resize(count);
+        for (const Cable& cable : network.cables()) {
+            ends_[cable.a.node][cable.a.unit] = cable.b;
+            ends_[cable.b.node][cable.b.unit] = cable.a;
+        }
+        declared_.resize(count);
+    }
+
+    const VlanSet& fixed(u32 node) const { return fixed_[node]; }
+
+    /// What is declared behind the port and admitted, of what is not static on its switch.
+    VlanSet registered(u32 node, u32 unit) {
+        const auto end = ends_[node].find(unit);
+        return end == ends_[node].end()
+                   ? VlanSet()
+                   : declared(end->second) & ~fixed_[node] & port(node, unit).admitted;
+    }
+
+    /// What is static on the port, and what other ports have registered.
+    const VlanSet& declared(PortEnd end) {
+        const auto known = declared_[end.node].find(end.unit);
+        if (known != declared_[end.node].end())
+            return known->second;
+        VlanSet set = fixed_[end.node] & port(end.node, end.unit).permitted;
+        for (const auto& [unit, other] : network_.nodes()[end.node]->host.switchState.ports)
+            if (unit != end.unit)
+                set |= registered(end.node, unit);
+        return declared_[end.node][end.unit] = set;
+    }
+
+    const scenario::SwitchPort& port(u32 node, u32 unit) const {
+        return network_.nodes()[node]->host.switchState.ports.at(unit);
+    }
+
+  private:
+    const Network& network_;
+    std::vector<VlanSet> fixed_;                    // by switch
+    std::vector<std::map<u32, PortEnd>> ends_;      // by switch and unit: the cable's other end
+    std::vector<std::map<u32, VlanSet>> declared_;  // those that were asked for
+};
+
+std::string checkPortAtRest(Expected& expected, PortEnd end, const PortView& view) {
+    const VlanSet& fixed = expected.fixed(end.node);
+    const VlanSet registered = expected.registered(end.node, end.unit);
+    std::string problem = differing("registered", view.learnt, registered);
+    if (problem.empty())
+        problem = differing("declared", view.declared, expected.declared(end));
+    if (problem.empty())
+        problem = differing("member", view.member & ~fixed,
+                            registered & expected.port(end.node, end.unit).permitted);
+    return problem;
+}
+
+}  // namespace
+
+std::string checkExactNow(Network& network) {
+    for (u32 index = 0; index < network.switchCount(); index++) {
+        Node& node = network.node(index);
+        if (!node.acted || node.callsFailed)
+            continue;
+        const Turn turn(node, network.nowMs());
+        const std::string problem = checkSwitchNow(node);
+        if (!problem.empty())
+            return problem;
+    }
+    return {};
+}
+
+std::string checkExactRest(Network& network) {
+    Expected expected(network);
+    const Views views = viewsOf(network);
+    for (u32 index = 0; index < network.switchCount(); index++) {
+        for (const auto& [unit, port] : network.node(index).host.switchState.ports) {
+            const auto view = views[index].find(unit);
+            const std::string problem =
+                view == views[index].end() ? "does not take part"
+                                           : checkPortAtRest(expected, {index, unit}, view->second);
+            if (!problem.empty())
+                return placeOf(index, unit) + problem;
+        }
+        std::string problem = checkStandby(network, network.node(index));
+        if (!problem.empty())
+            return problem;
+    }
+    return {};
+}
+
+}  // namespace simulation
