@@ -49,8 +49,9 @@ class Input {
     std::span<const u8> left_;
 };
 
-void setUp(Network& network) {
+void setUp(Network& network, CorrectionSet corrections = {}) {
     Node& node = network.addNode();
+    node.host.corrections = corrections;
     auto& state = node.host.switchState;
     for (const u32 vid : {1U, 10U, 11U})
         state.vlanTypes[vid] = static_cast<u32>(QorVlanType::Static);
@@ -244,21 +245,39 @@ void happen(Network& network, Input& bytes) {
         fail("what happens has no end");
 }
 
-void runStateful(std::span<const u8> input) {
+void runHappenings(Network& network, Input& bytes) {
     constexpr u32 kMostHappenings = 100;
-    Network network(1);
-    setUp(network);
-    Input bytes(input);
     for (u32 count = 0; count < kMostHappenings && !bytes.empty(); count++) {
         happen(network, bytes);
         check(network);
     }
 }
 
+void runStateful(std::span<const u8> input) {
+    Network network(1);
+    setUp(network);
+    Input bytes(input);
+    runHappenings(network, bytes);
+}
+
+/// The same with corrections: the first word says which, the next byte which VLANs are admitted.
+void runCorrected(std::span<const u8> input) {
+    Network network(1);
+    Input bytes(input);
+    setUp(network, CorrectionSet::ofBits(wordOf(bytes)));
+    const u32 refused = bytes.byte();
+    auto& ports = network.node(0).host.switchState.ports;
+    for (auto& [unit, port] : ports)
+        for (u32 vid = unit; refused != 0 && vid <= kLastPermitted; vid += 1 + refused % 16)
+            port.admitted.reset(vid);
+    runHappenings(network, bytes);
+}
+
 constexpr Target kTargets[] = {
     {"mvrp_pdu", runMvrpPdu},           {"gvrp_pdu", runGvrpPdu},
     {"route_message", runRouteMessage}, {"sync_packet", runSyncPacket},
     {"scenario_file", runScenarioFile}, {"stateful", runStateful},
+    {"corrected", runCorrected},
 };
 
 }  // namespace
