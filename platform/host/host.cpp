@@ -67,7 +67,7 @@ Host::Host(HostConfig config, std::string configFile)
       linux_(isLinux(config_) ? std::make_unique<LinuxHost>(config_.network.linuxBridge) : nullptr),
       switch_(isLinux(config_) ? static_cast<StateSwitch&>(linux_->driver()) : *soft_),
       frames_(switch_, sockets_),
-      observation_(switch_),
+      observation_(switch_, frames_),
       server_([this](const RequestHeader& header, std::span<const u8> value,
                      std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
               accessOf(config_)),
@@ -111,7 +111,7 @@ bool Host::start(std::string& error) {
     sockets_.setTransmitter(&frames_);
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
-    observation_.install(frames_, dispatcher_);
+    observation_.install(dispatcher_);
     if (!startDriver(error))
         return false;
 
