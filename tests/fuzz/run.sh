@@ -35,13 +35,17 @@ if [[ $wanted != all ]]; then
 fi
 
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
-    '-DMVRP_SANITIZE=address;undefined;fuzzer-no-link' >/dev/null
-ninja -C build-fuzz "${targets[@]/#/fuzz-}"
+    '-DMVRP_SANITIZE=address;undefined' >/dev/null
+ninja -C build-fuzz fuzz-daemon fuzz-platform
 for target in "${targets[@]}"; do
     found=out/fuzz/$target
     mkdir -p "$found"
+    case $target in
+        command_channel | config_toml) program=fuzz-platform ;;
+        *) program=fuzz-daemon ;;
+    esac
     echo "== $target, $seconds s"
-    "build-fuzz/tests/fuzz/fuzz-$target" -max_total_time="$seconds" -timeout=60 -max_len=2048 \
-        -print_final_stats=1 -artifact_prefix="$found/" "$found" "tests/fuzz/corpus/$target" \
-        2>&1 | grep -vE '^#[0-9]+|^INFO|NEW|REDUCE' || exit 1
+    "build-fuzz/tests/fuzz/$program" "--target=$target" -max_total_time="$seconds" -timeout=60 \
+        -max_len=2048 -print_final_stats=1 -artifact_prefix="$found/" "$found" \
+        "tests/fuzz/corpus/$target" 2>&1 | grep -vE '^#[0-9]+|^INFO|NEW|REDUCE' || exit 1
 done
