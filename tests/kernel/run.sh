@@ -73,8 +73,8 @@ for name in "${names[@]}"; do
     selected+=("$name ${limit:-$defaultLimit}")
     seconds=$((seconds + ${limit:-$defaultLimit}))
 done
-for program in platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe; do
-    [[ -x $build/$program ]] || die "$build/$program is missing; ./dev kernel builds it"
+for program in platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe tests/kernel/libprocessor_state.so; do
+    [[ -e $build/$program ]] || die "$build/$program is missing; ./dev kernel builds it"
 done
 
 mkdir -p "$out"
@@ -100,7 +100,8 @@ done
 # ------------------------------------------------------------------------------------ run them
 # Each kernel takes the next case that nobody has claimed. Only what it says about cases is shown.
 boot() {
-    TMPDIR=$scratch timeout --kill-after=5 "$seconds" linux.uml "mem=$memory" root=/dev/root \
+    TMPDIR=$scratch timeout --kill-after=5 "$seconds" \
+        env LD_PRELOAD="$build/tests/kernel/libprocessor_state.so" linux.uml "mem=$memory" root=/dev/root \
         rootfstype=hostfs rootflags=/ rw "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
         "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
         </dev/null 2>"$out/kernel.$1.err" | sed -u 's/\r//g' | tee "$out/kernel.$1.log" |
