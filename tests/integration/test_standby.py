@@ -285,20 +285,6 @@ class BadStandby(Pair):
         self.await_connected()
 
 
-class OtherCorrections(Pair):
-    standby_options = '\n[mvrp]\ncorrections = ["leave-needed"]\n'
-
-    def test_a_standby_with_other_corrections_is_refused_and_both_sets_are_named(self):
-        self.start_all()
-        text = ("the active runs with the corrections none, the standby with leave-needed; "
-                "allowed: the same [mvrp] corrections in both")
-        for each in (self.active, self.standby):
-            self.await_true(lambda each=each: text in self.log_of(each))
-        self.assert_state(self.net, active={"learnt": "10-12"}, standby={"learnt": "-"})
-        self.assertFalse(self.active.query("show")["standbyConnected"])
-        self.assertEqual(self.log_of(self.active).count(text), 1)
-
-
 class FailOver(Pair):
     def test_the_standby_takes_over_on_request_and_adopted_memberships_stay_and_go(self):
         self.start_all()
@@ -355,12 +341,14 @@ class FailOverByItself(Pair):
     def test_a_standby_takes_over_when_its_active_has_been_gone_for_the_configured_time(self):
         self.start_all()
         self.assert_state(self.net, standby={"learnt": "10-12"})
+        # Nothing tells of a take-over that does not happen: the time for it has to pass.
         time.sleep(4.5)
         self.assertEqual(self.role(self.standby), "standby")
         self.active.kill()
         gone = time.monotonic()
         self.take_cable_over()
         self.await_true(lambda: self.role(self.standby) == "active")
+        # At least; a busy machine only makes it longer.
         self.assertGreater(time.monotonic() - gone, 3.5)
         self.assertIn("taking over as the active", self.log_of(self.standby))
         self.assert_state(self.net, standby={"learnt": "10-12",

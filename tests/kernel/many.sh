@@ -41,7 +41,7 @@ killedRounds() {
     done
 }
 
-# killSoon: within the second or two that a change takes.
+# killSoon: at any moment of the second or two that a change takes.
 killSoon() {
     sleep "$((RANDOM % 2)).$((RANDOM % 10))$((RANDOM % 10))"
     killDaemon b1

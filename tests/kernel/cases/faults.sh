@@ -20,10 +20,9 @@ has 'h1' grep -iE 'warn|restor|delet|remov|repair' "$scratch/b1/log"
 # Not the VLAN next to a learnt one: the protocol forgets such a one, docs/behaviour.md, "Static VLANs".
 say 'somebody makes a static entry of ours, untagged: it is theirs now, and stays when the host leaves'
 at b1 bridge vlan add dev h1 vid 20 untagged
-sleep 3
+expect 10 has '"vlanStatus": "permanent"' ctl b1 -j show vlan 20
 leaves h1 20
-sleep 5
-carries b1 h1 20
+steady 5 carries b1 h1 20
 has '20 Egress Untagged' at b1 bridge vlan show dev h1
 say 'and is static everywhere as long as it is there'
 expect 10 carries b2 b1 20

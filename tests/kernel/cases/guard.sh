@@ -15,6 +15,7 @@ say 'with it, it does not, and a packet socket on the port still sees them'
 probe b1 guard h1 on
 probe b1 guard h1 on
 [[ $(probe b1 guard h1 show) == on ]]
+# A frame that was on its way when the guard came is counted nowhere else.
 sleep 0.5
 before=$(captured h2) atPort=$(captured port)
 joins h1 11 mvrp

@@ -12,9 +12,8 @@ macOf() { ip -n "$1" link show eth0 | awk '/link\/ether/ { print $2 }'; }
 say 'a host whose port takes part: its own frames stay here'
 joins in1 10 mvrp
 expect 10 carries b1 in1 10
-sleep 3
-seesNone in2 ether src "$(macOf in1)"
-seesNone out2 ether src "$(macOf in1)"
+staysHere() { seesNone in2 ether src "$(macOf in1)" && seesNone out2 ether src "$(macOf in1)"; }
+steady 3 staysHere
 
 say 'a host whose port does not: its frames go where multicast goes'
 joins out1 20 mvrp

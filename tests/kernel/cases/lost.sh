@@ -15,9 +15,8 @@ done | at b1 bridge -batch -
 at b1 bridge vlan add dev h1 vid 4093
 kill -CONT "$pid"
 expect 10 grep -q '^lost$' "$scratch/events"
-sleep 1
-[[ $(grep -c '^lost$' "$scratch/events") == 1 ]]
-[[ $(tail -n 1 "$scratch/events") == lost ]]
+nothingElse() { [[ $(grep -c '^lost$' "$scratch/events") == 1 && $(tail -n 1 "$scratch/events") == lost ]]; }
+steady 1 nothingElse
 
 say 'and goes on'
 at b1 bridge vlan del dev h1 vid 2-4092

@@ -68,9 +68,9 @@ answers done 0 set debug none
 
 say 'changes as they happen, one object a line'
 {
-    sleep 1
+    expect 10 grep -qs snapshot "$answers"/*.watch.json
     at b1 bridge vlan add dev tap0 vid 41
-} &
+} >/dev/null &
 answers watch 0 watch --states --count 2 --seconds 20
 says '"type":"snapshot"'
 says '"type":"change"'

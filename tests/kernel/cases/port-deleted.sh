@@ -6,7 +6,7 @@ source "$KERNEL_TESTS/many.sh"
 manyVlans
 for _ in 1 2 3 4 5; do
     declareAll
-    sleep "0.$((RANDOM % 10))"
+    sleep "0.$((RANDOM % 10))"  # at any moment
     ip -n b1 link del b2
     withdrawAll
     expect 20 exactly b1 h1 1,77

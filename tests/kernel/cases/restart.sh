@@ -17,14 +17,12 @@ say 'killed; meanwhile VLAN 11 is deleted on the host'
 watchVlans monitor b1
 killDaemon b1
 leaves h1 11
-sleep 1
-exactly b1 h1 1,10-12,99
+steady 1 exactly b1 h1 1,10-12,99
 startDaemon b1
 say 'what is still declared was never gone; what is not goes'
 expect 30 exactly b1 h1 1,10,12,99
 expect 30 exactly b2 b1 1,10,12,99
-sleep 1
-has '^Deleted.*[^0-9]11([^0-9]|$)' cat "$scratch/monitor"
+expect 5 has '^Deleted.*[^0-9]11([^0-9]|$)' cat "$scratch/monitor"
 hasNot '(^Deleted.*[^0-9](10|12|99)([^0-9]|$))' cat "$scratch/monitor"
 exactly b1 h2 1,99
 

@@ -10,15 +10,14 @@ daemon b2 leave-all=6000
 joins h1 10-30 mvrp
 expect 10 exactly b1 h1 1,10-30
 expect 10 exactly b2 b1 1,10-30
-sleep 2
 
 watchVlans monitor.b1 b1
 watchVlans monitor.b2 b2
 capture leaveall h1 eth0 "$protocolFrames"
-sleep 20
+quiet() { [[ ! -s $scratch/monitor.b1 && ! -s $scratch/monitor.b2 ]]; }
+steady 20 quiet
 exactly b1 h1 1,10-30
 exactly b2 b1 1,10-30
-[[ ! -s $scratch/monitor.b1 && ! -s $scratch/monitor.b2 ]]
 say 'meanwhile the host was asked, more than twice'
 (($(captured leaveall) >= 3))
 say 'and the monitors see'

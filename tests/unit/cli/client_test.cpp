@@ -3,10 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <stdexcept>
-#include <thread>
 
+#include "tests/asleep.h"
 #include "tests/unit/cli/fake_server.h"
 
 namespace {
@@ -75,10 +74,9 @@ TEST(Client, LeavesNoMoreThanItsLimitOfRequestsUnanswered) {
     std::size_t atFirst = 0;
     std::size_t afterOneReply = 0;
     FakeServer server([&](FakeServer& s) {
+        // A client that waits, on the main thread, has sent what it wanted to send.
         const auto settle = [&s](std::size_t wanted) {
-            for (int i = 0; i < 500 && s.waiting() < wanted; ++i)
-                std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            awaitCondition([&] { return s.waiting() >= wanted && isAsleep(getpid()); });
             return s.waiting() / sizeof(platform::RequestHeader);
         };
         atFirst = settle(Client::kMaxInFlight * sizeof(platform::RequestHeader));
@@ -119,10 +117,10 @@ TEST(Client, PutsAReplyTogetherThatArrivesInPieces) {
         const platform::ReplyHeader header = {0, 2};
         const auto headerBytes = std::as_bytes(std::span(&header, 1));
         s.sendBytes(headerBytes.first(3));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_TRUE(awaitCondition([&s] { return s.isRead(); }));
         s.sendBytes(headerBytes.subspan(3));
         s.sendBytes(bytes(1, 5));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_TRUE(awaitCondition([&s] { return s.isRead(); }));
         s.sendBytes(bytes(1, 6));
     });
     Client client(server.path());

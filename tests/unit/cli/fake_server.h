@@ -3,6 +3,8 @@
 // The daemon's end of a command channel, played by a thread of the test.
 #pragma once
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -65,7 +67,13 @@ class FakeServer {
         return receive(request.value.data(), request.value.size());
     }
 
-    /// Bytes that have arrived and were not read, after giving them time to arrive.
+    /// Whether the client has read all that was sent.
+    bool isRead() const {
+        int unread = 0;
+        return ioctl(connection_, SIOCOUTQ, &unread) == 0 && unread == 0;
+    }
+
+    /// Bytes that have arrived and were not read.
     std::size_t waiting() const {
         std::vector<std::byte> bytes(1 << 20);
         const ssize_t count =

@@ -19,6 +19,7 @@
 #include "platform/linux/netlink/link_message.h"
 #include "platform/linux/netlink/netlink_attributes.h"
 #include "platform/linux/netlink/netlink_socket.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {
@@ -227,13 +228,23 @@ TEST(RtnlMessage, ListsThatMakeNoSenseAreReadWithinBounds) {
     EXPECT_EQ(port->vlans->carried, vlans("20,4090-4094"));
 }
 
-/// Reads `payload` as everything that the kernel could send.
+void expectPossible(const KernelVlans& vlans) {
+    EXPECT_TRUE(vlanIsValid(vlans.carried)) << formatVlanRanges(vlans.carried);
+    EXPECT_EQ(vlanDifference(vlans.untagged, vlans.carried), VlanBitmap{});
+    EXPECT_LE(vlans.pvid, kLastVlan);
+}
+
+/// Reads `payload` as everything that the kernel could send. What is read is what there can be.
 void readAll(std::span<const u8> payload) {
     linkFamily(payload);
-    readLink(payload);
-    readBridgePort(payload);
+    if (const auto link = readLink(payload)) {
+        EXPECT_LE(link->name.size(), payload.size());
+    }
+    if (const auto port = readBridgePort(payload); port && port->vlans)
+        expectPossible(*port->vlans);
     KernelVlans read;
     readVlanMessage(payload, read);
+    expectPossible(read);
     vlanMessageIndex(payload);
     if (const auto control = readTrafficControl(payload)) {
         EXPECT_LE(control->kind.size() + control->cookie.size(), payload.size() * 2);

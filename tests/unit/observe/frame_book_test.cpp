@@ -28,8 +28,7 @@ class FrameWatching : public ::testing::Test {
     }
 
     SoftSwitch soft{smallSwitch()};
-    std::mutex mutex;
-    FrameBook watch{soft, mutex};
+    FrameBook watch{soft};
     const frames::Bytes joinTen = frames::nativeFrame("00 01 01 0001 000a 24 0000");
     const frames::Bytes leaveTen = frames::nativeFrame("00 01 01 0001 000a b4 0000");
 };

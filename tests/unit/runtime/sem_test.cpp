@@ -9,6 +9,7 @@
 
 #include "platform/contract/sil.h"
 #include "platform/runtime/close_hook.h"
+#include "tests/asleep.h"
 
 namespace platform {
 namespace {
@@ -159,18 +160,16 @@ TEST_F(SemTest, KeepsAPlainCounterRightAmongManyThreads) {
 
 TEST_F(SemTest, AThreadThatTakesItAgainAtOnceDoesNotOvertakeOneThatWaits) {
     silTakeSem(sem_, kForEver);
-    std::atomic<bool> begun{false};
+    std::atomic<pid_t> thread{0};
     std::atomic<bool> served{false};
     std::thread waiter([&] {
-        begun = true;
+        thread = gettid();
         silTakeSem(sem_, kForEver);
         served = true;
         silGiveSem(sem_);
     });
-    while (!begun)
-        std::this_thread::yield();
-    // Let it arrive at the mutex; only then does giving and taking again have to let it in.
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    // Only when it waits at the mutex does giving and taking again have to let it in.
+    EXPECT_TRUE(awaitCondition([&] { return thread != 0 && isAsleep(thread); }));
     silGiveSem(sem_);
     silTakeSem(sem_, kForEver);
     EXPECT_TRUE(served);

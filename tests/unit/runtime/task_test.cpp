@@ -11,6 +11,7 @@
 #include "platform/contract/qor_hwil.h"
 #include "platform/contract/sil.h"
 #include "platform/runtime/tasks/start_gate.h"
+#include "tests/asleep.h"
 
 namespace platform {
 namespace {
@@ -72,7 +73,10 @@ TEST(Task, BeginsWhenTheDaemonsStartUpIsOver) {
     Seen seen;
     closeStartGate();
     ASSERT_EQ(silCreateTask("late", 0, 0, look, &seen, 0, nullptr), 0U);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_TRUE(awaitCondition([] {
+        const pid_t thread = threadNamed("late");
+        return thread != 0 && isAsleep(thread);
+    }));
     EXPECT_FALSE(seen.done);
     u32 protocol = 32;
     qorHwilScalarSet(0, kHwilScalarProtocol, &protocol, 0);
