@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/contract/corrections.h"
 #include "platform/contract/types.h"
 #include "platform/model/cable.h"
 #include "platform/model/host.h"
@@ -126,7 +125,6 @@ struct ProcessConfig {
 
 struct HostConfig {
     std::map<std::string, std::string> options;  ///< start-up options by name, as text
-    CorrectionSet corrections;                   ///< that the daemon runs with
     SwitchConfig network;
     ManagementConfig management;
     ProcessConfig process;

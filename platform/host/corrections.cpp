@@ -1,27 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "platform/host/corrections.h"
-
-#include <atomic>
-
-namespace platform {
-namespace {
-
-std::atomic<CorrectionBook*> gBook{nullptr};
-
-}  // namespace
-
-void installCorrections(CorrectionBook* book) {
-    gBook.store(book, std::memory_order_release);
-}
-
-}  // namespace platform
+//
+// The corrections of this host: none.
+#include "platform/contract/corrections.h"
 
 CorrectionSet correctionsWanted() {
-    const platform::CorrectionBook* book = platform::gBook.load(std::memory_order_acquire);
-    return book == nullptr ? CorrectionSet{} : book->on();
+    return {};
 }
 
-void correctionActed(Correction which, u32 unit, u32 vid) {
-    if (platform::CorrectionBook* book = platform::gBook.load(std::memory_order_acquire))
-        book->acted(which, unit, vid);
-}
+void correctionActed(Correction, u32, u32) {}

@@ -2,11 +2,12 @@
 //
 // One of the daemon's protocol sockets: a frame ring behind an eventfd, and the options set on it.
 //
-// Locking: that of the socket layer, which owns it, around delivery, ring and options. What an
-// option says is read without.
+// Locking: guards itself; the receive thread delivers, the protocol task reads, and both it and the
+// command thread set options.
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -46,7 +47,7 @@ class FrameSocket {
   private:
     int addMatch(const QorReceiveMatch& match);
     int removeMatch(const QorReceiveMatch& match);
-    bool isTunnelled(const FrameMeta& meta) const;
+    bool isTunnelled(const FrameMeta& meta);
 
     const SocketKind kind_;
     Descriptor ready_;
@@ -54,6 +55,7 @@ class FrameSocket {
     std::atomic<bool> nonBlocking_{false};
     std::atomic<bool> packetInfo_{false};
     std::atomic<u32> owner_{0};
+    std::mutex mutex_;                      ///< guards the two below
     std::vector<QorReceiveMatch> matches_;  ///< a pair of a port takes two
     std::vector<u32> groups_;
 };

@@ -6,11 +6,10 @@
 
 namespace platform {
 
-CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig& standby,
-                               CorrectionSet corrections)
+CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig& standby)
     : store_(storeFile) {
     if (standby.configured && standby.role == HostRole::Active)
-        link_ = std::make_unique<StandbyLink>(standby.peerPath, corrections);
+        link_ = std::make_unique<StandbyLink>(standby.peerPath);
 }
 
 void CommandCarrier::start() {
