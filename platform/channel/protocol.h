@@ -6,6 +6,7 @@
 
 #include <array>
 
+#include "platform/contract/corrections.h"
 #include "platform/contract/types.h"
 #include "platform/model/host.h"
 #include "platform/model/port.h"
@@ -49,11 +50,15 @@ enum class Request : u32 {
     PortVlans = 258,     ///< unit, attribute VlanSet; reply: VLAN bitmap
     SwitchVlans = 259,   ///< attribute QorVlanType; reply: VLAN bitmap
     PortCounters = 260,  ///< unit; reply: PortCountersRecord
+    Corrections = 262,   ///< reply: CorrectionsRecord
+    CorrectionLast =
+        263,             ///< unit, attribute: VLAN ID, 0 for the port; reply: CorrectionLastRecord
     PortMachines = 261,  ///< unit; reply: 4095 x {applicant, registrar, flags}, see MachineRecord
     ShellCall = 272,     ///< value: ShellCallRecord; reply: what the function printed
     ShellList = 273,     ///< reply: names, each followed by '\n'
     SwitchChange = 288,  ///< value: SwitchChangeRecord
     StandbyTakeOver = 304,  ///< a standby becomes the active
+    StandbyAgree = 305,  ///< value: bits of the active's CorrectionSet; refused unless they agree
 
     // What the host observes; records in observations.h.
     PortStatistics = 320,   ///< unit; reply: PortStatisticsRecord
@@ -91,6 +96,24 @@ struct SwitchPortRecord {
     MacAddress peerMac;                   ///< source of the last protocol frame received
     std::array<char, kNameBytes> name;    ///< terminated
     std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
+};
+
+/// Bits and indices of corrections are those of Correction; places for more than there are.
+inline constexpr u32 kCorrectionPlaces = 32;
+static_assert(kCorrectionCount <= kCorrectionPlaces);
+struct CorrectionsRecord {
+    u32 on;     ///< bits of the CorrectionSet that the daemon runs with
+    u32 known;  ///< bits of all that this program knows
+    std::array<u64, kCorrectionPlaces> acted;  ///< how often each has changed an outcome
+};
+static_assert(sizeof(CorrectionsRecord) == 264);
+
+/// The last correction that decided for a VLAN on a port. What is asked for may be forgotten: the
+/// memory is bounded.
+inline constexpr u32 kNoCorrection = ~u32{0};
+struct CorrectionLastRecord {
+    u32 correction;  ///< Correction, or kNoCorrection
+    u32 agoMs;       ///< at most 0xFFFFFFFE
 };
 
 struct ShellCallRecord {

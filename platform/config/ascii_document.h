@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/config/config_tree.h"
+#include "platform/config/config_problem.h"
 
 namespace platform {
 

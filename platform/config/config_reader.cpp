@@ -23,25 +23,6 @@ std::size_t distance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
-/// @return the known key most like `key`, or nothing when none is like it
-std::string_view nearest(std::string_view key, std::span<const std::string_view> known) {
-    std::string_view best;
-    std::size_t least = std::max<std::size_t>(2, key.size() / 3) + 1;
-    for (const std::string_view candidate : known)
-        if (const auto apart = distance(key, candidate); apart < least) {
-            best = candidate;
-            least = apart;
-        }
-    return best;
-}
-
-std::string joined(std::span<const std::string_view> words) {
-    std::string text;
-    for (const std::string_view word : words)
-        text += (text.empty() ? "" : ", ") + std::string(word);
-    return text;
-}
-
 std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
 }
@@ -51,6 +32,24 @@ bool isControl(char character) {
 }
 
 }  // namespace
+
+std::string_view nearestWord(std::string_view word, std::span<const std::string_view> words) {
+    std::string_view best;
+    std::size_t least = std::max<std::size_t>(2, word.size() / 3) + 1;
+    for (const std::string_view candidate : words)
+        if (const auto apart = distance(word, candidate); apart < least) {
+            best = candidate;
+            least = apart;
+        }
+    return best;
+}
+
+std::string joinedWords(std::span<const std::string_view> words) {
+    std::string text;
+    for (const std::string_view word : words)
+        text += (text.empty() ? "" : ", ") + std::string(word);
+    return text;
+}
 
 std::string describe(const ConfigValue& value) {
     switch (value.kind) {
@@ -84,6 +83,10 @@ const ConfigEntry* ConfigReader::entry(std::string_view key) {
 const ConfigValue* ConfigReader::find(std::string_view key) {
     const ConfigEntry* found = entry(key);
     return found == nullptr ? nullptr : &found->value;
+}
+
+void ConfigReader::problemAt(ConfigPlace place, const std::string& text) {
+    problems_->push_back({place, text});
 }
 
 void ConfigReader::problem(std::string_view key, const std::string& text) {
@@ -216,10 +219,10 @@ void ConfigReader::finish() {
     for (const ConfigEntry& found : table_->entries) {
         if (std::ranges::find(known_, found.key) != known_.end())
             continue;
-        const std::string_view like = nearest(found.key, known_);
+        const std::string_view like = nearestWord(found.key, known_);
         const std::string hint = like.empty() ? "." : "; did you mean " + std::string(like) + "?";
         problems_->push_back({found.place, where_ + " has no setting " + quoted(found.key) + hint +
-                                               " Known: " + joined(known_)});
+                                               " Known: " + joinedWords(known_)});
     }
 }
 

@@ -23,6 +23,10 @@ struct ConfigWord {
     u32 value;
 };
 
+/// @return the word most like `word`, or nothing when none is like it
+std::string_view nearestWord(std::string_view word, std::span<const std::string_view> words);
+/// The words with ", " between them.
+std::string joinedWords(std::span<const std::string_view> words);
 /// How a value is named in a problem: "text \"x\"", "5", "a table".
 std::string describe(const ConfigValue& value);
 
@@ -48,6 +52,7 @@ class ConfigReader {
     std::vector<ConfigReader> tables(std::string_view key);
 
     bool has(std::string_view key) { return find(key) != nullptr; }
+    void problemAt(ConfigPlace place, const std::string& text);
     /// Notes `text` at the place of `key`, or of the table when the key is absent.
     void problem(std::string_view key, const std::string& text);
     /// Notes that the value of `key` is not `allowed`.

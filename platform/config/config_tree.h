@@ -9,15 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/contract/types.h"
+#include "platform/config/config_problem.h"
 
 namespace platform {
-
-/// Place in a file, counted from 1; line 0: the file as a whole.
-struct ConfigPlace {
-    u32 line = 0;
-    u32 column = 0;
-};
 
 enum class ConfigKind { Boolean, Integer, Text, Table, Array, Other };
 
@@ -37,12 +31,6 @@ struct ConfigEntry {
     std::string key;
     ConfigPlace place;
     ConfigValue value;
-};
-
-/// What is wrong with a configuration file, and where.
-struct ConfigProblem {
-    ConfigPlace place;
-    std::string text;
 };
 
 /// Reads the syntax. @return the tree, or nothing with `problem` filled in

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/contract/corrections.h"
 #include "platform/contract/types.h"
 #include "platform/model/cable.h"
 #include "platform/model/host.h"
@@ -125,6 +126,7 @@ struct ProcessConfig {
 
 struct HostConfig {
     std::map<std::string, std::string> options;  ///< start-up options by name, as text
+    CorrectionSet corrections;                   ///< that the daemon runs with
     SwitchConfig network;
     ManagementConfig management;
     ProcessConfig process;

@@ -28,8 +28,8 @@ LoadedConfig parseConfig(std::string_view document) {
     }
     HostConfig config;
     ConfigReader top(*tree, "the file", loaded.problems);
-    loadOptions(top, config);
     loadSwitch(top, config.network);
+    loadOptions(top, config);
     const bool isLinux = config.network.driver == DriverKind::LinuxBridge;
     if (!isLinux) {
         loadPorts(top, config.network);

@@ -19,7 +19,10 @@ WireForm loadWireForm(ConfigReader& table, WireForm fallback);
 void loadLinuxSwitch(ConfigReader& table, LinuxBridgeConfig& bridge);
 void loadVlans(ConfigReader& top, SwitchConfig& network);
 
+/// Needs the driver.
 void loadOptions(ConfigReader& top, HostConfig& config);
+/// [mvrp] corrections. @return nothing when it is absent or wrong
+std::optional<CorrectionSet> loadCorrections(ConfigReader& table);
 /// Needs the driver and the ports of the switch.
 void loadManagement(ConfigReader& top, HostConfig& config);
 /// The settings of a port; `enableKey` is the one that switches the protocol on.

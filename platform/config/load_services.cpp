@@ -49,9 +49,15 @@ void loadStandby(ConfigReader& top, StandbyConfig& standby) {
         table->require("listen", "the socket path that the active connects to");
 }
 
+/// On a Linux bridge real neighbours are there; the software switch does what it has always done.
+CorrectionSet standardCorrections(DriverKind driver) {
+    return driver == DriverKind::LinuxBridge ? CorrectionSet::all() : CorrectionSet{};
+}
+
 }  // namespace
 
 void loadOptions(ConfigReader& top, HostConfig& config) {
+    config.corrections = standardCorrections(config.network.driver);
     auto table = top.table("mvrp");
     if (!table)
         return;
@@ -61,6 +67,7 @@ void loadOptions(ConfigReader& top, HostConfig& config) {
     loadOption(*table, "maxvlannumperif", kLastVlan + 1, config);
     loadOption(*table, "vlannumpertimes", UINT16_MAX, config);
     loadOption(*table, "vlannumpertimesagg", UINT16_MAX, config);
+    config.corrections = loadCorrections(*table).value_or(config.corrections);
     table->finish();
 }
 

@@ -11,9 +11,11 @@
 #include "platform/config/load.h"
 #include "platform/contract/sil.h"
 #include "platform/host/apply_management.h"
+#include "platform/host/corrections.h"
 #include "platform/host/debug_socket.h"
 #include "platform/host/service.h"
 #include "platform/replication/adoption.h"
+#include "platform/requests/correction_requests.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/requests/switch_requests.h"
@@ -49,6 +51,7 @@ void reportFixed(const HostConfig& before, const HostConfig& next) {
                        section);
     };
     report(before.options != next.options, "[mvrp]");
+    report(before.corrections != next.corrections, "[mvrp] corrections");
     report(before.network.driver != next.network.driver, "[switch] driver");
     report(before.network.linuxBridge.bridge != next.network.linuxBridge.bridge, "[switch] bridge");
     report(before.commandGroup != next.commandGroup, "[command]");
@@ -66,12 +69,13 @@ Host::Host(HostConfig config, std::string configFile)
       soft_(isLinux(config_) ? nullptr : std::make_unique<SoftSwitch>(config_.network)),
       linux_(isLinux(config_) ? std::make_unique<LinuxHost>(config_.network.linuxBridge) : nullptr),
       switch_(isLinux(config_) ? static_cast<StateSwitch&>(linux_->driver()) : *soft_),
+      corrections_(config_.corrections),
       frames_(switch_, sockets_),
-      observation_(switch_),
+      observation_(switch_, frames_),
       server_([this](const RequestHeader& header, std::span<const u8> value,
                      std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
               accessOf(config_)),
-      carrier_(config_.storeFile, config_.standby),
+      carrier_(config_.storeFile, config_.standby, config_.corrections),
       role_(config_.standby, server_, [this] { becomeActive(); }) {}
 
 void Host::registerRequests() {
@@ -88,6 +92,7 @@ void Host::registerRequests() {
             switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
     };
     registerHostRequests(dispatcher_, std::move(facts));
+    registerCorrectionRequests(dispatcher_, corrections_);
     dispatcher_.registerRequest(
         Request::ConfigSource,
         [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
@@ -111,7 +116,8 @@ bool Host::start(std::string& error) {
     sockets_.setTransmitter(&frames_);
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
-    observation_.install(frames_, dispatcher_);
+    installCorrections(&corrections_);
+    observation_.install(dispatcher_);
     if (!startDriver(error))
         return false;
 

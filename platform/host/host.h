@@ -13,6 +13,7 @@
 #include "platform/config/host_config.h"
 #include "platform/host/linux_host.h"
 #include "platform/net/frame_net.h"
+#include "platform/observe/correction_book.h"
 #include "platform/replication/command_carrier.h"
 #include "platform/replication/role.h"
 #include "platform/requests/observation.h"
@@ -66,6 +67,7 @@ class Host {
     const std::unique_ptr<LinuxHost> linux_;
     StateSwitch& switch_;
     ManagementConfig applied_;  ///< the command task's
+    CorrectionBook corrections_;
     FrameNet frames_;
     Observation observation_;
     Dispatcher dispatcher_;

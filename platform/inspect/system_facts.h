@@ -14,22 +14,11 @@
 #include <vector>
 
 #include "platform/config/host_config.h"
+#include "platform/inspect/vlan_device.h"
 #include "platform/linux/kernel.h"
 #include "platform/linux/ledger.h"
 
 namespace platform {
-
-/// An interface for one VLAN on top of another, with the kernel's own registration protocols.
-struct VlanDevice {
-    u32 index = 0;
-    std::string name;
-    u32 lower = 0;  ///< index of the interface below
-    u32 vid = 0;
-    bool mvrp = false;  ///< the kernel declares its VLAN by MVRP
-    bool gvrp = false;
-
-    bool operator==(const VlanDevice&) const = default;
-};
 
 /// A socket that receives whole frames.
 struct PacketListener {

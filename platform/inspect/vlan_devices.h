@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "platform/inspect/system_facts.h"
+#include "platform/inspect/vlan_device.h"
 #include "platform/linux/netlink/netlink_socket.h"
 
 namespace platform {

@@ -11,11 +11,21 @@
 #include "platform/net/cable.h"
 #include "platform/net/frame_socket.h"
 #include "platform/net/replay.h"
+#include "platform/switch/switch_driver.h"
 #include "platform/wire/frame.h"
 
 namespace platform {
 
+/// What the driver answered about a port, and when: see SwitchFacts::changes.
+struct PortAnswers {
+    u32 asOf = 0;  ///< 0: not asked yet
+    FramePolicy policy;
+    bool leads = false;  ///< frames for `policy.unit` go out of this port
+};
+
 struct CabledPort {
+    PortAnswers answers;
+
     // Of the unit that the daemon knows: a port, or an aggregation for its members.
     WireForm form = WireForm::Native;
     u32 heard = 0;           ///< WireForm of the last MVRP frame received, 0 none

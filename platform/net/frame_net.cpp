@@ -29,6 +29,7 @@ const PortConfig* findPort(const SwitchConfig& config, u32 unit) {
 
 FrameNet::FrameNet(const SwitchDriver& driver, SocketLayer& sockets)
     : driver_(driver),
+      facts_(driver.facts()),
       sockets_(sockets),
       batch_(std::make_unique<FrameBatch>()),
       native_(std::make_unique<NativeFrames>()),
@@ -185,10 +186,10 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         cable = cabled.cable;
     }
     const int error = cable == nullptr ? 0 : cable->send(sent, true);
+    const std::lock_guard lock(mutex_);
     if (observer_ != nullptr && cable != nullptr) {
         observer_->frameSent(unit, sent, error);
     }
-    const std::lock_guard lock(mutex_);
     PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
@@ -260,6 +261,7 @@ HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::opt
     {
         const std::lock_guard lock(mutex_);
         cabledPort(unit).replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
+        replaying_ = true;
     }
     wake();
     return HostStatus::Ok;

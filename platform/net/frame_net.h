@@ -7,11 +7,11 @@
 //                                   no: out of all other ports that have a cable and a link
 //     daemon -> socket layer -> wire form of the port -> cable
 //
-// Locking: one mutex around the table of cabled ports, held for look-ups and counting and never
-// while a frame is sent. The receive thread works without the daemon's lock; transmit() is called
-// by the protocol task and the command thread (under the daemon's lock), the PortCables calls by
-// the command thread. The driver's and the sockets' locks may be taken inside; they take none of
-// ours.
+// Locking: one mutex around the table of cabled ports, held once for each received frame, from its
+// arrival until it is in a ring and counted, and for look-ups and counting; never while a frame is
+// sent. The receive thread works without the daemon's lock; transmit() is called by the protocol
+// task and the command thread (under the daemon's lock), the PortCables calls by the command
+// thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
 #pragma once
 
 #include <array>
@@ -41,6 +41,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     FrameNet(FrameNet&&) = delete;
     FrameNet& operator=(FrameNet&&) = delete;
 
+    /// The mutex of the frame layer, for an observer that keeps its records under it.
+    std::mutex& mutex() { return mutex_; }
     /// Before start(); null: nobody looks on. It outlives the frame layer.
     void setObserver(FrameObserver* observer) { observer_ = observer; }
 
@@ -84,18 +86,26 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     int runReplays();
     /// @return when the port's capture has its next frame due, ULLONG_MAX when it is over
     u64 runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs);
+    /// @pre mutex_ is held
     std::optional<Delivery> offerFrame(const FramePolicy& policy, const FrameView& view,
                                        DropReason& reason);
-    /// Remembers who is at the other end, and which form it speaks.
-    void noteSender(u32 unit, const FrameView& view);
+    /// What the driver says of a port, which is asked again when that may have changed.
+    /// @pre mutex_ is held
+    const PortAnswers& answersOf(u32 port, CabledPort& cabled) const;
+    /// Everything that becomes of an arrived frame but forwarding. @return whether it is to be
+    /// forwarded, to `targets_`. @pre mutex_ is held
+    bool handleArrived(u32 port, std::span<const u8> bytes, bool tagged);
+    /// @pre mutex_ is held
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
-    void forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes);
+    /// The other ports that a frame of this one goes out of. @pre mutex_ is held
+    void collectTargets(u32 port, const FramePolicy& policy);
     void record(CabledPort& cabled, std::span<const u8> frame);
     /// What is kept for a unit, made when it is not there yet. @pre mutex_ is held
     CabledPort& cabledPort(u32 unit);
     void wake();
 
     const SwitchDriver& driver_;
+    const SwitchFacts* const facts_;
     SocketLayer& sockets_;
     FrameObserver* observer_ = nullptr;
 
@@ -103,6 +113,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::map<u32, CabledPort> ports_;  ///< guarded by mutex_
     /// Where what is kept for low units is, once it was asked for; guarded by mutex_.
     std::array<CabledPort*, 1024> nearPorts_{};
+    /// Whether a port may have a capture that is fed into it: set with mutex_ held, looked at
+    /// without.
+    std::atomic<bool> replaying_{false};
 
     std::mutex configMutex_;  ///< serialises start, reconfigure and stop
     SwitchConfig config_;     ///< guarded by configMutex_
@@ -110,7 +123,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     // The receive thread's own.
     std::unique_ptr<FrameBatch> batch_;
     std::unique_ptr<NativeFrames> native_;
-    std::vector<std::pair<u32, std::shared_ptr<Cable>>> targets_;
+    std::vector<std::shared_ptr<Cable>> targets_;
     std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays_;
 
     Descriptor epoll_;

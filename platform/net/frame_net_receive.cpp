@@ -19,6 +19,17 @@ constexpr int kReplayBurst = 64;
 /// How often a capture that waits for its port to take part looks again.
 constexpr u64 kReplayRetryUs = 50'000;
 
+/// Remembers who is at the other end, and which form it speaks.
+void noteSender(CabledPort& cabled, const FrameView& view) {
+    cabled.peer = view.source();
+    if (view.kind == FrameKind::IeeeMvrp) {
+        cabled.heard = static_cast<u32>(WireForm::Ieee);
+        cabled.heardIeee = true;
+    } else if (view.kind == FrameKind::NativeMvrp) {
+        cabled.heard = static_cast<u32>(WireForm::Native);
+    }
+}
+
 }  // namespace
 
 void FrameNet::receiveLoop() {
@@ -58,6 +69,9 @@ void FrameNet::receiveFrom(u32 port) {
 }
 
 int FrameNet::runReplays() {
+    if (!replaying_.load(std::memory_order_relaxed)) {
+        return -1;
+    }
     replays_.clear();
     {
         const std::lock_guard lock(mutex_);
@@ -66,6 +80,7 @@ int FrameNet::runReplays() {
                 replays_.emplace_back(unit, cabled.replay);
             }
         }
+        replaying_ = !replays_.empty();
     }
     u64 soonestUs = ULLONG_MAX;
     const u64 nowUs = monotonicUs();
@@ -107,62 +122,71 @@ u64 FrameNet::runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 now
     return ULLONG_MAX;
 }
 
+const PortAnswers& FrameNet::answersOf(u32 port, CabledPort& cabled) const {
+    const u32 changes = facts_ == nullptr ? 0 : facts_->changes.load(std::memory_order_acquire);
+    PortAnswers& answers = cabled.answers;
+    if (changes == 0 || changes != answers.asOf) {
+        const FramePolicy policy = driver_.framePolicy(port);
+        const bool leads = policy.unit != 0 && driver_.egressPort(policy.unit) == port;
+        answers = {changes, policy, leads};
+    }
+    return answers;
+}
+
 void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
-    const FramePolicy policy = driver_.framePolicy(port);
     {
         const std::lock_guard lock(mutex_);
-        CabledPort& cabled = cabledPort(port);
-        record(cabled, bytes);
-        if (policy.unit == 0 || !policy.linkUp || !policy.active) {
-            ++cabled.counters.droppedDisabled;
+        if (!handleArrived(port, bytes, tagged)) {
             return;
         }
+    }
+    for (const std::shared_ptr<Cable>& cable : targets_) {
+        cable->send(bytes, false);
+    }
+    targets_.clear();
+}
+
+bool FrameNet::handleArrived(u32 port, std::span<const u8> bytes, bool tagged) {
+    CabledPort& cabled = cabledPort(port);
+    const FramePolicy policy = answersOf(port, cabled).policy;
+    record(cabled, bytes);
+    if (policy.unit == 0 || !policy.linkUp || !policy.active) {
+        ++cabled.counters.droppedDisabled;
+        return false;
     }
     if (observer_ != nullptr) {
         observer_->frameArrived(policy.unit, bytes);
     }
     if (policy.takesPart()) {
         handOver(policy, bytes, tagged);
-        return;
+        return false;
     }
     if (policy.forwarded && isGroupFrame(bytes) && !tagged) {
-        forward(port, policy, bytes);
-        return;
+        ++cabled.counters.forwarded;
+        collectTargets(port, policy);
+        return true;
     }
-    const std::lock_guard lock(mutex_);
     ++cabledPort(policy.unit).counters.ignored;
+    return false;
 }
 
 /// A frame of a port that takes part: to the daemon or nowhere.
 void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged) {
     const FrameView view = classifyFrame(bytes);
+    CabledPort& cabled = cabledPort(policy.unit);
     DropReason reason = tagged ? DropReason::Tagged : view.reason;
     std::optional<Delivery> outcome;
     if (reason == DropReason::None) {
         // First what the port's own wire form depends on: the daemon may answer at once.
-        noteSender(policy.unit, view);
+        noteSender(cabled, view);
         outcome = offerFrame(policy, view, reason);
     }
     if (observer_ != nullptr) {
         observer_->frameHandled(policy.unit, view, reason, outcome);
     }
-    const std::lock_guard lock(mutex_);
-    PortCountersRecord& counters = cabledPort(policy.unit).counters;
-    countDrop(counters, reason);
+    countDrop(cabled.counters, reason);
     if (outcome) {
-        countDelivery(counters, *outcome, bytes.size());
-    }
-}
-
-void FrameNet::noteSender(u32 unit, const FrameView& view) {
-    const std::lock_guard lock(mutex_);
-    CabledPort& cabled = cabledPort(unit);
-    cabled.peer = view.source();
-    if (view.kind == FrameKind::IeeeMvrp) {
-        cabled.heard = static_cast<u32>(WireForm::Ieee);
-        cabled.heardIeee = true;
-    } else if (view.kind == FrameKind::NativeMvrp) {
-        cabled.heard = static_cast<u32>(WireForm::Native);
+        countDelivery(cabled.counters, *outcome, bytes.size());
     }
 }
 
@@ -199,27 +223,19 @@ std::optional<Delivery> FrameNet::offerFrame(const FramePolicy& policy, const Fr
     return outcome;
 }
 
-/// Sends a frame of a port that takes no part out of every other port that has a cable and a link,
+/// A frame of a port that takes no part goes out of every other port that has a cable and a link,
 /// once for an aggregation and not back into the one that it came from.
-void FrameNet::forward(u32 port, const FramePolicy& policy, std::span<const u8> bytes) {
+void FrameNet::collectTargets(u32 port, const FramePolicy& policy) {
     targets_.clear();
-    {
-        const std::lock_guard lock(mutex_);
-        ++cabledPort(port).counters.forwarded;
-        for (auto& [unit, cabled] : ports_) {
-            if (cabled.cable != nullptr && unit != port) {
-                targets_.emplace_back(unit, cabled.cable);
-            }
+    for (auto& [unit, cabled] : ports_) {
+        if (cabled.cable == nullptr || unit == port) {
+            continue;
+        }
+        const PortAnswers& target = answersOf(unit, cabled);
+        if (target.leads && target.policy.linkUp && target.policy.unit != policy.unit) {
+            targets_.push_back(cabled.cable);
         }
     }
-    for (const auto& [unit, cable] : targets_) {
-        const FramePolicy target = driver_.framePolicy(unit);
-        if (target.linkUp && target.unit != policy.unit &&
-            driver_.egressPort(target.unit) == unit) {
-            cable->send(bytes, false);
-        }
-    }
-    targets_.clear();
 }
 
 }  // namespace platform

@@ -2,9 +2,9 @@
 //
 // Somebody who looks on while frames pass through the frame layer: for statistics and captures.
 //
-// Locking: called by the receive thread, the protocol task and the command thread, without a lock
-// of the frame layer held; the observer guards itself. It runs on the frames' way, so it neither
-// allocates nor waits.
+// Locking: called by the receive thread, the protocol task and the command thread, with the frame
+// layer's lock held (FrameNet::mutex()), which may guard the observer's records as well. It runs on
+// the frames' way, so it neither allocates nor waits.
 #pragma once
 
 #include <optional>

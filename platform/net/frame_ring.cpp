@@ -21,7 +21,6 @@ FrameRing::FrameRing(int readyDescriptor, std::size_t limitBytes, std::atomic<u3
 }
 
 void FrameRing::setLimit(std::size_t limitBytes) {
-    const std::lock_guard lock(mutex_);
     limitBytes_ = std::min(limitBytes, kStorageBytes);
 }
 
@@ -29,7 +28,6 @@ bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame) {
     if (frame.size() > kLongestFrame) {
         return false;
     }
-    const std::lock_guard lock(mutex_);
     const u32 frames = frames_.load(std::memory_order_relaxed);
     const std::size_t need = sizeof(Header) + frame.size();
     const std::size_t limit = frames < kGuaranteedFrames ? kStorageBytes : limitBytes_;
@@ -50,7 +48,6 @@ bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame) {
 }
 
 ssize_t FrameRing::pop(FrameMeta& meta, std::span<u8> out) {
-    const std::lock_guard lock(mutex_);
     const u32 frames = frames_.load(std::memory_order_relaxed);
     if (frames == 0) {
         return -1;

@@ -3,14 +3,13 @@
 // Bounded queue of frames behind a pollable descriptor. One allocation when it is made (pages are
 // untouched until used), none later.
 //
-// Locking: guards itself; one or more threads push, one or more pop. waitingBytes() and isEmpty()
-// take no lock and make no system call.
+// Locking: the owner's; waitingBytes() and isEmpty() are for any thread, without a lock or a system
+// call.
 #pragma once
 
 #include <array>
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <span>
 
 #include "platform/contract/types.h"
@@ -63,8 +62,7 @@ class FrameRing {
     void skip(std::size_t count) { head_ = (head_ + count) % kStorageBytes; }
 
     const int readyDescriptor_;
-    std::mutex mutex_;
-    std::unique_ptr<u8[]> storage_;  ///< guarded by mutex_, as all below but the atomics' reads
+    std::unique_ptr<u8[]> storage_;
     std::size_t limitBytes_;
     std::size_t head_ = 0;  ///< where the oldest frame begins
     std::size_t used_ = 0;  ///< bytes of frames and headers

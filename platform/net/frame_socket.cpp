@@ -50,11 +50,8 @@ Delivery FrameSocket::deliver(const FrameMeta& meta, std::span<const u8> frame) 
 
 Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
     const u32 group = static_cast<u32>(datagram.group);
-    {
-        const std::lock_guard lock(mutex_);
-        if (std::ranges::find(groups_, group) == groups_.end()) {
-            return Delivery::NoSocket;
-        }
+    if (std::ranges::find(groups_, group) == groups_.end()) {
+        return Delivery::NoSocket;
     }
     FrameMeta meta;
     meta.unit = group;
@@ -87,7 +84,6 @@ int FrameSocket::setOption(int level, int option, const void* value, socklen_t l
     }
     if (level == kQorLevelRoute && option == kQorOptionAddMembership &&
         kind_ == SocketKind::Route) {
-        const std::lock_guard lock(mutex_);
         if (std::ranges::find(groups_, word) == groups_.end()) {
             if (groups_.size() >= kMostGroups) {
                 return ENOBUFS;
@@ -104,7 +100,6 @@ int FrameSocket::addMatch(const QorReceiveMatch& match) {
         (match.kind != kMatchInterface && match.kind != kMatchMac)) {
         return EINVAL;
     }
-    const std::lock_guard lock(mutex_);
     if (std::ranges::any_of(matches_, [&](const auto& m) { return sameMatch(m, match); })) {
         return 0;
     }
@@ -119,15 +114,13 @@ int FrameSocket::removeMatch(const QorReceiveMatch& match) {
     if (kind_ == SocketKind::Route) {
         return EINVAL;
     }
-    const std::lock_guard lock(mutex_);
     return std::erase_if(matches_, [&](const auto& m) { return sameMatch(m, match); }) == 0 ? ENOENT
                                                                                             : 0;
 }
 
 /// A pair is installed while both of its records are: the one naming the port and the one naming
 /// the address.
-bool FrameSocket::isTunnelled(const FrameMeta& meta) {
-    const std::lock_guard lock(mutex_);
+bool FrameSocket::isTunnelled(const FrameMeta& meta) const {
     bool port = false;
     bool address = false;
     for (const QorReceiveMatch& match : matches_) {

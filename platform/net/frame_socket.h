@@ -2,12 +2,11 @@
 //
 // One of the daemon's protocol sockets: a frame ring behind an eventfd, and the options set on it.
 //
-// Locking: guards itself; the receive thread delivers, the protocol task reads, and both it and the
-// command thread set options.
+// Locking: that of the socket layer, which owns it, around delivery, ring and options. What an
+// option says is read without.
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -47,7 +46,7 @@ class FrameSocket {
   private:
     int addMatch(const QorReceiveMatch& match);
     int removeMatch(const QorReceiveMatch& match);
-    bool isTunnelled(const FrameMeta& meta);
+    bool isTunnelled(const FrameMeta& meta) const;
 
     const SocketKind kind_;
     Descriptor ready_;
@@ -55,7 +54,6 @@ class FrameSocket {
     std::atomic<bool> nonBlocking_{false};
     std::atomic<bool> packetInfo_{false};
     std::atomic<u32> owner_{0};
-    std::mutex mutex_;                      ///< guards the two below
     std::vector<QorReceiveMatch> matches_;  ///< a pair of a port takes two
     std::vector<u32> groups_;
 };

@@ -250,6 +250,7 @@ int SocketLayer::bind(int socket, const void* address, socklen_t length) {
 
 int SocketLayer::setOption(int socket, int level, int option, const void* value, socklen_t length) {
     if (const SocketPointer own = find(socket)) {
+        const std::lock_guard lock(mutex_);
         const int error = own->setOption(level, option, value, length);
         return error == 0 ? 0 : failWith(error);
     }
@@ -316,9 +317,12 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
 
 ssize_t SocketLayer::take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out) {
     for (;;) {
-        const ssize_t length = socket.ring().pop(meta, out);
-        if (length >= 0) {
-            return length;
+        {
+            const std::lock_guard lock(mutex_);
+            const ssize_t length = socket.ring().pop(meta, out);
+            if (length >= 0) {
+                return length;
+            }
         }
         if (socket.isNonBlocking() || (flags & MSG_DONTWAIT) != 0) {
             return failWith(EAGAIN);

@@ -7,9 +7,9 @@
 // their paths in the runtime directory. None of the platform's option or group numbers reaches the
 // host's kernel.
 //
-// Locking: any thread may call; the table is guarded by one mutex that is held for look-ups only,
-// and the bytes that wait are read without. A socket that is closed lives until the last call on it
-// has returned.
+// Locking: any thread may call; one mutex guards the table, the rings and the options, and is held
+// while a frame is copied into a ring or out of it. The bytes that wait are read without. A socket
+// that is closed lives until the last call on it has returned.
 #pragma once
 
 #include <array>
@@ -73,13 +73,13 @@ class SocketLayer final : public RouteSink {
                waiting_[static_cast<std::size_t>(socket)].ours.load(std::memory_order_acquire);
     }
     /// Waits for a frame unless the socket or the call is non-blocking. @return as recv()
-    static ssize_t take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out);
+    ssize_t take(FrameSocket& socket, int flags, FrameMeta& meta, std::span<u8> out);
 
     FrameTransmitter* transmitter_ = nullptr;
     std::atomic<u64> lostNotifications_{0};
     std::array<Waiting, FD_SETSIZE> waiting_{};  ///< by descriptor
     std::mutex mutex_;
-    std::vector<SocketPointer> open_;  ///< guarded by mutex_; a handful
+    std::vector<SocketPointer> open_;  ///< guarded by mutex_, as what it holds; a handful
 };
 
 /// Installs the layer behind the contract; null takes it out. The caller owns it and keeps it until

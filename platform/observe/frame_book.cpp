@@ -26,16 +26,9 @@ u64& failed(PortRecord& port, FailedRegistration reason) {
 /// Counts the events of a received PDU and remembers what it declares.
 class ReceivedEvents final : public EventSink {
   public:
-    ReceivedEvents(PortRecord& port, const SwitchDriver& driver, u32 unit, u64 nowMs, u32 sinceMs,
+    ReceivedEvents(PortRecord& port, const SwitchDriver& driver, u64 nowMs, u32 sinceMs,
                    MacAddress origin)
-        : port_(port),
-          driver_(driver),
-
-          nowMs_(nowMs),
-          sinceMs_(sinceMs),
-          origin_(origin) {
-        driver.portVlans(unit, VlanSet::Permitted, permitted_);
-    }
+        : port_(port), driver_(driver), nowMs_(nowMs), sinceMs_(sinceMs), origin_(origin) {}
 
     void onEvent(u32 vid, PduEvent event) override {
         // A sender may put its LeaveAll into every vector of a PDU: it is one.
@@ -60,7 +53,7 @@ class ReceivedEvents final : public EventSink {
 
   private:
     void countFailure(u32 vid) {
-        if (!vlanContains(permitted_, vid))
+        if (!vlanContains(port_.permitted, vid))
             ++failed(port_, FailedRegistration::NotPermitted);
         else if (port_.registration == kForbidden)
             ++failed(port_, FailedRegistration::Forbidden);
@@ -73,7 +66,6 @@ class ReceivedEvents final : public EventSink {
     u64 nowMs_;
     u32 sinceMs_;
     MacAddress origin_;
-    VlanBitmap permitted_{};
     bool leaveAll_ = false;  ///< this PDU's was counted
 };
 
@@ -131,7 +123,8 @@ u64 agoOrNever(u64 whenMs, u64 nowMs) {
 
 }  // namespace
 
-FrameBook::FrameBook(const SwitchDriver& driver) : driver_(driver), startMs_(monotonicMs()) {}
+FrameBook::FrameBook(const SwitchDriver& driver, std::mutex& mutex)
+    : driver_(driver), startMs_(monotonicMs()), mutex_(mutex) {}
 
 PortRecord& FrameBook::record(u32 unit) {
     std::unique_ptr<PortRecord>& port = ports_[unit];
@@ -140,6 +133,16 @@ PortRecord& FrameBook::record(u32 unit) {
         port->countedFromMs = monotonicMs();
     }
     return *port;
+}
+
+void FrameBook::renewPermitted(u32 unit, PortRecord& port) const {
+    const SwitchFacts* facts = driver_.facts();
+    const u32 changes = facts == nullptr ? 0 : facts->changes.load(std::memory_order_acquire);
+    if (changes != 0 && changes == port.permittedAsOf)
+        return;
+    port.permitted = {};
+    driver_.portVlans(unit, VlanSet::Permitted, port.permitted);
+    port.permittedAsOf = changes;
 }
 
 const PortRecord* FrameBook::find(u32 unit) const {
@@ -158,7 +161,6 @@ void FrameBook::frameArrived(u32 unit, std::span<const u8> bytes) {
 void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
                              std::optional<Delivery> outcome) {
     const u64 nowMs = monotonicMs();
-    const std::lock_guard lock(mutex_);
     PortRecord& port = record(unit);
     PortStatisticsRecord& statistics = port.statistics;
     if (reason != DropReason::None)
@@ -172,7 +174,8 @@ void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
     statistics.bytesIn += view.frame.size();
     statistics.lastPduOrigin = view.source();
     port.lastPduMs = nowMs;
-    ReceivedEvents events(port, driver_, unit, nowMs, sinceStart(nowMs, startMs_), view.source());
+    renewPermitted(unit, port);
+    ReceivedEvents events(port, driver_, nowMs, sinceStart(nowMs, startMs_), view.source());
     // Of our own form and of GVRP it is only known here whether a PDU can be read to its end.
     if (walkEvents(view, events) != DropReason::None && reason == DropReason::None)
         ++statistics.drops.at(static_cast<std::size_t>(DropReason::BadPdu));
@@ -182,7 +185,6 @@ void FrameBook::frameSent(u32 unit, std::span<const u8> bytes, int error) {
     if (tap_.active() && error == 0)
         tap_.add(unit, true, bytes);
     const u64 nowMs = monotonicMs();
-    const std::lock_guard lock(mutex_);
     PortRecord& port = record(unit);
     if (error != 0) {
         ++port.statistics.sendFailed;

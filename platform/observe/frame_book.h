@@ -4,8 +4,10 @@
 // keeps the latest frames while somebody captures.
 //
 // A port's record is allocated when the port begins to take part (prepare()); a frame costs one
-// walk over its events, a frame that is sent once more a comparison. Locking: one mutex around the
-// records; the driver's lock is taken inside it.
+// walk over its events, a frame that is sent once more a comparison.
+//
+// Locking: the records are guarded by the mutex of the frame layer, which is held already when a
+// frame passes; the driver's lock may be taken inside it.
 #pragma once
 
 #include <map>
@@ -21,8 +23,8 @@ namespace platform {
 
 class FrameBook final : public FrameObserver {
   public:
-    /// `driver` outlives it.
-    explicit FrameBook(const SwitchDriver& driver);
+    /// Both outlive it. @param mutex  FrameNet::mutex() of what is observed
+    FrameBook(const SwitchDriver& driver, std::mutex& mutex);
 
     void frameArrived(u32 unit, std::span<const u8> bytes) override;
     void frameHandled(u32 unit, const FrameView& view, DropReason reason,
@@ -49,7 +51,10 @@ class FrameBook final : public FrameObserver {
     FrameTap& tap() { return tap_; }
 
   private:
+    // All of these: mutex_ is held.
     PortRecord& record(u32 unit);
+    /// Reads the port's permit list again when it may have changed.
+    void renewPermitted(u32 unit, PortRecord& port) const;
     /// @return the record, with all counted; null when there is none
     const PortRecord* find(u32 unit) const;
     /// Another frame than before is sent now: counts that, and keeps this unless it is too long.
@@ -60,7 +65,7 @@ class FrameBook final : public FrameObserver {
     const SwitchDriver& driver_;
     const u64 startMs_;
     FrameTap tap_;
-    mutable std::mutex mutex_;
+    std::mutex& mutex_;
     std::map<u32, std::unique_ptr<PortRecord>> ports_;  ///< guarded by mutex_
 };
 

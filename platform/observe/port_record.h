@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What the host remembers of one port: counters of PDUs and events, and for each VLAN when it was
-// last declared, withdrawn and spoken of. Plain records, owned and locked by FrameBook. Times are
+// last declared, withdrawn and spoken of. Plain records, owned by FrameBook. Times are
 // milliseconds on the monotonic clock, 0 for never; those of VLANs count from the start of the
 // book and fit 32 bits for 49 days, after which they are taken for never.
 #pragma once
@@ -10,6 +10,7 @@
 #include <span>
 
 #include "platform/channel/observations.h"
+#include "platform/model/vlan_ranges.h"
 #include "platform/wire/events.h"
 
 namespace platform {
@@ -44,7 +45,9 @@ struct PortRecord {
     u64 lastPduMs = 0;
     u64 leaveAllInMs = 0;
     u64 leaveAllOutMs = 0;
-    u64 leaveTimerMs = 0;  ///< when what starts the leave timer was last seen
+    u64 leaveTimerMs = 0;   ///< when what starts the leave timer was last seen
+    u32 permittedAsOf = 0;  ///< SwitchFacts::changes when `permitted` was read, 0: never
+    VlanBitmap permitted{};
     u32 registration = 1;  ///< registration mode: 1 normal, 2 fixed, 3 forbidden
     RepeatedFrame sent;
     std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID

@@ -6,10 +6,11 @@
 
 namespace platform {
 
-CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig& standby)
+CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig& standby,
+                               CorrectionSet corrections)
     : store_(storeFile) {
     if (standby.configured && standby.role == HostRole::Active)
-        link_ = std::make_unique<StandbyLink>(standby.peerPath);
+        link_ = std::make_unique<StandbyLink>(standby.peerPath, corrections);
 }
 
 void CommandCarrier::start() {

@@ -22,7 +22,9 @@ enum class CommandSource {
 class CommandCarrier {
   public:
     /// @param storeFile  empty: no store
-    CommandCarrier(const std::string& storeFile, const StandbyConfig& standby);
+    /// @param corrections  that this process runs with: a standby has to run with the same
+    CommandCarrier(const std::string& storeFile, const StandbyConfig& standby,
+                   CorrectionSet corrections);
 
     /// Reads the store and starts to look for the standby, where one is configured.
     void start();

@@ -69,15 +69,25 @@ bool skip(int connection, u32 length, Deadline deadline) {
 
 }  // namespace
 
+std::optional<PeerReply> requestReply(int connection, const RequestHeader& header,
+                                      std::span<const u8> value, Deadline deadline) {
+    ReplyHeader head{};
+    const std::span<u8> headBytes(reinterpret_cast<u8*>(&head), sizeof head);
+    if (!sendAll(connection, bytesOf(header), deadline) || !sendAll(connection, value, deadline) ||
+        !receiveAll(connection, headBytes, deadline) || head.length > kMaxValueBytes)
+        return std::nullopt;
+    PeerReply reply{head.status, std::string(std::min<std::size_t>(head.length, kMostPeerText), 0)};
+    const std::span<u8> text(reinterpret_cast<u8*>(reply.text.data()), reply.text.size());
+    if (!receiveAll(connection, text, deadline) ||
+        !skip(connection, head.length - static_cast<u32>(text.size()), deadline))
+        return std::nullopt;
+    return reply;
+}
+
 std::optional<u32> requestStatus(int connection, const RequestHeader& header,
                                  std::span<const u8> value, Deadline deadline) {
-    ReplyHeader reply{};
-    const std::span<u8> replyBytes(reinterpret_cast<u8*>(&reply), sizeof reply);
-    if (!sendAll(connection, bytesOf(header), deadline) || !sendAll(connection, value, deadline) ||
-        !receiveAll(connection, replyBytes, deadline) || reply.length > kMaxValueBytes ||
-        !skip(connection, reply.length, deadline))
-        return std::nullopt;
-    return reply.status;
+    const auto reply = requestReply(connection, header, value, deadline);
+    return reply ? std::optional(reply->status) : std::nullopt;
 }
 
 }  // namespace platform

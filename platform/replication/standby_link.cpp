@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/channel/server_socket.h"
+#include "platform/replication/agreement.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/thread.h"
 
@@ -44,7 +45,8 @@ void reportRefusal(const ManagementCommand& command, u32 status) {
 
 }  // namespace
 
-StandbyLink::StandbyLink(std::string peerPath) : path_(std::move(peerPath)) {}
+StandbyLink::StandbyLink(std::string peerPath, CorrectionSet corrections)
+    : path_(std::move(peerPath)), corrections_(corrections) {}
 
 StandbyLink::~StandbyLink() {
     stopping_ = true;
@@ -117,7 +119,27 @@ bool StandbyLink::replay(int connection, const std::vector<ManagementCommand>& c
     return true;
 }
 
-bool StandbyLink::bringUp(Descriptor connection) {
+bool StandbyLink::agree(int connection, std::string& error) const {
+    const u32 bits = corrections_.bits();
+    const auto reply =
+        requestReply(connection, {static_cast<u32>(Request::StandbyAgree), 0, 0, sizeof bits},
+                     {reinterpret_cast<const u8*>(&bits), sizeof bits}, in(kReplayWait));
+    if (!reply) {
+        error = "it does not answer";
+        return false;
+    }
+    // A standby that does not know the request knows no corrections either.
+    if (reply->status == static_cast<u32>(HostStatus::Unsupported))
+        error = disagreement(corrections_, {});
+    else if (reply->status != kStatusOk)
+        error = reply->text;
+    return error.empty();
+}
+
+bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
+    if (!agree(connection.get(), error))
+        return false;
+    error = "it does not answer";
     for (u32 attempt = 0; attempt < kMostReplays; attempt++) {
         std::unique_lock lock(guard_);
         const auto commands = commandsOf(settings_);
@@ -161,13 +183,13 @@ void StandbyLink::keepConnected() {
     do {
         std::string error;
         Descriptor connection = connectUnix(path_, error);
-        if (connection.isOpen() && bringUp(std::move(connection))) {
-            reportedAbsent_ = false;
+        if (connection.isOpen() && bringUp(std::move(connection), error)) {
+            reported_.clear();
             awaitLoss();
-        } else if (!std::exchange(reportedAbsent_, true)) {
+        } else if (error != reported_) {
             logMessage(LogPriority::Warning, "no standby at %s (%s); looking for it every %lld ms",
-                       path_.c_str(), error.empty() ? "it does not answer" : error.c_str(),
-                       static_cast<long long>(kPeerRetry.count()));
+                       path_.c_str(), error.c_str(), static_cast<long long>(kPeerRetry.count()));
+            reported_ = error;
         }
     } while (pause());
 }

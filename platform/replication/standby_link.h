@@ -5,8 +5,8 @@
 //
 // A thread keeps the connection: it connects, tells the standby what was set so far, and from then
 // on the daemon's tasks carry each command themselves and wait for the answer, at most kPeerWait.
-// A standby that does not answer in time is cut off and connected anew; meanwhile the active goes
-// on by itself.
+// A standby that runs with other corrections is refused. One that does not answer in time is cut
+// off and connected anew; meanwhile the active goes on by itself.
 //
 // Locking: any thread; one guard, held while a command waits for its answer.
 #pragma once
@@ -18,6 +18,7 @@
 #include <string>
 
 #include "platform/config/management_commands.h"
+#include "platform/contract/corrections.h"
 #include "platform/replication/peer_channel.h"
 #include "platform/runtime/descriptor.h"
 
@@ -33,7 +34,8 @@ inline constexpr std::chrono::milliseconds kPeerRetry{1000};
 class StandbyLink {
   public:
     /// @param peerPath  socket that the standby listens on
-    explicit StandbyLink(std::string peerPath);
+    /// @param corrections  that this process runs with
+    explicit StandbyLink(std::string peerPath, CorrectionSet corrections = {});
     ~StandbyLink();
     StandbyLink(const StandbyLink&) = delete;
     StandbyLink& operator=(const StandbyLink&) = delete;
@@ -56,17 +58,21 @@ class StandbyLink {
     u32 exchange(const RequestHeader& header, std::span<const u8> value);
     void keepConnected();
     /// Tells the standby all settings and puts the connection in force.
-    bool bringUp(Descriptor connection);
+    /// @param error  receives why it is not
+    bool bringUp(Descriptor connection, std::string& error);
+    /// Whether the standby runs with our corrections. @param error  receives why not
+    bool agree(int connection, std::string& error) const;
     bool replay(int connection, const std::vector<ManagementCommand>& commands) const;
     void awaitLoss();
     /// Waits before the next attempt. @return whether there is to be one
     bool pause();
 
     const std::string path_;
+    const CorrectionSet corrections_;
     std::atomic<bool> connected_{false};
     std::atomic<bool> stopping_{false};
     std::atomic<bool> running_{false};
-    bool reportedAbsent_ = false;  ///< the thread's own: do not log each attempt
+    std::string reported_;  ///< the thread's own: why there is no standby, as it was logged last
 
     std::mutex guard_;           ///< of all below
     Descriptor connection_;      ///< closed by the thread only

@@ -30,11 +30,11 @@ HostHandler withQuery(Serve serve) {
 
 }  // namespace
 
-Observation::Observation(const SwitchDriver& driver)
-    : driver_(driver), frames_(driver), changes_(driver) {}
+Observation::Observation(const SwitchDriver& driver, FrameNet& frames)
+    : driver_(driver), net_(frames), frames_(driver, frames.mutex()), changes_(driver) {}
 
-void Observation::install(FrameNet& frames, Dispatcher& dispatcher) {
-    frames.setObserver(&frames_);
+void Observation::install(Dispatcher& dispatcher) {
+    net_.setObserver(&frames_);
     installSwitchObserver(this);
     changes_.setMachineReader([&dispatcher](u32 unit, std::vector<MachineRecord>& machines) {
         return readMachines(dispatcher, unit, machines) == kStatusOk;

@@ -14,11 +14,11 @@ namespace platform {
 
 class Observation final : public SwitchObserver {
   public:
-    /// `driver` outlives it.
-    explicit Observation(const SwitchDriver& driver);
+    /// Both outlive it.
+    Observation(const SwitchDriver& driver, FrameNet& frames);
 
     /// Begins to look on, and registers the requests 320 to 324. Before frames and requests run.
-    void install(FrameNet& frames, Dispatcher& dispatcher);
+    void install(Dispatcher& dispatcher);
 
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) override;
 
@@ -27,6 +27,7 @@ class Observation final : public SwitchObserver {
     u32 portHistory(const RequestHeader& header, std::vector<u8>& reply) const;
 
     const SwitchDriver& driver_;
+    FrameNet& net_;
     FrameBook frames_;
     ChangeFeed changes_;
 };

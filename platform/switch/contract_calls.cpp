@@ -76,6 +76,8 @@ u32 readState(const SwitchDriver& driver, u32 unit, QorIfAttribute attribute, vo
             return answer(value, state.mtu);
         case QorIfAttribute::Eligible:
             return answer(value, state.eligible ? 1 : 0);
+        case QorIfAttribute::Pvid:
+            return answer(value, state.pvid);
         default:
             return answer(value, state.mac);
     }
@@ -146,11 +148,8 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
         case QorIfAttribute::MacAddress:
         case QorIfAttribute::Mtu:
         case QorIfAttribute::Eligible:
+        case QorIfAttribute::Pvid:
             return readState(*driver, unit, static_cast<QorIfAttribute>(attribute), value);
-        case QorIfAttribute::Pvid: {
-            const std::optional<u32> pvid = driver->portPvid(unit);
-            return pvid ? answer(value, *pvid) : kStatusFailed;
-        }
         case QorIfAttribute::PermittedTagged:
             return readVlans(*driver, unit, VlanSet::PermittedTagged, value);
         case QorIfAttribute::Permitted:

@@ -40,12 +40,7 @@ void StateSwitch::notePorts() {
         pvids_[port.unit % pvids_.size()].store(u64{port.unit} << 32U | port.pvid,
                                                 std::memory_order_relaxed);
     }
-}
-
-std::optional<u32> StateSwitch::portPvid(u32 unit) const {
-    const u64 noted = pvids_[unit % pvids_.size()].load(std::memory_order_relaxed);
-    return noted >> 32U == unit && unit != 0 ? static_cast<u32>(noted)
-                                             : SwitchDriver::portPvid(unit);
+    countChange();
 }
 
 bool StateSwitch::portState(u32 unit, PortState& state) const {
@@ -109,6 +104,7 @@ bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
         return !enabled && isRetired(unit);
     }
     (protocol == kProtocolMvrp ? port->mvrp : port->gvrp) = enabled;
+    countChange();
     return true;
 }
 
@@ -191,6 +187,7 @@ void StateSwitch::setRole(HostRole role) {
             reportReturn(state_, batch);
         }
         role_ = role;
+        countChange();
     }
     deliver(batch);
     stateChanged();

@@ -26,7 +26,6 @@ class StateSwitch : public SwitchDriver {
     void setRouteSink(RouteSink* sink) { sink_ = sink; }
 
     bool portState(u32 unit, PortState& state) const override;
-    std::optional<u32> portPvid(u32 unit) const override;
     const SwitchFacts* facts() const override { return &facts_; }
     bool portName(u32 unit, std::string& name) const override;
     bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const override;
@@ -74,16 +73,19 @@ class StateSwitch : public SwitchDriver {
         QorEndType endType;
     };
 
-    /// Keeps what portPvid() answers, and whether there are aggregations to think of.
+    /// Keeps what SwitchFacts shows of the ports, and whether there are aggregations to think of.
     /// @pre mutex_ is held, or nobody else knows the object
     void notePorts();
+    /// What SwitchFacts::changes counts has changed. @pre mutex_ is held
+    void countChange() { changes_.fetch_add(1, std::memory_order_release); }
     /// @pre mutex_ is held
     void adoptLocked();
     /// @pre mutex_ is held
     bool isRetired(u32 unit) const;
 
     NotedPvids pvids_{};
-    const SwitchFacts facts_{state_.kinds, pvids_};
+    std::atomic<u32> changes_{1};
+    const SwitchFacts facts_{state_.kinds, pvids_, changes_};
     const bool forwards_;
     bool aggregated_ = false;       ///< guarded by mutex_: a port is a member of an aggregation
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described

@@ -74,10 +74,15 @@ using VlanKinds = std::array<VlanKind, kVlanBitmapBytes * 8 + 1>;
 /// ports that share a place one is here, the others are looked up.
 using NotedPvids = std::array<std::atomic<u64>, 1024>;
 
-/// Where to read what is asked for each VLAN of a received frame; as old as the driver.
+/// Where to read what is asked for each received frame, and for each VLAN of one, without a lock;
+/// as old as the driver.
 struct SwitchFacts {
     const VlanKinds& kinds;
     const NotedPvids& pvids;
+    /// Counts, from 1, what changes the answer of framePolicy(), egressPort() or of the permit
+    /// lists in portVlans(): who keeps one of them looks here whether it still holds. It is read
+    /// before the question is asked.
+    const std::atomic<u32>& changes;
 };
 
 /// A port as the command channel lists it; what the frame layer knows is added by the caller.
@@ -97,11 +102,6 @@ class SwitchDriver {
 
     // Ports. A unit is a port or an aggregation.
     virtual bool portState(u32 unit, PortState& state) const = 0;
-    /// PVID of a port; nothing when it does not exist. Asked for each VLAN of a received frame.
-    virtual std::optional<u32> portPvid(u32 unit) const {
-        PortState state{};
-        return portState(unit, state) ? std::optional(state.pvid) : std::nullopt;
-    }
     virtual bool portName(u32 unit, std::string& name) const = 0;
     virtual bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const = 0;
     /// Whether the port carries the VLAN by its permit list, tagged or untagged, existing or not.

@@ -2,8 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Checks which folder includes which: the portable daemon stands on the standard library and the
 contract alone, the platform knows nothing of the daemon, and within a folder the rooms stand on
-floors: a room includes itself and what is below it. Prints "N passed, N failed"."""
+floors: a room includes itself and what is below it. No folder holds more sources than a reader takes
+in at once. Prints "N passed, N failed"."""
 
+import collections
 import itertools
 import pathlib
 import re
@@ -40,6 +42,16 @@ FLOORS = {
         ("fsm",),
         ("base",),
     ),
+    "platform": (
+        ("host",),
+        ("requests", "inspect"),
+        ("observe", "linux/netlink"),
+        ("net", "linux", "replication", "virtual"),
+        ("switch", "channel"),
+        ("wire", "config", "runtime/tasks"),
+        ("model", "containers", "runtime"),
+        ("contract",),
+    ),
 }
 # A registration that changes sends, a sending starts timers, and a timer withdraws registrations.
 RINGS = {"daemon": {"pdu", "map", "timers"}}
@@ -71,7 +83,10 @@ def included(root, folder):
 
 
 def room(folder, path):
-    return path.relative_to(folder).parts[0]
+    """The room that a file lies in: a room may lie in another, as linux/netlink does in linux."""
+    parts = path.relative_to(folder).parts
+    inner = "/".join(parts[:2])
+    return inner if any(inner in floor for floor in FLOORS[folder]) else parts[0]
 
 
 def climbing(root, folder):
@@ -104,6 +119,19 @@ def circles(root, folder):
                 ahead += below.get(here, ())
         if start in reached:
             yield f"{start}: includes itself, by way of others"
+
+
+MOST_SOURCES = 20
+
+
+def crowded(root):
+    """Yields each folder with more sources on one floor than MOST_SOURCES."""
+    for folder in ("daemon", "platform", "cli"):
+        counts = collections.Counter(path.parent for path in (root / folder).rglob("*")
+                                     if path.suffix in (".h", ".cpp"))
+        for place, count in sorted(counts.items()):
+            if count > MOST_SOURCES:
+                yield f"{place.relative_to(root)}: {count} sources on one floor; allowed: {MOST_SOURCES}"
 
 
 def plant(root, folder, line):
@@ -144,8 +172,19 @@ def noticed(check, *files):
         return any(check(pathlib.Path(name)))
 
 
+def crowds(count):
+    """Whether so many sources in one folder are too many."""
+    with tempfile.TemporaryDirectory() as name:
+        plant(pathlib.Path(name), "cli/attic", "")
+        for number in range(1, count):
+            (pathlib.Path(name) / f"cli/attic/{number}.h").touch()
+        return any(crowded(pathlib.Path(name)))
+
+
 def trials():
     """Yields (whether the check was right about something planted, what that was)."""
+    for count in (MOST_SOURCES, MOST_SOURCES + 1):
+        yield crowds(count) == (count > MOST_SOURCES), f"{count} sources in a folder"
     for folder, line in PLANTED:
         yield noticed(lambda root: [found for rule in RULES for found in violations(root, rule)],
                       (folder, line)), f"{line} in {folder}/"
@@ -173,6 +212,7 @@ def main():
     root = pathlib.Path(__file__).resolve().parents[2]
     checks = [violations(root, folder) for folder in RULES]
     checks += [check(root, folder) for check in (climbing, circles) for folder in FLOORS]
+    checks.append(crowded(root))
     for check in checks:
         found = list(check)
         print("\n".join(found), end="\n" if found else "")

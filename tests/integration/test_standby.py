@@ -285,6 +285,20 @@ class BadStandby(Pair):
         self.await_connected()
 
 
+class OtherCorrections(Pair):
+    standby_options = '\n[mvrp]\ncorrections = ["leave-needed"]\n'
+
+    def test_a_standby_with_other_corrections_is_refused_and_both_sets_are_named(self):
+        self.start_all()
+        text = ("the active runs with the corrections none, the standby with leave-needed; "
+                "allowed: the same [mvrp] corrections in both")
+        for each in (self.active, self.standby):
+            self.await_true(lambda each=each: text in self.log_of(each))
+        self.assert_state(self.net, active={"learnt": "10-12"}, standby={"learnt": "-"})
+        self.assertFalse(self.active.query("show")["standbyConnected"])
+        self.assertEqual(self.log_of(self.active).count(text), 1)
+
+
 class FailOver(Pair):
     def test_the_standby_takes_over_on_request_and_adopted_memberships_stay_and_go(self):
         self.start_all()

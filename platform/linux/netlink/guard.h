@@ -15,11 +15,6 @@
 
 namespace platform {
 
-/// Place of the guard among the filters of a port: before those that the kernel or people usually
-/// number from 49152 down or in hundreds, so that none of them lets a frame pass first.
-inline constexpr u16 kGuardPreference = 33;
-inline constexpr u32 kGuardHandle = 0x21;
-
 /// What is at a port's ingress.
 struct GuardState {
     bool present = false;     ///< our filter is there

@@ -9,7 +9,6 @@
 #include <linux/tc_act/tc_gact.h>
 #include <sys/socket.h>
 
-#include "platform/linux/netlink/guard.h"
 #include "platform/linux/netlink/netlink_attributes.h"
 
 namespace platform {

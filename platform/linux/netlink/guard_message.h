@@ -15,6 +15,11 @@ struct nlmsghdr;
 
 namespace platform {
 
+/// Place of the guard among the filters of a port: before those that the kernel or people usually
+/// number from 49152 down or in hundreds, so that none of them lets a frame pass first.
+inline constexpr u16 kGuardPreference = 33;
+inline constexpr u32 kGuardHandle = 0x21;
+
 /// Room for a guard's qdisc and filter in one buffer.
 using GuardBuffer = std::array<u8, 512>;
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "platform/virtual/network/standby.h"
+#include "platform/virtual/network/standby_turn.h"
 #include "platform/wire/frame.h"
 
 namespace simulation {

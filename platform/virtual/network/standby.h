@@ -16,9 +16,6 @@ namespace simulation {
 /// has a standby sees it start anew. Outside any turn.
 void attachStandby(Network& network, u32 active);
 
-/// In a turn of the standby: takes what the active said.
-void takeFromActive(Node& standby, std::span<const StandbyMessage> messages);
-
 /// Checks a switch that came to rest against its standby: what it has applied on a port the standby
 /// has too, as far as the port there carries it, and nothing was ever made there that the active
 /// did not list. @return the empty string, or what is wrong

@@ -43,6 +43,22 @@ TEST(Config, StartUpOptionsBecomeTheTextsThatTheDaemonReads) {
     EXPECT_EQ(load("mvrp.enable = false").options.at("mvrp.enable"), "false");
 }
 
+TEST(Config, CorrectionsAreThoseOfTheDriverUnlessTheFileNamesThem) {
+    constexpr const char* kLinux = "switch = {driver=\"linux\", bridge=\"br0\"}\n";
+    EXPECT_EQ(load("").corrections, CorrectionSet{});
+    EXPECT_EQ(load(kLinux).corrections, CorrectionSet::all());
+    EXPECT_EQ(load(std::string(kLinux) + "[mvrp]\ncorrections = \"none\"").corrections,
+              CorrectionSet{});
+    EXPECT_EQ(load("[mvrp]\ncorrections = \"all\"").corrections, CorrectionSet::all());
+    EXPECT_EQ(load("[mvrp]\ncorrections = []").corrections, CorrectionSet{});
+    const CorrectionSet two =
+        load("[mvrp]\ncorrections = [\"admission\", \"leave-needed\"]").corrections;
+    EXPECT_EQ(two.count(), 2U);
+    EXPECT_TRUE(two.has(Correction::Admission));
+    EXPECT_TRUE(two.has(Correction::LeaveNeeded));
+    EXPECT_TRUE(load("[mvrp]\ncorrections = \"all\"").options.empty()) << "no start-up option";
+}
+
 TEST(Config, TheProcessChangesNothingUnlessItIsToldTo) {
     EXPECT_EQ(load("").process, ProcessConfig{});
     const ProcessConfig process = load("[process]\nuser = \"daemon\"\nkeep-net-raw = true").process;

@@ -28,7 +28,8 @@ class FrameWatching : public ::testing::Test {
     }
 
     SoftSwitch soft{smallSwitch()};
-    FrameBook watch{soft};
+    std::mutex mutex;
+    FrameBook watch{soft, mutex};
     const frames::Bytes joinTen = frames::nativeFrame("00 01 01 0001 000a 24 0000");
     const frames::Bytes leaveTen = frames::nativeFrame("00 01 01 0001 000a b4 0000");
 };

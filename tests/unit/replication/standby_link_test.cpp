@@ -5,9 +5,12 @@
 
 #include <sys/socket.h>
 
+#include <atomic>
+#include <cstring>
 #include <memory>
 
 #include "platform/channel/server_socket.h"
+#include "platform/replication/agreement.h"
 #include "platform/replication/command_carrier.h"
 #include "tests/unit/channel/server_fixture.h"
 
@@ -20,10 +23,28 @@ constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
     return {true, unit, attribute, value};
 }
 
+/// A standby that agrees with the next active that connects, and says nothing from then on.
+Descriptor agreeAndFallSilent(int listener) {
+    Descriptor connection;
+    while (!connection.isOpen())
+        connection = Descriptor(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+    struct {
+        RequestHeader header;
+        u32 bits;
+    } request{};
+    EXPECT_EQ(recv(connection.get(), &request, sizeof request, MSG_WAITALL),
+              static_cast<ssize_t>(sizeof request));
+    EXPECT_EQ(request.header.request, static_cast<u32>(Request::StandbyAgree));
+    const ReplyHeader agreed{};
+    EXPECT_EQ(send(connection.get(), &agreed, sizeof agreed, MSG_NOSIGNAL),
+              static_cast<ssize_t>(sizeof agreed));
+    return connection;
+}
+
 class Standby : public ServerFixture {
   protected:
-    void startLink() {
-        link_ = std::make_unique<StandbyLink>(path_);
+    void startLink(CorrectionSet corrections = {}) {
+        link_ = std::make_unique<StandbyLink>(path_, corrections);
         ASSERT_TRUE(link_->start());
     }
 
@@ -127,11 +148,45 @@ TEST_F(Standby, AStandbyThatDoesNotAnswerIsCutOff) {
     std::string error;
     const Descriptor listener = listenUnix(path_, {}, error);
     ASSERT_TRUE(listener.isOpen()) << error;
-    startLink();  // nothing to tell: connected as soon as the socket takes it
+    startLink();
+    const Descriptor silent = agreeAndFallSilent(listener.get());  // nothing else to tell
     awaitConnected(true);
     EXPECT_EQ(link_->carry(kEnable), 0U);
     EXPECT_FALSE(link_->connected());
     EXPECT_EQ(link_->carry(port(3, 2, 2)), 0U);
+}
+
+TEST_F(Standby, AStandbyWithOtherCorrectionsIsRefusedUntilItHasTheSame) {
+    std::atomic<u32> asked{0};
+    std::atomic<u32> own{0};
+    dispatcher_.registerRequest(
+        Request::StandbyAgree,
+        [&](const RequestHeader&, std::span<const u8> value, std::vector<u8>& reply) -> u32 {
+            u32 bits = 0;
+            std::memcpy(&bits, value.data(), std::min(value.size(), sizeof bits));
+            const std::string text =
+                disagreement(CorrectionSet::ofBits(bits), CorrectionSet::ofBits(own));
+            reply.insert(reply.end(), text.begin(), text.end());
+            asked++;
+            return text.empty() ? 0 : static_cast<u32>(HostStatus::BadArgument);
+        });
+    start();
+    startLink(CorrectionSet::all());
+    while (asked == 0)
+        std::this_thread::yield();
+    EXPECT_FALSE(link_->connected());
+    EXPECT_EQ(link_->carry(kEnable), 0U) << "the active goes on by itself";
+    EXPECT_TRUE(callsOfStandby().empty());
+    own = CorrectionSet::all().bits();
+    awaitConnected(true);
+    EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1"}));
+}
+
+TEST(Agreement, NamesBothSets) {
+    EXPECT_EQ(disagreement(CorrectionSet::all(), CorrectionSet::all()), "");
+    EXPECT_EQ(disagreement(CorrectionSet::all(), {}),
+              "the active runs with the corrections all, the standby with none; allowed: the same "
+              "[mvrp] corrections in both");
 }
 
 TEST_F(Standby, TheServerCountsTheActivesThatAreConnected) {
@@ -166,7 +221,7 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
     config.peerPath = path_;
     const std::string file = directory_.path("store");
     {
-        CommandCarrier sync(file, config);
+        CommandCarrier sync(file, config, {});
         sync.start();
         sync.setSource(CommandSource::Management);
         while (!sync.standbyConnected())

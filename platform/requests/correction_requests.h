@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+//
+// The requests about corrections: which are on and how often each has acted, which one decided last
+// for a VLAN on a port, and whether an active and this standby agree on them.
+#pragma once
+
+#include "platform/channel/dispatcher.h"
+#include "platform/observe/correction_book.h"
+
+namespace platform {
+
+/// Registers Corrections, CorrectionLast and StandbyAgree. The book outlives the dispatcher.
+void registerCorrectionRequests(Dispatcher& dispatcher, const CorrectionBook& book);
+
+}  // namespace platform
