@@ -22,6 +22,9 @@ TITLES = {
     "leaveall-expiry": ("leave-all expiry", "port", None),
     "pending-add": ("memberships added", "VLAN x port", 3.0),
     "pending-remove": ("memberships removed", "VLAN x port", 3.0),
+    "corrected-unchanged": ("PDU that changes nothing, all corrections", "VLAN x port", 1.05),
+    "corrected-sending": ("the same without send-on-change", "VLAN x port", 1.05),
+    "corrected-register": ("PDU that registers all, all corrections", "VLAN x port", 1.05),
     "request": ("request of the command channel", "request", None),
 }
 # figure of the whole program -> what it is

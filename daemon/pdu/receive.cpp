@@ -90,9 +90,10 @@ inline u32 mvrpPortPvid(const MvrpPortEntry* port) {
 
 /// Queues a registered VLAN for the switch, if the port carries it.
 void mvrpRegistrationQueue(MvrpPortEntry* port, u32 vid) {
-    // The VLAN's own bit stands for the port's list when that can not be read.
-    MvrpVlanBitmap carried = {};
-    mvrpBitSet(carried.data(), vid - 1);
+    // The VLAN's own bit stands for the port's list when that can not be read; no other is looked
+    // at, so the rest is not zeroed for each VLAN of a PDU.
+    MvrpVlanBitmap carried;
+    carried[(vid - 1) / 8] = kMvrpBitMask[(vid - 1) % 8];
     if (!mvrpPortVlansRead(port->portunit, QorIfAttribute::Permitted, &carried)) {
         MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, vid,
                    "vector process; port %u vlan %u status get failed. (%u)\n\r", port->portunit,

@@ -161,6 +161,8 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
             std::memcpy(&vid, value, sizeof vid);
             return status(driver->permits(unit, vid));
         }
+        case QorIfAttribute::AdmittedVlan:
+            return status(driver->portPvid(unit).has_value());  // a port admits every VLAN
         case QorIfAttribute::VlanIdOfInterface:
             return readInterfaceVid(*driver, unit, value);
         default:

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+//
+// What corrections cost: the same reception with all of them on, and with none in the place of the
+// limit, by turns.
+#include <cstring>
+#include <vector>
+
+#include "bench/bench_switch.h"
+#include "bench/pair.h"
+#include "daemon/db/port_vlan.h"
+
+namespace {
+
+constexpr u32 kSource = 1;
+
+CorrectionSet allBut(Correction which) {
+    return CorrectionSet::ofBits(CorrectionSet::all().bits() & ~(1U << static_cast<u32>(which)));
+}
+
+/// A PDU whose VLANs are all registered and declared: nothing changes by it.
+void unchanged(benchmark::State& state, CorrectionSet corrections) {
+    const u32 ports = static_cast<u32>(state.range(0));
+    bench::BenchSwitch bridge(ports);
+    const std::vector<u8> pdu =
+        bench::mvrpJoinPdu(bench::vlansFrom(1, static_cast<u32>(state.range(1))));
+    for (int i = 0; i < 4; ++i) {
+        bridge.receive(kSource, pdu);
+        bridge.applyPending();
+    }
+    const auto receive = [&](CorrectionSet set) {
+        gMvrpInfo.corrections = set;
+        bridge.receive(kSource, pdu);
+    };
+    bench::Pair pair;
+    pair.units = static_cast<double>(ports) * static_cast<double>(state.range(1));
+    pair.work = [&] { receive(corrections); };
+    pair.limit = [&] { receive({}); };
+    bench::measure(state, pair);
+}
+
+void unchangedAll(benchmark::State& state) {
+    unchanged(state, CorrectionSet::all());
+}
+
+/// Without the one that saves the sending, so that what the others add is seen.
+void unchangedSending(benchmark::State& state) {
+    unchanged(state, allBut(Correction::SendOnChange));
+}
+
+/// A PDU that registers its VLANs, and has all other ports declare them.
+void registered(benchmark::State& state) {
+    const u32 ports = static_cast<u32>(state.range(0));
+    bench::BenchSwitch bridge(ports);
+    const std::vector<u8> pdu =
+        bench::mvrpJoinPdu(bench::vlansFrom(2, static_cast<u32>(state.range(1))));
+    const auto forget = [&](CorrectionSet set) {
+        gMvrpInfo.corrections = set;
+        for (u32 unit = 1; unit <= ports; ++unit) {
+            MvrpPortEntry* port = bridge.port(unit);
+            std::memset(port->madMachine, 0, sizeof(port->madMachine));
+            std::memset(port->vlanFlag, 0, sizeof(port->vlanFlag));
+        }
+        MvrpPairCursor pairs(kSource);
+        for (u32 vid = pairs.seek(kMvrpVlanFirst); vid != 0; vid = pairs.seek(vid))
+            pairs.erase();
+        bridge.sink.frames = 0;
+    };
+    bench::Pair pair;
+    pair.units = static_cast<double>(ports) * static_cast<double>(state.range(1));
+    pair.prepareWork = [&] { forget(CorrectionSet::all()); };
+    pair.work = [&] { bridge.receive(kSource, pdu); };
+    pair.prepareLimit = [&] { forget({}); };
+    pair.limit = pair.work;
+    bench::measure(state, pair);
+    state.counters["frames"] = static_cast<double>(bridge.sink.frames);
+}
+
+BENCHMARK(unchangedAll)->Name("corrected-unchanged")->Args({48, 4094})->UseManualTime();
+BENCHMARK(unchangedSending)->Name("corrected-sending")->Args({48, 4094})->UseManualTime();
+BENCHMARK(registered)->Name("corrected-register")->Args({48, 4093})->UseManualTime();
+
+}  // namespace
