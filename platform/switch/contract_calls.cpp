@@ -162,7 +162,7 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
             return status(driver->permits(unit, vid));
         }
         case QorIfAttribute::AdmittedVlan:
-            return status(driver->portPvid(unit).has_value());  // a port admits every VLAN
+            return kStatusOk;  // of every VLAN, on every port
         case QorIfAttribute::VlanIdOfInterface:
             return readInterfaceVid(*driver, unit, value);
         default:
