@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "platform/config/config_reader.h"
+#include "platform/contract/management.h"
 
 namespace plan {
 namespace {
@@ -17,16 +18,19 @@ using platform::ConfigValue;
 constexpr std::size_t kMostNameBytes = 64;
 constexpr std::string_view kBetweenAllowed = "the names of two different switches of the file";
 
-std::optional<u32> readTimer(ConfigReader& table, const TimerBounds& bounds) {
-    return table.number(bounds.name, bounds.least, bounds.most, "ms");
+/// A timer of a topology file, which calls it as the configuration does, without "-time".
+std::optional<u32> readTimer(ConfigReader& table, const MvrpSetting& setting) {
+    std::string_view name = setting.name;
+    name.remove_suffix(std::string_view("-time").size());
+    return table.number(name, setting.least, setting.most, "ms");
 }
 
 Timers readTimers(ConfigReader& owner) {
     auto table = owner.table("timers");
     if (!table)
         return {};
-    const Timers timers{readTimer(*table, kJoinBounds), readTimer(*table, kLeaveBounds),
-                        readTimer(*table, kLeaveAllBounds)};
+    const Timers timers{readTimer(*table, kMvrpJoinTime), readTimer(*table, kMvrpLeaveTime),
+                        readTimer(*table, kMvrpLeaveAllTime)};
     table->has("periodic");  // says nothing about how far a VLAN spreads
     table->finish();
     return timers;
@@ -80,19 +84,14 @@ std::string firstProblem(std::string_view name, const ConfigProblem& problem) {
     return text + ": " + problem.text;
 }
 
-/// The daemon's own, where nothing is given.
-constexpr u32 kJoinDefaultMs = 6000;
-constexpr u32 kLeaveDefaultMs = 30000;
-constexpr u32 kLeaveAllDefaultMs = 120000;
-
 std::string timersProblem(const Timers& timers) {
-    const u32 joinMs = timers.joinMs.value_or(kJoinDefaultMs);
-    const u32 leaveMs = timers.leaveMs.value_or(kLeaveDefaultMs);
-    const u32 leaveAllMs = timers.leaveAllMs.value_or(kLeaveAllDefaultMs);
+    const u32 joinMs = timers.joinMs.value_or(kMvrpJoinTime.initial);
+    const u32 leaveMs = timers.leaveMs.value_or(kMvrpLeaveTime.initial);
+    const u32 leaveAllMs = timers.leaveAllMs.value_or(kMvrpLeaveAllTime.initial);
     if (leaveAllMs < leaveMs)
         return "a leave-all time of " + std::to_string(leaveAllMs) + " ms with a leave time of " +
                std::to_string(leaveMs) + " ms; allowed is the leave time at least";
-    if (leaveMs >= 2 * joinMs)
+    if (leaveMs >= kMvrpJoinsPerLeave * joinMs)
         return {};
     return "a leave time of " + std::to_string(leaveMs) + " ms with a join time of " +
            std::to_string(joinMs) + " ms; allowed is twice the join time at least";

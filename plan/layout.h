@@ -20,16 +20,6 @@ inline constexpr u32 kMostSwitches = 1000;
 inline constexpr u32 kMostPorts = 48;
 inline constexpr u32 kMostVlans = 4093;  ///< 2 to 4094
 
-/// Bounds that the daemon holds a timer setting to, in ms.
-struct TimerBounds {
-    std::string_view name;  ///< as a topology file calls it
-    u32 least;
-    u32 most;
-};
-inline constexpr TimerBounds kJoinBounds = {"join", 200, 6000};
-inline constexpr TimerBounds kLeaveBounds = {"leave", 450, 30000};
-inline constexpr TimerBounds kLeaveAllBounds = {"leave-all", 650, 327650};
-
 /// Timer settings of a port in ms; what is not given is the daemon's default.
 struct Timers {
     std::optional<u32> joinMs;

@@ -14,6 +14,7 @@
 #include <span>
 
 #include "plan/report.h"
+#include "platform/contract/management.h"
 #include "platform/virtual/state/words.h"
 
 namespace {
@@ -106,9 +107,13 @@ plan::Measurement measureLayout(Layout layout, const plan::Request& request,
 }
 
 void addOptions(CLI::App& app, Options& options) {
-    using plan::kJoinBounds, plan::kLeaveBounds, plan::kLeaveAllBounds;
-    const auto within = [](const plan::TimerBounds& bounds) {
-        return CLI::Range(bounds.least, bounds.most);
+    const auto within = [](const MvrpSetting& setting) {
+        return CLI::Range(setting.least, setting.most);
+    };
+    const auto help = [](const char* what, const MvrpSetting& setting, const char* more = "") {
+        return std::string(what) + ", " + std::to_string(setting.least) + " to " +
+               std::to_string(setting.most) + " ms" + more +
+               "; default: " + std::to_string(setting.initial) + ".";
     };
     auto* file = app.add_option("FILE", options.file, "Topology file of the lab.");
     auto* shape = app.add_option("--shape", options.shape, "line, star or tree, instead of a file.")
@@ -127,16 +132,16 @@ void addOptions(CLI::App& app, Options& options) {
     app.add_option("--vlans", options.request.vlans, "VLANs to spread, 1 to 4093; default: 1.")
         ->check(CLI::Range(1U, plan::kMostVlans))
         ->type_name("N");
-    app.add_option("--join", options.timers.joinMs, "Join time, 200 to 6000 ms; default: 6000.")
-        ->check(within(kJoinBounds))
+    app.add_option("--join", options.timers.joinMs, help("Join time", kMvrpJoinTime))
+        ->check(within(kMvrpJoinTime))
         ->type_name("MS");
     app.add_option("--leave", options.timers.leaveMs,
-                   "Leave time, 450 to 30000 ms, twice the join time at least; default: 30000.")
-        ->check(within(kLeaveBounds))
+                   help("Leave time", kMvrpLeaveTime, ", twice the join time at least"))
+        ->check(within(kMvrpLeaveTime))
         ->type_name("MS");
     app.add_option("--leaveall", options.timers.leaveAllMs,
-                   "Leave-all time, 650 to 327650 ms; default: 120000.")
-        ->check(within(kLeaveAllBounds))
+                   help("Leave-all time", kMvrpLeaveAllTime))
+        ->check(within(kMvrpLeaveAllTime))
         ->type_name("MS");
     app.add_option("--delay", options.request.delayMs, "Of each cable, 0 to 1000 ms; default: 1.")
         ->check(CLI::Range(0U, 1000U))

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "daemon/mgmt/config.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_vlan.h"
 #include "platform/virtual/network/network.h"
 #include "platform/virtual/network/platform_events.h"
@@ -73,8 +74,8 @@ class Lab {
     std::vector<std::vector<PortEnd>> far_;  // by switch and unit - 1: the cable's other end
     std::vector<u32> towards_;               // by switch: its port to the origin; 0: the origin
     std::vector<u32> leaveAllMs_;
-    u64 leaveMs_ = kMvrpLeaveTimeoutDefault;
-    u64 leaveAllMost_ = kMvrpLeaveAllTimeoutDefault;
+    u64 leaveMs_ = kMvrpLeaveTime.initial;
+    u64 leaveAllMost_ = kMvrpLeaveAllTime.initial;
 
     // Of the phase that runs:
     VlanSet wanted_;
@@ -284,7 +285,7 @@ Measurement measure(const Layout& layout, const Request& request, const Watcher&
     result.join = lab.join();
     watch(Stage::Joined, result);
     const u64 restMs =
-        request.restMs.value_or(layout.timers.leaveAllMs.value_or(kMvrpLeaveAllTimeoutDefault));
+        request.restMs.value_or(layout.timers.leaveAllMs.value_or(kMvrpLeaveAllTime.initial));
     if (restMs != 0) {
         result.rest = lab.rest(restMs);
         watch(Stage::Rested, result);

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cstdio>
 
-#include "cli/client/statuses.h"
 #include "platform/channel/protocol.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -19,11 +18,8 @@ constexpr u32 number(Enum value) {
     return static_cast<u32>(value);
 }
 
-constexpr Name kOnOffTable[] = {{1, "on"}, {2, "off"}};
 constexpr Name kUpDownTable[] = {{1, "up"}, {0, "down"}};
 constexpr Name kYesNoTable[] = {{1, "yes"}, {0, "no"}};
-constexpr Name kRegistrationTable[] = {{1, "normal"}, {2, "fixed"}, {3, "forbidden"}};
-constexpr Name kParticipantTable[] = {{1, "full"}, {2, "no-observe"}, {3, "quiet"}};
 constexpr Name kApplicantTable[] = {
     {0, "VO"}, {1, "VP"}, {2, "VN"}, {3, "AN"},  {4, "AA"},  {5, "QA"},  {6, "LA"},
     {7, "LO"}, {8, "AO"}, {9, "QO"}, {10, "AP"}, {11, "QP"}, {12, "VA"},
@@ -45,10 +41,6 @@ constexpr Name kDriverTable[] = {
 constexpr Name kRoleTable[] = {
     {number(platform::HostRole::Active), "active"},
     {number(platform::HostRole::Standby), "standby"},
-};
-constexpr Name kDebugTable[] = {
-    {0x01, "receive"}, {0x02, "transmit"}, {0x04, "packet"}, {0x08, "database"},
-    {0x20, "state"},   {0x40, "timer"},    {0x80, "start"},
 };
 constexpr u32 kDebugMaskLimit = 255;
 
@@ -74,18 +66,18 @@ std::optional<u32> parseNumber(std::string_view text) {
 
 }  // namespace
 
-constinit const Names kOnOff = kOnOffTable;
+constinit const Names kOnOff = kMvrpSwitchWords;
 constinit const Names kUpDown = kUpDownTable;
 constinit const Names kYesNo = kYesNoTable;
-constinit const Names kRegistrationModes = kRegistrationTable;
-constinit const Names kParticipantModes = kParticipantTable;
+constinit const Names kRegistrationModes = kMvrpRegistrationWords;
+constinit const Names kParticipantModes = kMvrpParticipantWords;
 constinit const Names kApplicantStates = kApplicantTable;
 constinit const Names kRegistrarStates = kRegistrarTable;
 constinit const Names kVlanKinds = kVlanKindTable;
 constinit const Names kWireForms = kWireFormTable;
 constinit const Names kDrivers = kDriverTable;
 constinit const Names kRoles = kRoleTable;
-constinit const Names kDebugCategories = kDebugTable;
+constinit const Names kDebugCategories = kMvrpDebugWords;
 
 std::string nameOf(Names names, u32 value) {
     const auto found = std::ranges::find(names, value, &Name::value);
@@ -139,29 +131,12 @@ std::optional<u32> parseDebugMask(std::string_view text) {
 }
 
 std::string statusText(u32 status) {
-    switch (static_cast<Status>(status)) {
-        case Status::Ok:
-            return "success";
-        case Status::BadArgument:
-            return "the daemon does not know this attribute, or the value is not allowed for it";
-        case Status::NoMemory:
-            return "no room: mvrp.maxifnum limits the number of ports that run MVRP";
-        case Status::NoPort:
-            return "MVRP is not switched on at this port";
-        case Status::PoolBusy:
-            return "the daemon could not release its memory; MVRP stays enabled";
-        case Status::PortUnreadable:
-            return "the switch has no such port";
-        case Status::GloballyOff:
-            return "MVRP is switched off globally; `set global enable on` comes first";
-        case Status::NotEligible:
-            return "this port can not run MVRP: it is a member of an aggregation, or no switch "
-                   "port";
-        case Status::TimerRange:
-            return "this time is out of range";
-        case Status::Failed:
-            return "the switch refused the change; the daemon's log says why";
-    }
+    if (status == kStatusOk)
+        return "success";
+    if (status == MVRP_ERR_DISABLED)
+        return std::string(mvrpErrorText(status)) + "; `set global enable on` comes first";
+    if (const char* text = mvrpErrorText(status))
+        return text;
     switch (static_cast<platform::HostStatus>(status)) {
         case platform::HostStatus::NoSuchPort:
             return "the switch has no such port";

@@ -8,15 +8,12 @@
 #include <string>
 #include <string_view>
 
-#include "platform/contract/types.h"
+#include "platform/contract/management.h"
 
 namespace cli {
 
 /// One value of an enumeration and the word that people read and write for it.
-struct Name {
-    u32 value;
-    const char* text;
-};
+using Name = MvrpWord;
 using Names = std::span<const Name>;
 
 extern const Names kOnOff;              ///< 1 on, 2 off

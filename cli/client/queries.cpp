@@ -8,7 +8,7 @@
 #include <span>
 
 #include "cli/client/names.h"
-#include "cli/client/statuses.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace cli {
@@ -23,18 +23,12 @@ using Number = platform::Request;
 constexpr u32 kRegFlag = 0x02;
 constexpr u32 kPropagateFlag = 0x01;
 constexpr u32 kVersionBytes = 17;
-constexpr u32 kOn = 1;
 
-/// Reads a port's attributes 1 to 7 into these, in this order.
-constexpr std::array kSettingFields = {
+/// Where each of kMvrpPortSettings is read into.
+constexpr std::array<u32 PortSettings::*, kMvrpPortSettings.size()> kSettingFields = {
     &PortSettings::registration, &PortSettings::participant, &PortSettings::periodicTime,
     &PortSettings::joinTime,     &PortSettings::leaveTime,   &PortSettings::leaveAllTime,
 };
-constexpr std::array kSettingAttributes = {
-    PortAttribute::Registration, PortAttribute::Participant, PortAttribute::PeriodicTime,
-    PortAttribute::JoinTime,     PortAttribute::LeaveTime,   PortAttribute::LeaveAllTime,
-};
-static_assert(kSettingFields.size() == kSettingAttributes.size());
 
 std::vector<std::byte> bytesOf(u32 value) {
     const auto bytes = std::as_bytes(std::span(&value, 1));
@@ -75,12 +69,12 @@ std::vector<Record> decodeList(const Reply& reply) {
     return records;
 }
 
-Request scalarGet(Scalar scalar) {
-    return {Number::ScalarGet, 0, static_cast<u32>(scalar), bytesOf(0)};
+Request scalarGet(MvrpScalar scalar) {
+    return {Number::ScalarGet, 0, scalar, bytesOf(0)};
 }
 
-Request portGet(u32 unit, PortAttribute attribute) {
-    return {Number::PortGet, unit, static_cast<u32>(attribute), bytesOf(0)};
+Request portGet(u32 unit, MvrpPortAttribute attribute) {
+    return {Number::PortGet, unit, attribute, bytesOf(0)};
 }
 
 Request vlanSet(u32 unit, platform::VlanSet set) {
@@ -89,10 +83,10 @@ Request vlanSet(u32 unit, platform::VlanSet set) {
 
 /// The requests about one port, in the order in which readPort takes the replies.
 void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
-    requests.push_back(portGet(unit, PortAttribute::Enable));
+    requests.push_back(portGet(unit, MVRP_PORT_ENABLE));
     if (parts.settings) {
-        for (const PortAttribute attribute : kSettingAttributes)
-            requests.push_back(portGet(unit, attribute));
+        for (const MvrpSetting& setting : kMvrpPortSettings)
+            requests.push_back(portGet(unit, setting.attribute));
     }
     if (parts.machines)
         requests.push_back({Number::PortMachines, unit, 0, {}});
@@ -121,10 +115,10 @@ void readMachines(PortView& view) {
 /// What the daemon says of a port that runs the protocol; of another it refuses all of it.
 void readProtocol(PortView& view, std::span<const Reply> replies, const PortParts& parts) {
     const Reply& enable = replies.front();
-    if (enable.status == static_cast<u32>(Status::NoPort))
+    if (enable.status == MVRP_ERR_NO_PORT)
         return;
     view.settings = PortSettings{};
-    view.settings->enabled = decode<u32>(enable) == kOn;
+    view.settings->enabled = decode<u32>(enable) == MVRP_ON;
     if (parts.settings) {
         for (std::size_t i = 0; i < kSettingFields.size(); ++i)
             (*view.settings).*kSettingFields[i] = decode<u32>(replies[1 + i]);
@@ -162,17 +156,17 @@ bool isDeclaring(u32 applicant) {
 GlobalView queryGlobal(Client& client) {
     const std::array<Request, 6> requests = {
         Request{Number::HostInfo},
-        scalarGet(Scalar::Enable),
-        scalarGet(Scalar::Compliance),
-        scalarGet(Scalar::Debug),
-        scalarGet(Scalar::PendingPairs),
-        Request{Number::ScalarGet, 0, static_cast<u32>(Scalar::Version), bytesOf(kVersionBytes)},
+        scalarGet(MVRP_SCALAR_ENABLE),
+        scalarGet(MVRP_SCALAR_GVRP_COMPLIANCE),
+        scalarGet(MVRP_SCALAR_DEBUG),
+        scalarGet(MVRP_SCALAR_ENTRY_NUM),
+        Request{Number::ScalarGet, 0, MVRP_SCALAR_VERSION, bytesOf(kVersionBytes)},
     };
     const std::vector<Reply> replies = client.exchange(requests);
     GlobalView view;
     view.host = decode<platform::HostInfoRecord>(replies[0]);
-    view.enabled = decode<u32>(replies[1]) == kOn;
-    view.compliance = decode<u32>(replies[2]) == kOn;
+    view.enabled = decode<u32>(replies[1]) == MVRP_ON;
+    view.compliance = decode<u32>(replies[2]) == MVRP_ON;
     view.debugMask = decode<u32>(replies[3]);
     view.pendingPairs = decode<u32>(replies[4]);
     if (replies[5].status == kStatusOk) {

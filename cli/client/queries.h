@@ -26,31 +26,6 @@ class RefusedError : public std::runtime_error {
     u32 status;
 };
 
-/// Attributes of requests 3 to 8.
-enum class Scalar : u32 {
-    Enable = 1,
-    Debug = 2,
-    Compliance = 3,
-    SyncPacket = 4,
-    Version = 5,
-    MvrpNum = 6,
-    PendingPairs = 7,
-    Status = 8,
-};
-enum class PortAttribute : u32 {
-    Enable = 1,
-    Registration = 2,
-    Participant = 3,
-    PeriodicTime = 4,
-    JoinTime = 5,
-    LeaveTime = 6,
-    LeaveAllTime = 7,
-    Applicant = 8,
-    Registrar = 9,
-    RegBit = 10,
-    PropagateBit = 11,
-};
-
 struct GlobalView {
     platform::HostInfoRecord host{};
     bool enabled = false;

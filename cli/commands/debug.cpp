@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <sstream>
 
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
+#include "platform/contract/management.h"
 
 namespace cli {
 
@@ -10,36 +10,67 @@ namespace {
 
 using platform::Request;
 
-/// One setting of the switch or of a port: a word of `names`, or a number up to `highest`.
+/// One setting of the switch or of a port.
 struct Setting {
     const char* name;
     u32 attribute;
-    const Names* names;  ///< null: a number of milliseconds
-    const char* help;
+    std::span<const MvrpWord> words;  ///< empty: a number of milliseconds
+    std::string help;
 };
 
 constexpr u32 kNoLimit = 0xFFFFFFFF;
 
-constexpr Setting kGlobalSettings[] = {
-    {"enable", static_cast<u32>(Scalar::Enable), &kOnOff, "on|off: the protocol on this switch"},
-    {"compliance", static_cast<u32>(Scalar::Compliance), &kOnOff, "on|off: speak GVRP"},
-};
+std::string wordsHelp(std::span<const MvrpWord> words, const char* meaning) {
+    return syntaxOf(words) + ": " + meaning;
+}
 
-constexpr Setting kPortSettings[] = {
-    {"enable", static_cast<u32>(PortAttribute::Enable), &kOnOff, "on|off: MVRP on this port"},
-    {"registration", static_cast<u32>(PortAttribute::Registration), &kRegistrationModes,
-     "normal|fixed|forbidden: which VLANs it registers"},
-    {"participant", static_cast<u32>(PortAttribute::Participant), &kParticipantModes,
-     "full|no-observe|quiet: how it declares"},
-    {"join-time", static_cast<u32>(PortAttribute::JoinTime), nullptr,
-     "200 to 6000 ms, at most half of the leave time"},
-    {"leave-time", static_cast<u32>(PortAttribute::LeaveTime), nullptr,
-     "450 to 30000 ms, at least twice the join time, at most the leave-all time"},
-    {"leave-all-time", static_cast<u32>(PortAttribute::LeaveAllTime), nullptr,
-     "650 to 327650 ms, at least the leave time"},
-    {"periodic-time", static_cast<u32>(PortAttribute::PeriodicTime), nullptr,
-     "ms between repetitions; 0 switches them off"},
-};
+std::string timeHelp(const MvrpSetting& setting, const std::string& more) {
+    return std::to_string(setting.least) + " to " + std::to_string(setting.most) + " ms" + more;
+}
+
+/// What a value of a port's setting is allowed to be, and what it means.
+std::string helpOf(const MvrpSetting& setting) {
+    static_assert(kMvrpJoinsPerLeave == 2, "the words below say so");
+    switch (setting.attribute) {
+        case MVRP_PORT_REGISTRATION_MODE:
+            return wordsHelp(setting.words, "which VLANs it registers");
+        case MVRP_PORT_PARTICIPANT_MODE:
+            return wordsHelp(setting.words, "how it declares");
+        case MVRP_PORT_JOIN_TIMEOUT:
+            return timeHelp(setting, ", at most half of the leave time");
+        case MVRP_PORT_LEAVE_TIMEOUT:
+            return timeHelp(setting, ", at least twice the join time, at most the leave-all time");
+        case MVRP_PORT_LEAVE_ALL_TIMEOUT:
+            return timeHelp(setting, ", at least the leave time");
+        default:
+            return "ms between repetitions; 0 switches them off";
+    }
+}
+
+const std::vector<Setting>& globalSettings() {
+    static const std::vector<Setting> kSettings = {
+        {kMvrpEnableName, MVRP_SCALAR_ENABLE, kMvrpSwitchWords,
+         wordsHelp(kMvrpSwitchWords, "the protocol on this switch")},
+        {kMvrpComplianceName, MVRP_SCALAR_GVRP_COMPLIANCE, kMvrpSwitchWords,
+         wordsHelp(kMvrpSwitchWords, "speak GVRP")},
+    };
+    return kSettings;
+}
+
+/// In the order of the help: the modes, then the times from the shortest to the longest.
+const std::vector<Setting>& portSettings() {
+    static const std::vector<Setting> kSettings = [] {
+        std::vector<Setting> settings = {
+            {kMvrpEnableName, MVRP_PORT_ENABLE, kMvrpSwitchWords,
+             wordsHelp(kMvrpSwitchWords, "MVRP on this port")},
+        };
+        for (const MvrpSetting& setting : {kMvrpRegistration, kMvrpParticipant, kMvrpJoinTime,
+                                           kMvrpLeaveTime, kMvrpLeaveAllTime, kMvrpPeriodicTime})
+            settings.push_back({setting.name, setting.attribute, setting.words, helpOf(setting)});
+        return settings;
+    }();
+    return kSettings;
+}
 
 std::string listed(std::span<const Setting> settings) {
     constexpr std::size_t kNameWidth = 16;
@@ -60,8 +91,8 @@ const Setting& findSetting(std::span<const Setting> settings, const std::string&
 }
 
 u32 settingValue(const Context& context, std::size_t index, const Setting& setting) {
-    return setting.names != nullptr ? context.choice(index, *setting.names)
-                                    : context.number(index, 0, kNoLimit);
+    return !setting.words.empty() ? context.choice(index, setting.words)
+                                  : context.number(index, 0, kNoLimit);
 }
 
 /// Says which bound a refused time broke, with the port's other times as they are.
@@ -80,20 +111,20 @@ std::string timerRefusal(const Context& context, const platform::SwitchPortRecor
 }
 
 void setGlobal(const Context& context) {
-    const Setting& setting = findSetting(kGlobalSettings, context.text(0));
+    const Setting& setting = findSetting(globalSettings(), context.text(0));
     const u32 value = settingValue(context, 1, setting);
     context.finish(setNumber(context.client, Request::ScalarSet, 0, setting.attribute, value));
 }
 
 void setPort(const Context& context) {
-    const Setting& setting = findSetting(kPortSettings, context.text(1));
+    const Setting& setting = findSetting(portSettings(), context.text(1));
     const u32 value = settingValue(context, 2, setting);
     const platform::SwitchPortRecord port = context.port(0);
     const u32 status =
         setNumber(context.client, Request::PortSet, port.unit, setting.attribute, value);
-    if (status == static_cast<u32>(Status::TimerRange)) {
+    if (status == MVRP_ERR_RANGE) {
         context.finish(status, timerRefusal(context, port, setting, value));
-    } else if (status == static_cast<u32>(Status::NoPort)) {
+    } else if (status == MVRP_ERR_NO_PORT) {
         context.finish(status, "MVRP is not switched on at port " + std::string(port.name.data()) +
                                    "; `set port " + port.name.data() + " enable on` comes first");
     } else {
@@ -108,16 +139,15 @@ void setDebug(const Context& context) {
                          listOf(kDebugCategories) +
                          ", several of them with commas, all, none, or a mask from 0 to 255");
     }
-    context.finish(
-        setNumber(context.client, Request::ScalarSet, 0, static_cast<u32>(Scalar::Debug), *mask));
+    context.finish(setNumber(context.client, Request::ScalarSet, 0, MVRP_SCALAR_DEBUG, *mask));
 }
 
 std::string globalDetails() {
-    return "Settings:" + listed(kGlobalSettings);
+    return "Settings:" + listed(globalSettings());
 }
 
 std::string portDetails() {
-    return "Settings:" + listed(kPortSettings);
+    return "Settings:" + listed(portSettings());
 }
 
 std::string namesOf(std::span<const Setting> settings) {
@@ -128,11 +158,11 @@ std::string namesOf(std::span<const Setting> settings) {
 }
 
 std::string globalNames() {
-    return namesOf(kGlobalSettings);
+    return namesOf(globalSettings());
 }
 
 std::string portNames() {
-    return namesOf(kPortSettings);
+    return namesOf(portSettings());
 }
 
 constexpr Command kCommands[] = {

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
 
 namespace cli {
@@ -47,10 +47,9 @@ void send(const Context& context, const SwitchChangeRecord& record) {
     // The switch may say more about a refusal than its status does.
     const std::string refusal(reinterpret_cast<const char*>(reply.value.data()),
                               reply.value.size());
-    context.finish(reply.status,
-                   reply.status == static_cast<u32>(Status::BadArgument) && refusal.empty()
-                       ? "the switch does not allow this change"
-                       : refusal);
+    context.finish(reply.status, reply.status == MVRP_ERR_ARGUMENT && refusal.empty()
+                                     ? "the switch does not allow this change"
+                                     : refusal);
 }
 
 constexpr Name kPortKindTable[] = {{static_cast<u32>(QorEndType::Port), "port"},

@@ -9,7 +9,6 @@
 #include <iterator>
 
 #include "cli/client/observed.h"
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
 #include "cli/config/running_config.h"
 #include "cli/views/json.h"

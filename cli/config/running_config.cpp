@@ -6,6 +6,7 @@
 
 #include "cli/client/names.h"
 #include "cli/print/words.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
 
 namespace cli {
@@ -18,33 +19,25 @@ using platform::PortManagement;
 using platform::SwitchPortRecord;
 using platform::VlanBitmap;
 
-constexpr u32 kOn = 1;
-
-/// A setting of a port: in the file, where it runs, and what it is when nobody set it.
+/// A setting of a port: in the file, and where it runs.
 struct Setting {
-    const char* name;
+    MvrpSetting what;
     std::optional<u32> PortManagement::*file;
     u32 PortSettings::*running;
-    u32 standard;
-    const Names* names;  ///< null: milliseconds
 };
 
 constexpr std::array kSettings = {
-    Setting{"registration", &PortManagement::registration, &PortSettings::registration, 1,
-            &kRegistrationModes},
-    Setting{"participant", &PortManagement::participant, &PortSettings::participant, 1,
-            &kParticipantModes},
+    Setting{kMvrpRegistration, &PortManagement::registration, &PortSettings::registration},
+    Setting{kMvrpParticipant, &PortManagement::participant, &PortSettings::participant},
     // From the longest to the shortest: each is checked against the next longer one.
-    Setting{"leave-all-time", &PortManagement::leaveAllTime, &PortSettings::leaveAllTime, 120'000,
-            nullptr},
-    Setting{"leave-time", &PortManagement::leaveTime, &PortSettings::leaveTime, 30'000, nullptr},
-    Setting{"join-time", &PortManagement::joinTime, &PortSettings::joinTime, 6'000, nullptr},
-    Setting{"periodic-time", &PortManagement::periodicTime, &PortSettings::periodicTime, 1'000,
-            nullptr},
+    Setting{kMvrpLeaveAllTime, &PortManagement::leaveAllTime, &PortSettings::leaveAllTime},
+    Setting{kMvrpLeaveTime, &PortManagement::leaveTime, &PortSettings::leaveTime},
+    Setting{kMvrpJoinTime, &PortManagement::joinTime, &PortSettings::joinTime},
+    Setting{kMvrpPeriodicTime, &PortManagement::periodicTime, &PortSettings::periodicTime},
 };
 
 std::string wordOf(const Setting& setting, u32 value) {
-    return setting.names == nullptr ? std::to_string(value) : nameOf(*setting.names, value);
+    return setting.what.words.empty() ? std::to_string(value) : nameOf(setting.what.words, value);
 }
 
 std::string onOff(bool on) {
@@ -64,9 +57,11 @@ class Comparison {
         : file_(file), running_(running) {}
 
     std::vector<ConfigDifference> compare() {
-        compareWords("", "enable", onOff(file_.management.enable.value_or(2) == kOn),
+        compareWords("", kMvrpEnableName,
+                     onOff(file_.management.enable.value_or(MVRP_OFF) == MVRP_ON),
                      onOff(running_.global.enabled));
-        compareWords("", "compliance", onOff(file_.management.compliance.value_or(2) == kOn),
+        compareWords("", kMvrpComplianceName,
+                     onOff(file_.management.compliance.value_or(MVRP_OFF) == MVRP_ON),
                      onOff(running_.global.compliance));
         const bool soft = file_.network.driver == platform::DriverKind::SoftwareSwitch;
         ofSwitch_ = true;
@@ -103,11 +98,12 @@ class Comparison {
         const PortManagement wanted = managementOf(view.port);
         const std::string name = view.port.name.data();
         const bool runs = view.settings && view.settings->enabled;
-        compareWords(name, "enable", onOff(wanted.enable.value_or(2) == kOn), onOff(runs));
+        compareWords(name, kMvrpEnableName, onOff(wanted.enable.value_or(MVRP_OFF) == MVRP_ON),
+                     onOff(runs));
         for (const Setting& setting : kSettings) {
             if (runs)
-                compareWords(name, setting.name,
-                             wordOf(setting, (wanted.*setting.file).value_or(setting.standard)),
+                compareWords(name, setting.what.name,
+                             wordOf(setting, (wanted.*setting.file).value_or(setting.what.initial)),
                              wordOf(setting, (*view.settings).*setting.running));
         }
     }
@@ -216,16 +212,16 @@ std::vector<ConfigDifference> compareConfig(const HostConfig& file, const Runnin
 }
 
 std::string formatManagement(const RunningConfig& running) {
-    std::string text = "\n[management]\n" + line("enable", boolean(running.global.enabled)) +
-                       line("compliance", boolean(running.global.compliance));
+    std::string text = "\n[management]\n" + line(kMvrpEnableName, boolean(running.global.enabled)) +
+                       line(kMvrpComplianceName, boolean(running.global.compliance));
     for (const PortView& view : running.vlans.ports) {
         if (!view.settings || !view.settings->enabled)
             continue;
         text += "\n[[management.port]]\n" + line("unit", std::to_string(view.port.unit)) +
-                line("enable", "true");
+                line(kMvrpEnableName, "true");
         for (const Setting& setting : kSettings) {
             const std::string word = wordOf(setting, (*view.settings).*setting.running);
-            text += line(setting.name, setting.names == nullptr ? word : quoted(word));
+            text += line(setting.what.name, setting.what.words.empty() ? word : quoted(word));
         }
     }
     return text;

@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "cli/client/observed.h"
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
 #include "cli/frames/decode.h"
 #include "cli/views/json.h"

@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "cli/client/observed.h"
-#include "cli/client/statuses.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 #include "cli/views/vlan_groups.h"

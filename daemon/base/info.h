@@ -17,34 +17,9 @@
 #include "daemon/base/list.h"
 #include "platform/contract/avl.h"
 #include "platform/contract/corrections.h"
+#include "platform/contract/management.h"
 #include "platform/contract/sil.h"
 #include "platform/contract/types.h"
-
-/// Values of MvrpInfo::enable and MvrpInfo::gvrpCompliance; 0 only before the first enable.
-enum MvrpSwitchState : u8 { MVRP_ON = 1, MVRP_OFF = 2 };
-
-/// Results of the daemon's own operations, beside 0 and kStatusFailed.
-enum MvrpError : u32 {
-    MVRP_ERR_ARGUMENT = 22,              ///< unknown attribute or bad argument
-    MVRP_ERR_NO_MEMORY = 0x03E80001,     ///< memory exhausted, or the port could not be created
-    MVRP_ERR_NO_PORT = 0x03E80002,       ///< no such port
-    MVRP_ERR_POOL_BUSY = 0x03E80003,     ///< the pools could not be released
-    MVRP_ERR_UNREADABLE = 0x03E80010,    ///< the port's eligibility could not be read
-    MVRP_ERR_DISABLED = 0x03E80016,      ///< MVRP is globally disabled
-    MVRP_ERR_NOT_ELIGIBLE = 0x04040002,  ///< the port may not run MVRP
-    MVRP_ERR_RANGE = 0x04040003,         ///< value out of range
-};
-
-/// Bits of MvrpInfo::debug.
-enum MvrpDebug : u8 {
-    MVRP_DEBUG_RECEIVE = 0x01,   ///< received vectors, propagation of leaves
-    MVRP_DEBUG_TRANSMIT = 0x02,  ///< transmission, propagation of joins, sync sending
-    MVRP_DEBUG_PACKET = 0x04,    ///< PDU hex dumps, sync sending
-    MVRP_DEBUG_DATABASE = 0x08,  ///< port table, pending entries, start and stop
-    MVRP_DEBUG_STATE = 0x20,     ///< port and VLAN state changes, platform failures
-    MVRP_DEBUG_TIMER = 0x40,
-    MVRP_DEBUG_START = 0x80,  ///< start-up errors; the only bit set at start
-};
 
 /// Log ids, as the number added to kMvrpLogBase and the index into MvrpInfo::logLevel.
 enum MvrpLog : u32 {

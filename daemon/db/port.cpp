@@ -136,10 +136,10 @@ void mvrpPortTimersStop(MvrpPortEntry* port) {
 }
 
 void mvrpPortTimeoutsReset(MvrpPortEntry* entry) {
-    entry->join_timeout = kMvrpJoinTimeoutDefault;
-    entry->leave_timeout = kMvrpLeaveTimeoutDefault;
-    entry->leaveAllTimeout = kMvrpLeaveAllTimeoutDefault;
-    entry->period_trans_timeout = kMvrpPeriodTimeoutDefault;
+    entry->join_timeout = u16{kMvrpJoinTime.initial};
+    entry->leave_timeout = u16{kMvrpLeaveTime.initial};
+    entry->leaveAllTimeout = kMvrpLeaveAllTime.initial;
+    entry->period_trans_timeout = kMvrpPeriodicTime.initial;
 }
 
 u32 mvrpPortProtocolSet(u32 portUnit, MvrpProtocolSwitch direction, u32 protocol) {

@@ -15,26 +15,6 @@
 #include "daemon/base/trace.h"
 #include "platform/contract/qor_if.h"
 
-/// Timer defaults in milliseconds.
-inline constexpr u16 kMvrpJoinTimeoutDefault = 6000;
-inline constexpr u16 kMvrpLeaveTimeoutDefault = 30000;
-inline constexpr u32 kMvrpLeaveAllTimeoutDefault = 120000;
-inline constexpr u32 kMvrpPeriodTimeoutDefault = 1000;
-
-/// MvrpPortEntry::registration_mode, the Registrar Administrative Control of IEEE 802.1Q.
-enum MvrpRegistrationMode : u8 {
-    MVRP_REGISTRATION_NORMAL = 1,
-    MVRP_REGISTRATION_FIXED = 2,
-    MVRP_REGISTRATION_FORBIDDEN = 3,
-};
-
-/// MvrpPortEntry::participant_mode: which applicant variant a port runs.
-enum MvrpParticipantMode : u8 {
-    MVRP_PARTICIPANT_FULL = 1,
-    MVRP_PARTICIPANT_NO_OBSERVE = 2,  ///< a received JoinIn makes no observer of an idle applicant
-    MVRP_PARTICIPANT_QUIET = 3,       ///< sends no event for a VLAN it has not registered
-};
-
 /// MvrpPortEntry::joinTimerFlag: what the next expiry of the join timer sends.
 enum MvrpJoinTimerFlag : u8 {
     MVRP_JOIN_NOTHING = 0,

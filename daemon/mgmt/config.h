@@ -9,35 +9,7 @@
 
 #include "daemon/db/port.h"
 #include "platform/contract/icm.h"
-
-enum MvrpScalar : u32 {
-    MVRP_SCALAR_ENABLE = 1,
-    MVRP_SCALAR_DEBUG = 2,
-    MVRP_SCALAR_GVRP_COMPLIANCE = 3,
-    MVRP_SCALAR_SYNC_PACKET = 4,  ///< set only, QorBuffer
-    MVRP_SCALAR_VERSION = 5,      ///< get only, QorBuffer
-    MVRP_SCALAR_MVRP_NUM = 6,     ///< get only
-    MVRP_SCALAR_ENTRY_NUM = 7,    ///< get only
-    MVRP_SCALAR_STATUS = 8,       ///< set only, QorBuffer
-};
-
-enum MvrpPortAttribute : u32 {
-    MVRP_PORT_ENABLE = 1,
-    MVRP_PORT_REGISTRATION_MODE = 2,
-    MVRP_PORT_PARTICIPANT_MODE = 3,
-    MVRP_PORT_PERIOD_TIMEOUT = 4,
-    MVRP_PORT_JOIN_TIMEOUT = 5,
-    MVRP_PORT_LEAVE_TIMEOUT = 6,
-    MVRP_PORT_LEAVE_ALL_TIMEOUT = 7,
-    MVRP_PORT_APPLICANT = 8,       ///< get only; the value carries a VLAN ID in
-    MVRP_PORT_REGISTRAR = 9,       ///< the same
-    MVRP_PORT_REG_BIT = 10,        ///< the same
-    MVRP_PORT_PROPAGATE_BIT = 11,  ///< the same
-};
-
-/// Command numbers of qorHwilCmdSyncApi(): the attribute id plus one of these.
-inline constexpr u32 kMvrpScalarCommandBase = 0xFC000;
-inline constexpr u32 kMvrpPortCommandBase = 0x040A8000;
+#include "platform/contract/management.h"
 
 /// How a change reached the daemon; becomes word 0 of the control block.
 enum MvrpSetMode : u32 {

@@ -12,16 +12,6 @@
 
 namespace {
 
-/// Bounds of the timer settings, in milliseconds.
-constexpr u32 kJoinTimeoutMin = 200;
-constexpr u32 kJoinTimeoutMax = 6000;
-constexpr u32 kLeaveTimeoutMin = 450;
-constexpr u32 kLeaveTimeoutMax = 30000;
-constexpr u32 kLeaveAllTimeoutMin = 650;
-constexpr u32 kLeaveAllTimeoutMax = 327650;
-/// A leave takes at least this many joins, so that a refresh can arrive in time.
-constexpr u32 kJoinsPerLeave = 2;
-
 /// Highest VLAN ID whose machine can be asked for: one less than the ports keep.
 constexpr u32 kVlanReadLast = 4094;
 
@@ -171,13 +161,9 @@ u32 mvrpPeriodSet(MvrpPortEntry* port, const MvrpPortChange& change) {
     return kStatusOk;
 }
 
-bool mvrpBetween(u32 value, u32 least, u32 most) {
-    return value >= least && value <= most;
-}
-
 u32 mvrpJoinTimeoutSet(MvrpPortEntry* port, const MvrpPortChange& change) {
-    if (!mvrpBetween(*change.value, kJoinTimeoutMin, kJoinTimeoutMax) ||
-        *change.value > port->leave_timeout / kJoinsPerLeave)
+    if (!kMvrpJoinTime.allows(*change.value) ||
+        *change.value > port->leave_timeout / kMvrpJoinsPerLeave)
         return MVRP_ERR_RANGE;
     const u32 status = mvrpPortReplicate(change);
     if (status == kStatusOk)
@@ -186,8 +172,8 @@ u32 mvrpJoinTimeoutSet(MvrpPortEntry* port, const MvrpPortChange& change) {
 }
 
 u32 mvrpLeaveTimeoutSet(MvrpPortEntry* port, const MvrpPortChange& change) {
-    if (!mvrpBetween(*change.value, kLeaveTimeoutMin, kLeaveTimeoutMax) ||
-        *change.value < kJoinsPerLeave * port->join_timeout ||
+    if (!kMvrpLeaveTime.allows(*change.value) ||
+        *change.value < kMvrpJoinsPerLeave * port->join_timeout ||
         *change.value > port->leaveAllTimeout)
         return MVRP_ERR_RANGE;
     const u32 status = mvrpPortReplicate(change);
@@ -197,8 +183,7 @@ u32 mvrpLeaveTimeoutSet(MvrpPortEntry* port, const MvrpPortChange& change) {
 }
 
 u32 mvrpLeaveAllTimeoutSet(MvrpPortEntry* port, const MvrpPortChange& change) {
-    if (!mvrpBetween(*change.value, kLeaveAllTimeoutMin, kLeaveAllTimeoutMax) ||
-        *change.value < port->leave_timeout)
+    if (!kMvrpLeaveAllTime.allows(*change.value) || *change.value < port->leave_timeout)
         return MVRP_ERR_RANGE;
     const u32 status = mvrpPortReplicate(change);
     if (status != kStatusOk)

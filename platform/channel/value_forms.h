@@ -21,6 +21,7 @@
 #include <array>
 
 #include "platform/channel/protocol.h"
+#include "platform/contract/management.h"
 
 namespace platform {
 
@@ -34,15 +35,15 @@ struct AttributeForm {
 
 /// The attributes that differ from the others of their request.
 inline constexpr std::array kAttributeForms = {
-    AttributeForm{Request::PortGet, 8, ValueForm::Question},   // applicant of a VLAN
-    AttributeForm{Request::PortGet, 9, ValueForm::Question},   // registrar
-    AttributeForm{Request::PortGet, 10, ValueForm::Question},  // REG-BIT
-    AttributeForm{Request::PortGet, 11, ValueForm::Question},  // PROPAGATE-BIT
-    AttributeForm{Request::ScalarGet, 5, ValueForm::Text},     // version
-    AttributeForm{Request::ScalarSet, 4, ValueForm::Packet},   // synchronisation packet
-    AttributeForm{Request::ScalarSync, 4, ValueForm::Packet},
-    AttributeForm{Request::ScalarSet, 8, ValueForm::Record},  // status read-out
-    AttributeForm{Request::ScalarSync, 8, ValueForm::Record},
+    AttributeForm{Request::PortGet, MVRP_PORT_APPLICANT, ValueForm::Question},
+    AttributeForm{Request::PortGet, MVRP_PORT_REGISTRAR, ValueForm::Question},
+    AttributeForm{Request::PortGet, MVRP_PORT_REG_BIT, ValueForm::Question},
+    AttributeForm{Request::PortGet, MVRP_PORT_PROPAGATE_BIT, ValueForm::Question},
+    AttributeForm{Request::ScalarGet, MVRP_SCALAR_VERSION, ValueForm::Text},
+    AttributeForm{Request::ScalarSet, MVRP_SCALAR_SYNC_PACKET, ValueForm::Packet},
+    AttributeForm{Request::ScalarSync, MVRP_SCALAR_SYNC_PACKET, ValueForm::Packet},
+    AttributeForm{Request::ScalarSet, MVRP_SCALAR_STATUS, ValueForm::Record},
+    AttributeForm{Request::ScalarSync, MVRP_SCALAR_STATUS, ValueForm::Record},
 };
 
 constexpr ValueForm requestForm(Request request) {
@@ -84,9 +85,9 @@ constexpr bool sizeFits(ValueForm form, std::size_t bytes) {
     return false;
 }
 
-static_assert(valueForm(Request::PortGet, 7) == ValueForm::Answer);
-static_assert(valueForm(Request::PortGet, 8) == ValueForm::Question);
-static_assert(valueForm(Request::PortSet, 8) == ValueForm::Setting);
+static_assert(valueForm(Request::PortGet, MVRP_PORT_LEAVE_ALL_TIMEOUT) == ValueForm::Answer);
+static_assert(valueForm(Request::PortGet, MVRP_PORT_APPLICANT) == ValueForm::Question);
+static_assert(valueForm(Request::PortSet, MVRP_PORT_APPLICANT) == ValueForm::Setting);
 static_assert(valueForm(Request::PortNext, 0) == ValueForm::Nothing);
 
 }  // namespace platform

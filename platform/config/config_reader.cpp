@@ -140,13 +140,24 @@ std::optional<u32> ConfigReader::number(std::string_view key, u32 least, u32 mos
 
 std::optional<u32> ConfigReader::word(std::string_view key,
                                       std::initializer_list<ConfigWord> words) {
+    return oneOf(key, {words.begin(), words.end()});
+}
+
+std::optional<u32> ConfigReader::word(std::string_view key, std::span<const MvrpWord> words) {
+    std::vector<ConfigWord> known;
+    for (const MvrpWord& word : words)
+        known.push_back({word.text, word.value});
+    return oneOf(key, known);
+}
+
+std::optional<u32> ConfigReader::oneOf(std::string_view key, std::span<const ConfigWord> words) {
     std::string allowed;
     for (const ConfigWord& word : words)
         allowed += (allowed.empty() ? "" : ", ") + quoted(word.word);
     const ConfigValue* value = ofKind(key, ConfigKind::Text, allowed);
     if (value == nullptr)
         return std::nullopt;
-    const auto* found = std::ranges::find(words, value->text, &ConfigWord::word);
+    const auto found = std::ranges::find(words, value->text, &ConfigWord::word);
     if (found == words.end()) {
         refuse(key, allowed);
         return std::nullopt;

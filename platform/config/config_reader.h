@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/config/config_tree.h"
+#include "platform/contract/management.h"
 #include "platform/model/vlan_ranges.h"
 
 namespace platform {
@@ -42,6 +43,7 @@ class ConfigReader {
     std::optional<u32> number(std::string_view key, u32 least, u32 most,
                               std::string_view unit = {});
     std::optional<u32> word(std::string_view key, std::initializer_list<ConfigWord> words);
+    std::optional<u32> word(std::string_view key, std::span<const MvrpWord> words);
     /// Text of `leastBytes` to `mostBytes` bytes without control characters.
     std::optional<std::string> text(std::string_view key, std::size_t mostBytes,
                                     std::size_t leastBytes = 1);
@@ -66,6 +68,7 @@ class ConfigReader {
     void finish();
 
   private:
+    std::optional<u32> oneOf(std::string_view key, std::span<const ConfigWord> words);
     const ConfigEntry* entry(std::string_view key);
     const ConfigValue* ofKind(std::string_view key, ConfigKind kind, std::string_view allowed);
 

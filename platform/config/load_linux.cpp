@@ -7,6 +7,7 @@
 #include <climits>
 
 #include "platform/config/load_sections.h"
+#include "platform/contract/management.h"
 
 namespace platform {
 namespace {
@@ -15,8 +16,6 @@ namespace {
 constexpr std::size_t kMaxInterfaceName = 15;
 constexpr std::size_t kMaxPattern = 63;
 constexpr std::string_view kWildcards = "*?[";
-
-constexpr u32 kOn = 1;
 
 // What only the software switch's tables have.
 constexpr std::array<std::string_view, 11> kSoftPortKeys = {
@@ -93,7 +92,7 @@ void loadLinuxPorts(ConfigReader& top, HostConfig& config) {
     for (ConfigReader& table : top.tables("port")) {
         const LinuxPortRule rule = loadRule(table);
         checkUnique(table, rule, rules);
-        if (rule.management.enable == kOn && config.management.enable != kOn)
+        if (rule.management.enable == MVRP_ON && config.management.enable != MVRP_ON)
             table.problem("mvrp",
                           "[[port]] mvrp = true without enable = true in [management]; the daemon "
                           "knows ports only while it is enabled");

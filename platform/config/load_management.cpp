@@ -5,24 +5,10 @@
 #include <charconv>
 
 #include "platform/config/load_sections.h"
+#include "platform/contract/management.h"
 
 namespace platform {
 namespace {
-
-constexpr u32 kOn = 1;
-constexpr u32 kOff = 2;
-
-// What the daemon accepts, in milliseconds; and what it starts a port with.
-constexpr u32 kLeastJoin = 200;
-constexpr u32 kMostJoin = 6000;
-constexpr u32 kLeastLeave = 450;
-constexpr u32 kMostLeave = 30000;
-constexpr u32 kLeastLeaveAll = 650;
-constexpr u32 kMostLeaveAll = 327650;
-constexpr u32 kMostPeriod = 3'600'000;
-constexpr u32 kDefaultJoin = 6000;
-constexpr u32 kDefaultLeave = 30000;
-constexpr u32 kDefaultLeaveAll = 120000;
 
 constexpr const char* kUnitsAllowed =
     "the unit of a [[port]], or units as ranges, for example \"1-4,7\"";
@@ -31,7 +17,12 @@ constexpr std::array<std::string_view, 1> kPortTables = {"port"};
 
 std::optional<u32> onOff(ConfigReader& table, std::string_view key) {
     const auto value = table.boolean(key);
-    return value ? std::optional(*value ? kOn : kOff) : std::nullopt;
+    return value ? std::optional(u32{*value ? MVRP_ON : MVRP_OFF}) : std::nullopt;
+}
+
+std::optional<u32> settingOf(ConfigReader& table, const MvrpSetting& setting) {
+    return setting.words.empty() ? table.number(setting.name, setting.least, setting.most, "ms")
+                                 : table.word(setting.name, setting.words);
 }
 
 struct UnitRange {
@@ -93,16 +84,16 @@ std::vector<u32> loadUnits(ConfigReader& table, const SwitchConfig& network) {
 
 /// The rules between the three times, which the daemon checks one by one.
 void checkTimes(ConfigReader& table, const PortManagement& port) {
-    const u32 join = port.joinTime.value_or(kDefaultJoin);
-    const u32 leave = port.leaveTime.value_or(kDefaultLeave);
-    const u32 leaveAll = port.leaveAllTime.value_or(kDefaultLeaveAll);
-    if (2 * join > leave)
-        table.problem(port.leaveTime ? "leave-time" : "join-time",
+    const u32 join = port.joinTime.value_or(kMvrpJoinTime.initial);
+    const u32 leave = port.leaveTime.value_or(kMvrpLeaveTime.initial);
+    const u32 leaveAll = port.leaveAllTime.value_or(kMvrpLeaveAllTime.initial);
+    if (kMvrpJoinsPerLeave * join > leave)
+        table.problem(port.leaveTime ? kMvrpLeaveTime.name : kMvrpJoinTime.name,
                       table.where() + " leave-time is " + std::to_string(leave) +
                           " with a join-time of " + std::to_string(join) +
                           "; allowed: a leave-time of at least twice the join-time");
     if (leave > leaveAll)
-        table.problem(port.leaveAllTime ? "leave-all-time" : "leave-time",
+        table.problem(port.leaveAllTime ? kMvrpLeaveAllTime.name : kMvrpLeaveTime.name,
                       table.where() + " leave-all-time is " + std::to_string(leaveAll) +
                           " with a leave-time of " + std::to_string(leave) +
                           "; allowed: a leave-all-time of at least the leave-time");
@@ -110,9 +101,9 @@ void checkTimes(ConfigReader& table, const PortManagement& port) {
 
 void loadManagedPort(ConfigReader& table, HostConfig& config) {
     const auto units = loadUnits(table, config.network);
-    const PortManagement port = loadPortManagement(table, "enable");
+    const PortManagement port = loadPortManagement(table, kMvrpEnableName);
     table.finish();
-    if (config.management.enable != kOn)
+    if (config.management.enable != MVRP_ON)
         table.problem("unit",
                       "[[management.port]] without enable = true in [management]; the daemon knows "
                       "ports only while it is enabled");
@@ -127,12 +118,12 @@ void loadManagedPort(ConfigReader& table, HostConfig& config) {
 PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey) {
     PortManagement port;
     port.enable = onOff(table, enableKey);
-    port.registration = table.word("registration", {{"normal", 1}, {"fixed", 2}, {"forbidden", 3}});
-    port.participant = table.word("participant", {{"full", 1}, {"no-observe", 2}, {"quiet", 3}});
-    port.periodicTime = table.number("periodic-time", 0, kMostPeriod, "ms");
-    port.joinTime = table.number("join-time", kLeastJoin, kMostJoin, "ms");
-    port.leaveTime = table.number("leave-time", kLeastLeave, kMostLeave, "ms");
-    port.leaveAllTime = table.number("leave-all-time", kLeastLeaveAll, kMostLeaveAll, "ms");
+    port.registration = settingOf(table, kMvrpRegistration);
+    port.participant = settingOf(table, kMvrpParticipant);
+    port.periodicTime = settingOf(table, kMvrpPeriodicTime);
+    port.joinTime = settingOf(table, kMvrpJoinTime);
+    port.leaveTime = settingOf(table, kMvrpLeaveTime);
+    port.leaveAllTime = settingOf(table, kMvrpLeaveAllTime);
     checkTimes(table, port);
     return port;
 }
@@ -141,8 +132,8 @@ void loadManagement(ConfigReader& top, HostConfig& config) {
     auto table = top.table("management");
     if (!table)
         return;
-    config.management.enable = onOff(*table, "enable");
-    config.management.compliance = onOff(*table, "compliance");
+    config.management.enable = onOff(*table, kMvrpEnableName);
+    config.management.compliance = onOff(*table, kMvrpComplianceName);
     if (config.network.driver == DriverKind::LinuxBridge)
         table->refuseKeys(kPortTables,
                           "names ports by unit, which a Linux bridge does not have; allowed: mvrp, "
@@ -151,7 +142,7 @@ void loadManagement(ConfigReader& top, HostConfig& config) {
         for (ConfigReader& port : table->tables("port"))
             loadManagedPort(port, config);
     table->finish();
-    if (config.management.compliance == kOn && config.management.enable != kOn)
+    if (config.management.compliance == MVRP_ON && config.management.enable != MVRP_ON)
         table->problem("compliance", "[management] compliance = true without enable = true");
 }
 

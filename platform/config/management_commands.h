@@ -10,35 +10,15 @@
 #include <vector>
 
 #include "platform/config/host_config.h"
-#include "platform/contract/types.h"
+#include "platform/contract/management.h"
 
 namespace platform {
 
-/// Values of the enabling settings.
-inline constexpr u32 kSettingOn = 1;
-inline constexpr u32 kSettingOff = 2;
-
-// Attributes of the daemon's handlers.
-inline constexpr u32 kScalarEnable = 1;
-inline constexpr u32 kScalarCompliance = 3;
-inline constexpr u32 kScalarSyncPacket = 4;
-inline constexpr u32 kPortEnable = 1;
-
-/// A port attribute and the setting that it is.
-struct PortSetting {
-    u32 attribute;
-    std::optional<u32> PortManagement::*field;
-    const char* name;  ///< in the configuration file
-};
-
-/// All settings of a port but its enabling.
-inline constexpr std::array kPortSettings = {
-    PortSetting{2, &PortManagement::registration, "registration"},
-    PortSetting{3, &PortManagement::participant, "participant"},
-    PortSetting{4, &PortManagement::periodicTime, "periodic-time"},
-    PortSetting{5, &PortManagement::joinTime, "join-time"},
-    PortSetting{6, &PortManagement::leaveTime, "leave-time"},
-    PortSetting{7, &PortManagement::leaveAllTime, "leave-all-time"},
+/// Where a file's settings keep each of kMvrpPortSettings.
+inline constexpr std::array<std::optional<u32> PortManagement::*, kMvrpPortSettings.size()>
+    kPortSettingFields = {
+        &PortManagement::registration, &PortManagement::participant, &PortManagement::periodicTime,
+        &PortManagement::joinTime,     &PortManagement::leaveTime,   &PortManagement::leaveAllTime,
 };
 
 /// One command, taken apart. `unit` is 0 for a scalar.
@@ -50,9 +30,9 @@ struct ManagementCommand {
 
     bool operator==(const ManagementCommand&) const = default;
 
-    bool disablesAll() const { return !ofPort && attribute == kScalarEnable && !on(); }
-    bool disablesPort() const { return ofPort && attribute == kPortEnable && !on(); }
-    bool on() const { return value == kSettingOn; }
+    bool disablesAll() const { return !ofPort && attribute == MVRP_SCALAR_ENABLE && !on(); }
+    bool disablesPort() const { return ofPort && attribute == MVRP_PORT_ENABLE && !on(); }
+    bool on() const { return value == MVRP_ON; }
     bool sameSetting(const ManagementCommand& other) const {
         return ofPort == other.ofPort && unit == other.unit && attribute == other.attribute;
     }

@@ -2,6 +2,7 @@
 #include "platform/host/apply_management.h"
 
 #include "platform/config/management_commands.h"
+#include "platform/contract/management.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
@@ -27,9 +28,10 @@ class Applier {
     }
 
     void portEnable(u32 unit, u32 value) {
-        const u32 status = dispatcher_.setNumber(Request::PortSet, unit, kPortEnable, value);
+        const u32 status = dispatcher_.setNumber(Request::PortSet, unit, MVRP_PORT_ENABLE, value);
         if (status != kStatusOk)
-            report("[[management.port]] unit " + std::to_string(unit) + " enable", value, status);
+            report("[[management.port]] unit " + std::to_string(unit) + " " + kMvrpEnableName,
+                   value, status);
     }
 
     void portSettings(u32 unit, const PortManagement& before, const PortManagement& wanted) {
@@ -43,9 +45,10 @@ class Applier {
     bool portRound(u32 unit, const PortManagement& before, const PortManagement& wanted,
                    bool last) {
         bool accepted = true;
-        for (const PortSetting& setting : kPortSettings) {
-            const std::optional<u32>& value = wanted.*setting.field;
-            if (!value || value == before.*setting.field)
+        for (std::size_t i = 0; i < kMvrpPortSettings.size(); i++) {
+            const MvrpSetting& setting = kMvrpPortSettings[i];
+            const std::optional<u32>& value = wanted.*kPortSettingFields[i];
+            if (!value || value == before.*kPortSettingFields[i])
                 continue;
             const u32 status =
                 dispatcher_.setNumber(Request::PortSet, unit, setting.attribute, *value);
@@ -61,8 +64,10 @@ class Applier {
 
     void report(const std::string& setting, u32 value, u32 status) {
         refused_++;
-        logMessage(LogPriority::Error, "%s: the daemon refused the value %u with status %u (0x%x)",
-                   setting.c_str(), value, status, status);
+        const char* text = mvrpErrorText(status);
+        logMessage(LogPriority::Error,
+                   "%s: the daemon refused the value %u with status %u (0x%x)%s%s", setting.c_str(),
+                   value, status, status, text == nullptr ? "" : ": ", text == nullptr ? "" : text);
     }
 
     Dispatcher& dispatcher_;
@@ -78,18 +83,18 @@ const PortManagement& settingsOf(const ManagementConfig& config, u32 unit) {
 void disablePorts(Applier& applier, const ManagementConfig& before,
                   const ManagementConfig& wanted) {
     for (const auto& [unit, settings] : before.ports)
-        if (settings.enable == kSettingOn && settingsOf(wanted, unit).enable != kSettingOn)
-            applier.portEnable(unit, kSettingOff);
+        if (settings.enable == MVRP_ON && settingsOf(wanted, unit).enable != MVRP_ON)
+            applier.portEnable(unit, MVRP_OFF);
 }
 
 /// A port that was just enabled has the daemon's defaults.
 void applyPort(Applier& applier, u32 unit, const PortManagement& before,
                const PortManagement& wanted) {
-    if (wanted.enable != kSettingOn)
+    if (wanted.enable != MVRP_ON)
         return;
-    const bool fresh = before.enable != kSettingOn;
+    const bool fresh = before.enable != MVRP_ON;
     if (fresh)
-        applier.portEnable(unit, kSettingOn);
+        applier.portEnable(unit, MVRP_ON);
     applier.portSettings(unit, fresh ? PortManagement{} : before, wanted);
 }
 
@@ -98,18 +103,18 @@ void applyPort(Applier& applier, u32 unit, const PortManagement& before,
 u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
                     const ManagementConfig& wanted) {
     Applier applier(dispatcher);
-    if (wanted.enable != kSettingOn) {
-        if (before.enable == kSettingOn)
-            applier.scalar(kScalarEnable, kSettingOn, kSettingOff, "enable");
+    if (wanted.enable != MVRP_ON) {
+        if (before.enable == MVRP_ON)
+            applier.scalar(MVRP_SCALAR_ENABLE, MVRP_ON, MVRP_OFF, kMvrpEnableName);
         return applier.refused();
     }
     // Disabling drops every port, so after it there is nothing to compare with.
-    const ManagementConfig& base = before.enable == kSettingOn ? before : ManagementConfig{};
-    applier.scalar(kScalarEnable, before.enable, kSettingOn, "enable");
+    const ManagementConfig& base = before.enable == MVRP_ON ? before : ManagementConfig{};
+    applier.scalar(MVRP_SCALAR_ENABLE, before.enable, MVRP_ON, kMvrpEnableName);
     disablePorts(applier, base, wanted);
-    const u32 complianceBefore = base.compliance.value_or(kSettingOff);
-    applier.scalar(kScalarCompliance, complianceBefore, wanted.compliance.value_or(kSettingOff),
-                   "compliance");
+    const u32 complianceBefore = base.compliance.value_or(u32{MVRP_OFF});
+    applier.scalar(MVRP_SCALAR_GVRP_COMPLIANCE, complianceBefore,
+                   wanted.compliance.value_or(u32{MVRP_OFF}), kMvrpComplianceName);
     for (const auto& [unit, settings] : wanted.ports)
         applyPort(applier, unit, settingsOf(base, unit), settings);
     return applier.refused();

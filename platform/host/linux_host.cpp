@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/config/management_commands.h"
+#include "platform/contract/management.h"
 #include "platform/linux/netlink/rtnl_kernel.h"
 #include "platform/runtime/paths.h"
 
@@ -34,7 +35,7 @@ std::string ledgerPath(const std::string& bridge) {
 void awaitForgotten(const Dispatcher& dispatcher, u32 unit) {
     const auto until = std::chrono::steady_clock::now() + kForgetWithin;
     u32 value = 0;
-    while (dispatcher.callNumber(Request::PortGet, unit, kPortEnable, value) == kStatusOk &&
+    while (dispatcher.callNumber(Request::PortGet, unit, MVRP_PORT_ENABLE, value) == kStatusOk &&
            std::chrono::steady_clock::now() < until)
         std::this_thread::sleep_for(kForgetLook);
 }

@@ -6,14 +6,12 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/contract/management.h"
 #include "platform/net/clock.h"
 #include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
-
-constexpr u32 kFixed = 2;
-constexpr u32 kForbidden = 3;
 
 std::size_t formIndex(FrameKind kind) {
     return static_cast<std::size_t>(kind) - 1;
@@ -55,9 +53,10 @@ class ReceivedEvents final : public EventSink {
     void countFailure(u32 vid) {
         if (!vlanContains(port_.permitted, vid))
             ++failed(port_, FailedRegistration::NotPermitted);
-        else if (port_.registration == kForbidden)
+        else if (port_.registration == MVRP_REGISTRATION_FORBIDDEN)
             ++failed(port_, FailedRegistration::Forbidden);
-        else if (port_.registration == kFixed && driver_.vlanType(vid) != QorVlanType::Static)
+        else if (port_.registration == MVRP_REGISTRATION_FIXED &&
+                 driver_.vlanType(vid) != QorVlanType::Static)
             ++failed(port_, FailedRegistration::Fixed);
     }
 

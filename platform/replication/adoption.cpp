@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/contract/management.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/thread.h"
 
@@ -14,8 +15,6 @@ namespace platform {
 namespace {
 
 constexpr u32 kWaitStack = 64 * 1024;
-constexpr u32 kLeaveTime = 6;
-constexpr u32 kLeaveAllTime = 7;
 
 /// The number that a request of the daemon's table answers, or nothing when it is refused.
 std::optional<u32> read(Dispatcher& dispatcher, Request request, u32 unit, u32 attribute = 0) {
@@ -34,8 +33,10 @@ std::chrono::milliseconds timeToClaim(Dispatcher& dispatcher) {
     u32 longest = 0;
     for (auto port = read(dispatcher, Request::PortFirst, 0); port;
          port = read(dispatcher, Request::PortNext, *port)) {
-        const u32 leave = read(dispatcher, Request::PortGet, *port, kLeaveTime).value_or(0);
-        const u32 leaveAll = read(dispatcher, Request::PortGet, *port, kLeaveAllTime).value_or(0);
+        const u32 leave =
+            read(dispatcher, Request::PortGet, *port, MVRP_PORT_LEAVE_TIMEOUT).value_or(0);
+        const u32 leaveAll =
+            read(dispatcher, Request::PortGet, *port, MVRP_PORT_LEAVE_ALL_TIMEOUT).value_or(0);
         longest = std::max(longest, leave + leaveAll);
     }
     return std::chrono::milliseconds(longest);

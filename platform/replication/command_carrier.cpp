@@ -2,6 +2,7 @@
 #include "platform/replication/command_carrier.h"
 
 #include "platform/channel/dispatcher.h"
+#include "platform/contract/management.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
@@ -23,7 +24,7 @@ u32 CommandCarrier::carry(u32 unit, u32 command, void* value) {
     auto parsed = parseCommand(unit, command, 0);
     if (!parsed || value == nullptr)
         return kBadArgument;
-    if (!parsed->ofPort && parsed->attribute == kScalarSyncPacket) {
+    if (!parsed->ofPort && parsed->attribute == MVRP_SCALAR_SYNC_PACKET) {
         const auto& packet = *static_cast<const QorBuffer*>(value);
         return link_ == nullptr
                    ? kStatusOk

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/channel/server_socket.h"
+#include "platform/contract/management.h"
 #include "platform/replication/agreement.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/thread.h"
@@ -94,7 +95,7 @@ u32 StandbyLink::carryPacket(std::span<const u8> packet) {
     if (packet.size() > kMaxValueBytes)
         return static_cast<u32>(HostStatus::BadArgument);
     const std::lock_guard lock(guard_);
-    return exchange({static_cast<u32>(Request::ScalarSync), 0, kScalarSyncPacket,
+    return exchange({static_cast<u32>(Request::ScalarSync), 0, MVRP_SCALAR_SYNC_PACKET,
                      static_cast<u32>(packet.size())},
                     packet);
 }

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/contract/management.h"
 #include "platform/requests/reply.h"
 #include "platform/runtime/tasks/sem.h"
 #include "platform/runtime/tasks/shell.h"
@@ -29,10 +30,6 @@ u32 hostInfo(const HostFacts& facts, u64 startMs, std::vector<u8>& reply) {
 }
 
 u32 readMachine(const Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& record) {
-    constexpr u32 kApplicant = 8;
-    constexpr u32 kRegistrar = 9;
-    constexpr u32 kRegBit = 10;
-    constexpr u32 kPropagateBit = 11;
     u32 applicant = 0;
     u32 registrar = 0;
     u32 registered = 0;
@@ -41,13 +38,13 @@ u32 readMachine(const Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& 
         value = vid;
         return dispatcher.callNumber(Request::PortGet, unit, attribute, value);
     };
-    u32 status = read(kApplicant, applicant);
+    u32 status = read(MVRP_PORT_APPLICANT, applicant);
     if (status == kStatusOk)
-        status = read(kRegistrar, registrar);
+        status = read(MVRP_PORT_REGISTRAR, registrar);
     if (status == kStatusOk)
-        status = read(kRegBit, registered);
+        status = read(MVRP_PORT_REG_BIT, registered);
     if (status == kStatusOk)
-        status = read(kPropagateBit, propagated);
+        status = read(MVRP_PORT_PROPAGATE_BIT, propagated);
     record = {static_cast<u8>(applicant), static_cast<u8>(registrar),
               static_cast<u8>(registered * 2 + propagated)};
     return status;

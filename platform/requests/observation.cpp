@@ -4,15 +4,13 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/contract/management.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
 
 namespace platform {
 namespace {
 
-constexpr u32 kEnable = 1;
-constexpr u32 kRegistrationMode = 2;
-constexpr u32 kNormal = 1;
 constexpr u32 kLastRecordedVlan = 4095;
 
 /// A request whose value is one record, or nothing.
@@ -43,10 +41,11 @@ void Observation::install(Dispatcher& dispatcher) {
     dispatcher.onDone([this, &dispatcher](const RequestHeader& header) {
         const bool ofPort = header.request == static_cast<u32>(Request::PortSet) ||
                             header.request == static_cast<u32>(Request::PortSync);
-        if (!ofPort || (header.attribute != kEnable && header.attribute != kRegistrationMode))
+        if (!ofPort || (header.attribute != MVRP_PORT_ENABLE &&
+                        header.attribute != MVRP_PORT_REGISTRATION_MODE))
             return;
-        u32 mode = kNormal;
-        dispatcher.callNumber(Request::PortGet, header.unit, kRegistrationMode, mode);
+        u32 mode = MVRP_REGISTRATION_NORMAL;
+        dispatcher.callNumber(Request::PortGet, header.unit, MVRP_PORT_REGISTRATION_MODE, mode);
         frames_.setRegistration(header.unit, mode);
     });
     registerRequests(dispatcher);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "platform/contract/management.h"
 #include "tests/simulation/invariants.h"
 #include "tests/simulation/ways.h"
 
@@ -14,7 +15,7 @@ namespace {
 /// last withdrawal may take two more, and a leave time for each switch on its way. In the wild
 /// profile it crosses the network again from where a port was switched off that had learnt the
 /// VLAN.
-constexpr u64 kLeaveAllMs = 120'000;
+constexpr u64 kLeaveAllMs = kMvrpLeaveAllTime.initial;
 constexpr u64 kLeaveMs = 32'000;
 constexpr u64 kRestMs = 2 * kLeaveAllMs + 50'000;
 

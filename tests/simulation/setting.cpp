@@ -36,9 +36,9 @@ void restoreManagement(Node& node) {
         setPortEnabled(node, unit, true);
         setPort(unit, MVRP_PORT_REGISTRATION_MODE, MVRP_REGISTRATION_NORMAL);
         setPort(unit, MVRP_PORT_PARTICIPANT_MODE, MVRP_PARTICIPANT_FULL);
-        setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, kMvrpLeaveAllTimeoutDefault);
-        setPort(unit, MVRP_PORT_LEAVE_TIMEOUT, kMvrpLeaveTimeoutDefault);
-        setPort(unit, MVRP_PORT_JOIN_TIMEOUT, kMvrpJoinTimeoutDefault);
+        setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, kMvrpLeaveAllTime.initial);
+        setPort(unit, MVRP_PORT_LEAVE_TIMEOUT, kMvrpLeaveTime.initial);
+        setPort(unit, MVRP_PORT_JOIN_TIMEOUT, kMvrpJoinTime.initial);
     }
 }
 

@@ -10,6 +10,7 @@
 #include "daemon/timers/pending.h"
 #include "daemon/timers/protocol_timers.h"
 #include "platform/containers/timer_heap.h"
+#include "platform/contract/management.h"
 #include "tests/simulation/invariants.h"
 
 namespace simulation {
@@ -19,7 +20,7 @@ constexpr u8 kFlagBits = 0xE0;
 constexpr u8 kMostQuarters = 5;  ///< of a leave time that a correction counts in the other bits
 constexpr u8 kBothPending = 0x60;
 constexpr u8 kRemovePending = 0x20;
-constexpr u64 kLongestTimerMs = 327650;
+constexpr u64 kLongestTimerMs = kMvrpLeaveAllTime.most;
 
 struct Slot {
     SilTimerNode MvrpPortEntry::*node;

@@ -98,9 +98,11 @@ void receiveGarbage(Node& node, u32 unit, Random random) {
 }
 
 void setTimers(u32 unit, Random random) {
-    setPort(unit, MVRP_PORT_JOIN_TIMEOUT, random.between(200, 6000));
-    setPort(unit, MVRP_PORT_LEAVE_TIMEOUT, random.between(450, 30000));
-    setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, random.between(30000, 120000));
+    setPort(unit, MVRP_PORT_JOIN_TIMEOUT, random.between(kMvrpJoinTime.least, kMvrpJoinTime.most));
+    setPort(unit, MVRP_PORT_LEAVE_TIMEOUT,
+            random.between(kMvrpLeaveTime.least, kMvrpLeaveTime.most));
+    setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT,
+            random.between(kMvrpLeaveTime.most, kMvrpLeaveAllTime.initial));
     setPort(unit, MVRP_PORT_PERIOD_TIMEOUT, random.below(2) * 1000);
 }
 

@@ -3,9 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <set>
-
-#include "cli/client/statuses.h"
+#include <vector>
 
 namespace {
 
@@ -55,11 +56,10 @@ TEST(DebugMask, RefusesUnknownWordsAndNumbersAbove255) {
 
 TEST(StatusText, EveryStatusOfTheDaemonHasATextOfItsOwn) {
     std::set<std::string> texts;
-    const Status statuses[] = {Status::BadArgument, Status::NoMemory,       Status::NoPort,
-                               Status::PoolBusy,    Status::PortUnreadable, Status::GloballyOff,
-                               Status::NotEligible, Status::TimerRange,     Status::Failed};
-    for (const Status status : statuses) {
-        const std::string text = statusText(static_cast<u32>(status));
+    std::vector<u32> statuses = {kStatusFailed};
+    std::ranges::transform(kMvrpErrorTexts, std::back_inserter(statuses), &MvrpWord::value);
+    for (const u32 status : statuses) {
+        const std::string text = statusText(status);
         EXPECT_FALSE(text.starts_with("status ")) << text;
         EXPECT_TRUE(texts.insert(text).second) << text;
     }

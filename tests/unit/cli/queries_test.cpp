@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "cli/client/statuses.h"
 #include "tests/unit/cli/fake_server.h"
 
 namespace {
@@ -84,7 +83,7 @@ TEST(QueryPorts, APortWithoutMvrpHasNoSettingsAndItsVlansAllTheSame) {
         for (Arrived request; s.next(request);) {
             const auto number = static_cast<Number>(request.header.request);
             if (number == Number::PortGet || number == Number::PortMachines)
-                s.reply(static_cast<u32>(Status::NoPort));
+                s.reply(MVRP_ERR_NO_PORT);
             else
                 answerPort(s, request);
         }

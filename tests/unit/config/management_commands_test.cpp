@@ -32,41 +32,41 @@ TEST(ManagementCommands, ANumberIsTakenApartAndPutTogether) {
 
 TEST(ManagementCommands, SettingsBecomeCommandsThatLeadBackToThem) {
     ManagementConfig settings;
-    settings.enable = kSettingOn;
-    settings.compliance = kSettingOn;
-    settings.ports[3] = {kSettingOn, 2, 3, 0, 200, 1000, 10000};
-    settings.ports[4].enable = kSettingOff;
+    settings.enable = MVRP_ON;
+    settings.compliance = MVRP_ON;
+    settings.ports[3] = {MVRP_ON, 2, 3, 0, 200, 1000, 10000};
+    settings.ports[4].enable = MVRP_OFF;
     ManagementConfig back;
     for (const ManagementCommand& command : commandsOf(settings))
         applyCommand(back, command);
     EXPECT_EQ(back, settings);
-    EXPECT_EQ(commandsOf(settings).front(), scalar(kScalarEnable, kSettingOn));
+    EXPECT_EQ(commandsOf(settings).front(), scalar(MVRP_SCALAR_ENABLE, MVRP_ON));
 }
 
 TEST(ManagementCommands, APortThatIsDisabledForgetsItsSettings) {
     const ManagementConfig settings =
         after({scalar(1, 1), port(3, 1, 1), port(3, 5, 200), port(3, 1, 2), port(3, 1, 1)});
-    EXPECT_EQ(settings.ports.at(3).enable, kSettingOn);
+    EXPECT_EQ(settings.ports.at(3).enable, MVRP_ON);
     EXPECT_FALSE(settings.ports.at(3).joinTime);
 }
 
 TEST(ManagementCommands, DisablingAllForgetsPortsAndCompliance) {
     const ManagementConfig settings =
         after({scalar(1, 1), scalar(3, 1), port(3, 1, 1), scalar(1, 2)});
-    EXPECT_EQ(settings.enable, kSettingOff);
+    EXPECT_EQ(settings.enable, MVRP_OFF);
     EXPECT_FALSE(settings.compliance);
     EXPECT_TRUE(settings.ports.empty());
 }
 
 TEST(ManagementCommands, AnyValueButOneDisables) {
-    EXPECT_EQ(after({scalar(1, 0)}).enable, kSettingOff);
-    EXPECT_EQ(after({port(3, 1, 77)}).ports.at(3).enable, kSettingOff);
+    EXPECT_EQ(after({scalar(1, 0)}).enable, MVRP_OFF);
+    EXPECT_EQ(after({port(3, 1, 77)}).ports.at(3).enable, MVRP_OFF);
 }
 
 TEST(ManagementCommands, APortThatIsOffIsToldWithoutItsSettings) {
     ManagementConfig settings;
-    settings.enable = kSettingOn;
-    settings.ports[3] = {kSettingOff, 2, {}, {}, {}, {}, {}};
+    settings.enable = MVRP_ON;
+    settings.ports[3] = {MVRP_OFF, 2, {}, {}, {}, {}, {}};
     const std::vector<ManagementCommand> expected = {scalar(1, 1), port(3, 1, 2)};
     EXPECT_EQ(commandsOf(settings), expected);
 }

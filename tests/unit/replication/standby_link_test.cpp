@@ -17,7 +17,7 @@
 namespace platform {
 namespace {
 
-constexpr ManagementCommand kEnable{false, 0, kScalarEnable, kSettingOn};
+constexpr ManagementCommand kEnable{false, 0, MVRP_SCALAR_ENABLE, MVRP_ON};
 
 constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
     return {true, unit, attribute, value};
@@ -80,10 +80,10 @@ TEST_F(Standby, ACommandReachesTheStandbysSyncHandler) {
 TEST_F(Standby, WhatWasSetBeforeTheStandbyConnectedIsToldFirst) {
     startLink();
     link_->carry(kEnable);
-    link_->carry(port(3, kPortEnable, kSettingOn));
+    link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
     link_->carry(port(3, 5, 300));
-    link_->carry(port(9, kPortEnable, kSettingOn));
-    link_->carry(port(9, kPortEnable, kSettingOff));
+    link_->carry(port(9, MVRP_PORT_ENABLE, MVRP_ON));
+    link_->carry(port(9, MVRP_PORT_ENABLE, MVRP_OFF));
     start();
     awaitConnected(true);
     EXPECT_EQ(callsOfStandby(),
@@ -99,7 +99,7 @@ TEST_F(Standby, TimesAreToldUntilTheyFitTogether) {
     link_->carry(port(3, 5, 6000));
     link_->carry(port(3, 6, 30000));
     link_->carry(port(3, 7, 120000));
-    link_->carry(port(3, kPortEnable, kSettingOn));
+    link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
     start();
     awaitConnected(true);
     const std::lock_guard lock(fake::daemon().guard);
@@ -134,7 +134,7 @@ TEST_F(Standby, AStandbyThatGoesAwayAndComesBackIsToldAgain) {
     link_->carry(kEnable);
     server_.post([this] { server_.close(path_); });
     awaitConnected(false);
-    EXPECT_EQ(link_->carry(port(3, kPortEnable, kSettingOn)), 0U);
+    EXPECT_EQ(link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON)), 0U);
     fake::reset();
     server_.post([this] {
         std::string error;
@@ -226,7 +226,7 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
         sync.setSource(CommandSource::Management);
         while (!sync.standbyConnected())
             std::this_thread::yield();
-        u32 value = kSettingOn;
+        u32 value = MVRP_ON;
         EXPECT_EQ(sync.carry(0, 0xFC001, &value), 0U);
         EXPECT_EQ(sync.carry(4, 0x040A8001, &value), fake::kNoSuchPort);
         std::array<u8, 3> bytes = {1, 2, 3};
@@ -236,7 +236,7 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
         EXPECT_EQ(sync.carry(0, 7, &value), 22U);
         EXPECT_EQ(fake::daemon().packet, (std::vector<u8>{1, 2, 3}));
         sync.store().flush();
-        EXPECT_EQ(sync.store().appliedTo({}).enable, kSettingOn);
+        EXPECT_EQ(sync.store().appliedTo({}).enable, MVRP_ON);
         EXPECT_TRUE(sync.store().appliedTo({}).ports.empty());
     }
     unlink(file.c_str());

@@ -15,8 +15,8 @@
 namespace platform {
 namespace {
 
-constexpr ManagementCommand kEnable{false, 0, kScalarEnable, kSettingOn};
-constexpr ManagementCommand kDisable{false, 0, kScalarEnable, kSettingOff};
+constexpr ManagementCommand kEnable{false, 0, MVRP_SCALAR_ENABLE, MVRP_ON};
+constexpr ManagementCommand kDisable{false, 0, MVRP_SCALAR_ENABLE, MVRP_OFF};
 
 constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
     return {true, unit, attribute, value};
@@ -45,30 +45,30 @@ TEST_F(Store, WhatWasRecordedIsThereAfterARestart) {
         CommandStore store(path_);
         store.open();
         store.record(kEnable);
-        store.record(port(3, kPortEnable, kSettingOn));
+        store.record(port(3, MVRP_PORT_ENABLE, MVRP_ON));
         store.record(port(3, 5, 200));
     }
     const ManagementConfig settings = restarted();
-    EXPECT_EQ(settings.enable, kSettingOn);
+    EXPECT_EQ(settings.enable, MVRP_ON);
     EXPECT_EQ(settings.ports.at(3).joinTime, 200U);
     EXPECT_EQ(written(), "mvrp configuration store 1\nfc001 0 1\n40a8001 3 1\n40a8005 3 200\n");
 }
 
 TEST_F(Store, ItsCommandsAreLaterThanTheConfigurationFile) {
     ManagementConfig file;
-    file.enable = kSettingOn;
-    file.ports[3] = {kSettingOn, 2, {}, {}, 6000, {}, {}};
-    file.ports[4].enable = kSettingOn;
+    file.enable = MVRP_ON;
+    file.ports[3] = {MVRP_ON, 2, {}, {}, 6000, {}, {}};
+    file.ports[4].enable = MVRP_ON;
     {
         CommandStore store(path_);
         store.open();
         store.record(port(3, 5, 200));
-        store.record(port(4, kPortEnable, kSettingOff));
+        store.record(port(4, MVRP_PORT_ENABLE, MVRP_OFF));
     }
     const ManagementConfig settings = restarted(file);
     EXPECT_EQ(settings.ports.at(3).joinTime, 200U);
     EXPECT_EQ(settings.ports.at(3).registration, 2U);
-    EXPECT_EQ(settings.ports.at(4).enable, kSettingOff);
+    EXPECT_EQ(settings.ports.at(4).enable, MVRP_OFF);
 }
 
 TEST_F(Store, WhatAChangedFileSetsIsNoLongerKept) {
@@ -79,7 +79,7 @@ TEST_F(Store, WhatAChangedFileSetsIsNoLongerKept) {
     store.supersede(port(3, 5, 300));
     store.flush();
     EXPECT_EQ(written(), "mvrp configuration store 1\n40a8006 3 900\n");
-    store.supersede(port(3, kPortEnable, kSettingOff));
+    store.supersede(port(3, MVRP_PORT_ENABLE, MVRP_OFF));
     store.flush();
     EXPECT_EQ(written(), "mvrp configuration store 1\n");
 }
@@ -116,9 +116,9 @@ TEST_F(Store, AFileThatCanNotBeWrittenIsLoggedAndWrittenWithTheNextChange) {
     store.flush();
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("could not be written: No such file"), std::string::npos) << log;
-    EXPECT_EQ(store.appliedTo({}).enable, kSettingOn);
+    EXPECT_EQ(store.appliedTo({}).enable, MVRP_ON);
     std::filesystem::create_directory(directory_.path("missing"));
-    store.record(port(3, kPortEnable, kSettingOn));
+    store.record(port(3, MVRP_PORT_ENABLE, MVRP_ON));
     store.flush();
     std::ifstream file(missing);
     const std::string text((std::istreambuf_iterator<char>(file)), {});
@@ -149,7 +149,8 @@ TEST(StoreList, TheListStaysShortAndMeansTheSameAsAllCommands) {
     for (int step = 0; step < 5000; step++) {
         ManagementCommand command = port(1 + random(3), 1 + random(7), random(3));
         if (random(10) == 0)
-            command = {false, 0, random(2) == 0 ? kScalarEnable : kScalarCompliance, random(3)};
+            command = {false, 0, random(2) == 0 ? MVRP_SCALAR_ENABLE : MVRP_SCALAR_GVRP_COMPLIANCE,
+                       random(3)};
         appendCommand(list, command);
         applyCommand(all, command);
         ManagementConfig listed;
