@@ -52,6 +52,13 @@ FLOORS = {
         ("model", "containers", "runtime"),
         ("contract",),
     ),
+    "cli": (
+        (".",),  # the program
+        ("config", "doctor", "explain", "frames", "help", "watch"),
+        ("commands",),
+        ("views",),
+        ("client", "print"),
+    ),
 }
 # A registration that changes sends, a sending starts timers, and a timer withdraws registrations.
 RINGS = {"daemon": {"pdu", "map", "timers"}}
@@ -83,10 +90,13 @@ def included(root, folder):
 
 
 def room(folder, path):
-    """The room that a file lies in: a room may lie in another, as linux/netlink does in linux."""
+    """The room that a file lies in: a room may lie in another, as linux/netlink does in linux; "." is
+    that of a file that lies in the folder itself."""
     parts = path.relative_to(folder).parts
     inner = "/".join(parts[:2])
-    return inner if any(inner in floor for floor in FLOORS[folder]) else parts[0]
+    if any(inner in floor for floor in FLOORS[folder]):
+        return inner
+    return parts[0] if len(parts) > 1 else "."
 
 
 def climbing(root, folder):
