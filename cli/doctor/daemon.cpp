@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "cli/doctor/doctor.h"
+#include "platform/contract/management.h"
 
 namespace cli {
 namespace {
@@ -58,23 +59,25 @@ void examineAbsent(const DoctorFacts& facts, std::vector<Finding>& findings) {
 void examineTimes(const PortView& view, std::vector<Finding>& findings) {
     const std::string name = view.port.name.data();
     const PortSettings& settings = *view.settings;
-    if (settings.leaveTime < 2 * settings.joinTime)
-        findings.push_back({Severity::Warning,
-                            "leave-time-short",
-                            name,
-                            "the leave time of " + std::to_string(settings.leaveTime) +
-                                " ms is less than twice the join time of " +
-                                std::to_string(settings.joinTime) +
-                                " ms: neighbours can not declare again in time, and VLANs flap",
-                            {"mvrpctl set port " + name + " join-time " +
-                             std::to_string(std::max(settings.leaveTime / 2, 200U))}});
+    if (settings.leaveTime < kMvrpJoinsPerLeave * settings.joinTime)
+        findings.push_back(
+            {Severity::Warning,
+             "leave-time-short",
+             name,
+             "the leave time of " + std::to_string(settings.leaveTime) +
+                 " ms is less than twice the join time of " + std::to_string(settings.joinTime) +
+                 " ms: neighbours can not declare again in time, and VLANs flap",
+             {"mvrpctl set port " + name + " join-time " +
+              std::to_string(
+                  std::max(settings.leaveTime / kMvrpJoinsPerLeave, kMvrpJoinTime.least))}});
     if (settings.leaveAllTime < settings.leaveTime)
-        findings.push_back({Severity::Warning,
-                            "leave-all-time-short",
-                            name,
-                            "the leave-all time is shorter than the leave time",
-                            {"mvrpctl set port " + name + " leave-all-time " +
-                             std::to_string(std::max(settings.leaveTime, 650U))}});
+        findings.push_back(
+            {Severity::Warning,
+             "leave-all-time-short",
+             name,
+             "the leave-all time is shorter than the leave time",
+             {"mvrpctl set port " + name + " leave-all-time " +
+              std::to_string(std::max(settings.leaveTime, kMvrpLeaveAllTime.least))}});
 }
 
 void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {

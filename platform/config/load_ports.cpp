@@ -8,6 +8,7 @@
 #include <set>
 
 #include "platform/config/load_sections.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
 
 namespace platform {
@@ -22,9 +23,13 @@ constexpr const char* kMacAllowed =
 
 // What only the Linux driver's tables have.
 constexpr std::array<std::string_view, 3> kLinuxSwitchKeys = {"bridge", "static", "on-stop"};
-constexpr std::array<std::string_view, 7> kLinuxPortKeys = {
-    "mvrp",      "registration", "participant",   "periodic-time",
-    "join-time", "leave-time",   "leave-all-time"};
+constexpr std::array<std::string_view, 7> kLinuxPortKeys = {"mvrp",
+                                                            kMvrpRegistration.name,
+                                                            kMvrpParticipant.name,
+                                                            kMvrpPeriodicTime.name,
+                                                            kMvrpJoinTime.name,
+                                                            kMvrpLeaveTime.name,
+                                                            kMvrpLeaveAllTime.name};
 
 std::string hostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
