@@ -5,14 +5,12 @@
 #include "cli/client/names.h"
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"
+#include "platform/contract/management.h"
 
 namespace cli {
 
 namespace {
 
-constexpr u32 kForbidden = 3;
-constexpr u32 kFixed = 2;
-constexpr u32 kQuiet = 3;
 constexpr u32 kIeee = static_cast<u32>(platform::WireForm::Ieee);
 constexpr u32 kNative = static_cast<u32>(platform::WireForm::Native);
 
@@ -146,8 +144,9 @@ class Reasoning {
                                 "the port's permit list leaves it out, so it is not taken even "
                                 "when it is declared.",
                             permitAdvice());
-        if (port_.settings->registration == kForbidden || port_.settings->registration == kFixed) {
-            const bool forbidden = port_.settings->registration == kForbidden;
+        if (port_.settings->registration == MVRP_REGISTRATION_FORBIDDEN ||
+            port_.settings->registration == MVRP_REGISTRATION_FIXED) {
+            const bool forbidden = port_.settings->registration == MVRP_REGISTRATION_FORBIDDEN;
             return conclude(
                 false, forbidden ? Cause::Forbidden : Cause::Fixed,
                 not_ + "the registration mode of the port is " +
@@ -245,7 +244,7 @@ class Reasoning {
                    "registered it.";
         if (!port_.permitted)
             return "It is not declared to the neighbour: the port's permit list leaves it out.";
-        if (port_.settings->participant == kQuiet)
+        if (port_.settings->participant == MVRP_PARTICIPANT_QUIET)
             return "It is not declared to the neighbour: the participant mode is quiet.";
         return "It is not declared to the neighbour at the moment.";
     }

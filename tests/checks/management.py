@@ -23,6 +23,8 @@ ENUMERATORS = re.compile(r"\b(?:enum\s+(?:class\s+)?|constexpr\s+u32\s+k)"
                          r"(?:Mvrp)?(?:Scalar|PortAttribute|RegistrationMode|ParticipantMode)\b")
 # A request, or the form of its value, whose attribute is a number.
 BY_NUMBER = re.compile(r"\b(?:Port|Scalar)(?:Get|Set|Sync),(?:[^,;(){}]*,\s*\d+\b|\s*\d+,\s*ValueForm)")
+# A mode under a name of its own.
+MODE = re.compile(r"\bconstexpr\s+u32\s+k(?:On|Off|Normal|Fixed|Forbidden|Full|NoObserve|Quiet)\s*=\s*[123];")
 # Words of several meanings are no copies: "full", "fixed" and "on" are said of other things, too.
 WORDS = ("no-observe", "join-time", "leave-time", "leave-all-time", "periodic-time")
 # The same number, and another meaning.
@@ -62,7 +64,7 @@ def copies(name, text, numbers):
     for match in NUMBER.finditer(text):
         if value(match.group(1)) in numbers and (name, match.group(1)) not in OTHERS:
             yield f"{name}: {match.group(1)} stands in management.h"
-    for pattern in (ENUMERATORS, BY_NUMBER):
+    for pattern in (ENUMERATORS, BY_NUMBER, MODE):
         for match in pattern.finditer(text):
             yield f"{name}: '{match.group(0)}' has a name in management.h"
     for word in WORDS:
@@ -103,6 +105,7 @@ PLANTED = (
     "enum class Scalar : u32 { Enable = 1 };",
     "dispatcher.callNumber(Request::PortGet, unit, 6, value);",
     "AttributeForm{Request::ScalarGet, 5, ValueForm::Text},",
+    "constexpr u32 kOn = 1;",
     'table.number("join-time", least, most);',
 )
 HARMLESS = (

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/contract/management.h"
 #include "tests/unit/cli/fake_server.h"
 
 namespace {

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/contract/management.h"
+
 namespace platform {
 namespace {
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "platform/channel/server_socket.h"
+#include "platform/contract/management.h"
 #include "platform/replication/agreement.h"
 #include "platform/replication/command_carrier.h"
 #include "tests/unit/channel/server_fixture.h"

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <random>
 
+#include "platform/contract/management.h"
 #include "tests/scratch_directory.h"
 
 namespace platform {
