@@ -31,6 +31,8 @@ def parse_arguments():
     run.add_argument("--keep", action="store_true", help="leave the network running at the end")
     run.add_argument("--report", type=pathlib.Path, metavar="FILE",
                      help="show changes while they happen, and write a page about the run")
+    run.add_argument("--corrections", metavar="all|none|NAME,...",
+                     help="corrections of all daemons, in place of those of the file")
     run.add_argument("--count", action="store_true", help="end with 'N passed, N failed'")
     stop = commands.add_parser("stop", help="end a network that was left running")
     stop.add_argument("directory", type=pathlib.Path)
@@ -79,8 +81,11 @@ def run(arguments):
     build = arguments.build.resolve()
     report_file = arguments.report and arguments.report.resolve()
     directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-lab-"))
-    net = network.Network(topology.read(arguments.topology, directory, record=bool(report_file)),
-                          directory, build)
+    wanted = arguments.corrections
+    net = network.Network(
+        topology.read(arguments.topology, directory, record=bool(report_file),
+                      corrections=wanted if wanted in (None, "all", "none") else wanted.split(",")),
+        directory, build)
     screen.heading(net.topology.title)
     screen.progress("starting the switches")
     good, walk, kept = False, None, False

@@ -27,6 +27,9 @@ def configuration(switch):
             lines.append(f"record = {quote(port.record)}")
         if port.link != "up":
             lines.append(f"link = {quote(port.link)}")
+    if switch.corrections is not None:
+        # JSON writes a word, and a list of words, as TOML does.
+        lines += ["", "[mvrp]", f"corrections = {json.dumps(switch.corrections)}"]
     if switch.vlans != "-":
         lines += ["", "[[vlan]]", f"ids = {quote(switch.vlans)}"]
     if not switch.managed:

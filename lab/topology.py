@@ -6,7 +6,10 @@ TopologyError says what is wrong and what is allowed."""
 
 import dataclasses
 import pathlib
+import re
 import tomllib
+
+CONTRACT = pathlib.Path(__file__).resolve().parent.parent / "platform" / "contract" / "corrections.h"
 
 
 class TopologyError(Exception):
@@ -44,6 +47,7 @@ class Switch:
     name: str
     vlans: str = "-"
     managed: bool = True  # its configuration switches the protocol on
+    corrections: list | str | None = None  # of its daemon; None: what its driver has
     ports: list = dataclasses.field(default_factory=list)
 
     def add_port(self, name, **fields):
@@ -81,7 +85,8 @@ def take(table, place, **kinds):
     values = {}
     for key, (kind, default) in kinds.items():
         if key in table and not isinstance(table[key], kind):
-            raise TopologyError(f"{place}: {key} is not a {kind.__name__}")
+            kinds_of = kind if isinstance(kind, tuple) else (kind,)
+            raise TopologyError(f"{place}: {key} is not a {' or '.join(k.__name__ for k in kinds_of)}")
         if key not in table and default is ...:
             raise TopologyError(f"{place}: {key} is missing")
         values[key] = table.get(key, default)
@@ -90,6 +95,24 @@ def take(table, place, **kinds):
         raise TopologyError(f"{place}: {', '.join(sorted(unknown))} is not known; "
                             f"allowed are {', '.join(kinds)}")
     return values
+
+
+def correction_names():
+    """The corrections that daemons know."""
+    names = re.search(r"kCorrectionNames = \{(.*?)\};", CONTRACT.read_text(encoding="utf-8"), re.DOTALL)
+    return re.findall(r'"([a-z-]+)"', names[1])
+
+
+def read_corrections(value, place):
+    """"all", "none", or a list of names, checked; None stays None."""
+    if value in (None, "all", "none"):
+        return value
+    known = correction_names()
+    for name in [value] if isinstance(value, str) else value:
+        if name not in known:
+            raise TopologyError(f"{place}: {name!r} is no correction; allowed are \"all\", \"none\", or "
+                                f"a list of {', '.join(known)}")
+    return [value] if isinstance(value, str) else value
 
 
 def add_cable(switches, entry, run_directory, place):
@@ -135,15 +158,17 @@ def read_step(entry, place, switches, cables):
     return Step(**fields)
 
 
-def build(document, run_directory, record=False):
+def build(document, run_directory, record=False, corrections=None):
     """A Topology from the tables of its file; sockets and captures lie in run_directory.
-    @param record  every cable, whatever its table says"""
-    top = take(document, "topology", title=(str, ...), timers=(dict, {}), switch=(list, ...),
-               cable=(list, []), host=(list, []), step=(list, []))
+    @param record       every cable, whatever its table says
+    @param corrections  of all daemons, whatever the file says"""
+    top = take(document, "topology", title=(str, ...), timers=(dict, {}), corrections=((str, list), None),
+               switch=(list, ...), cable=(list, []), host=(list, []), step=(list, []))
+    corrections = read_corrections(corrections or top["corrections"], "corrections")
     switches = {}
     for number, entry in enumerate(top["switch"], 1):
         fields = take(entry, f"switch {number}", name=(str, ...), vlans=(str, "-"))
-        switches[fields["name"]] = Switch(**fields)
+        switches[fields["name"]] = Switch(**fields, corrections=corrections)
     if record:
         top["cable"] = [entry | {"record": True} for entry in top["cable"]]
     cables = [add_cable(switches, entry, pathlib.Path(run_directory), f"cable {number}")
@@ -158,9 +183,9 @@ def build(document, run_directory, record=False):
     return Topology(top["title"], switches, steps, cables, hosts)
 
 
-def read(path, run_directory, record=False):
+def read(path, run_directory, record=False, corrections=None):
     try:
         return build(tomllib.loads(pathlib.Path(path).read_text(encoding="utf-8")), run_directory,
-                     record)
+                     record, corrections)
     except (OSError, tomllib.TOMLDecodeError, TopologyError) as error:
         raise TopologyError(f"{path}: {error}") from error

@@ -32,11 +32,37 @@ learnt = "20"
 
 
 class KeptNetwork(NetworkTest):
-    def lab(self, *words):
-        done = subprocess.run([sys.executable, LAB, *map(str, words)], capture_output=True, text=True,
+    def start_lab(self, *words):
+        return subprocess.run([sys.executable, LAB, *map(str, words)], capture_output=True, text=True,
                               stdin=subprocess.DEVNULL, timeout=120, check=False)
+
+    def lab(self, *words):
+        done = self.start_lab(*words)
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         return done.stdout
+
+    def kept_configuration(self, text, *words):
+        """The configuration of east in a kept network."""
+        file = self.directory / "two.toml"
+        file.write_text(text, encoding="utf-8")
+        stop = re.search(r"lab\.py (stop) (\S+)", self.lab("run", file, "--build", BUILD, "--keep", *words))
+        self.addCleanup(self.lab, *stop.groups())
+        return (pathlib.Path(stop[2]) / "east" / "mvrp.toml").read_text(encoding="utf-8")
+
+    def test_corrections_are_those_of_the_file(self):
+        text = self.kept_configuration('corrections = ["leave-needed", "own-batch"]' + TOPOLOGY)
+        self.assertIn('corrections = ["leave-needed", "own-batch"]', text)
+
+    def test_corrections_of_the_command_line_count_over_the_file(self):
+        text = self.kept_configuration('corrections = "none"' + TOPOLOGY, "--corrections", "all")
+        self.assertIn('corrections = "all"', text)
+
+    def test_an_unknown_correction_is_refused_with_those_that_there_are(self):
+        file = self.directory / "two.toml"
+        file.write_text('corrections = ["leave-neded"]' + TOPOLOGY, encoding="utf-8")
+        done = self.start_lab("run", file, "--build", BUILD)
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr, r"'leave-neded' is no correction; allowed are .*leave-needed")
 
     def test_what_it_says_to_type_works_until_it_is_ended(self):
         file = self.directory / "two.toml"
