@@ -11,7 +11,7 @@
 
 #include "bench/join_pdu.h"
 #include "daemon/db/port.h"
-#include "platform/net/socket_layer.h"
+#include "platform/net/sockets/socket_layer.h"
 #include "platform/switch/soft_switch.h"
 
 namespace bench {

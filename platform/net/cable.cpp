@@ -14,7 +14,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "platform/net/frame_socket.h"
+#include "platform/net/sockets/frame_socket.h"
 #include "platform/runtime/log.h"
 #include "platform/wire/frame.h"
 

@@ -9,8 +9,8 @@
 
 #include "platform/model/port.h"
 #include "platform/net/cable.h"
-#include "platform/net/frame_socket.h"
 #include "platform/net/replay.h"
+#include "platform/net/sockets/frame_socket.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/wire/frame.h"
 

@@ -25,7 +25,7 @@
 #include "platform/net/cabled_port.h"
 #include "platform/net/frame_observer.h"
 #include "platform/net/port_cables.h"
-#include "platform/net/socket_layer.h"
+#include "platform/net/sockets/socket_layer.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/wire/adapter.h"
 

@@ -10,7 +10,7 @@
 #include <optional>
 #include <span>
 
-#include "platform/net/frame_socket.h"
+#include "platform/net/sockets/frame_socket.h"
 #include "platform/wire/frame.h"
 
 namespace platform {

@@ -47,6 +47,7 @@ FLOORS = {
         ("requests", "inspect"),
         ("observe", "linux/netlink"),
         ("net", "linux", "replication", "virtual"),
+        ("net/sockets",),
         ("switch", "channel"),
         ("wire", "config", "runtime/tasks"),
         ("model", "containers", "runtime"),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/frame_ring.h"
+#include "platform/net/sockets/frame_ring.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The contract's socket calls as the daemon makes them.
-#include "platform/net/socket_layer.h"
+#include "platform/net/sockets/socket_layer.h"
 
 #include <gtest/gtest.h>
 #include <linux/seccomp.h>

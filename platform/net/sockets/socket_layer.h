@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/contract/qor_socket.h"
-#include "platform/net/frame_socket.h"
+#include "platform/net/sockets/frame_socket.h"
 
 namespace platform {
 

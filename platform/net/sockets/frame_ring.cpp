@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/frame_ring.h"
+#include "platform/net/sockets/frame_ring.h"
 
 #include <sys/types.h>
 #include <unistd.h>

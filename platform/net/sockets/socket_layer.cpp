@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/socket_layer.h"
+#include "platform/net/sockets/socket_layer.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>

@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/net/socket_layer.h"
+#include "platform/net/sockets/socket_layer.h"
 #include "platform/runtime/close_hook.h"
 
 namespace platform {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/contract/qor_socket.h"
-#include "platform/net/frame_ring.h"
+#include "platform/net/sockets/frame_ring.h"
 #include "platform/runtime/descriptor.h"
 #include "platform/switch/route_message.h"
 

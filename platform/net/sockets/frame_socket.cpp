@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/frame_socket.h"
+#include "platform/net/sockets/frame_socket.h"
 
 #include <unistd.h>
 
