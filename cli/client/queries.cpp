@@ -154,13 +154,14 @@ bool isDeclaring(u32 applicant) {
 }
 
 GlobalView queryGlobal(Client& client) {
-    const std::array<Request, 6> requests = {
+    const std::array<Request, 7> requests = {
         Request{Number::HostInfo},
         scalarGet(MVRP_SCALAR_ENABLE),
         scalarGet(MVRP_SCALAR_GVRP_COMPLIANCE),
         scalarGet(MVRP_SCALAR_DEBUG),
         scalarGet(MVRP_SCALAR_ENTRY_NUM),
         Request{Number::ScalarGet, 0, MVRP_SCALAR_VERSION, bytesOf(kVersionBytes)},
+        Request{Number::Corrections},
     };
     const std::vector<Reply> replies = client.exchange(requests);
     GlobalView view;
@@ -173,6 +174,8 @@ GlobalView queryGlobal(Client& client) {
         for (const std::byte letter : replies[5].value)
             view.version += static_cast<char>(letter);
     }
+    if (replies[6].status == kStatusOk)
+        view.corrections = decode<platform::CorrectionsRecord>(replies[6]);
     return view;
 }
 

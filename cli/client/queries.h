@@ -33,6 +33,8 @@ struct GlobalView {
     u32 debugMask = 0;
     u32 pendingPairs = 0;  ///< {port, VLAN} pairs that wait to be applied to the switch
     std::string version;
+    /// Which corrections are on, and how often each has acted; nothing from a daemon without them.
+    std::optional<platform::CorrectionsRecord> corrections;
 };
 
 /// Settings of a port that runs the protocol. Times in ms.

@@ -68,8 +68,9 @@ void check(const Context& context) {
 
 void show(const Context& context) {
     const RunningConfig config = running(context);
-    const std::string text =
-        (isSoft(config) ? formatSwitch(config, nullptr) : "") + formatManagement(config);
+    const std::string text = formatOptions(config) +
+                             (isSoft(config) ? formatSwitch(config, nullptr) : "") +
+                             formatManagement(config);
     context.print(context.json ? configJson(config.global, config.vlans.ports) : text.substr(1));
 }
 

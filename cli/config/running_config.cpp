@@ -6,8 +6,10 @@
 
 #include "cli/client/names.h"
 #include "cli/print/words.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
+#include "platform/model/corrections.h"
 
 namespace cli {
 
@@ -57,6 +59,9 @@ class Comparison {
         : file_(file), running_(running) {}
 
     std::vector<ConfigDifference> compare() {
+        if (const auto& corrections = running_.global.corrections)
+            compareWords("", "corrections", platform::formatCorrections(file_.corrections),
+                         platform::formatCorrections(CorrectionSet::ofBits(corrections->on)));
         compareWords("", kMvrpEnableName,
                      onOff(file_.management.enable.value_or(MVRP_OFF) == MVRP_ON),
                      onOff(running_.global.enabled));
@@ -209,6 +214,19 @@ std::string tableOf(const std::string& lineText) {
 
 std::vector<ConfigDifference> compareConfig(const HostConfig& file, const RunningConfig& running) {
     return Comparison(file, running).compare();
+}
+
+std::string formatOptions(const RunningConfig& running) {
+    if (!running.global.corrections)
+        return {};
+    const CorrectionSet on = CorrectionSet::ofBits(running.global.corrections->on);
+    if (on.empty() || on == CorrectionSet::all())
+        return "\n[mvrp]\n" + line("corrections", quoted(platform::formatCorrections(on)));
+    std::string names;
+    for (const std::string_view name : kCorrectionNames)
+        if (on.has(*correctionOfName(name)))
+            names += (names.empty() ? "" : ", ") + quoted(std::string(name));
+    return "\n[mvrp]\n" + line("corrections", "[" + names + "]");
 }
 
 std::string formatManagement(const RunningConfig& running) {

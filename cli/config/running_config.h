@@ -29,6 +29,8 @@ struct ConfigDifference {
 std::vector<ConfigDifference> compareConfig(const platform::HostConfig& file,
                                             const RunningConfig& running);
 
+/// [mvrp] of what runs, as far as it can be asked; empty where that is nothing.
+std::string formatOptions(const RunningConfig& running);
 /// [management] of what runs, and with the software switch its [[port]] and [[vlan]], as TOML.
 /// @param file  gives what can not be asked of the daemon: captures of ports
 std::string formatManagement(const RunningConfig& running);

@@ -2,6 +2,7 @@
 """config check, show, diff and save: the file and what runs."""
 
 import json
+import signal
 import subprocess
 import unittest
 
@@ -70,6 +71,28 @@ class Config(NetworkTest):
         copy.write_text(text, encoding="utf-8")
         done = self.switch.control(f"config diff {copy}")
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+
+    def test_corrections_are_shown_compared_and_fixed_until_the_next_start(self):
+        self.assertIn('[mvrp]\ncorrections = "none"\n', self.switch.control("config show").stdout)
+        text = self.file.read_text(encoding="utf-8")
+        self.file.write_text(text + '\n[mvrp]\ncorrections = ["leave-needed", "admission"]\n',
+                             encoding="utf-8")
+        self.assertEqual(self.differences(),
+                         {(None, "corrections"): ("leave-needed, admission", "none")})
+        self.switch.process.send_signal(signal.SIGHUP)
+        self.await_true(lambda: "[mvrp] corrections has changed in the configuration; this takes "
+                        "effect at the next start" in self.switch.log.read_text(encoding="utf-8"))
+        self.assertIn((None, "corrections"), self.differences())
+
+    def test_a_misspelt_correction_is_refused_with_a_suggestion(self):
+        wrong = self.directory / "wrong.toml"
+        wrong.write_text('[mvrp]\ncorrections = ["leave-neded"]\n', encoding="utf-8")
+        for command in ([BUILD / "cli" / "mvrpctl", "config", "check", wrong],
+                        [BUILD / "platform" / "host" / "mvrp", "--config", wrong, "--check"]):
+            done = subprocess.run(command, timeout=30, capture_output=True, text=True, check=False)
+            self.assertNotEqual(done.returncode, 0)
+            self.assertIn('wrong.toml:2:16: [mvrp] corrections names "leave-neded"; did you mean '
+                          '"leave-needed"?', done.stderr)
 
     def test_check_needs_no_daemon_and_says_where_a_file_is_wrong(self):
         self.switch.stop()
