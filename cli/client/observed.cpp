@@ -57,4 +57,18 @@ std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
     return histories;
 }
 
+std::vector<platform::CorrectionLastRecord> queryLastCorrections(
+    Client& client, u32 vid, const std::vector<platform::SwitchPortRecord>& ports) {
+    std::vector<Request> requests;
+    for (const platform::SwitchPortRecord& port : ports)
+        requests.push_back({platform::Request::CorrectionLast, port.unit, vid});
+    std::vector<platform::CorrectionLastRecord> last;
+    for (const Reply& reply : client.exchange(requests)) {
+        const bool known = reply.status == kStatusOk;
+        last.push_back(known ? leading<platform::CorrectionLastRecord>(reply)
+                             : platform::CorrectionLastRecord{platform::kNoCorrection, 0});
+    }
+    return last;
+}
+
 }  // namespace cli

@@ -29,6 +29,11 @@ struct VlanHistory {
 std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
                                           const std::vector<platform::SwitchPortRecord>& ports);
 
+/// Which correction last decided for one VLAN on each of these ports; kNoCorrection where none is
+/// known, as of a daemon without corrections.
+std::vector<platform::CorrectionLastRecord> queryLastCorrections(
+    Client& client, u32 vid, const std::vector<platform::SwitchPortRecord>& ports);
+
 /// A record as the value of a request.
 template <typename Record>
 std::vector<std::byte> valueOfRecord(const Record& record) {

@@ -2,6 +2,7 @@
 #include "cli/client/observed.h"
 #include "cli/commands/commands.h"
 #include "cli/print/words.h"
+#include "cli/views/corrections.h"
 #include "cli/views/json.h"
 #include "cli/views/metrics.h"
 #include "cli/views/running.h"
@@ -28,6 +29,11 @@ std::vector<PortView> allPorts(const Context& context) {
 void showGlobal(const Context& context) {
     const GlobalView view = queryGlobal(context.client);
     context.print(context.json ? globalJson(view) : globalText(view, context.style));
+}
+
+void showCorrections(const Context& context) {
+    const GlobalView view = queryGlobal(context.client);
+    context.print(context.json ? correctionsJson(view) : correctionsText(view, context.style));
 }
 
 void showPorts(const Context& context) {
@@ -120,6 +126,10 @@ void showCounters(const Context& context) {
 
 constexpr Command kCommands[] = {
     {"show", "the switch and the protocol", {}, showGlobal},
+    {"show corrections",
+     "the corrections: which are on, how often each acted, and what it does",
+     {},
+     showCorrections},
     {"show config",
      "settings of the switch and of ports, permit lists",
      {{kSomePorts}},

@@ -4,6 +4,7 @@
 #include "cli/client/names.h"
 #include "cli/print/json_document.h"
 #include "cli/print/words.h"
+#include "cli/views/corrections.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -80,6 +81,15 @@ Json portOf(const PortView& view) {
     return json;
 }
 
+/// Those that are on.
+std::vector<std::string> correctionNames(const GlobalView& view) {
+    std::vector<std::string> names;
+    for (u32 value = 0; value < kCorrectionCount; ++value)
+        if (isOn(view, static_cast<Correction>(value)))
+            names.emplace_back(kCorrectionNames[value]);
+    return names;
+}
+
 }  // namespace
 
 std::string globalJson(const GlobalView& view) {
@@ -94,6 +104,7 @@ std::string globalJson(const GlobalView& view) {
         {"gvrpCompliance", view.compliance},
         {"pendingChanges", view.pendingPairs},
         {"debug", formatDebugMask(view.debugMask)},
+        {"corrections", view.corrections ? Json(correctionNames(view)) : Json(nullptr)},
         {"debugMask", view.debugMask},
         {"daemonVersion", view.version},
     });

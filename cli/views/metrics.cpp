@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/views/metrics.h"
 
+#include "cli/views/corrections.h"
 #include "cli/views/vlan_groups.h"
 
 namespace cli {
@@ -57,6 +58,20 @@ void addGlobal(Writer& writer, const GlobalView& global) {
     writer.unit("seconds");
     writer.sample("", std::to_string(global.host.uptimeMs / 1000) + "." +
                           std::to_string(global.host.uptimeMs % 1000 / 100));
+}
+
+void addCorrections(Writer& writer, const GlobalView& global) {
+    if (!global.corrections)
+        return;
+    const auto labelOf = [](u32 value) {
+        return label("correction", std::string(kCorrectionNames.at(value)));
+    };
+    writer.family("correction_on", "gauge", "Whether the correction is on (1).");
+    for (u32 value = 0; value < kCorrectionCount; ++value)
+        writer.sample(labelOf(value), isOn(global, static_cast<Correction>(value)) ? 1 : 0);
+    writer.family("correction_acts", "counter", "How often the correction changed an outcome.");
+    for (u32 value = 0; value < kCorrectionCount; ++value)
+        writer.sample(labelOf(value), global.corrections->acted.at(value));
 }
 
 void addPorts(Writer& writer, const std::vector<PortView>& ports) {
@@ -121,6 +136,7 @@ std::string metricsText(const GlobalView& global, const std::vector<PortView>& p
                         const std::vector<PortStatistics>& statistics) {
     Writer writer;
     addGlobal(writer, global);
+    addCorrections(writer, global);
     addPorts(writer, ports);
     writer.family("port_pdus", "counter", "PDUs by direction and form.");
     addBothWays(writer, statistics, "form", kFormNames, &Record::pdusIn, &Record::pdusOut);

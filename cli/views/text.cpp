@@ -9,6 +9,7 @@
 #include "cli/print/words.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/corrections.h"
 
 namespace cli {
 
@@ -106,6 +107,9 @@ std::string globalText(const GlobalView& view, const Style& style) {
     sheet.add("GVRP compliance", onOff(view.compliance));
     sheet.add("Pending changes", std::to_string(view.pendingPairs));
     sheet.add("Debug", formatDebugMask(view.debugMask));
+    if (view.corrections)
+        sheet.add("Corrections",
+                  platform::formatCorrections(CorrectionSet::ofBits(view.corrections->on)));
     sheet.add("Version", orDash(view.version));
     sheet.add("Up for", uptimeText(view.host.uptimeMs));
     return sheet.print(style);

@@ -44,7 +44,8 @@ class Json(NetworkTest):
         file = self.directory / "saved.toml"
         covered = set()
         for command, name, status in (
-                ("show", "global", 0), ("show ports", "ports", 0), ("show port west", "ports", 0),
+                ("show", "global", 0), ("show corrections", "corrections", 0),
+                ("show ports", "ports", 0), ("show port west", "ports", 0),
                 ("show vlans", "vlans", 0), ("show vlan 10", "vlans", 0),
                 ("show vlan 999", "vlans", 0), ("show state west", "state", 0),
                 ("show state west 999", "state", 0), ("show counters", "counters", 0),
