@@ -3,10 +3,15 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
+#include <thread>
+
+#include "cli/client/observed.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace cli {
 namespace {
@@ -37,6 +42,59 @@ void readStatistics(Client& client, DaemonFacts& facts) {
     }
 }
 
+std::map<u32, PortGaps> gapsOf(const VlansView& view) {
+    std::map<u32, PortGaps> gaps;
+    for (const PortView& port : view.ports)
+        gaps[port.port.unit] = gapsOf(port, view.staticVlans);
+    return gaps;
+}
+
+bool areAny(const PortGaps& gaps) {
+    return !platform::vlanIsEmpty(gaps.undeclared) || !platform::vlanIsEmpty(gaps.unmembered) ||
+           !platform::vlanIsEmpty(gaps.unregistered);
+}
+
+/// Milliseconds ago that the first of these VLANs was heard of on the port.
+u32 firstHeard(Client& client, const platform::SwitchPortRecord& port,
+               const platform::VlanBitmap& vlans, u32 platform::VlanHistoryRecord::*when) {
+    for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid)
+        if (platform::vlanContains(vlans, vid))
+            return queryVlanHistory(client, vid, {port}).front().vlan.*when;
+    return platform::kNever32;
+}
+
+/// What is only on its way is gone at the second look: the daemon applies what waits every second.
+std::map<u32, PortGaps> readGaps(Client& client, const std::vector<PortView>& ports) {
+    constexpr std::chrono::milliseconds kOnItsWay{1500};
+    VlansView view = queryVlans(client, kNameParts);
+    view.ports = ports;
+    std::map<u32, PortGaps> first = gapsOf(view);
+    std::erase_if(first, [](const auto& entry) { return !areAny(entry.second); });
+    if (first.empty())
+        return first;
+    std::this_thread::sleep_for(kOnItsWay);
+    const VlansView again = queryVlans(client);
+    std::map<u32, PortGaps> both;
+    for (const PortView& port : again.ports) {
+        const auto before = first.find(port.port.unit);
+        if (before == first.end())
+            continue;
+        PortGaps gaps = gapsOf(port, again.staticVlans);
+        gaps.undeclared = platform::vlanIntersection(gaps.undeclared, before->second.undeclared);
+        gaps.unmembered = platform::vlanIntersection(gaps.unmembered, before->second.unmembered);
+        gaps.unregistered =
+            platform::vlanIntersection(gaps.unregistered, before->second.unregistered);
+        if (!areAny(gaps))
+            continue;
+        gaps.registeredMs =
+            firstHeard(client, port.port, gaps.unmembered, &platform::VlanHistoryRecord::joinMs);
+        gaps.withdrawnMs =
+            firstHeard(client, port.port, gaps.unregistered, &platform::VlanHistoryRecord::leaveMs);
+        both[port.port.unit] = gaps;
+    }
+    return both;
+}
+
 std::string configSource(Client& client) {
     const Reply reply = client.exchange({platform::Request::ConfigSource});
     return reply.status == kStatusOk
@@ -59,6 +117,7 @@ DaemonFacts collectDaemonFacts(const std::string& socketPath) {
         facts.global = queryGlobal(client);
         facts.ports = queryPorts(client, queryPortList(client));
         readStatistics(client, facts);
+        facts.gaps = readGaps(client, facts.ports);
         facts.configFile = configSource(client);
         facts.state = DaemonState::Answers;
     } catch (const ConnectionError& error) {
@@ -75,6 +134,7 @@ std::vector<Finding> examine(const DoctorFacts& facts) {
     examineDaemon(facts, findings);
     examineBridge(facts, findings);
     examineNeighbours(facts, findings);
+    examineMemberships(facts, findings);
     examineOthers(facts, findings);
     std::ranges::stable_sort(findings, std::greater<>{}, &Finding::severity);
     return findings;

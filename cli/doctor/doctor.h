@@ -27,6 +27,17 @@ struct Finding {
     std::vector<std::string> commands;  ///< that mend it; empty: nothing to type
 };
 
+/// VLANs of a port that runs the protocol whose membership, registration and declaration do not go
+/// together, and still did not at a second look.
+struct PortGaps {
+    platform::VlanBitmap undeclared{};      ///< static and carried, and not declared
+    platform::VlanBitmap unmembered{};      ///< registered, and the port is no member
+    platform::VlanBitmap unregistered{};    ///< learnt members, and not registered
+    u32 registeredMs = platform::kNever32;  ///< ago that the first of `unmembered` was declared
+    u32 withdrawnMs = platform::kNever32;   ///< and the first of `unregistered` withdrawn
+};
+PortGaps gapsOf(const PortView& view, const platform::VlanBitmap& staticVlans);
+
 enum class DaemonState { Answers, NotRunning, NotPermitted };
 
 /// What the daemon says of itself.
@@ -36,6 +47,7 @@ struct DaemonFacts {
     GlobalView global;
     std::vector<PortView> ports;
     std::map<u32, platform::PortStatisticsRecord> statistics;  ///< by unit; absent: not known
+    std::map<u32, PortGaps> gaps;                              ///< by unit; of ports that have any
     std::string configFile;  ///< that it was started with; empty: none, or not known
 };
 
@@ -51,6 +63,7 @@ std::vector<Finding> examine(const DoctorFacts& facts);
 void examineDaemon(const DoctorFacts& facts, std::vector<Finding>& findings);
 void examineBridge(const DoctorFacts& facts, std::vector<Finding>& findings);
 void examineNeighbours(const DoctorFacts& facts, std::vector<Finding>& findings);
+void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings);
 void examineOthers(const DoctorFacts& facts, std::vector<Finding>& findings);
 
 /// Name of the bridge that the daemon drives or is configured to; empty on a software switch.

@@ -36,8 +36,10 @@ ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port
         ports.push_back(each.port);
     const std::vector<VlanHistory> histories = queryVlanHistory(client, vid, ports);
     const std::vector<PortStatistics> statistics = queryStatistics(client, ports);
+    const auto decided = queryLastCorrections(client, vid, ports);
     for (std::size_t i = 0; i < ports.size(); ++i) {
-        const VlanOnPort each = onPort(view.ports[i], histories[i], statistics[i].record, vid);
+        VlanOnPort each = onPort(view.ports[i], histories[i], statistics[i].record, vid);
+        each.decided = decided[i];
         if (ports[i].unit == port.unit)
             facts.port = each;
         else

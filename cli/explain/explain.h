@@ -24,6 +24,8 @@ struct VlanOnPort {
     bool permitted = false;
     bool permittedTagged = false;
     bool learntMember = false;
+    /// The correction that last decided for the VLAN here.
+    platform::CorrectionLastRecord decided{platform::kNoCorrection, 0};
 };
 
 struct ExplainFacts {
@@ -56,6 +58,8 @@ enum class Cause {
     NotDeclared,
     NothingHeard,
     WrongForm,
+    StaticNotDeclared,
+    NotAdmitted,
 };
 const char* causeName(Cause cause);
 
@@ -64,11 +68,16 @@ struct Explanation {
     Cause cause = Cause::NotDeclared;
     std::string why;          ///< a sentence
     std::string declaration;  ///< why it is, or is not, declared out of the port; a sentence
+    std::string decision;     ///< the correction that decided here last; a sentence, or empty
     std::string advice;       ///< what to do; a sentence
 };
 
 ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port, u32 vid);
 Explanation explainVlan(const ExplainFacts& facts);
+/// What the correction that last decided for the VLAN on the port did to it; empty: none is known.
+std::string decisionText(const ExplainFacts& facts);
+/// Names of the other ports that have registered the VLAN, with commas.
+std::string registeredOn(const ExplainFacts& facts);
 
 std::string explanationText(const ExplainFacts& facts, const Explanation& explanation,
                             const Style& style);

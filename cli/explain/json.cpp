@@ -23,6 +23,11 @@ Json eventOrNull(u32 ms, u8 event) {
                  : Json(nullptr);
 }
 
+Json correctionOrNull(const platform::CorrectionLastRecord& decided) {
+    const bool known = decided.correction < kCorrectionCount;
+    return known ? Json(std::string(kCorrectionNames[decided.correction])) : Json(nullptr);
+}
+
 Json portOf(const VlanOnPort& port) {
     const platform::VlanHistoryRecord& vlan = port.history.vlan;
     const u32 left = port.settings && isLeaving(port.machine)
@@ -56,6 +61,9 @@ Json portOf(const VlanOnPort& port) {
         {"leaveAllInAge", agoOrNull(port.history.port.leaveAllInMs)},
         {"leaveAllOutAge", agoOrNull(port.history.port.leaveAllOutMs)},
         {"lastPduAge", agoOrNull(port.lastPduMs)},
+        {"correction", correctionOrNull(port.decided)},
+        {"correctionAge",
+         port.decided.correction < kCorrectionCount ? Json(port.decided.agoMs) : Json(nullptr)},
     };
 }
 
@@ -71,6 +79,7 @@ std::string explanationJson(const ExplainFacts& facts, const Explanation& explan
         {"cause", causeName(explanation.cause)},
         {"why", explanation.why},
         {"declaration", explanation.declaration},
+        {"decision", explanation.decision.empty() ? Json(nullptr) : Json(explanation.decision)},
         {"advice", explanation.advice},
         {"vlanStatus", facts.vlanIsStatic   ? Json("permanent")
                        : facts.vlanIsLearnt ? Json("dynamicMvrp")

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 #include <array>
+#include <initializer_list>
 
 #include "cli/client/names.h"
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"
+#include "cli/views/corrections.h"
 #include "platform/contract/management.h"
 
 namespace cli {
@@ -14,11 +16,12 @@ namespace {
 constexpr u32 kIeee = static_cast<u32>(platform::WireForm::Ieee);
 constexpr u32 kNative = static_cast<u32>(platform::WireForm::Native);
 
-constexpr std::array kCauseNames = {"staticMember", "learnt",        "leaving",   "kept",
-                                    "notPermitted", "globallyOff",   "standby",   "notEligible",
-                                    "mvrpOff",      "linkDown",      "forbidden", "fixed",
-                                    "pending",      "switchRefused", "withdrawn", "notRenewed",
-                                    "notDeclared",  "nothingHeard",  "wrongForm"};
+constexpr std::array kCauseNames = {
+    "staticMember", "learnt",      "leaving",      "kept",          "notPermitted",
+    "globallyOff",  "standby",     "notEligible",  "mvrpOff",       "linkDown",
+    "forbidden",    "fixed",       "pending",      "switchRefused", "withdrawn",
+    "notRenewed",   "notDeclared", "nothingHeard", "wrongForm",     "staticNotDeclared",
+    "notAdmitted"};
 
 bool heard(u32 ms) {
     return ms != platform::kNever32;
@@ -37,15 +40,16 @@ class Reasoning {
     Explanation explain() {
         if (!(port_.learntMember ? explainLearnt()
                                  : explainStatic() || explainSetting() || explainRegistered() ||
-                                       explainWithdrawal()))
+                                       explainAdmission() || explainWithdrawal()))
             explainSilence();
         result_.declaration = declarationText();
+        result_.decision = decisionText(facts_);
         return result_;
     }
 
   private:
     bool conclude(bool onPort, Cause cause, std::string why, std::string advice) {
-        result_ = {onPort, cause, std::move(why), {}, std::move(advice)};
+        result_ = {onPort, cause, std::move(why), {}, {}, std::move(advice)};
         return true;
     }
 
@@ -87,29 +91,88 @@ class Reasoning {
                                                    "started")) +
                                 ".",
                             "Nothing is to be done.");
-        return conclude(true, Cause::Kept,
-                        vlan_ + " is on " + name_ +
-                            ", and nobody declares it any more: a membership kept from before, or "
-                            "a removal that waits (" +
-                            std::to_string(facts_.global.pendingPairs) + " changes wait).",
-                        "It goes by itself within one leave-all time; run `mvrpctl show running " +
-                            name_ + "` again then.");
+        return conclude(
+            true, Cause::Kept,
+            vlan_ + " is on " + name_ + ", and is not registered there: " + lastHeard() + ".",
+            keptAdvice());
+    }
+
+    /// Since when nobody is known to declare the VLAN.
+    std::string lastHeard() const {
+        const platform::VlanHistoryRecord& vlan = port_.history.vlan;
+        if (heard(vlan.leaveMs) && (!heard(vlan.joinMs) || vlan.leaveMs <= vlan.joinMs))
+            return "the neighbour withdrew it " + agoText32(vlan.leaveMs);
+        if (heard(vlan.joinMs))
+            return neighbour() + " declared it " + agoText32(vlan.joinMs) + ", and not since";
+        return "nobody has declared it since this mvrp started, " +
+               agoText(facts_.global.host.uptimeMs);
+    }
+
+    /// A membership without a registration goes only by what waits, or by what clears at a start.
+    std::string keptAdvice() const {
+        if (facts_.global.pendingPairs != 0)
+            return "A removal may be waiting (" + std::to_string(facts_.global.pendingPairs) +
+                   " changes wait): run this again in a few seconds.";
+        const u64 claimed =
+            port_.settings ? u64{port_.settings->leaveAllTime} + port_.settings->leaveTime : 0;
+        if (!heard(port_.history.vlan.joinMs) && facts_.global.host.uptimeMs < claimed)
+            return "It was kept from before the start, and is removed in about " +
+                   durationText(claimed - facts_.global.host.uptimeMs) +
+                   " unless it is declared until then.";
+        return "It does not go: no change waits and no timer runs for it. Take it off with "
+               "`mvrpctl "
+               "set port " +
+               name_ + " registration forbidden` and then `mvrpctl set port " + name_ +
+               " registration normal`; what is still declared comes back." +
+               offText({Correction::OwnBatch, Correction::SpareOthers});
+    }
+
+    /// Which of these are off, and would have acted; empty where the daemon knows no corrections.
+    std::string offText(std::initializer_list<Correction> corrections) const {
+        std::string names;
+        for (const Correction which : corrections)
+            if (facts_.global.corrections && !isOn(facts_.global, which))
+                names += (names.empty() ? "" : ", ") + std::string(correctionName(which));
+        return names.empty() ? ""
+                             : " Off, and would have prevented it: " + names +
+                                   " ([mvrp] corrections in the configuration file).";
     }
 
     bool explainStatic() {
         if (!facts_.vlanIsStatic)
             return false;
         if (port_.permitted)
-            return conclude(true, Cause::StaticMember,
-                            vlan_ + " is on " + name_ + " (" +
-                                (port_.permittedTagged ? "tagged" : "untagged") +
-                                ") because it is static on this switch and on the port's permit "
-                                "list.",
-                            "Nothing is to be done.");
+            return explainStaticMember();
         return conclude(false, Cause::NotPermitted,
                         vlan_ + " is static on this switch, and the permit list of " + name_ +
                             " leaves it out.",
                         permitAdvice());
+    }
+
+    bool explainStaticMember() {
+        const std::string why = vlan_ + " is on " + name_ + " (" +
+                                (port_.permittedTagged ? "tagged" : "untagged") +
+                                ") because it is static on this switch and on the port's permit "
+                                "list";
+        if (!port_.settings || !port_.settings->enabled)
+            return conclude(true, Cause::StaticMember, why + ".",
+                            "The neighbour is not told of it. To tell it run: mvrpctl set port " +
+                                name_ + " enable on");
+        if (port_.port.link != 1)
+            return conclude(true, Cause::StaticMember, why + "; the link is down.",
+                            "Look at the cable and at the other end of it.");
+        if (isDeclaring(port_.machine.applicant))
+            return conclude(true, Cause::StaticMember, why + ".", "Nothing is to be done.");
+        if (port_.settings->participant == MVRP_PARTICIPANT_QUIET)
+            return conclude(true, Cause::StaticNotDeclared,
+                            why + ", and it is not declared to the neighbour.",
+                            "To declare it run: mvrpctl set port " + name_ + " participant full");
+        return conclude(true, Cause::StaticNotDeclared,
+                        why + ", and it is not declared to the neighbour, which forgets it.",
+                        "Declare it again with `mvrpctl set port " + name_ +
+                            " enable off` and then `mvrpctl set port " + name_ + " enable on`." +
+                            offText({facts_.global.compliance ? Correction::GvrpStaticRenewed
+                                                              : Correction::StaticKept}));
     }
 
     bool explainSetting() {
@@ -164,13 +227,33 @@ class Reasoning {
         if (facts_.global.pendingPairs != 0)
             return conclude(false, Cause::Pending,
                             but + "and the switch has not been told yet: " +
-                                std::to_string(facts_.global.pendingPairs) + " changes wait.",
+                                std::to_string(facts_.global.pendingPairs) + " changes wait." +
+                                (isLate() ? offText({Correction::YieldBounded}) : ""),
                             "Wait for it: mvrpctl wait --port " + name_ + " --vlan " +
                                 std::to_string(facts_.vid) + " --timeout 10");
         return conclude(false, Cause::SwitchRefused,
                         but + "and the switch has not taken the port into it.",
                         "Look at `mvrpctl show statistics " + name_ +
                             "` (failed registrations) and at the daemon's log.");
+    }
+
+    /// Whether a change has waited for longer than a switch at rest needs.
+    bool isLate() const {
+        constexpr u32 kLateMs = 5000;
+        return heard(port_.history.vlan.joinMs) && port_.history.vlan.joinMs > kLateMs;
+    }
+
+    /// A declaration that the host did not let through.
+    bool explainAdmission() {
+        if (port_.decided.correction != static_cast<u32>(Correction::Admission))
+            return false;
+        return conclude(false, Cause::NotAdmitted,
+                        vlan_ + " is not on " + name_ + ": " + neighbour() + " declared it " +
+                            agoText32(port_.decided.agoMs) +
+                            ", and the port has as many VLANs as it may register.",
+                        "Look at max-vlans of the port in the configuration file, and at `mvrpctl "
+                        "show running " +
+                            name_ + "`.");
     }
 
     /// What the neighbour last said of this VLAN, if it said anything.
@@ -218,18 +301,9 @@ class Reasoning {
         }
     }
 
-    std::string sources() const {
-        std::string names;
-        for (const VlanOnPort& other : facts_.others) {
-            if (isRegistered(other.machine))
-                names += (names.empty() ? "" : ", ") + std::string(other.port.name.data());
-        }
-        return names;
-    }
-
     /// The other direction: what this port tells its neighbour about the VLAN.
     std::string declarationText() const {
-        const std::string from = sources();
+        const std::string from = registeredOn(facts_);
         if (isDeclaring(port_.machine.applicant))
             return "It is declared to the neighbour, because it is " +
                    (facts_.vlanIsStatic ? std::string("static here") +
@@ -246,7 +320,8 @@ class Reasoning {
             return "It is not declared to the neighbour: the port's permit list leaves it out.";
         if (port_.settings->participant == MVRP_PARTICIPANT_QUIET)
             return "It is not declared to the neighbour: the participant mode is quiet.";
-        return "It is not declared to the neighbour at the moment.";
+        return "It is not declared to the neighbour at the moment, although it is " +
+               (facts_.vlanIsStatic ? std::string("static here") : "registered on " + from) + ".";
     }
 
     const ExplainFacts& facts_;

@@ -80,8 +80,10 @@ std::string explanationText(const ExplainFacts& facts, const Explanation& explan
     }
     const Colour colour = explanation.onPort ? Colour::Good : Colour::Warn;
     return style.paint(colour, wrapList(explanation.why, 0, style.width)) + "\n" +
-           wrapList(explanation.declaration, 0, style.width) + "\n\n" + sheet.print(style) +
-           (table.empty() ? "" : "\n" + table.print(style)) + "\n" +
+           wrapList(explanation.declaration, 0, style.width) + "\n" +
+           (explanation.decision.empty() ? ""
+                                         : wrapList(explanation.decision, 0, style.width) + "\n") +
+           "\n" + sheet.print(style) + (table.empty() ? "" : "\n" + table.print(style)) + "\n" +
            style.paint(Colour::Strong, wrapList(explanation.advice, 0, style.width)) + "\n";
 }
 
