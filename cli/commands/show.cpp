@@ -115,7 +115,7 @@ void clearStatistics(const Context& context) {
 void showMetrics(const Context& context) {
     const std::vector<platform::SwitchPortRecord> ports = context.ports(0);
     context.print(metricsText(queryGlobal(context.client),
-                              queryPorts(context.client, ports, kRunningParts),
+                              queryVlans(context.client, ports, kExplainParts),
                               queryStatistics(context.client, ports)));
 }
 

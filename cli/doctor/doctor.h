@@ -11,6 +11,7 @@
 
 #include "cli/client/queries.h"
 #include "cli/print/table.h"
+#include "cli/views/gaps.h"
 #include "platform/channel/observations.h"
 #include "platform/inspect/system_facts.h"
 
@@ -26,17 +27,6 @@ struct Finding {
     std::string seen;                   ///< what was seen, and what it means
     std::vector<std::string> commands;  ///< that mend it; empty: nothing to type
 };
-
-/// VLANs of a port that runs the protocol whose membership, registration and declaration do not go
-/// together, and still did not at a second look.
-struct PortGaps {
-    platform::VlanBitmap undeclared{};      ///< static and carried, and not declared
-    platform::VlanBitmap unmembered{};      ///< registered, and the port is no member
-    platform::VlanBitmap unregistered{};    ///< learnt members, and not registered
-    u32 registeredMs = platform::kNever32;  ///< ago that the first of `unmembered` was declared
-    u32 withdrawnMs = platform::kNever32;   ///< and the first of `unregistered` withdrawn
-};
-PortGaps gapsOf(const PortView& view, const platform::VlanBitmap& staticVlans);
 
 enum class DaemonState { Answers, NotRunning, NotPermitted };
 

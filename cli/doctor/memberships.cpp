@@ -13,8 +13,6 @@
 namespace cli {
 namespace {
 
-using platform::vlanDifference;
-using platform::vlanIntersection;
 using platform::vlanIsEmpty;
 
 constexpr const char* kPortNumberOption = "mvrp.maxifnum";
@@ -165,18 +163,6 @@ void examineRefused(const DoctorFacts& facts, std::vector<Finding>& findings) {
 }
 
 }  // namespace
-
-PortGaps gapsOf(const PortView& view, const platform::VlanBitmap& staticVlans) {
-    PortGaps gaps;
-    if (!view.settings || !view.settings->enabled || view.port.link != 1)
-        return gaps;
-    if (view.settings->participant != MVRP_PARTICIPANT_QUIET)
-        gaps.undeclared =
-            vlanDifference(vlanIntersection(staticVlans, view.permitted), view.declared);
-    gaps.unmembered = vlanDifference(vlanDifference(view.registered, view.dynamic), staticVlans);
-    gaps.unregistered = vlanDifference(view.dynamic, view.registered);
-    return gaps;
-}
 
 void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings) {
     const DaemonFacts& daemon = facts.daemon;

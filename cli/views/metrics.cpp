@@ -2,6 +2,7 @@
 #include "cli/views/metrics.h"
 
 #include "cli/views/corrections.h"
+#include "cli/views/gaps.h"
 #include "cli/views/vlan_groups.h"
 
 namespace cli {
@@ -91,6 +92,20 @@ void addPorts(Writer& writer, const std::vector<PortView>& ports) {
     }
 }
 
+void addGaps(Writer& writer, const VlansView& vlans) {
+    writer.family(
+        "port_vlans_astray", "gauge",
+        "VLANs of the port that do not go together, for longer than changes take to apply "
+        "where something is wrong.");
+    for (const PortView& view : vlans.ports) {
+        const PortGaps gaps = gapsOf(view, vlans.staticVlans);
+        const std::string port = portLabel(view.port) + ",";
+        writer.sample(port + label("kind", "staticNotDeclared"), countVlans(gaps.undeclared));
+        writer.sample(port + label("kind", "registeredNotMember"), countVlans(gaps.unmembered));
+        writer.sample(port + label("kind", "memberNotRegistered"), countVlans(gaps.unregistered));
+    }
+}
+
 using Record = platform::PortStatisticsRecord;
 
 /// One family with a sample for each port, direction and name.
@@ -132,12 +147,13 @@ void addLosses(Writer& writer, const std::vector<PortStatistics>& ports) {
 
 }  // namespace
 
-std::string metricsText(const GlobalView& global, const std::vector<PortView>& ports,
+std::string metricsText(const GlobalView& global, const VlansView& vlans,
                         const std::vector<PortStatistics>& statistics) {
     Writer writer;
     addGlobal(writer, global);
     addCorrections(writer, global);
-    addPorts(writer, ports);
+    addPorts(writer, vlans.ports);
+    addGaps(writer, vlans);
     writer.family("port_pdus", "counter", "PDUs by direction and form.");
     addBothWays(writer, statistics, "form", kFormNames, &Record::pdusIn, &Record::pdusOut);
     writer.family("port_events", "counter", "Attribute events by direction and type.");

@@ -10,8 +10,8 @@
 
 namespace cli {
 
-/// @param ports, statistics  of the same ports in the same order
-std::string metricsText(const GlobalView& global, const std::vector<PortView>& ports,
+/// @param vlans, statistics  of the same ports in the same order
+std::string metricsText(const GlobalView& global, const VlansView& vlans,
                         const std::vector<PortStatistics>& statistics);
 
 }  // namespace cli

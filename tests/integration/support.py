@@ -79,7 +79,7 @@ class NetworkTest(unittest.TestCase):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-test-"))
         self.addCleanup(shutil.rmtree, self.directory, ignore_errors=True)
 
-    def start(self, switches, cables=(), timers=None):
+    def start(self, switches, cables=(), timers=None, corrections=None):
         """Starts switches, given as {name: VLANs}, and cables, given as tables of a topology."""
         document = {
             "title": "test",
@@ -87,6 +87,8 @@ class NetworkTest(unittest.TestCase):
             "switch": [{"name": name, "vlans": vlans} for name, vlans in switches.items()],
             "cable": list(cables),
         }
+        if corrections is not None:
+            document["corrections"] = corrections
         return self.run_topology(topology.build(document, self.directory))
 
     def start_one(self, vlans="-", ports=("p1",), timers=None, **port_fields):

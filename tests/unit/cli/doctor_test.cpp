@@ -132,12 +132,47 @@ TEST_P(DoctorFinds, JustThat) {
     }
 }
 
+/// The file switches MVRP on at tap0, which the daemon knows and does not run it on.
+void wantTap(DoctorFacts& facts) {
+    addRule(facts, "tap0");
+    systemOf(facts).config->network.linuxBridge.rules.back().management.enable = 1;
+    PortView tap = port(kTap, "tap0");
+    tap.settings.reset();
+    tap.port.protocols = 0;
+    tap.port.eligible = 1;
+    tap.registered = tap.dynamic = {};
+    facts.daemon.ports.push_back(tap);
+}
+
+PortGaps& gapsOfUplink(DoctorFacts& facts) {
+    return facts.daemon.gaps[kUplink];
+}
+
 // NOLINTBEGIN(cert-err58-cpp)
 const std::vector<Case> kCases = {
     {"config-wrong", Severity::Error, "configuration", "mvrp --check --config /etc/mvrp/mvrp.toml",
      [](DoctorFacts& facts) { systemOf(facts).configProblems = {"mvrp.toml:3:1: wrong"}; }},
     {"globally-off", Severity::Error, "daemon", "mvrpctl set global enable on",
      [](DoctorFacts& facts) { facts.daemon.global.enabled = false; }},
+    {"static-not-declared", Severity::Warning, "uplink", "mvrpctl explain uplink 30",
+     [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).undeclared, 30); }},
+    {"registered-not-member", Severity::Warning, "uplink", "mvrpctl show statistics uplink",
+     [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unmembered, 10); }},
+    {"member-not-registered", Severity::Warning, "uplink",
+     "mvrpctl set port uplink registration forbidden",
+     [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unregistered, 10); }},
+    {"member-not-claimed", Severity::Note, "uplink", "mvrpctl explain uplink 10",
+     [](DoctorFacts& facts) {
+         platform::vlanInsert(gapsOfUplink(facts).unregistered, 10);
+         facts.daemon.global.host.uptimeMs = 10'599;
+     }},
+    {"port-refused", Severity::Error, "tap0", "systemctl restart mvrp",
+     [](DoctorFacts& facts) {
+         wantTap(facts);
+         systemOf(facts).config->options["mvrp.maxifnum"] = "1";
+     }},
+    {"port-not-enabled", Severity::Warning, "tap0", "mvrpctl set port tap0 enable on",
+     [](DoctorFacts& facts) { wantTap(facts); }},
     {"standby", Severity::Note, "daemon", "standby take-over",
      [](DoctorFacts& facts) {
          facts.daemon.global.host.role = static_cast<u32>(platform::HostRole::Standby);
@@ -324,6 +359,54 @@ TEST(Doctor, PrintsTheSameInJson) {
     EXPECT_TRUE(nlohmann::json::parse(findingsJson({}))["findings"].is_array());
     EXPECT_EQ(findingsText({finding}, {}),
               "error: br0: the bridge is down\n    ip link set dev br0 up\n");
+}
+
+TEST(Doctor, NamesACorrectionThatIsOffAndWouldHaveActed) {
+    DoctorFacts facts = healthy();
+    facts.daemon.global.corrections.emplace();
+    facts.daemon.global.corrections->on = 0;
+    const auto off = [&facts] {
+        std::vector<std::string> seen;
+        for (const Finding& finding : examine(facts))
+            if (finding.id == "correction-off")
+                seen.push_back(finding.seen);
+        return seen;
+    };
+    EXPECT_TRUE(off().empty());
+    platform::vlanInsert(gapsOfUplink(facts).undeclared, 30);
+    ASSERT_EQ(off().size(), 1U);
+    EXPECT_NE(off().front().find("static-kept is off, and would have acted for 30"),
+              std::string::npos);
+    platform::vlanInsert(gapsOfUplink(facts).unregistered, 10);
+    EXPECT_EQ(off().size(), 3U);
+    platform::vlanInsert(gapsOfUplink(facts).unmembered, 11);
+    EXPECT_EQ(off().size(), 3U);
+    facts.daemon.global.pendingPairs = 1;
+    EXPECT_EQ(off().size(), 4U);
+    facts.daemon.global.corrections->on = CorrectionSet::all().bits();
+    EXPECT_TRUE(off().empty());
+    facts.daemon.global.corrections.reset();
+    EXPECT_TRUE(off().empty());
+}
+
+TEST(Gaps, AreWhatDoesNotGoTogether) {
+    PortView view = port(kUplink, "uplink");
+    platform::VlanBitmap none{};
+    platform::VlanBitmap statics{};
+    platform::vlanInsert(statics, 30);
+    platform::vlanInsert(view.permitted, 30);
+    EXPECT_EQ(gapsOf(view, none).undeclared, none);
+    EXPECT_EQ(gapsOf(view, none).unmembered, none);
+    EXPECT_EQ(gapsOf(view, none).unregistered, none);
+    EXPECT_EQ(gapsOf(view, statics).undeclared, statics);
+    view.settings->participant = 3;
+    EXPECT_EQ(gapsOf(view, statics).undeclared, none);
+    view.dynamic = {};
+    EXPECT_EQ(gapsOf(view, none).unmembered, view.registered);
+    std::swap(view.dynamic, view.registered);
+    EXPECT_EQ(gapsOf(view, none).unregistered, view.dynamic);
+    view.port.link = 0;
+    EXPECT_EQ(gapsOf(view, none).unregistered, none);
 }
 
 }  // namespace

@@ -89,6 +89,92 @@ TEST(Explain, ASettingComesBeforeWhatTheNeighbourDoes) {
     EXPECT_EQ(causeOf(f), Cause::StaticMember);
 }
 
+bool says(const std::string& text, const char* words) {
+    return text.find(words) != std::string::npos;
+}
+
+/// The daemon says that it runs with these corrections.
+void runsWith(ExplainFacts& facts, CorrectionSet on) {
+    facts.global.corrections.emplace();
+    facts.global.corrections->on = on.bits();
+}
+
+TEST(Explain, AStaticVlanThatIsNotDeclaredIsNotCalledDone) {
+    ExplainFacts f = facts();
+    f.vlanIsStatic = true;
+    f.port.machine = {5, 3, 0};
+    EXPECT_EQ(causeOf(f), Cause::StaticMember);
+    EXPECT_TRUE(says(explainVlan(f).advice, "Nothing is to be done."));
+    f.port.machine = {7, 3, 0};
+    EXPECT_EQ(causeOf(f), Cause::StaticNotDeclared);
+    EXPECT_TRUE(says(explainVlan(f).advice, "enable off"));
+    EXPECT_FALSE(says(explainVlan(f).advice, "static-kept"));
+    runsWith(f, {});
+    EXPECT_TRUE(says(explainVlan(f).advice, "would have prevented it: static-kept"));
+    runsWith(f, CorrectionSet::all());
+    EXPECT_FALSE(says(explainVlan(f).advice, "static-kept"));
+    f.port.settings->participant = 3;
+    EXPECT_TRUE(says(explainVlan(f).advice, "participant full"));
+}
+
+TEST(Explain, AMembershipWithoutARegistrationSaysWhetherItGoes) {
+    ExplainFacts f = facts();
+    f.port.learntMember = true;
+    f.port.history.vlan.leaveMs = 300'000;
+    f.global.host.uptimeMs = 3'600'000;
+    EXPECT_EQ(causeOf(f), Cause::Kept);
+    EXPECT_TRUE(says(explainVlan(f).why, "withdrew it 5 min ago"));
+    EXPECT_TRUE(says(explainVlan(f).advice, "It does not go"));
+    runsWith(f, {});
+    EXPECT_TRUE(says(explainVlan(f).advice, "own-batch, spare-others"));
+    f.global.pendingPairs = 2;
+    EXPECT_TRUE(says(explainVlan(f).advice, "2 changes wait"));
+    f.global.pendingPairs = 0;
+    f.port.history.vlan.leaveMs = platform::kNever32;
+    f.global.host.uptimeMs = 600;
+    EXPECT_TRUE(says(explainVlan(f).advice, "removed in about 10 s"));
+}
+
+TEST(Explain, NamesTheCorrectionThatDecided) {
+    ExplainFacts f = facts();
+    EXPECT_EQ(explainVlan(f).decision, "");
+    VlanOnPort other;
+    std::strcpy(other.port.name.data(), "p2");
+    other.machine = {9, 0, 2};
+    f.others.push_back(other);
+    f.port.machine = {5, 2, 1};
+    f.port.decided = {static_cast<u32>(Correction::LeaveNeeded), 3000};
+    EXPECT_EQ(explainVlan(f).decision,
+              "Kept on p1: p2 still registers it (correction leave-needed, 3.0 s ago).");
+    for (u32 which = 0; which < kCorrectionCount; ++which) {
+        f.port.decided.correction = which;
+        EXPECT_TRUE(says(explainVlan(f).decision, std::string(kCorrectionNames.at(which)).c_str()));
+    }
+    f.port.decided.correction = kCorrectionCount;
+    EXPECT_EQ(explainVlan(f).decision, "");
+}
+
+TEST(Explain, AVlanThatIsNotAdmittedSaysSo) {
+    ExplainFacts f = facts();
+    declared(f, 1000);
+    f.port.decided = {static_cast<u32>(Correction::Admission), 1000};
+    EXPECT_EQ(causeOf(f), Cause::NotAdmitted);
+    EXPECT_TRUE(says(explainVlan(f).advice, "max-vlans"));
+    f.port.permitted = false;
+    EXPECT_EQ(causeOf(f), Cause::NotPermitted);
+}
+
+TEST(Explain, AChangeThatWaitsForLongNamesTheCorrectionThatBoundsIt) {
+    ExplainFacts f = facts();
+    declared(f, 4000);
+    f.port.machine = {9, 0, 2};
+    f.global.pendingPairs = 3;
+    runsWith(f, {});
+    EXPECT_FALSE(says(explainVlan(f).why, "yield-bounded"));
+    declared(f, 60'000);
+    EXPECT_TRUE(says(explainVlan(f).why, "yield-bounded"));
+}
+
 TEST(Explain, TellsSilenceWithdrawalAndLossApart) {
     ExplainFacts f = facts();
     f.port.lastPduMs = platform::kNever;

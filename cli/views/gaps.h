@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+//
+// What does not go together on a port: static and not declared, registered and no member, a member
+// and not registered.
+#pragma once
+
+#include "cli/client/observed.h"
+#include "cli/client/queries.h"
+
+namespace cli {
+
+/// VLANs of a port that runs the protocol whose membership, registration and declaration do not go
+/// together. For a second that is so while changes are applied.
+struct PortGaps {
+    platform::VlanBitmap undeclared{};      ///< static and carried, and not declared
+    platform::VlanBitmap unmembered{};      ///< registered, and the port is no member
+    platform::VlanBitmap unregistered{};    ///< learnt members, and not registered
+    u32 registeredMs = platform::kNever32;  ///< ago that the first of `unmembered` was declared
+    u32 withdrawnMs = platform::kNever32;   ///< and the first of `unregistered` withdrawn
+};
+/// @return nothing for a port that does not run the protocol, or whose link is down
+PortGaps gapsOf(const PortView& view, const platform::VlanBitmap& staticVlans);
+
+}  // namespace cli
