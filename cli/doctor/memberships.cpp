@@ -125,7 +125,7 @@ std::optional<u32> roomOf(const platform::HostConfig& config) {
     if (option != config.options.end() &&
         std::from_chars(option->second.data(), option->second.data() + option->second.size(), room)
                 .ec == std::errc{})
-        return room;
+        return room == 0 ? std::nullopt : std::optional(room);  // 0: the daemon's own number
     return config.network.driver == platform::DriverKind::LinuxBridge ? std::optional(kLinuxRoom)
                                                                       : std::nullopt;
 }

@@ -28,7 +28,21 @@ class Doctor(NetworkTest):
         command = each.control("doctor").stdout.splitlines()[1].strip()
         self.assertEqual(command, "mvrpctl set global enable on")
         each.change(command.removeprefix("mvrpctl "))
-        self.assertEqual(self.diagnose(each), (1, ["no-port-enabled"]))
+        self.assertEqual(self.diagnose(each), (1, ["no-port-enabled", "port-not-enabled"]))
+        lines = each.control("doctor").stdout.splitlines()
+        each.change(lines[-1].strip().removeprefix("mvrpctl "))
+        self.await_true(lambda: self.diagnose(each) == (0, []))
+
+    def test_a_port_that_the_daemon_has_no_room_for_is_named(self):
+        each = self.start_one(ports=("p1", "p2"))
+        config = each.directory / "mvrp.toml"
+        text = config.read_text(encoding="utf-8")
+        each.control("set port p2 enable off")
+        (each.directory / "small.toml").write_text(text + "\n[mvrp]\nmaxifnum = 1\n",
+                                                   encoding="utf-8")
+        done = each.control(f"doctor {each.directory / 'small.toml'}")
+        self.assertIn("error: p2: the file switches MVRP on here, and the daemon refused: there is "
+                      "room for 1 ports", done.stdout)
 
     def test_a_neighbour_of_the_other_form_is_named(self):
         net = self.start({"a": "10", "b": "20"}, [cable("a", "b")])
