@@ -113,6 +113,9 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
     if (guard == facts.system.guards.end() || facts.daemon.state == DaemonState::NotPermitted)
         return;
     const bool wanted = takesPart(facts.daemon, link.index);
+    // While MVRP is on, ports that take no part may have it too: the bridge relays no such frames.
+    const bool allowed = std::ranges::any_of(
+        facts.daemon.ports, [](const PortView& view) { return view.port.protocols != 0; });
     if (wanted && !guard->present)
         findings.push_back(
             {Severity::Error,
@@ -121,7 +124,7 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
              "the guard is not there: the bridge forwards the neighbour's frames, "
              "and others learn from them",
              {"systemctl restart mvrp", "tc filter show dev " + link.name + " ingress"}});
-    if (!wanted && guard->present)
+    if (!allowed && guard->present)
         findings.push_back({Severity::Warning,
                             "guard-left",
                             link.name,

@@ -39,6 +39,7 @@ constexpr std::array<CounterName, platform::kWireDropCount> kDropNames = {{
     {"badLength", "length contradicts the frame"},
     {"badPdu", "PDU breaks off or contradicts itself"},
     {"noVector", "PDU says nothing about VLANs"},
+    {"overBudget", "more PDUs than the port takes"},
 }};
 
 constexpr std::array<CounterName, platform::kFailedRegistrationCount> kFailureNames = {{
@@ -46,12 +47,13 @@ constexpr std::array<CounterName, platform::kFailedRegistrationCount> kFailureNa
     {"forbidden", "registration mode forbidden"},
     {"fixed", "registration mode fixed"},
     {"switchRefused", "the switch refused"},
+    {"tooMany", "as many as the port may register"},
 }};
 
 namespace {
 
 constexpr std::array<bool, platform::kWireDropCount> kMalformed = {false, true, true, false, false,
-                                                                   false, true, true, true};
+                                                                   false, true, true, true,  false};
 
 std::string number(u64 count) {
     return std::to_string(count);

@@ -124,8 +124,8 @@ void Dispatcher::done(const RequestHeader& header) const {
         case Request::PortSync:
         case Request::ScalarSet:
         case Request::ScalarSync:
-            if (onDone_)
-                onDone_(header);
+            for (const auto& hook : onDone_)
+                hook(header);
             break;
         default:
             break;

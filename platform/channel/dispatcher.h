@@ -35,9 +35,9 @@ class Dispatcher {
     void setTable(std::span<const IcmFunc> table) { table_ = table; }
 
     /// `hook` is told of every set and sync request of the daemon's table that was done, without a
-    /// lock held. Before the first dispatch.
+    /// lock held; several are told in the order in which they came. Before the first dispatch.
     void onDone(std::function<void(const RequestHeader& header)> hook) {
-        onDone_ = std::move(hook);
+        onDone_.push_back(std::move(hook));
     }
 
     /// @return the status of the reply, whose value is appended to `reply`
@@ -57,7 +57,7 @@ class Dispatcher {
 
     std::span<const IcmFunc> table_;
     std::map<u32, HostHandler> hostHandlers_;
-    std::function<void(const RequestHeader&)> onDone_;
+    std::vector<std::function<void(const RequestHeader&)>> onDone_;
 };
 
 }  // namespace platform

@@ -17,7 +17,7 @@ inline constexpr u64 kNever = ~u64{0};
 
 /// Events by PduEvent, drops by DropReason, PDUs by FrameKind less one: native, ieee, gvrp.
 inline constexpr std::size_t kWireEventCount = 12;
-inline constexpr std::size_t kWireDropCount = 9;
+inline constexpr std::size_t kWireDropCount = 10;
 inline constexpr std::size_t kWireFormCount = 3;
 
 /// Why a VLAN that a neighbour declared did not come onto the port.
@@ -26,8 +26,9 @@ enum class FailedRegistration : u32 {
     Forbidden = 1,      ///< registration mode forbidden
     Fixed = 2,          ///< registration mode fixed, and the VLAN is not static
     SwitchRefused = 3,  ///< the switch did not take the membership
+    TooMany = 4,        ///< the port has registered as many as it may (max-vlans)
 };
-inline constexpr std::size_t kFailedRegistrationCount = 4;
+inline constexpr std::size_t kFailedRegistrationCount = 5;
 
 struct PortStatisticsRecord {
     u64 sinceMs;  ///< how long it has been counted, ms
@@ -45,7 +46,10 @@ struct PortStatisticsRecord {
     std::array<u64, kFailedRegistrationCount> failed;
     u64 lastPduMs;  ///< ms ago, or kNever
     MacAddress lastPduOrigin;
-    std::array<u8, 2> reserved;
+    MacAddress lastFailedOrigin;  ///< who declared it
+    u32 lastFailedVid;            ///< of the last failed registration, 0 none
+    u32 lastFailedReason;         ///< FailedRegistration
+    u64 lastFailedMs;             ///< ms ago, or kNever
 };
 
 /// The last that was heard and said about a VLAN. Times are ms ago, 0xFFFFFFFF for never.

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/contract/corrections.h"
+#include "platform/contract/management.h"
 #include "platform/contract/types.h"
 #include "platform/model/cable.h"
 #include "platform/model/host.h"
@@ -36,6 +37,8 @@ struct PortConfig {
     CableConfig cable;
     WireForm wireForm = WireForm::Native;
     u32 aggregation = 0;     ///< unit of the aggregation it is a member of; 0: none
+    u32 maxVlans = 0;        ///< VLANs that may be registered on it at a time; 0: no limit
+    u32 maxPdus = 0;         ///< PDUs that it takes a second, and at once; 0: no limit
     std::string recordFile;  ///< pcap file that its frames are written to; empty: none
     std::string replayFile;  ///< pcap file whose frames are fed into it; empty: none
 
@@ -55,6 +58,29 @@ struct PortManagement {
     bool operator==(const PortManagement&) const = default;
 };
 
+/// The times that most switches use (IEEE 802.1Q 10.7.11), in ms.
+inline constexpr u32 kStandardJoinMs = 200;
+inline constexpr u32 kStandardLeaveMs = 600;
+inline constexpr u32 kStandardLeaveAllMs = 10000;
+
+/// Fills in the standard times where nothing else is said.
+inline PortManagement withStandardTimes(PortManagement port) {
+    port.joinTime = port.joinTime.value_or(kStandardJoinMs);
+    port.leaveTime = port.leaveTime.value_or(kStandardLeaveMs);
+    port.leaveAllTime = port.leaveAllTime.value_or(kStandardLeaveAllMs);
+    return port;
+}
+
+/// PDUs a second that a port of a Linux bridge may be sent, unless a [[port]] says otherwise.
+inline constexpr u32 kLinuxMostPdus = 100;
+
+/// What a port of a Linux bridge is set to where no [[port]] says otherwise.
+inline PortManagement linuxPortDefaults() {
+    PortManagement port;
+    port.participant = MVRP_PARTICIPANT_NO_OBSERVE;  // a link of a bridge is point to point
+    return withStandardTimes(port);
+}
+
 /// What becomes of static VLANs on the ports of a Linux bridge that take part.
 enum class StaticVlans {
     Carried,       ///< a port carries every static VLAN of its permit list
@@ -64,13 +90,27 @@ enum class StaticVlans {
 /// What becomes of the daemon's own VLAN entries on a Linux bridge when it ends.
 enum class OnStop { Remove, Keep };
 
+/// The ports of a Linux bridge that forward no protocol frames while MVRP is on.
+enum class GuardedPorts {
+    All,         ///< a bridge that speaks MVRP relays none
+    TakingPart,  ///< those that do not take part relay as if there were no daemon
+};
+
+/// Whether VLAN 1 of a Linux bridge is static.
+enum class VlanOne {
+    AsFound,  ///< where others configured it, as any VLAN
+    Always,   ///< without any entry, too
+};
+
 /// A [[port]] of the Linux driver: what holds for the bridge's ports whose names it matches.
 struct LinuxPortRule {
     std::string pattern;  ///< of interface names, as fnmatch(3) reads it
     VlanBitmap permit = vlanRange(kFirstVlan, kLastVlan);
-    WireForm wireForm = WireForm::Auto;
-    std::string recordFile;  ///< as PortConfig; only with a pattern that is a plain name
-    PortManagement management;
+    WireForm wireForm = WireForm::Ieee;
+    std::string recordFile;        ///< as PortConfig; only with a pattern that is a plain name
+    u32 maxVlans = 0;              ///< as PortConfig
+    u32 maxPdus = kLinuxMostPdus;  ///< as PortConfig
+    PortManagement management = linuxPortDefaults();
 
     bool operator==(const LinuxPortRule&) const = default;
 };
@@ -79,11 +119,16 @@ struct LinuxBridgeConfig {
     std::string bridge;  ///< name of the interface
     StaticVlans staticVlans = StaticVlans::Carried;
     OnStop onStop = OnStop::Remove;
+    GuardedPorts guard = GuardedPorts::All;
+    VlanOne vlanOne = VlanOne::AsFound;
+    /// How long an entry for a static VLAN outlives its reason, ms; nothing: by the port's times.
+    std::optional<u32> lingerMs;
     std::vector<LinuxPortRule> rules;  ///< in the order of the file
+    LinuxPortRule rest;                ///< of ports that no rule matches
 
     bool operator==(const LinuxBridgeConfig&) const = default;
 
-    /// The first rule that matches the name, or one with the defaults.
+    /// The first rule that matches the name, or `rest`.
     const LinuxPortRule& ruleOf(const std::string& interfaceName) const;
 };
 
@@ -93,6 +138,8 @@ struct SwitchConfig {
     std::vector<PortConfig> ports;  ///< ascending by unit
     VlanBitmap staticVlans{};       ///< VLAN 1 always among them
     LinuxBridgeConfig linuxBridge;  ///< of the Linux driver, which has no `ports`
+    /// A port that starts forwarding asks its neighbours to declare again (LeaveAll).
+    bool askWhenForwarding = false;
 
     bool operator==(const SwitchConfig&) const = default;
 };
@@ -129,6 +176,7 @@ struct HostConfig {
     CorrectionSet corrections;                   ///< that the daemon runs with
     SwitchConfig network;
     ManagementConfig management;
+    PortManagement otherPorts;  ///< of ports that `management` does not name
     ProcessConfig process;
     std::string commandGroup;  ///< group whose members may use the command channel; empty: none
     bool debugSocket = false;  ///< run the daemon's debug socket server

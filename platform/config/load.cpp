@@ -32,7 +32,7 @@ LoadedConfig parseConfig(std::string_view document) {
     loadOptions(top, config);
     const bool isLinux = config.network.driver == DriverKind::LinuxBridge;
     if (!isLinux) {
-        loadPorts(top, config.network);
+        loadPorts(top, config);
         loadVlans(top, config.network);
     }
     loadManagement(top, config);

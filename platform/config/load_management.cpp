@@ -10,8 +10,12 @@
 namespace platform {
 namespace {
 
+constexpr u32 kMostPdus = 1'000'000;
+
 constexpr const char* kUnitsAllowed =
     "the unit of a [[port]], or units as ranges, for example \"1-4,7\"";
+
+enum class PortTimes : u32 { Standard, Daemon };
 
 constexpr std::array<std::string_view, 1> kPortTables = {"port"};
 
@@ -82,18 +86,32 @@ std::vector<u32> loadUnits(ConfigReader& table, const SwitchConfig& network) {
     return units.value_or(std::vector<u32>{});
 }
 
+/// What the ports that no table names are set to.
+PortManagement loadTimes(ConfigReader& table, DriverKind driver) {
+    const bool isLinux = driver == DriverKind::LinuxBridge;
+    const PortTimes times = static_cast<PortTimes>(
+        table
+            .word("times", {{"standard", static_cast<u32>(PortTimes::Standard)},
+                            {"daemon", static_cast<u32>(PortTimes::Daemon)}})
+            .value_or(static_cast<u32>(isLinux ? PortTimes::Standard : PortTimes::Daemon)));
+    PortManagement port;
+    if (isLinux)
+        port.participant = MVRP_PARTICIPANT_NO_OBSERVE;
+    return times == PortTimes::Standard ? withStandardTimes(port) : port;
+}
+
 /// The rules between the three times, which the daemon checks one by one.
 void checkTimes(ConfigReader& table, const PortManagement& port) {
     const u32 join = port.joinTime.value_or(kMvrpJoinTime.initial);
     const u32 leave = port.leaveTime.value_or(kMvrpLeaveTime.initial);
     const u32 leaveAll = port.leaveAllTime.value_or(kMvrpLeaveAllTime.initial);
     if (kMvrpJoinsPerLeave * join > leave)
-        table.problem(port.leaveTime ? kMvrpLeaveTime.name : kMvrpJoinTime.name,
+        table.problem(table.has(kMvrpLeaveTime.name) ? kMvrpLeaveTime.name : kMvrpJoinTime.name,
                       table.where() + " leave-time is " + std::to_string(leave) +
                           " with a join-time of " + std::to_string(join) +
                           "; allowed: a leave-time of at least twice the join-time");
     if (leave > leaveAll)
-        table.problem(port.leaveAllTime ? kMvrpLeaveAllTime.name : kMvrpLeaveTime.name,
+        table.problem(table.has(kMvrpLeaveAllTime.name) ? kMvrpLeaveAllTime.name : kMvrpLeaveTime.name,
                       table.where() + " leave-all-time is " + std::to_string(leaveAll) +
                           " with a leave-time of " + std::to_string(leave) +
                           "; allowed: a leave-all-time of at least the leave-time");
@@ -101,7 +119,7 @@ void checkTimes(ConfigReader& table, const PortManagement& port) {
 
 void loadManagedPort(ConfigReader& table, HostConfig& config) {
     const auto units = loadUnits(table, config.network);
-    const PortManagement port = loadPortManagement(table, kMvrpEnableName);
+    const PortManagement port = loadPortManagement(table, kMvrpEnableName, config.otherPorts);
     table.finish();
     if (config.management.enable != MVRP_ON)
         table.problem("unit",
@@ -115,23 +133,42 @@ void loadManagedPort(ConfigReader& table, HostConfig& config) {
 
 }  // namespace
 
-PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey) {
-    PortManagement port;
-    port.enable = onOff(table, enableKey);
-    port.registration = settingOf(table, kMvrpRegistration);
-    port.participant = settingOf(table, kMvrpParticipant);
-    port.periodicTime = settingOf(table, kMvrpPeriodicTime);
-    port.joinTime = settingOf(table, kMvrpJoinTime);
-    port.leaveTime = settingOf(table, kMvrpLeaveTime);
-    port.leaveAllTime = settingOf(table, kMvrpLeaveAllTime);
+PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey,
+                                  const PortManagement& rest) {
+    PortManagement port = rest;
+    const auto take = [](std::optional<u32>& setting, std::optional<u32> said) {
+        if (said)
+            setting = said;
+    };
+    take(port.enable, onOff(table, enableKey));
+    take(port.registration, settingOf(table, kMvrpRegistration));
+    take(port.participant, settingOf(table, kMvrpParticipant));
+    take(port.periodicTime, settingOf(table, kMvrpPeriodicTime));
+    take(port.joinTime, settingOf(table, kMvrpJoinTime));
+    take(port.leaveTime, settingOf(table, kMvrpLeaveTime));
+    take(port.leaveAllTime, settingOf(table, kMvrpLeaveAllTime));
     checkTimes(table, port);
     return port;
 }
 
+void loadPortLimits(ConfigReader& table, CorrectionSet corrections, u32& maxVlans, u32& maxPdus) {
+    if (table.has("max-vlans") && !corrections.has(Correction::Admission))
+        table.problem("max-vlans",
+                      table.where() +
+                          " max-vlans without the correction admission, which asks for it; "
+                          "allowed: corrections with \"admission\" in [mvrp]");
+    maxVlans = table.number("max-vlans", 1, kLastVlan, "VLANs").value_or(maxVlans);
+    maxPdus = table.number("max-pdus", 1, kMostPdus, "PDUs a second").value_or(maxPdus);
+}
+
 void loadManagement(ConfigReader& top, HostConfig& config) {
     auto table = top.table("management");
-    if (!table)
+    if (!table) {
+        if (config.network.driver == DriverKind::LinuxBridge)
+            config.otherPorts = linuxPortDefaults();
         return;
+    }
+    config.otherPorts = loadTimes(*table, config.network.driver);
     config.management.enable = onOff(*table, kMvrpEnableName);
     config.management.compliance = onOff(*table, kMvrpComplianceName);
     if (config.network.driver == DriverKind::LinuxBridge)
@@ -142,7 +179,10 @@ void loadManagement(ConfigReader& top, HostConfig& config) {
         for (ConfigReader& port : table->tables("port"))
             loadManagedPort(port, config);
     table->finish();
-    if (config.management.compliance == MVRP_ON && config.management.enable != MVRP_ON)
+    // On a Linux bridge a [[port]] that takes part enables, too, and is read later.
+    const bool linuxBridge = config.network.driver == DriverKind::LinuxBridge;
+    const u32 enable = config.management.enable.value_or(u32{linuxBridge ? MVRP_ON : MVRP_OFF});
+    if (config.management.compliance == MVRP_ON && enable != u32{MVRP_ON})
         table->problem("compliance", "[management] compliance = true without enable = true");
 }
 

@@ -22,7 +22,8 @@ constexpr const char* kMacAllowed =
     "a unicast MAC address as six bytes in hexadecimal, for example \"02:00:00:00:00:01\"";
 
 // What only the Linux driver's tables have.
-constexpr std::array<std::string_view, 3> kLinuxSwitchKeys = {"bridge", "static", "on-stop"};
+constexpr std::array<std::string_view, 6> kLinuxSwitchKeys = {"bridge", "static", "on-stop",
+                                                              "guard",  "vlan-1", "linger"};
 constexpr std::array<std::string_view, 7> kLinuxPortKeys = {"mvrp",
                                                             kMvrpRegistration.name,
                                                             kMvrpParticipant.name,
@@ -85,20 +86,21 @@ void loadPortFrames(ConfigReader& table, PortConfig& port) {
     port.replayFile = table.text("replay", PATH_MAX - 1).value_or("");
 }
 
-std::optional<PortConfig> loadPort(ConfigReader& table, const std::string& switchName) {
+std::optional<PortConfig> loadPort(ConfigReader& table, const HostConfig& config) {
     PortConfig port;
     const bool hasUnit = table.require("unit", "a number from 1 to " + std::to_string(kLastUnit));
     const auto unit = table.number("unit", 1, kLastUnit);
     port.unit = unit.value_or(0);
     port.name = table.text("name", kMaxName).value_or("port" + std::to_string(port.unit));
     port.isAggregation = table.word("kind", {{"port", 0}, {"aggregation", 1}}).value_or(0) == 1;
-    port.mac = defaultMac(switchName, port.unit);
+    port.mac = defaultMac(config.network.name, port.unit);
     loadMac(table, port);
     port.mtu = table.number("mtu", kLeastMtu, kMostMtu, "bytes").value_or(port.mtu);
     loadPortVlans(table, port);
     port.linkUp = table.word("link", {{"up", 1}, {"down", 0}}).value_or(1) == 1;
     port.eligible = table.boolean("eligible").value_or(true);
     loadPortFrames(table, port);
+    loadPortLimits(table, config.corrections, port.maxVlans, port.maxPdus);
     port.aggregation = table.number("aggregation", 1, kLastUnit).value_or(0);
     table.refuseKeys(kLinuxPortKeys,
                      "belongs to driver = \"linux\"; allowed: the settings of "
@@ -160,18 +162,23 @@ void loadSwitch(ConfigReader& top, SwitchConfig& network) {
                               {"linux", static_cast<u32>(DriverKind::LinuxBridge)}})
             .value_or(static_cast<u32>(network.driver)));
     network.name = table->text("name", kMaxName).value_or(network.name);
+    network.askWhenForwarding =
+        table->boolean("ask-when-forwarding").value_or(network.driver == DriverKind::LinuxBridge);
     if (network.driver == DriverKind::LinuxBridge)
         loadLinuxSwitch(*table, network.linuxBridge);
     else
-        table->refuseKeys(kLinuxSwitchKeys, "belongs to driver = \"linux\"; allowed: driver, name");
+        table->refuseKeys(
+            kLinuxSwitchKeys,
+            "belongs to driver = \"linux\"; allowed: driver, name, ask-when-forwarding");
     table->finish();
 }
 
-void loadPorts(ConfigReader& top, SwitchConfig& network) {
+void loadPorts(ConfigReader& top, HostConfig& config) {
+    SwitchConfig& network = config.network;
     auto tables = top.tables("port");
     std::vector<std::pair<ConfigReader*, PortConfig>> read;
     for (ConfigReader& table : tables) {
-        const auto port = loadPort(table, network.name);
+        const auto port = loadPort(table, config);
         if (!port)
             continue;
         checkUnique(table, *port, network);

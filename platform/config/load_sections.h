@@ -11,7 +11,7 @@ namespace platform {
 
 void loadSwitch(ConfigReader& top, SwitchConfig& network);
 /// The ports of the software switch, and of the Linux driver. Need the driver.
-void loadPorts(ConfigReader& top, SwitchConfig& network);
+void loadPorts(ConfigReader& top, HostConfig& config);
 void loadLinuxPorts(ConfigReader& top, HostConfig& config);
 /// wire-format of a port.
 WireForm loadWireForm(ConfigReader& table, WireForm fallback);
@@ -25,8 +25,13 @@ void loadOptions(ConfigReader& top, HostConfig& config);
 std::optional<CorrectionSet> loadCorrections(ConfigReader& table);
 /// Needs the driver and the ports of the switch.
 void loadManagement(ConfigReader& top, HostConfig& config);
-/// The settings of a port; `enableKey` is the one that switches the protocol on.
-PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey);
+/// The settings of a port; `enableKey` is the one that switches the protocol on, and `rest` is what
+/// holds where the table says nothing.
+PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKey,
+                                  const PortManagement& rest);
+/// max-vlans and max-pdus of a port; they stay as they are where the table says nothing.
+/// @param corrections  that are on: without admission nobody asks for max-vlans
+void loadPortLimits(ConfigReader& table, CorrectionSet corrections, u32& maxVlans, u32& maxPdus);
 /// Needs the driver.
 void loadServices(ConfigReader& top, HostConfig& config);
 void loadProcess(ConfigReader& top, ProcessConfig& process);

@@ -100,6 +100,12 @@ void applyPort(Applier& applier, u32 unit, const PortManagement& before,
 
 }  // namespace
 
+u32 applyPortSettings(Dispatcher& dispatcher, u32 unit, const PortManagement& wanted) {
+    Applier applier(dispatcher);
+    applier.portSettings(unit, {}, wanted);
+    return applier.refused();
+}
+
 u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
                     const ManagementConfig& wanted) {
     Applier applier(dispatcher);

@@ -16,4 +16,7 @@ namespace platform {
 u32 applyManagement(Dispatcher& dispatcher, const ManagementConfig& before,
                     const ManagementConfig& wanted);
 
+/// Applies the settings of one port, all but its enabling. @return how many were refused
+u32 applyPortSettings(Dispatcher& dispatcher, u32 unit, const PortManagement& wanted);
+
 }  // namespace platform

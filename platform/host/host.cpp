@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/config/load.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/sil.h"
 #include "platform/host/apply_management.h"
 #include "platform/host/corrections.h"
@@ -117,7 +118,10 @@ bool Host::start(std::string& error) {
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
     installCorrections(&corrections_);
+    switch_.setAdmission(correctionsWanted().has(Correction::Admission));
+    switch_.setLinkListener([this](u32 unit) { frames_.linkCameUp(unit); });
     observation_.install(dispatcher_);
+    dispatcher_.onDone([this](const RequestHeader& header) { settingChanged(header); });
     if (!startDriver(error))
         return false;
 
@@ -231,6 +235,7 @@ void Host::applyConfig(HostConfig next) {
         soft_->reconfigure(next.network);
     config_.network = std::move(next.network);
     config_.management = std::move(next.management);
+    config_.otherPorts = next.otherPorts;
     carrier_.setSource(CommandSource::ConfigFile);
     const u32 refused = applySettings();
     carrier_.setSource(CommandSource::Management);
@@ -251,6 +256,38 @@ u32 Host::applySettings() {
     const u32 refused = applyManagement(dispatcher_, applied_, wanted);
     applied_ = std::move(wanted);
     return refused;
+}
+
+PortManagement Host::settingsOf(u32 unit) const {
+    if (linux_ != nullptr) {
+        std::string name;
+        switch_.portName(unit, name);
+        return config_.network.linuxBridge.ruleOf(name).management;
+    }
+    const auto found = config_.management.ports.find(unit);
+    return found == config_.management.ports.end() ? config_.otherPorts : found->second;
+}
+
+void Host::settingChanged(const RequestHeader& header) {
+    const std::optional<ChangedSetting> changed = changedSetting(header);
+    if (linux_ != nullptr && changed == ChangedSetting::Enable)
+        linux_->driver().setMvrpOn(isMvrpOn(dispatcher_));
+    if (changed != ChangedSetting::PortEnable && changed != ChangedSetting::PortTimes)
+        return;
+    const std::optional<PortTimes> times = timesOf(dispatcher_, header.unit);
+    if (!times)
+        return;
+    if (changed == ChangedSetting::PortEnable && times->areTheDaemons()) {
+        const CommandSource source = carrier_.source();
+        if (config_.otherPorts != PortManagement{}) {
+            carrier_.setSource(CommandSource::ConfigFile);
+            applyPortSettings(dispatcher_, header.unit, settingsOf(header.unit));
+            carrier_.setSource(source);
+        }
+        frames_.beganToTakePart(header.unit);
+    } else if (linux_ != nullptr) {
+        linux_->driver().setTimes(header.unit, times->joinMs, times->leaveMs);
+    }
 }
 
 void Host::portsChanged() {

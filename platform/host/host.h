@@ -12,6 +12,7 @@
 #include "platform/channel/server.h"
 #include "platform/config/host_config.h"
 #include "platform/host/linux_host.h"
+#include "platform/host/port_settings.h"
 #include "platform/net/frame_net.h"
 #include "platform/observe/correction_book.h"
 #include "platform/replication/command_carrier.h"
@@ -52,6 +53,10 @@ class Host {
     u32 applySettings();
     /// The Linux driver has others: in the command task.
     void portsChanged();
+    /// A setting of the daemon was changed, by whomever: in the command task.
+    void settingChanged(const RequestHeader& header);
+    /// What the configuration says of a port.
+    PortManagement settingsOf(u32 unit) const;
     /// What was found on the switch at the start, or by a standby, goes when nobody declares it.
     void keepAdopted();
     /// A standby takes over, in the command task.

@@ -72,6 +72,7 @@ SwitchConfig LinuxHost::withPorts(SwitchConfig network) const {
         port.name = facts.name;
         port.wireForm = rule.wireForm;
         port.recordFile = rule.recordFile;
+        port.maxPdus = rule.maxPdus;
         port.cable.kind = CableKind::Interface;
         port.cable.interfaceName = facts.name;
         port.cable.interfaceIndex = facts.unit;

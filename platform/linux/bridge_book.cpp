@@ -51,11 +51,12 @@ BridgePort* BridgeBook::find(u32 index) {
     return const_cast<BridgePort*>(std::as_const(*this).find(index));
 }
 
-VlanBitmap BridgeBook::staticVlans() const {
+VlanBitmap BridgeBook::staticVlans(VlanOne vlanOne) const {
     VlanBitmap all = bridgeVlans;
     for (const BridgePort& port : ports)
         all = vlanUnion(all, port.foreign());
-    vlanInsert(all, kDefaultVlan);
+    if (vlanOne == VlanOne::Always)
+        vlanInsert(all, kDefaultVlan);
     return all;
 }
 
@@ -77,21 +78,27 @@ BridgeBook readBook(std::span<const KernelLink> links, std::span<const KernelVla
     return book;
 }
 
-bool isUp(const KernelLink& link, bool filtering) {
-    return filtering && link.adminUp && link.carrier && link.stpState == StpState::Forwarding;
+bool isUsable(const KernelLink& bridge) {
+    return bridge.vlanFiltering && !bridge.multipleTrees;
+}
+
+bool isUp(const KernelLink& link, bool usable) {
+    return usable && link.adminUp && link.carrier && link.stpState == StpState::Forwarding;
 }
 
 SwitchPort describePort(const BridgePort& port, const VlanBitmap& staticVlans,
-                        const LinuxBridgeConfig& config, bool filtering) {
+                        const LinuxBridgeConfig& config, bool usable) {
     SwitchPort seen;
     seen.unit = port.link.index;
     seen.endType = port.link.kind == LinkKind::Bond ? QorEndType::Aggregation : QorEndType::Port;
-    seen.linkUp = isUp(port.link, filtering);
+    seen.linkUp = isUp(port.link, usable);
     seen.mtu = std::min(port.link.mtu, kMostMtu);
     seen.pvid = port.pvid;
     seen.mac = port.link.mac;
     port.link.name.copy(seen.name.data(), seen.name.size() - 1);
-    VlanBitmap permitted = config.ruleOf(port.link.name).permit;
+    const LinuxPortRule& rule = config.ruleOf(port.link.name);
+    seen.maxVlans = rule.maxVlans;
+    VlanBitmap permitted = rule.permit;
     if (config.staticVlans == StaticVlans::AsConfigured)
         permitted = vlanUnion(vlanDifference(permitted, staticVlans), port.foreign());
     seen.untagged = vlanIntersection(permitted, port.untagged);

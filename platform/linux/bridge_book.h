@@ -14,17 +14,24 @@
 
 namespace platform {
 
+/// Entries that stay for a while after the reason for them went.
+struct Lingering {
+    VlanBitmap vlans{};
+    u64 untilMs = 0;  ///< on the driver's clock
+};
+
 struct BridgePort {
     KernelLink link;
     VlanBitmap
         carried{};  ///< entries that the kernel has: as last read, and as changed by us since
-    VlanBitmap untagged{};     ///< of these
-    u32 pvid = 0;              ///< 0 none
-    VlanBitmap added{};        ///< entries that the daemon made, as in the ledger
-    bool guard = false;        ///< ours is on the port
-    bool guardFailed = false;  ///< and that was said
-    bool unsure = false;       ///< a change failed: `added` may name what is not there
-    u32 generation = 0;        ///< a port that comes anew under an old index has another
+    VlanBitmap untagged{};             ///< of these
+    u32 pvid = 0;                      ///< 0 none
+    VlanBitmap added{};                ///< entries that the daemon made, as in the ledger
+    bool guard = false;                ///< ours is on the port
+    bool guardFailed = false;          ///< and that was said
+    bool unsure = false;               ///< a change failed: `added` may name what is not there
+    u32 generation = 0;                ///< a port that comes anew under an old index has another
+    std::vector<Lingering> lingering;  ///< of `added`
 
     VlanBitmap foreign() const;
     /// Entries of `added` that can not be ours any more: the daemon's are tagged only.
@@ -39,8 +46,8 @@ struct BridgeBook {
     /// @return the port, or null
     const BridgePort* find(u32 index) const;
     BridgePort* find(u32 index);
-    /// What others configured anywhere on the bridge, and VLAN 1.
-    VlanBitmap staticVlans() const;
+    /// What others configured anywhere on the bridge; VLAN 1 by `vlanOne`.
+    VlanBitmap staticVlans(VlanOne vlanOne) const;
 };
 
 /// The bridge of that name as the kernel tells; nothing of it is the daemon's yet. Ports whose
@@ -48,11 +55,15 @@ struct BridgeBook {
 BridgeBook readBook(std::span<const KernelLink> links, std::span<const KernelVlans> vlans,
                     const std::string& bridge);
 
-/// What is seen of a link; not forwarding counts as down.
-bool isUp(const KernelLink& link, bool filtering);
+/// Whether the daemon can speak for a bridge: it is VLAN-aware, and has one context for all VLANs
+/// (with multiple spanning trees, IEEE 802.1Q 13.5, MVRP would need one for each tree).
+bool isUsable(const KernelLink& bridge);
+
+/// What is seen of a link; not forwarding counts as down. @param usable  isUsable() of its bridge
+bool isUp(const KernelLink& link, bool usable);
 
 /// A port as the daemon sees it: without protocols and memberships.
 SwitchPort describePort(const BridgePort& port, const VlanBitmap& staticVlans,
-                        const LinuxBridgeConfig& config, bool filtering);
+                        const LinuxBridgeConfig& config, bool usable);
 
 }  // namespace platform

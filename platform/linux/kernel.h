@@ -45,6 +45,7 @@ struct KernelLink {
     StpState stpState = StpState::Disabled;  ///< of a bridge port
     bool vlanFiltering = false;              ///< of a bridge
     u32 defaultPvid = 0;                     ///< of a bridge; 0 none
+    bool multipleTrees = false;              ///< of a bridge: a spanning tree for each MSTI
 
     bool operator==(const KernelLink&) const = default;
 };

@@ -23,16 +23,20 @@ void logVlans(LogPriority priority, const char* format, const BridgePort& port,
 
 /// A link that was away for a while, or a port that was taken out of the bridge and put back: down
 /// arms the daemon's timers, so that it declares again.
-void reportBounced(const SwitchState& before, const SwitchState& after, const Churn& churn,
-                   RouteBatch& batch) {
+/// @return the ports
+std::vector<u32> reportBounced(const SwitchState& before, const SwitchState& after,
+                               const Churn& churn, RouteBatch& batch) {
+    std::vector<u32> bounced;
     for (const SwitchPort& port : after.ports) {
         const SwitchPort* old = before.find(port.unit);
         const bool was = contains(churn.bounced, port.unit) || contains(churn.removed, port.unit);
         if (was && old != nullptr && old->linkUp && port.linkUp) {
             batch.linkState(port.unit, false);
             batch.linkState(port.unit, true);
+            bounced.push_back(port.unit);
         }
     }
+    return bounced;
 }
 
 /// Dynamic VLANs whose members went with their ports exist no more. The daemon has to hear that:
@@ -57,8 +61,11 @@ void LinuxSwitch::handleEvents() {
     if (churn.lost)
         logMessage(LogPriority::Warning,
                    "notifications of the kernel were lost: the bridge is read as a whole");
+    const bool ended = endLinger();
     if (churn.look || unfinished_)
         look(churn);
+    else if (ended)
+        settleAll();
 }
 
 bool LinuxSwitch::readKernel(BridgeBook& book, std::vector<KernelLink>& links,
@@ -96,7 +103,9 @@ void LinuxSwitch::look(const Churn& told) {
             return a.generation == b.generation && a.link.name == b.link.name;
         });
     book_ = std::move(next);
-    staticVlans_ = book_.staticVlans();
+    const VlanBitmap before = staticVlans_;
+    staticVlans_ = book_.staticVlans(config_.vlanOne);
+    beginLinger(vlanDifference(before, staticVlans_));
     {
         const std::lock_guard lock(mutex_);
         SwitchState state = stateOf(book_, churn);
@@ -109,7 +118,8 @@ void LinuxSwitch::look(const Churn& told) {
             });
             replaceState(std::move(without), batch);
         }
-        reportBounced(state_, state, churn, batch);
+        for (const u32 unit : reportBounced(state_, state, churn, batch))
+            noteCameUp(unit);
         replaceState(std::move(state), batch);
     }
     deliver(batch);
@@ -158,8 +168,10 @@ void LinuxSwitch::carryOverPort(BridgePort& next, const BridgePort& old, bool wa
     next.guard = old.guard;
     next.guardFailed = old.guardFailed;
     next.added = old.added;
+    next.lingering = old.lingering;
     const VlanBitmap taken = next.takenOver();
-    const VlanBitmap wiped = vlanDifference(old.added, next.carried);
+    const VlanBitmap wiped =
+        vlanDifference(vlanDifference(old.added, next.carried), lingeringOn(old));
     next.added = vlanIntersection(vlanDifference(old.added, taken), next.carried);
     ledger_.prepare(next.link.index, next.link.name);
     ledger_.store(next.link.index, next.added);
@@ -189,15 +201,16 @@ void LinuxSwitch::welcomePort(BridgePort& port) {
         port.guard = false;
 }
 
-SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) const {
+SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) {
     SwitchState next;
     vlanForEach(state_.vlans(QorVlanType::Dynamic),
                 [&next](u32 vid) { next.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic); });
     vlanForEach(staticVlans_,
                 [&next](u32 vid) { next.kinds[vid] = static_cast<u8>(QorVlanType::Static); });
     const VlanBitmap existing = next.vlans();
+    const VlanBitmap dynamic = next.vlans(QorVlanType::Dynamic);
     for (const BridgePort& port : book.ports) {
-        SwitchPort seen = describePort(port, staticVlans_, config_, book.bridge.vlanFiltering);
+        SwitchPort seen = describePort(port, staticVlans_, config_, isUsable(book.bridge));
         const SwitchPort* old = state_.find(seen.unit);
         if (old != nullptr && !contains(churn.gone, seen.unit)) {
             seen.mvrp = old->mvrp;
@@ -207,6 +220,7 @@ SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) con
             if (takesPart(seen))
                 seen.dynamic = vlanDifference(seen.dynamic, carriedStatics(port));
             seen.adopted = vlanIntersection(old->adopted, seen.dynamic);
+            followPolicy(*old, dynamic, seen);
         }
         next.ports.push_back(seen);
     }
@@ -225,6 +239,11 @@ void LinuxSwitch::reportBridge(const BridgeBook& next) const {
         logMessage(LogPriority::Error,
                    "bridge %s is not VLAN-aware any more, its ports take no part until it is: ip "
                    "link set %s type bridge vlan_filtering 1",
+                   name, name);
+    if (is && next.bridge.multipleTrees && (!was || !book_.bridge.multipleTrees))
+        logMessage(LogPriority::Error,
+                   "bridge %s has multiple spanning trees now, its ports take no part until it has "
+                   "one: ip link set %s type bridge mst_enabled 0",
                    name, name);
     if (is && next.bridge.vlanFiltering && was && !book_.bridge.vlanFiltering)
         logMessage(LogPriority::Notice, "bridge %s is VLAN-aware again", name);

@@ -5,6 +5,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 
@@ -17,6 +18,7 @@ constexpr std::chrono::milliseconds kBurst{50};
 constexpr int kMostPauses = 5;
 /// How soon what failed is tried again.
 constexpr int kRetryMs = 500;
+constexpr u32 kLongestWaitMs = 60'000;
 
 }  // namespace
 
@@ -51,7 +53,7 @@ void LinuxMonitor::loop() {
     while (running_) {
         std::array<pollfd, 2> items = {
             {{kernel_.waitDescriptor(), POLLIN, 0}, {wakeUp_.get(), POLLIN, 0}}};
-        poll(items.data(), items.size(), driver_.hasUnfinished() ? kRetryMs : -1);
+        const int ready = poll(items.data(), items.size(), waitMs());
         if ((items[1].revents & POLLIN) != 0) {
             u64 signals = 0;
             [[maybe_unused]] const ssize_t cleared = read(wakeUp_.get(), &signals, sizeof signals);
@@ -59,10 +61,20 @@ void LinuxMonitor::loop() {
             if (items[0].revents == 0)
                 continue;
         }
-        letBurstEnd();
+        if (ready != 0)
+            letBurstEnd();
         if (running_)
             driver_.handleEvents();
     }
+}
+
+int LinuxMonitor::waitMs() const {
+    const std::optional<u32> linger = driver_.lingerMs();
+    const int retry = driver_.hasUnfinished() ? kRetryMs : -1;
+    if (!linger)
+        return retry;
+    const int left = static_cast<int>(std::min<u32>(*linger, kLongestWaitMs));
+    return retry < 0 ? left : std::min(left, retry);
 }
 
 void LinuxMonitor::letBurstEnd() const {

@@ -36,6 +36,8 @@ class LinuxMonitor {
 
   private:
     void loop();
+    /// How long to wait for a notification, as poll(2) takes it.
+    int waitMs() const;
     void letBurstEnd() const;
 
     const Kernel& kernel_;

@@ -2,6 +2,7 @@
 //
 // Brings the kernel to what is wanted of the ports: the difference between that and the book, and
 // nothing else.
+#include <algorithm>
 #include <cerrno>
 
 #include "platform/linux/linux_switch.h"
@@ -46,8 +47,9 @@ bool LinuxSwitch::settle(BridgePort& port) {
 
 bool LinuxSwitch::writeDifference(BridgePort& port) {
     const VlanBitmap wanted = wantedOf(port);
+    const VlanBitmap kept = vlanUnion(wanted, lingeringOn(port));
     return addEntries(port, vlanDifference(wanted, port.carried)) &&
-           removeEntries(port, vlanDifference(port.added, wanted));
+           removeEntries(port, vlanDifference(port.added, kept));
 }
 
 bool LinuxSwitch::addEntries(BridgePort& port, const VlanBitmap& vlans) {
@@ -101,13 +103,26 @@ void LinuxSwitch::readAgain(BridgePort& port) {
     ledger_.store(port.link.index, port.added);
 }
 
+bool LinuxSwitch::wantsGuard(const BridgePort& port) const {
+    if (!isUsable(book_.bridge))
+        return false;
+    if (config_.guard == GuardedPorts::All && mvrpOn_)
+        return true;
+    const std::lock_guard lock(mutex_);
+    if (config_.guard == GuardedPorts::All)
+        return std::ranges::any_of(state_.ports,
+                                   [this](const SwitchPort& seen) { return takesPart(seen); });
+    const SwitchPort* seen = state_.find(port.link.index);
+    return seen != nullptr && takesPart(*seen);
+}
+
+void LinuxSwitch::settleGuards() {
+    for (BridgePort& port : book_.ports)
+        settleGuard(port);
+}
+
 void LinuxSwitch::settleGuard(BridgePort& port) {
-    bool wanted = false;
-    {
-        const std::lock_guard lock(mutex_);
-        const SwitchPort* seen = state_.find(port.link.index);
-        wanted = book_.bridge.vlanFiltering && seen != nullptr && takesPart(*seen);
-    }
+    const bool wanted = wantsGuard(port);
     if (wanted == port.guard || (port.guard && adopting_))
         return;
     const KernelResult result = kernel_.setGuard(port.link.index, wanted);

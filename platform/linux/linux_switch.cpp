@@ -8,22 +8,15 @@
 
 #include "platform/model/vlan_algebra.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/tasks/timer.h"
 
 namespace platform {
-namespace {
-
-SwitchState emptyState() {
-    SwitchState state;
-    state.kinds[kDefaultVlan] = static_cast<u8>(QorVlanType::Static);
-    return state;
-}
-
-}  // namespace
 
 LinuxSwitch::LinuxSwitch(Kernel& kernel, LinuxBridgeConfig config, std::string ledgerPath)
-    : StateSwitch(emptyState(), false),
+    : StateSwitch(SwitchState(), false),
       kernel_(kernel),
       ledgerPath_(std::move(ledgerPath)),
+      nowMs_(monotonicMs),
       config_(std::move(config)) {}
 
 bool LinuxSwitch::start(std::string& error) {
@@ -44,6 +37,13 @@ bool LinuxSwitch::start(std::string& error) {
     if (!first.bridge.vlanFiltering) {
         error = "bridge " + name + " is not VLAN-aware; switch it on: ip link set " + name +
                 " type bridge vlan_filtering 1";
+        return false;
+    }
+    if (first.bridge.multipleTrees) {
+        error = "bridge " + name +
+                " has multiple spanning trees (mst_enabled 1), and this daemon has one context for "
+                "all VLANs; allowed: ip link set " +
+                name + " type bridge mst_enabled 0";
         return false;
     }
     if (!ledger_.open(ledgerPath_, currentScope(name, first.bridge.index), error))
@@ -67,10 +67,10 @@ void LinuxSwitch::adoptLedger() {
     for (const LedgerRecord& record : ledger_.found())
         if (book_.find(record.index) == nullptr)
             ledger_.forget(record.index);
-    staticVlans_ = book_.staticVlans();
+    staticVlans_ = book_.staticVlans(config_.vlanOne);
 }
 
-SwitchState LinuxSwitch::adoptedState() const {
+SwitchState LinuxSwitch::adoptedState() {
     SwitchState state = stateOf(book_, {});
     for (const BridgePort& port : book_.ports) {
         state.find(port.link.index)->dynamic = port.added;
@@ -119,7 +119,12 @@ bool LinuxSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
     if (stopped_ || port == nullptr)
         return true;
     // Whether the port takes part does not depend on its static VLANs: they are tried again.
-    settleGuard(*port);
+    if (config_.guard == GuardedPorts::All)
+        settleGuards();
+    else
+        settleGuard(*port);
+    if (!enabled)
+        port->lingering.clear();
     if (!settle(*port))
         setUnfinished();
     return true;
@@ -151,10 +156,23 @@ bool LinuxSwitch::changeMemberships(u32 unit, Change change, IsDone isDone) {
     return false;
 }
 
+void LinuxSwitch::setMvrpOn(bool on) {
+    const std::lock_guard serial(changeMutex_);
+    mvrpOn_ = on;
+    if (!stopped_)
+        settleGuards();
+}
+
 bool LinuxSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
-    return changeMemberships(
+    const bool done = changeMemberships(
         unit, [&] { return StateSwitch::addDynamic(unit, vlans); },
         [&](const BridgePort& port) { return vlanIsEmpty(vlanDifference(vlans, port.carried)); });
+    const std::lock_guard serial(changeMutex_);
+    // What a neighbour declared in time is there for that from now on.
+    if (BridgePort* port = done ? book_.find(unit) : nullptr)
+        for (Lingering& entry : port->lingering)
+            entry.vlans = vlanDifference(entry.vlans, vlans);
+    return done;
 }
 
 bool LinuxSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {

@@ -7,7 +7,8 @@
 // A port carries in the kernel what others configured on it, and of ours: its dynamic memberships,
 // and while it takes part every static VLAN of its permit list. One procedure makes the difference
 // between that and what the kernel has, at every occasion. What is ours is in the ledger, and
-// nothing else is ever removed.
+// nothing else is ever removed. An entry for a VLAN that is static no more lingers: a neighbour
+// that still needs the VLAN is to have declared it before it would be taken off.
 //
 // Locking: as StateSwitch; changeMutex_ is also held for every call of the kernel but readEvents(),
 // so a look at the kernel sees all that was changed before. handleEvents() belongs to the monitor
@@ -16,6 +17,7 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -52,14 +54,23 @@ class LinuxSwitch final : public StateSwitch {
 
     /// Set before other threads run.
     void setListeners(LinuxListeners listeners) { listeners_ = std::move(listeners); }
+    /// @param nowMs  milliseconds that never go back; the machine's unless given. Before start().
+    void setClock(std::function<u64()> nowMs) { nowMs_ = std::move(nowMs); }
     /// Looks at the bridge for the first time, and finds in the ledger what an earlier daemon left
     /// there: dynamic memberships, that adoptMemberships() marks.
     /// @param error  receives what was wrong and what to do
     bool start(std::string& error);
-    /// Reads the kernel's notifications and acts on them. Also tries again what failed.
+    /// Reads the kernel's notifications and acts on them. Also tries again what failed, and takes
+    /// out what has lingered long enough.
     void handleEvents();
     /// Whether something is to be tried again.
     bool hasUnfinished() const { return unfinished_; }
+    /// How long handleEvents() may wait for notifications, ms; nothing: for ever. Any thread.
+    std::optional<u32> lingerMs() const;
+    /// Whether MVRP is on, on whichever ports: decides which of them have a guard.
+    void setMvrpOn(bool on);
+    /// The times of a port as the daemon has them now, ms: how long its entries linger.
+    void setTimes(u32 unit, u32 joinMs, u32 leaveMs);
     /// How many changes of VLANs the kernel was asked for; wraps around. Any thread.
     u32 changesAsked() const { return changesAsked_; }
     /// Takes over other settings; that of the bridge's name stays.
@@ -89,7 +100,7 @@ class LinuxSwitch final : public StateSwitch {
     // All below: changeMutex_ is held, mutex_ only where it is said.
     bool readKernel(BridgeBook& book, std::vector<KernelLink>& links, KernelResult& result);
     void adoptLedger();
-    SwitchState adoptedState() const;
+    SwitchState adoptedState();
     void look(const Churn& told);
     void carryOver(BridgeBook& next, const Churn& churn);
     void carryOverPort(BridgePort& next, const BridgePort& old, bool wasRemoved);
@@ -97,9 +108,19 @@ class LinuxSwitch final : public StateSwitch {
     void leavePorts(const BridgeBook& next, const std::vector<KernelLink>& links,
                     RouteBatch& batch);
     /// What the daemon is to see of the bridge. @pre mutex_ is held
-    SwitchState stateOf(const BridgeBook& book, const Churn& churn) const;
+    SwitchState stateOf(const BridgeBook& book, const Churn& churn);
     void reportBridge(const BridgeBook& next) const;
     void setUnfinished();
+
+    /// Entries for VLANs that are static no more stay until the neighbours have declared them.
+    /// @param gone  VLANs that were static until now
+    void beginLinger(const VlanBitmap& gone);
+    /// What lingers on the port now.
+    static VlanBitmap lingeringOn(const BridgePort& port);
+    /// Forgets what has lingered long enough. @return whether there was any
+    bool endLinger();
+    void noteNextLinger();
+    u32 lingerTimeOf(const BridgePort& port) const;
 
     /// The static VLANs that the port carries while it takes part.
     VlanBitmap carriedStatics(const BridgePort& port) const;
@@ -112,7 +133,9 @@ class LinuxSwitch final : public StateSwitch {
     bool removeEntries(BridgePort& port, const VlanBitmap& vlans);
     bool request(BridgePort& port, VlanChange change, const VlanBitmap& vlans);
     void readAgain(BridgePort& port);
+    bool wantsGuard(const BridgePort& port) const;
     void settleGuard(BridgePort& port);
+    void settleGuards();
     void settleAll();
     template <typename Change, typename IsDone>
     bool changeMemberships(u32 unit, Change change, IsDone isDone);
@@ -123,6 +146,8 @@ class LinuxSwitch final : public StateSwitch {
     LinuxListeners listeners_;
     std::atomic<bool> unfinished_{false};
     std::atomic<u32> changesAsked_{0};
+    std::atomic<u64> nextLingerMs_{0};  ///< when the first entry has lingered enough; 0: none does
+    std::function<u64()> nowMs_;
     std::vector<KernelEvent> events_;  ///< the monitor thread's
 
     // Guarded by changeMutex_.
@@ -130,6 +155,12 @@ class LinuxSwitch final : public StateSwitch {
     BridgeBook book_;
     VlanBitmap staticVlans_{};
     Ledger ledger_;
+    struct Times {
+        u32 joinMs = kStandardJoinMs;
+        u32 leaveMs = kStandardLeaveMs;
+    };
+    std::map<u32, Times> times_;  ///< of ports that were told, by unit
+    bool mvrpOn_ = false;
     bool adopting_ = true;  ///< guards of an earlier daemon stay
     bool stopped_ = false;
     u32 generations_ = 0;

@@ -26,8 +26,9 @@ struct PortCountersRecord {
     u64 droppedDisabled;  ///< the port does not take part
     u64 droppedTunnel;    ///< taken by a receive match
     u64 sendFailed;
-    u64 forwarded;  ///< frames of a port that takes no part, sent out of other ports
-    u64 ignored;    ///< other destination or type, or VLAN-tagged
+    u64 forwarded;      ///< frames of a port that takes no part, sent out of other ports
+    u64 ignored;        ///< other destination or type, or VLAN-tagged
+    u64 droppedBudget;  ///< more PDUs than the port takes a second
 };
 
 /// One VLAN of a port, by VLAN ID - 1.

@@ -19,6 +19,9 @@ void countDrop(PortCountersRecord& counters, DropReason reason) {
         case DropReason::NoVector:
             ++counters.droppedMalformed;
             break;
+        case DropReason::OverBudget:
+            ++counters.droppedBudget;
+            break;
     }
 }
 

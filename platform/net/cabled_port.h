@@ -4,6 +4,7 @@
 // Plain records, owned and locked by FrameNet.
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,30 @@ struct PortAnswers {
     bool leads = false;  ///< frames for `policy.unit` go out of this port
 };
 
+/// How many PDUs a port takes: so many a second, and as many at once after a second of silence.
+/// What is beyond that is dropped unread, so that one neighbour can not keep the daemon from the
+/// others.
+struct PduBudget {
+    static constexpr u64 kSecondUs = 1'000'000;
+
+    u32 perSecond = 0;  ///< 0: no limit
+    u64 countedUs = 0;  ///< when `saved` was counted last
+    u64 saved = 0;      ///< millionths of a PDU; a second's at most
+
+    /// Pays for a PDU that comes now. @return false when it is beyond the budget
+    bool take(u64 nowUs) {
+        if (perSecond == 0)
+            return true;
+        const u64 passedUs = std::min(nowUs - countedUs, kSecondUs);
+        saved = std::min(saved + passedUs * perSecond, kSecondUs * perSecond);
+        countedUs = nowUs;
+        if (saved < kSecondUs)
+            return false;
+        saved -= kSecondUs;
+        return true;
+    }
+};
+
 struct CabledPort {
     PortAnswers answers;
 
@@ -32,6 +57,15 @@ struct CabledPort {
     bool heardIeee = false;  ///< a standard frame came since the cable was plugged in
     MacAddress peer{};
     PortCountersRecord counters{};
+    PduBudget budget;
+    u64 budgetSaidUs = 0;     ///< when it was said last that PDUs are dropped; 0: never
+    bool saysBudget = false;  ///< to be said now
+    /// The neighbours are asked to declare again then.
+    struct Ask {
+        u64 atUs = 0;
+        bool renew = false;  ///< the daemon hears it, too
+    };
+    std::optional<Ask> ask;
 
     // Of the port itself.
     CableConfig cableConfig;

@@ -67,6 +67,7 @@ bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
             forget(unit);
         }
     }
+    asksWhenForwarding_ = config.askWhenForwarding;
     SwitchConfig applied = config;
     std::erase_if(applied.ports, [&](const PortConfig& port) {
         std::string reason;
@@ -87,6 +88,10 @@ bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::
     // What an operator set since stays, unless the configuration says otherwise than before.
     if (before == nullptr || port.wireForm != old.wireForm) {
         setWireForm(port.unit, port.wireForm);
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        cabledPort(port.unit).budget.perSecond = port.maxPdus;
     }
     if (port.recordFile != old.recordFile &&
         setRecording(port.unit, port.recordFile, error) != HostStatus::Ok) {

@@ -9,9 +9,9 @@
 //
 // Locking: one mutex around the table of cabled ports, held once for each received frame, from its
 // arrival until it is in a ring and counted, and for look-ups and counting; never while a frame is
-// sent. The receive thread works without the daemon's lock; transmit() is called by the protocol
-// task and the command thread (under the daemon's lock), the PortCables calls by the command
-// thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
+// sent. The receive thread works without the daemon's lock; transmit() is called by it, by
+// the protocol task and the command thread (under the daemon's lock), the PortCables calls by the
+// command thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
 #pragma once
 
 #include <array>
@@ -57,6 +57,17 @@ class FrameNet final : public FrameTransmitter, public PortCables {
 
     int transmit(u32 unit, std::span<const u8> frame) override;
 
+    /// Has the neighbours of a port that takes part declare again: a LeaveAll goes out of it at
+    /// once, in the form that the port speaks. The receive thread sends it; any thread may ask.
+    /// @param renew  the daemon hears it as if a neighbour had sent it: it declares again, and what
+    ///               nobody declares within the leave time ends
+    void ask(u32 unit, bool renew);
+    /// The same for a port whose link came up, where the configuration asks for it
+    /// (askWhenForwarding). The daemon renews at such a change by itself.
+    void linkCameUp(u32 unit);
+    /// The same, renewing, for a port that has just begun to take part.
+    void beganToTakePart(u32 unit);
+
     CableState cableState(u32 unit) const override;
     PortCountersRecord counters(u32 unit) const override;
     HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
@@ -81,11 +92,18 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     bool replug(u32 unit, const CableConfig& before, const CableConfig& now, std::string& error);
 
     void receiveLoop();
+    int lookAround();
     void receiveFrom(u32 port);
     /// Feeds due frames of captures. @return ms until the next is due, -1 when none
     int runReplays();
     /// @return when the port's capture has its next frame due, ULLONG_MAX when it is over
     u64 runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs);
+    /// Sends what was asked for and is due. @return ms until the next is, -1 when none
+    int runAsks();
+    void sendAsk(u32 unit, bool renew);
+    /// Whether a PDU is beyond the port's budget; when the PDUs calm, the neighbours are asked.
+    /// @pre mutex_ is held
+    bool isOverBudget(CabledPort& cabled);
     /// @pre mutex_ is held
     std::optional<Delivery> offerFrame(const FramePolicy& policy, const FrameView& view,
                                        DropReason& reason);
@@ -125,10 +143,16 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::unique_ptr<NativeFrames> native_;
     std::vector<std::shared_ptr<Cable>> targets_;
     std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays_;
+    std::vector<std::pair<u32, bool>> dueAsks_;    ///< unit, and whether to renew
+    std::vector<std::pair<u32, u32>> overBudget_;  ///< unit, and its budget
+    u64 lastFrameUs_ = 0;
+    u64 framesSinceUs_ = 0;  ///< the first frame that the observer has not looked around after
 
     Descriptor epoll_;
     Descriptor wakeUp_;
     std::atomic<bool> running_{false};
+    std::atomic<bool> asksWhenForwarding_{false};
+    std::atomic<bool> asking_{false};  ///< a port may have an ask
     std::thread thread_;
 };
 

@@ -19,6 +19,10 @@ constexpr int kReplayBurst = 64;
 /// How often a capture that waits for its port to take part looks again.
 constexpr u64 kReplayRetryUs = 50'000;
 
+/// What a frame leads to has happened by then, and is looked at so often while frames come.
+constexpr u64 kQuietUs = 200'000;
+constexpr u64 kLookAgainUs = 1'000'000;
+
 /// Remembers who is at the other end, and which form it speaks.
 void noteSender(CabledPort& cabled, const FrameView& view) {
     cabled.peer = view.source();
@@ -30,23 +34,48 @@ void noteSender(CabledPort& cabled, const FrameView& view) {
     }
 }
 
+/// The earlier of two waits in ms, of which -1 is for ever.
+int sooner(int a, int b) {
+    return a < 0 || b < 0 ? std::max(a, b) : std::min(a, b);
+}
+
 }  // namespace
 
 void FrameNet::receiveLoop() {
     std::array<epoll_event, kMostEvents> events;
     while (running_) {
-        const int waitMs = runReplays();
+        int waitMs = sooner(runReplays(), runAsks());
+        waitMs = sooner(waitMs, lookAround());
         const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
         for (int i = 0; i < count; ++i) {
             const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
             if (unit != 0) {
                 receiveFrom(static_cast<u32>(unit));
+                lastFrameUs_ = monotonicUs();
+                framesSinceUs_ = framesSinceUs_ == 0 ? lastFrameUs_ : framesSinceUs_;
                 continue;
             }
             u64 signals = 0;
             [[maybe_unused]] const ssize_t cleared = read(wakeUp_.get(), &signals, sizeof signals);
         }
     }
+}
+
+/// Has the observer look around a moment after the last frame, or once a second while they come.
+/// @return ms until then, -1 when no frame came since it did
+int FrameNet::lookAround() {
+    if (framesSinceUs_ == 0 || observer_ == nullptr) {
+        return -1;
+    }
+    const u64 nowUs = monotonicUs();
+    const u64 quietUs = lastFrameUs_ + kQuietUs;
+    const u64 dueUs = std::min(quietUs, framesSinceUs_ + kLookAgainUs);
+    if (nowUs < dueUs) {
+        return static_cast<int>((dueUs - nowUs + 999) / 1000);
+    }
+    observer_->lookAround();
+    framesSinceUs_ = nowUs < quietUs ? nowUs : 0;
+    return framesSinceUs_ == 0 ? -1 : static_cast<int>(kQuietUs / 1000);
 }
 
 void FrameNet::receiveFrom(u32 port) {
@@ -172,9 +201,10 @@ bool FrameNet::handleArrived(u32 port, std::span<const u8> bytes, bool tagged) {
 
 /// A frame of a port that takes part: to the daemon or nowhere.
 void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged) {
-    const FrameView view = classifyFrame(bytes);
     CabledPort& cabled = cabledPort(policy.unit);
-    DropReason reason = tagged ? DropReason::Tagged : view.reason;
+    const bool over = !tagged && isGroupFrame(bytes) && isOverBudget(cabled);
+    const FrameView view = over ? FrameView{} : classifyFrame(bytes);
+    DropReason reason = over ? DropReason::OverBudget : tagged ? DropReason::Tagged : view.reason;
     std::optional<Delivery> outcome;
     if (reason == DropReason::None) {
         // First what the port's own wire form depends on: the daemon may answer at once.

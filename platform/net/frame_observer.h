@@ -31,6 +31,9 @@ class FrameObserver {
                               std::optional<Delivery> outcome) = 0;
     /// A frame went into a port's cable. @param bytes  as on the wire; @param error  0, or errno
     virtual void frameSent(u32 unit, std::span<const u8> bytes, int error) = 0;
+    /// A moment after frames came, when they have led to what they lead to; at least once a second
+    /// while they come. By the receive thread.
+    virtual void lookAround() {}
 };
 
 }  // namespace platform

@@ -8,10 +8,14 @@
 
 #include "platform/contract/management.h"
 #include "platform/net/clock.h"
+#include "platform/runtime/log.h"
 #include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
+
+/// A port says so often that registrations are refused.
+constexpr u64 kSayAgainMs = 60'000;
 
 std::size_t formIndex(FrameKind kind) {
     return static_cast<std::size_t>(kind) - 1;
@@ -19,6 +23,15 @@ std::size_t formIndex(FrameKind kind) {
 
 u64& failed(PortRecord& port, FailedRegistration reason) {
     return port.statistics.failed.at(static_cast<std::size_t>(reason));
+}
+
+/// Counts a registration that failed, and remembers it as the last.
+void noteFailure(PortRecord& port, FailedRegistration reason, u32 vid, u64 nowMs) {
+    ++failed(port, reason);
+    port.statistics.lastFailedVid = vid;
+    port.statistics.lastFailedReason = static_cast<u32>(reason);
+    port.statistics.lastFailedOrigin = port.vlans.at(vid).origin;
+    port.lastFailedMs = nowMs;
 }
 
 /// Counts the events of a received PDU and remembers what it declares.
@@ -52,12 +65,12 @@ class ReceivedEvents final : public EventSink {
   private:
     void countFailure(u32 vid) {
         if (!vlanContains(port_.permitted, vid))
-            ++failed(port_, FailedRegistration::NotPermitted);
+            noteFailure(port_, FailedRegistration::NotPermitted, vid, nowMs_);
         else if (port_.registration == MVRP_REGISTRATION_FORBIDDEN)
-            ++failed(port_, FailedRegistration::Forbidden);
+            noteFailure(port_, FailedRegistration::Forbidden, vid, nowMs_);
         else if (port_.registration == MVRP_REGISTRATION_FIXED &&
                  driver_.vlanType(vid) != QorVlanType::Static)
-            ++failed(port_, FailedRegistration::Fixed);
+            noteFailure(port_, FailedRegistration::Fixed, vid, nowMs_);
     }
 
     PortRecord& port_;
@@ -232,6 +245,57 @@ void FrameBook::membersRefused(u32 unit, const VlanBitmap& vlans) {
     failed(record(unit), FailedRegistration::SwitchRefused) += count;
 }
 
+void FrameBook::registrationRefused(u32 unit, u32 vid, Admission why) {
+    if (vid >= kVlanIds)
+        return;
+    const std::lock_guard lock(mutex_);
+    const auto found = ports_.find(unit);
+    if (found == ports_.end())
+        return;
+    PortRecord& port = *found->second;
+    // What is not permitted was counted when the frame came.
+    if (why == Admission::TooMany)
+        noteFailure(port, FailedRegistration::TooMany, vid, monotonicMs());
+    ++port.refusals;
+    port.refusalsSaid = false;
+    refused_ = true;
+}
+
+void FrameBook::sayRefusals(u64 nowMs) {
+    if (!refused_)
+        return;
+    std::vector<std::string> lines;
+    {
+        const std::lock_guard lock(mutex_);
+        bool left = false;
+        for (auto& [unit, port] : ports_) {
+            const bool soon =
+                port->refusalsSaidMs != 0 && nowMs - port->refusalsSaidMs < kSayAgainMs;
+            left |= !port->refusalsSaid && soon;
+            if (port->refusalsSaid || soon)
+                continue;
+            port->refusalsSaid = true;
+            port->refusalsSaidMs = nowMs;
+            lines.push_back(refusalText(unit, *port));
+        }
+        refused_ = left;
+    }
+    for (const std::string& line : lines)
+        logMessage(LogPriority::Warning, "%s", line.c_str());
+}
+
+std::string FrameBook::refusalText(u32 unit, const PortRecord& port) const {
+    std::string name;
+    driver_.portName(unit, name);
+    const PortStatisticsRecord& last = port.statistics;
+    const bool tooMany = last.lastFailedReason == static_cast<u32>(FailedRegistration::TooMany);
+    return name + ": VLAN " + std::to_string(last.lastFailedVid) + ", declared by " +
+           formatMac(last.lastFailedOrigin) + ", is not registered: " +
+           (tooMany ? "the port has registered as many as it may (max-vlans)"
+                    : "it is not on the permit list") +
+           "; " + std::to_string(port.refusals) + " registrations were refused so far";
+}
+
 void FrameBook::setRegistration(u32 unit, u32 mode) {
     const std::lock_guard lock(mutex_);
     record(unit).registration = mode;
@@ -243,6 +307,7 @@ PortStatisticsRecord FrameBook::statistics(u32 unit) const {
     const PortRecord* port = find(unit);
     PortStatisticsRecord statistics = port == nullptr ? PortStatisticsRecord{} : port->statistics;
     statistics.sinceMs = nowMs - (port == nullptr ? startMs_ : port->countedFromMs);
+    statistics.lastFailedMs = agoOrNever(port == nullptr ? 0 : port->lastFailedMs, nowMs);
     statistics.lastPduMs = agoOrNever(port == nullptr ? 0 : port->lastPduMs, nowMs);
     return statistics;
 }
@@ -257,6 +322,7 @@ void FrameBook::clear(u32 unit) {
         const std::array<u8, 6> origin = port->statistics.lastPduOrigin;
         port->statistics = {};
         port->statistics.lastPduOrigin = origin;
+        port->lastFailedMs = 0;
         port->countedFromMs = nowMs;
     }
 }

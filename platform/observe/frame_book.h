@@ -10,13 +10,16 @@
 // frame passes; the driver's lock may be taken inside it.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "platform/net/frame_observer.h"
 #include "platform/observe/frame_tap.h"
 #include "platform/observe/port_record.h"
+#include "platform/runtime/tasks/timer.h"
 #include "platform/switch/switch_driver.h"
 
 namespace platform {
@@ -35,6 +38,11 @@ class FrameBook final : public FrameObserver {
     void prepare(u32 unit);
     /// The switch did not take memberships of VLANs. Any thread.
     void membersRefused(u32 unit, const VlanBitmap& vlans);
+    /// The daemon was not let register a VLAN. Makes no system call. Any thread.
+    void registrationRefused(u32 unit, u32 vid, Admission why);
+    void lookAround() override { sayRefusals(monotonicMs()); }
+    /// Says in the log what was refused, once a minute a port.
+    void sayRefusals(u64 nowMs);
     /// The port's registration mode is this from now on: it decides which joins fail.
     void setRegistration(u32 unit, u32 mode);
 
@@ -53,6 +61,8 @@ class FrameBook final : public FrameObserver {
   private:
     // All of these: mutex_ is held.
     PortRecord& record(u32 unit);
+    /// What the log says of the last refusal.
+    std::string refusalText(u32 unit, const PortRecord& port) const;
     /// Reads the port's permit list again when it may have changed.
     void renewPermitted(u32 unit, PortRecord& port) const;
     /// @return the record, with all counted; null when there is none
@@ -65,6 +75,7 @@ class FrameBook final : public FrameObserver {
     const SwitchDriver& driver_;
     const u64 startMs_;
     FrameTap tap_;
+    std::atomic<bool> refused_{false};  ///< there may be something for sayRefusals()
     std::mutex& mutex_;
     std::map<u32, std::unique_ptr<PortRecord>> ports_;  ///< guarded by mutex_
 };

@@ -49,6 +49,10 @@ struct PortRecord {
     u32 permittedAsOf = 0;  ///< SwitchFacts::changes when `permitted` was read, 0: never
     VlanBitmap permitted{};
     u32 registration = 1;  ///< registration mode: 1 normal, 2 fixed, 3 forbidden
+    u64 lastFailedMs = 0;
+    u64 refusals = 0;          ///< registrations that the daemon was not let make
+    u64 refusalsSaidMs = 0;    ///< when the log said so last
+    bool refusalsSaid = true;  ///< the log knows of the last
     RepeatedFrame sent;
     std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID
 };

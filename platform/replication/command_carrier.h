@@ -31,6 +31,7 @@ class CommandCarrier {
 
     /// Command task.
     void setSource(CommandSource source) { source_ = source; }
+    CommandSource source() const { return source_; }
 
     /// Arguments and result are those of qorHwilCmdSyncApi(). Settings come from the command task,
     /// synchronisation packets from any.

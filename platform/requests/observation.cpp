@@ -59,6 +59,10 @@ void Observation::switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlan
     changes_.switchCalled(call, unit, vlans, done);
 }
 
+void Observation::registrationRefused(u32 unit, u32 vid, Admission why) {
+    frames_.registrationRefused(unit, vid, why);
+}
+
 u32 Observation::portHistory(const RequestHeader& header, std::vector<u8>& reply) const {
     if (header.attribute == 0 || header.attribute > kLastRecordedVlan)
         return refuse(HostStatus::BadArgument,

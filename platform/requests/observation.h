@@ -21,6 +21,7 @@ class Observation final : public SwitchObserver {
     void install(Dispatcher& dispatcher);
 
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) override;
+    void registrationRefused(u32 unit, u32 vid, Admission why) override;
 
   private:
     void registerRequests(Dispatcher& dispatcher);

@@ -88,6 +88,15 @@ u32 readVlans(const SwitchDriver& driver, u32 unit, VlanSet which, void* value) 
     return driver.portVlans(unit, which, vlans) ? answer(value, vlans) : kStatusFailed;
 }
 
+u32 readAdmission(SwitchDriver& driver, u32 unit, u32 vid) {
+    const Admission answer = driver.admit(unit, vid);
+    SwitchObserver* observer = gObserver.load(std::memory_order_acquire);
+    if (answer != Admission::Admitted && observer != nullptr) {
+        observer->registrationRefused(unit, vid, answer);
+    }
+    return status(answer == Admission::Admitted);
+}
+
 u32 readInterfaceVid(const SwitchDriver& driver, u32 unit, void* value) {
     QorIndexInfo info{};
     const bool exists = driver.describeIndex(unit, info) &&
@@ -133,7 +142,7 @@ SwitchDriver* switchDriver() {
 
 u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     using namespace platform;
-    const SwitchDriver* driver = switchDriver();
+    SwitchDriver* driver = switchDriver();
     if (driver == nullptr || value == nullptr) {
         return kStatusFailed;
     }
@@ -161,8 +170,11 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
             std::memcpy(&vid, value, sizeof vid);
             return status(driver->permits(unit, vid));
         }
-        case QorIfAttribute::AdmittedVlan:
-            return kStatusOk;  // of every VLAN, on every port
+        case QorIfAttribute::AdmittedVlan: {
+            u32 vid = 0;
+            std::memcpy(&vid, value, sizeof vid);
+            return readAdmission(*driver, unit, vid);
+        }
         case QorIfAttribute::VlanIdOfInterface:
             return readInterfaceVid(*driver, unit, value);
         default:

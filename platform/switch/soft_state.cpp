@@ -20,6 +20,7 @@ SwitchPort softPortFrom(const PortConfig& config) {
     config.name.copy(port.name.data(), port.name.size() - 1);
     port.tagged = config.permitTagged;
     port.untagged = config.permitUntagged;
+    port.maxVlans = config.maxVlans;
     return port;
 }
 

@@ -57,6 +57,7 @@ void SoftSwitch::reconfigure(const SwitchConfig& config) {
                 port.gvrp = old->gvrp;
                 port.dynamic = vlanIntersection(old->dynamic, next.vlans());
                 port.adopted = vlanIntersection(old->adopted, port.dynamic);
+                followPolicy(*old, next.vlans(QorVlanType::Dynamic), port);
             }
         }
         replaceState(std::move(next), batch);

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/model/vlan_algebra.h"
+#include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
@@ -93,6 +94,12 @@ bool StateSwitch::permits(u32 unit, u32 vid) const {
            (vlanContains(port->tagged, vid) || vlanContains(port->untagged, vid));
 }
 
+Admission StateSwitch::admit(u32 unit, u32 vid) {
+    const std::lock_guard lock(mutex_);
+    SwitchPort* port = state_.find(unit);
+    return port == nullptr ? Admission::NotPermitted : admitVlan(*port, vid, monotonicMs);
+}
+
 bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
     const std::lock_guard lock(mutex_);
     SwitchPort* port = state_.find(unit);
@@ -104,6 +111,9 @@ bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
         return !enabled && isRetired(unit);
     }
     (protocol == kProtocolMvrp ? port->mvrp : port->gvrp) = enabled;
+    if (!enabled) {
+        port->admitted = {};
+    }
     countChange();
     return true;
 }
@@ -116,6 +126,7 @@ bool StateSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
     }
     port->dynamic = vlanUnion(port->dynamic, vlans);
     port->adopted = vlanDifference(port->adopted, vlans);
+    port->admitted.applied(vlans);
     return true;
 }
 
@@ -129,6 +140,10 @@ bool StateSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
     const bool runsProtocol = port->mvrp && role_ == HostRole::Active;
     port->dynamic = runsProtocol ? vlanDifference(port->dynamic, vlans) : VlanBitmap{};
     port->adopted = vlanIntersection(port->adopted, port->dynamic);
+    // What the policy bars now stayed for as long as it was registered.
+    const VlanBitmap ended = vlanDifference(port->kept, port->dynamic);
+    port->kept = vlanDifference(port->kept, ended);
+    port->tagged = vlanDifference(port->tagged, ended);
     return true;
 }
 
@@ -185,6 +200,11 @@ void StateSwitch::setRole(HostRole role) {
         if (role_ == HostRole::Standby && role == HostRole::Active) {
             adoptLocked();
             reportReturn(state_, batch);
+            for (const SwitchPort& port : state_.ports) {
+                if (state_.linkUp(port)) {
+                    noteCameUp(port.unit);
+                }
+            }
         }
         role_ = role;
         countChange();
@@ -290,10 +310,22 @@ void StateSwitch::deliver(const RouteBatch& batch) {
     if (sink_ != nullptr) {
         batch.deliverTo(*sink_);
     }
+    for (const u32 unit : newlyUp_) {
+        if (cameUp_) {
+            cameUp_(unit);
+        }
+    }
+    newlyUp_.clear();
 }
 
 void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
     reportDifferences(state_, next, batch);
+    for (const SwitchPort& port : next.ports) {
+        const SwitchPort* old = state_.find(port.unit);
+        if (old != nullptr && !state_.linkUp(*old) && next.linkUp(port)) {
+            noteCameUp(port.unit);
+        }
+    }
     for (const SwitchPort& port : state_.ports) {
         if (next.find(port.unit) == nullptr) {
             std::erase_if(retired_, [&port](const Retired& r) { return r.unit == port.unit; });

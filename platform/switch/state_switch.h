@@ -12,8 +12,11 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <mutex>
+#include <vector>
 
+#include "platform/switch/admission.h"
 #include "platform/switch/route_message.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_state.h"
@@ -24,12 +27,19 @@ class StateSwitch : public SwitchDriver {
   public:
     /// Where notifications go; null: nowhere. Set before other threads run.
     void setRouteSink(RouteSink* sink) { sink_ = sink; }
+    /// Whether the permit list bars registrations, too: then a registration outlives a list that is
+    /// tightened. Set before other threads run.
+    void setAdmission(bool on) { admission_ = on; }
+    /// Told of each port whose link came up, or that starts forwarding, after the notification of
+    /// it was delivered; with changeMutex_ held. Set before other threads run.
+    void setLinkListener(std::function<void(u32 unit)> cameUp) { cameUp_ = std::move(cameUp); }
 
     bool portState(u32 unit, PortState& state) const override;
     const SwitchFacts* facts() const override { return &facts_; }
     bool portName(u32 unit, std::string& name) const override;
     bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const override;
     bool permits(u32 unit, u32 vid) const override;
+    Admission admit(u32 unit, u32 vid) override;
     bool setProtocol(u32 unit, u32 protocol, bool enabled) override;
     bool addDynamic(u32 unit, const VlanBitmap& vlans) override;
     bool removeDynamic(u32 unit, const VlanBitmap& vlans) override;
@@ -54,9 +64,19 @@ class StateSwitch : public SwitchDriver {
 
     /// @pre changeMutex_ is held, mutex_ is not
     void deliver(const RouteBatch& batch);
+    /// A link came up that replaceState() can not see: it was down in between only. deliver() tells
+    /// the listener. @pre changeMutex_ is held
+    void noteCameUp(u32 unit) { newlyUp_.push_back(unit); }
     /// Puts a new state in place, remembers what disappeared, and notes the differences.
     /// @pre both mutexes are held
     void replaceState(SwitchState next, RouteBatch& batch);
+    /// @pre mutex_ is held
+    /// Of a port of a new state that was there before: what its policy does to what is registered.
+    /// @pre mutex_ is held
+    void followPolicy(const SwitchPort& before, const VlanBitmap& dynamicVlans, SwitchPort& next) {
+        if (admission_)
+            keepRegistered(before, dynamicVlans, next);
+    }
     /// @pre mutex_ is held
     bool takesPart(const SwitchPort& port) const {
         return role_ == HostRole::Active && (port.mvrp || port.gvrp);
@@ -90,7 +110,10 @@ class StateSwitch : public SwitchDriver {
     bool aggregated_ = false;       ///< guarded by mutex_: a port is a member of an aggregation
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described
     std::vector<Retired> retired_;  ///< guarded by mutex_: deleted ports, latest last
+    bool admission_ = false;
     RouteSink* sink_ = nullptr;
+    std::function<void(u32)> cameUp_;
+    std::vector<u32> newlyUp_;  ///< guarded by changeMutex_: to be told by deliver()
 };
 
 }  // namespace platform

@@ -24,6 +24,7 @@
 #include "platform/model/port.h"
 #include "platform/model/switch_change.h"
 #include "platform/model/vlan_ranges.h"
+#include "platform/switch/admitted.h"
 
 namespace platform {
 
@@ -106,6 +107,8 @@ class SwitchDriver {
     virtual bool portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const = 0;
     /// Whether the port carries the VLAN by its permit list, tagged or untagged, existing or not.
     virtual bool permits(u32 unit, u32 vid) const = 0;
+    /// Whether the port may register the VLAN, which the daemon asks before it does.
+    virtual Admission admit(u32 unit, u32 vid) = 0;
     /// Whether the frames of protocol kProtocolMvrp or kProtocolGvrp reach the daemon.
     virtual bool setProtocol(u32 unit, u32 protocol, bool enabled) = 0;
     /// Adds dynamic tagged memberships. All VLANs have to exist.

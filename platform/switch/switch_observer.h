@@ -6,6 +6,7 @@
 #pragma once
 
 #include "platform/model/vlan_ranges.h"
+#include "platform/switch/admitted.h"
 
 namespace platform {
 
@@ -24,6 +25,8 @@ class SwitchObserver {
     /// @param vlans  empty for Protocol
     /// @param done   whether the driver did it
     virtual void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) = 0;
+    /// The daemon was not let register a VLAN that a neighbour declares. Makes no system call.
+    virtual void registrationRefused(u32 /*unit*/, u32 /*vid*/, Admission /*why*/) {}
 };
 
 /// Installs the observer of the contract's calls; null takes it out. The caller owns it.

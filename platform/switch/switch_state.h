@@ -14,6 +14,7 @@
 #include "platform/model/port.h"
 #include "platform/model/switch_change.h"
 #include "platform/model/vlan_ranges.h"
+#include "platform/switch/admitted.h"
 #include "platform/switch/route_message.h"
 #include "platform/switch/switch_driver.h"
 
@@ -39,6 +40,9 @@ struct SwitchPort {
     VlanBitmap untagged{};
     VlanBitmap dynamic{};  ///< memberships that the protocol made
     VlanBitmap adopted{};  ///< of these, those that an earlier daemon or the active card made
+    u32 maxVlans = 0;      ///< VLANs that may be registered at a time, 0 no limit
+    VlanBitmap kept{};     ///< of `tagged`: not permitted any more, and registered still
+    RecentlyAdmitted admitted;
 };
 
 struct SwitchState {

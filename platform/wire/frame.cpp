@@ -12,9 +12,16 @@ constexpr std::array<u8, 3> kLlcSnap = {0xAA, 0xAA, 0x03};
 constexpr std::array<u8, 3> kLlcGvrp = {0x42, 0x42, 0x03};
 constexpr std::array<u8, 3> kSnapOrganisation = {0x00, 0x00, 0x00};
 
-constexpr std::array<std::string_view, kDropReasonCount> kReasonTexts = {
-    "none",       "too short",        "too long",      "other destination",  "VLAN-tagged",
-    "other type", "bad 802.3 length", "malformed PDU", "PDU without vectors"};
+constexpr std::array<std::string_view, kDropReasonCount> kReasonTexts = {"none",
+                                                                         "too short",
+                                                                         "too long",
+                                                                         "other destination",
+                                                                         "VLAN-tagged",
+                                                                         "other type",
+                                                                         "bad 802.3 length",
+                                                                         "malformed PDU",
+                                                                         "PDU without vectors",
+                                                                         "beyond the PDU budget"};
 
 FrameView dropped(DropReason reason) {
     FrameView view;

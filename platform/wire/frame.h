@@ -55,8 +55,9 @@ enum class DropReason : u8 {
     BadLength,   ///< the 802.3 length exceeds the frame, or holds no PDU
     BadPdu,      ///< a standard PDU that can not be read
     NoVector,    ///< a standard PDU that says nothing about VLANs
+    OverBudget,  ///< more PDUs than the port takes: not read
 };
-inline constexpr std::size_t kDropReasonCount = 9;
+inline constexpr std::size_t kDropReasonCount = 10;
 
 std::string_view dropReasonText(DropReason reason);
 

@@ -2,6 +2,7 @@
 #include "platform/linux/netlink/link_message.h"
 
 #include <linux/if.h>
+#include <linux/if_bridge.h>
 #include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 #include <sys/socket.h>
@@ -29,6 +30,11 @@ void readBridgeData(std::span<const u8> data, KernelLink& link) {
             link.vlanFiltering = valueOf<u8>(attribute).value_or(0) != 0;
         else if (typeOf(attribute) == IFLA_BR_VLAN_DEFAULT_PVID)
             link.defaultPvid = valueOf<u16>(attribute).value_or(0);
+        else if (typeOf(attribute) == IFLA_BR_MULTI_BOOLOPT)
+            link.multipleTrees =
+                ((valueOf<br_boolopt_multi>(attribute).value_or(br_boolopt_multi{}).optval >>
+                  BR_BOOLOPT_MST_ENABLE) &
+                 1U) != 0;
     });
 }
 

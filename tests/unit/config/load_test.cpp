@@ -212,8 +212,101 @@ TEST(Config, ALinuxBridgeNeedsItsNameOnly) {
     EXPECT_EQ(bridge.onStop, OnStop::Remove);
     const LinuxPortRule& rule = bridge.ruleOf("eth0");
     EXPECT_EQ(formatVlanRanges(rule.permit), "1-4094");
-    EXPECT_EQ(rule.wireForm, WireForm::Auto);
+    EXPECT_EQ(rule.wireForm, WireForm::Ieee);
     EXPECT_FALSE(rule.management.enable) << "a port is enabled by its configuration only";
+    EXPECT_EQ(rule.management.participant, MVRP_PARTICIPANT_NO_OBSERVE) << "a link is point to point";
+    EXPECT_EQ(rule.management.joinTime, 200U);
+    EXPECT_EQ(rule.management.leaveTime, 600U);
+    EXPECT_EQ(rule.management.leaveAllTime, 10000U);
+    EXPECT_EQ(rule.maxVlans, 0U);
+    EXPECT_EQ(rule.maxPdus, 100U);
+    EXPECT_EQ(config.otherPorts, rule.management);
+    EXPECT_EQ(bridge.guard, GuardedPorts::All);
+    EXPECT_EQ(bridge.vlanOne, VlanOne::AsFound);
+    EXPECT_FALSE(bridge.lingerMs);
+    EXPECT_TRUE(config.network.askWhenForwarding);
+}
+
+TEST(Config, APortOfALinuxBridgeThatTakesPartSwitchesTheProtocolOn) {
+    const HostConfig config = load(R"(
+        switch = {driver = "linux", bridge = "br0"}
+        [[port]]
+        name = "eth*"
+        mvrp = true)");
+    EXPECT_EQ(config.management.enable, 1U);
+    EXPECT_EQ(config.network.linuxBridge.ruleOf("eth0").management.enable, 1U);
+    EXPECT_EQ(config.network.linuxBridge.ruleOf("eth0").management.joinTime, 200U);
+    EXPECT_FALSE(config.network.linuxBridge.ruleOf("tap0").management.enable);
+}
+
+TEST(Config, ALinuxBridgeCanBeAskedForTheOldDefaults) {
+    const HostConfig config = load(R"(
+        [switch]
+        driver = "linux"
+        bridge = "br0"
+        guard = "taking-part"
+        vlan-1 = "always"
+        linger = 0
+        ask-when-forwarding = false
+        [management]
+        times = "daemon"
+        [[port]]
+        name = "eth0"
+        wire-format = "auto"
+        participant = "full"
+        max-vlans = 4094
+        max-pdus = 1000000
+        leave-time = 12000)");
+    const LinuxBridgeConfig& bridge = config.network.linuxBridge;
+    EXPECT_EQ(bridge.guard, GuardedPorts::TakingPart);
+    EXPECT_EQ(bridge.vlanOne, VlanOne::Always);
+    EXPECT_EQ(bridge.lingerMs, 0U);
+    EXPECT_FALSE(config.network.askWhenForwarding);
+    const LinuxPortRule& rule = bridge.ruleOf("eth0");
+    EXPECT_EQ(rule.wireForm, WireForm::Auto);
+    EXPECT_EQ(rule.maxVlans, 4094U);
+    EXPECT_EQ(rule.maxPdus, 1'000'000U);
+    EXPECT_EQ(rule.management.participant, 1U);
+    EXPECT_FALSE(rule.management.joinTime);
+    EXPECT_EQ(rule.management.leaveTime, 12000U);
+    EXPECT_FALSE(bridge.ruleOf("eth1").management.leaveAllTime);
+    EXPECT_EQ(load("switch = {driver=\"linux\", bridge=\"br0\", linger=\"default\"}")
+                  .network.linuxBridge.lingerMs,
+              std::nullopt);
+}
+
+TEST(Config, APortSaysOtherwiseTimeByTime) {
+    const HostConfig config = load(R"(
+        switch = {driver = "linux", bridge = "br0"}
+        [[port]]
+        name = "eth0"
+        leave-time = 5000)");
+    const PortManagement& port = config.network.linuxBridge.ruleOf("eth0").management;
+    EXPECT_EQ(port.joinTime, 200U);
+    EXPECT_EQ(port.leaveTime, 5000U);
+    EXPECT_EQ(port.leaveAllTime, 10000U);
+}
+
+TEST(Config, TheSoftwareSwitchHasTheDaemonsTimesUnlessAskedForOthers) {
+    constexpr const char* kPorts =
+        "[mvrp]\ncorrections = [\"admission\"]\n"
+        "[[port]]\nunit = 1\nmax-vlans = 7\nmax-pdus = 9\n[[port]]\nunit = 2\n";
+    constexpr const char* kManaged =
+        "enable = true\n[[management.port]]\nunit = 1\nenable = true\n";
+    const HostConfig plain = load(std::string(kPorts) + "[management]\n" + kManaged);
+    EXPECT_EQ(plain.otherPorts, PortManagement{});
+    EXPECT_FALSE(plain.management.ports.at(1).joinTime);
+    EXPECT_FALSE(plain.network.askWhenForwarding);
+    EXPECT_EQ(plain.network.ports[0].maxVlans, 7U);
+    EXPECT_EQ(plain.network.ports[0].maxPdus, 9U);
+    EXPECT_EQ(plain.network.ports[1].maxVlans, 0U);
+    EXPECT_EQ(plain.network.ports[1].maxPdus, 0U);
+    const HostConfig asked = load("[switch]\nask-when-forwarding = true\n" + std::string(kPorts) +
+                                  "[management]\ntimes = \"standard\"\n" + kManaged);
+    EXPECT_EQ(asked.management.ports.at(1).joinTime, 200U);
+    EXPECT_EQ(asked.otherPorts.leaveAllTime, 10000U);
+    EXPECT_FALSE(asked.otherPorts.participant) << "its cables may be shared";
+    EXPECT_TRUE(asked.network.askWhenForwarding);
 }
 
 TEST(Config, TheFirstPatternThatMatchesAPortOfALinuxBridgeCounts) {

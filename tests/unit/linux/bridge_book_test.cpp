@@ -64,7 +64,7 @@ TEST_F(Book, HoldsTheBridgeOfThatNameAndItsPortsInOrder) {
 
 TEST_F(Book, StaticIsAllThatIsNotTheDaemons) {
     book.ports[1].added = vlanSet({20});
-    EXPECT_EQ(book.staticVlans(), vlanSet({1, 9, 30}));
+    EXPECT_EQ(book.staticVlans(VlanOne::AsFound), vlanSet({1, 9, 30}));
 }
 
 TEST_F(Book, UntaggedAndPvidEntriesAreNotTheDaemons) {

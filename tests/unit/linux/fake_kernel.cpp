@@ -203,6 +203,11 @@ void FakeKernel::setFiltering(u32 bridge, bool on) {
     tellLink(bridge);
 }
 
+void FakeKernel::setMultipleTrees(u32 bridge, bool on) {
+    links_.at(bridge).multipleTrees = on;
+    tellLink(bridge);
+}
+
 void FakeKernel::setUp(u32 index, bool up) {
     links_.at(index).adminUp = up;
     links_.at(index).carrier = up;

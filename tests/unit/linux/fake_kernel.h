@@ -41,6 +41,7 @@ class FakeKernel final : public Kernel {
     void release(u32 index);
     void rename(u32 index, const std::string& name);
     void setFiltering(u32 bridge, bool on);
+    void setMultipleTrees(u32 bridge, bool on);
     void setUp(u32 index, bool up);
     void setStp(u32 index, StpState state);
     void addVlans(u32 index, const VlanBitmap& vlans);

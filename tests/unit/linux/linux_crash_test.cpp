@@ -96,6 +96,7 @@ TEST_F(LinuxCrash, AnotherBridgeIsNotTheOneOfTheLedger) {
 
 TEST_F(LinuxCrash, AGuardOfAnEarlierDaemonGoesWhenNobodyNeedsIt) {
     LinuxNode node;
+    node.config.guard = GuardedPorts::TakingPart;
     node.kernel.setGuard(kEth0, true);
     node.kernel.setGuard(kEth1, true);
     node.start();

@@ -20,6 +20,8 @@ inline constexpr u32 kBridge = 1;
 inline constexpr u32 kEth0 = 3;
 inline constexpr u32 kEth1 = 5;
 inline constexpr u32 kTap = 7;
+/// How long entries linger on a port with the standard times: a second and two join times.
+inline constexpr u32 kLingerMs = 1400;
 
 inline LinuxBridgeConfig bridgeConfig() {
     LinuxBridgeConfig config;
@@ -44,6 +46,7 @@ class LinuxNode {
         kernel.dropEvents();
         driver = std::make_unique<LinuxSwitch>(kernel, config, ledger());
         driver->setRouteSink(&log);
+        driver->setClock([this] { return nowMs; });
         driver->setListeners({[this] { portsChanged++; }, [this] { tryAgain++; }});
         std::string error;
         ASSERT_TRUE(driver->start(error)) << error;
@@ -60,6 +63,11 @@ class LinuxNode {
     std::vector<Message> settle() {
         driver->handleEvents();
         return log.take();
+    }
+    /// The same after some time.
+    std::vector<Message> settleAfter(u32 ms) {
+        nowMs += ms;
+        return settle();
     }
     void enable(u32 port) { EXPECT_TRUE(driver->setProtocol(port, kProtocolMvrp, true)); }
     void disable(u32 port) { EXPECT_TRUE(driver->setProtocol(port, kProtocolMvrp, false)); }
@@ -89,6 +97,7 @@ class LinuxNode {
     std::unique_ptr<LinuxSwitch> driver;
     u32 portsChanged = 0;
     u32 tryAgain = 0;
+    u64 nowMs = 1'000'000;  ///< the driver's clock
 };
 
 inline constexpr u32 kStaticType = static_cast<u32>(QorVlanType::Static);

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <mutex>
 
+#include "platform/runtime/tasks/timer.h"
 #include "tests/unit/linux/linux_harness.h"
 
 namespace platform::testing {
@@ -67,6 +68,18 @@ TEST_F(MonitorTest, HearsOthersWhileTheDriverKeepsChanging) {
         return node.type(30) == kStaticType;
     }));
     EXPECT_GT(node.driver->changesAsked(), 0U);
+}
+
+TEST_F(MonitorTest, TakesOutWhatHasLingeredThoughNothingHappens) {
+    node.driver->setClock(monotonicMs);
+    node.config.lingerMs = 50;
+    node.driver->reconfigure(node.config);
+    node.enable(kEth0);
+    node.kernel.addVlans(kEth1, vlanSet({30}));
+    run();
+    EXPECT_TRUE(awaited([this] { return node.type(30) == kStaticType; }));
+    node.kernel.removeVlans(kEth1, vlanSet({30}));
+    EXPECT_TRUE(awaited([this] { return node.carried(kEth0) == "1"; }));
 }
 
 TEST_F(MonitorTest, EndsWhileItWaits) {

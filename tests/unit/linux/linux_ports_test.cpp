@@ -212,15 +212,24 @@ TEST_F(LinuxPorts, WithoutVlanFilteringNoPortTakesPart) {
     EXPECT_EQ(node.carried(kEth0), "1,20-21");
 }
 
+TEST_F(LinuxPorts, WithMultipleSpanningTreesThePortsTakeNoPartUntilThereIsOneAgain) {
+    node.driver->removeUnclaimed();  // from here on, no guard may be an earlier daemon's
+    node.kernel.setMultipleTrees(kBridge, true);
+    const std::vector<Message> down = {linkMessage(kEth0, false), linkMessage(kEth1, false)};
+    EXPECT_EQ(node.settle(), down);
+    EXPECT_FALSE(node.kernel.guarded(kEth0));
+    node.kernel.setMultipleTrees(kBridge, false);
+    EXPECT_EQ(node.settle().size(), 4U);
+    EXPECT_TRUE(node.kernel.guarded(kEth0));
+}
+
 TEST_F(LinuxPorts, ABridgeMadeAgainIsAnotherBridge) {
     node.kernel.addVlans(kBridge, vlanSet({40}));
     node.settle();
     node.kernel.deleteLink(kBridge);
-    const std::vector<Message> gone = {{0x21, kEth0, 0, 0, 0, 0},
-                                       {0x21, kEth1, 0, 0, 0, 0},
-                                       vlanDeleted(20),
-                                       vlanDeleted(21),
-                                       vlanDeleted(40)};
+    const std::vector<Message> gone = {
+        {0x21, kEth0, 0, 0, 0, 0}, {0x21, kEth1, 0, 0, 0, 0}, vlanDeleted(1),
+        vlanDeleted(20),           vlanDeleted(21),           vlanDeleted(40)};
     EXPECT_EQ(node.settle(), gone);
     EXPECT_TRUE(node.driver->ports().empty());
     constexpr u32 kAgain = 11;

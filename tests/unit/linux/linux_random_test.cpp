@@ -61,7 +61,7 @@ class World {
     void check(const std::string& when) {
         node_.kernel.failChanges(0, 0);
         settle();
-        settle();
+        node_.settleAfter(kLingerMs);
         const VlanBitmap statics = staticVlans();
         for (const u32 port : kPorts) {
             VlanBitmap wanted = vlanUnion(others_[port], dynamicOf(port));
@@ -91,7 +91,7 @@ class World {
             vlanInsert(vlans, 2 + pick(kVlans - 1));
         return vlans;
     }
-    void settle() { node_.settle(); }
+    void settle() { node_.settleAfter(pick(kLingerMs)); }
     bool takesPart(u32 port) { return node_.driver->framePolicy(port).takesPart(); }
     VlanBitmap dynamicOf(u32 port) {
         VlanBitmap vlans{};

@@ -43,6 +43,13 @@ class LinuxSwitchTest : public ::testing::Test {
     LinuxNode node;
 };
 
+TEST_F(LinuxSwitchTest, ABridgeWithMultipleSpanningTreesIsRefused) {
+    node.kernel.setMultipleTrees(kBridge, true);
+    EXPECT_EQ(node.refusal(),
+              "bridge br0 has multiple spanning trees (mst_enabled 1), and this daemon has one "
+              "context for all VLANs; allowed: ip link set br0 type bridge mst_enabled 0");
+}
+
 TEST_F(LinuxSwitchTest, StartIsRefusedWithoutTheBridge) {
     node.config.bridge = "br7";
     EXPECT_EQ(node.refusal(),
@@ -147,8 +154,41 @@ TEST_F(LinuxSwitchTest, APortThatIsGoneBeforeItsNotificationHasNoMemberships) {
     EXPECT_EQ(node.settle().at(0).index, kEth0);
 }
 
-TEST_F(LinuxSwitchTest, TheGuardIsThereWhileThePortTakesPart) {
+TEST_F(LinuxSwitchTest, WhileOnePortTakesPartAllHaveTheGuard) {
     node.start();
+    node.enable(kEth0);
+    EXPECT_TRUE(node.kernel.guarded(kEth1));
+    node.kernel.addLink(kTap, "tap0");
+    node.kernel.enslave(kTap, kBridge);
+    node.settle();
+    EXPECT_TRUE(node.kernel.guarded(kTap)) << "and one that comes later";
+    node.driver->removeUnclaimed();
+    node.disable(kEth0);
+    for (const u32 port : {kEth0, kEth1, kTap})
+        EXPECT_FALSE(node.kernel.guarded(port)) << port;
+}
+
+TEST_F(LinuxSwitchTest, WhileMvrpIsOnAllPortsHaveTheGuardWhetherOneTakesPartOrNot) {
+    node.start();
+    node.driver->removeUnclaimed();
+    node.driver->setMvrpOn(true);
+    EXPECT_TRUE(node.kernel.guarded(kEth0));
+    EXPECT_TRUE(node.kernel.guarded(kEth1));
+    node.enable(kEth0);
+    node.disable(kEth0);
+    EXPECT_TRUE(node.kernel.guarded(kEth0));
+    node.driver->setMvrpOn(false);
+    EXPECT_FALSE(node.kernel.guarded(kEth0));
+    node.driver->setMvrpOn(true);
+    node.driver->stop();
+    EXPECT_FALSE(node.kernel.guarded(kEth0)) << "nothing is left behind";
+    EXPECT_FALSE(node.kernel.guarded(kEth1));
+}
+
+TEST_F(LinuxSwitchTest, TheGuardIsThereWhileThePortTakesPartWhereThatIsAskedFor) {
+    node.config.guard = GuardedPorts::TakingPart;
+    node.start();
+    node.driver->setMvrpOn(true);
     node.enable(kEth0);
     EXPECT_TRUE(node.kernel.guarded(kEth0));
     EXPECT_FALSE(node.kernel.guarded(kEth1));

@@ -35,11 +35,38 @@ TEST_F(LinuxVlans, WhatOthersConfigureOnBridgeOrPortIsStatic) {
     EXPECT_EQ(node.type(11), 0U);
 }
 
-TEST_F(LinuxVlans, VlanOneIsStaticWithoutAnyEntry) {
+TEST_F(LinuxVlans, VlanOneIsStaticWhereTheKernelHasItAndNowhereElse) {
     for (const u32 index : {kBridge, kEth0, kEth1})
         node.kernel.removeVlans(index, vlanSet({1}));
     node.start();
+    node.enable(kEth0);
+    EXPECT_EQ(node.type(1), 0U);
+    EXPECT_EQ(node.carried(kEth0), "-") << "as with vlan_default_pvid 0";
+    node.kernel.addVlans(kEth1, vlanSet({1}));
+    EXPECT_EQ(node.settle(), std::vector<Message>{vlanCreated(1)});
     EXPECT_EQ(node.type(1), kStaticType);
+    EXPECT_EQ(node.carried(kEth0), "1") << "a static VLAN as any";
+}
+
+TEST_F(LinuxVlans, VlanOneCanBeLearntWhereNobodyConfiguredIt) {
+    for (const u32 index : {kBridge, kEth0, kEth1})
+        node.kernel.removeVlans(index, vlanSet({1}));
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({1})));
+    EXPECT_EQ(node.type(1), kDynamicType);
+    EXPECT_EQ(node.carried(kEth0), "1");
+    EXPECT_EQ(node.carried(kEth1), "-");
+}
+
+TEST_F(LinuxVlans, VlanOneIsAlwaysStaticWhereThatIsAskedFor) {
+    for (const u32 index : {kBridge, kEth0, kEth1})
+        node.kernel.removeVlans(index, vlanSet({1}));
+    node.config.vlanOne = VlanOne::Always;
+    node.start();
+    EXPECT_EQ(node.type(1), kStaticType);
+    node.enable(kEth0);
+    EXPECT_EQ(node.carried(kEth0), "1");
 }
 
 TEST_F(LinuxVlans, APortThatTakesPartCarriesEveryStaticVlanOfItsPermitList) {
@@ -59,6 +86,7 @@ TEST_F(LinuxVlans, APortThatTakesPartCarriesEveryStaticVlanOfItsPermitList) {
     EXPECT_TRUE(node.settle().empty()) << "that the ports carry it is no news";
     node.kernel.removeVlans(kTap, vlanSet({30}));
     EXPECT_EQ(node.settle(), std::vector<Message>{vlanDeleted(30)});
+    EXPECT_TRUE(node.settleAfter(kLingerMs).empty());
     EXPECT_EQ(node.carried(kEth0), "1,40");
     EXPECT_EQ(node.carried(kEth1), "1");
 }
@@ -85,7 +113,24 @@ TEST_F(LinuxVlans, TheLastEntryOfOthersDecides) {
     EXPECT_EQ(node.carried(kEth0), "1,30");
     node.kernel.removeVlans(kEth1, vlanSet({30}));
     EXPECT_EQ(node.settle(), std::vector<Message>{vlanDeleted(30)});
+    node.settleAfter(kLingerMs);
     EXPECT_EQ(node.carried(kEth0), "1");
+}
+
+TEST_F(LinuxVlans, APermitListThatIsTightenedLeavesWhatIsRegistered) {
+    node.start();
+    node.driver->setAdmission(true);
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({30})));
+    node.config.rest.permit = vlanRange(1, 10);
+    node.driver->reconfigure(node.config);
+    EXPECT_TRUE(node.log.take().empty());
+    node.settle();
+    EXPECT_EQ(node.carried(kEth0), "1,30");
+    EXPECT_EQ(node.driver->admit(kEth0, 30), Admission::NotPermitted);
+    EXPECT_TRUE(node.driver->removeDynamic(kEth0, vlanSet({30})));
+    EXPECT_EQ(node.carried(kEth0), "1");
+    EXPECT_FALSE(node.driver->permits(kEth0, 30));
 }
 
 TEST_F(LinuxVlans, AsConfiguredAddsNoneAndReadsWhatTheKernelHas) {
@@ -135,6 +180,7 @@ TEST_F(LinuxVlans, AStaticVlanOverADynamicOneIsATypeAndTheEntryStays) {
     EXPECT_EQ(node.dynamic(kEth0), "-") << "carried because it is static now";
     node.kernel.removeVlans(kTap, vlanSet({20}));
     EXPECT_EQ(node.settle(), std::vector<Message>{vlanDeleted(20)});
+    node.settleAfter(kLingerMs);
     EXPECT_EQ(node.carried(kEth0), "1");
 }
 

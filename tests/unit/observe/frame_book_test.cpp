@@ -127,6 +127,54 @@ TEST_F(FrameWatching, AFailedRegistrationHasItsReason) {
     EXPECT_EQ(failures(FailedRegistration::SwitchRefused), 3U);
 }
 
+TEST_F(FrameWatching, RemembersTheLastFailedRegistrationAndWhoDeclaredIt) {
+    EXPECT_EQ(watch.statistics(kPort).lastFailedVid, 0U);
+    EXPECT_EQ(watch.statistics(kPort).lastFailedMs, kNever);
+    receive(joinTen);
+    watch.registrationRefused(kPort, 10, Admission::TooMany);
+    PortStatisticsRecord statistics = watch.statistics(kPort);
+    EXPECT_EQ(failures(FailedRegistration::TooMany), 1U);
+    EXPECT_EQ(statistics.lastFailedVid, 10U);
+    EXPECT_EQ(statistics.lastFailedOrigin, (MacAddress{2, 0, 0, 0, 1, 2}));
+    EXPECT_EQ(statistics.lastFailedReason, static_cast<u32>(FailedRegistration::TooMany));
+    EXPECT_NE(statistics.lastFailedMs, kNever);
+    watch.clear(kPort);
+    EXPECT_EQ(watch.statistics(kPort).lastFailedVid, 0U);
+    EXPECT_EQ(watch.statistics(kPort).lastFailedMs, kNever);
+}
+
+TEST_F(FrameWatching, WhatIsNotPermittedCountsOnceWhenItIsRefused) {
+    std::string error;
+    const auto permit = changeOf(SwitchChangeKind::PortPermit, kPort, 0, vlanRange(2, 9));
+    ASSERT_EQ(soft.change(permit, error), HostStatus::Ok) << error;
+    receive(joinTen);
+    watch.registrationRefused(kPort, 10, Admission::NotPermitted);
+    EXPECT_EQ(failures(FailedRegistration::NotPermitted), 1U);
+    EXPECT_EQ(watch.statistics(kPort).lastFailedVid, 10U);
+}
+
+TEST_F(FrameWatching, SaysWhatWasRefusedOnceAMinuteAPort) {
+    receive(joinTen);
+    const auto said = [this](u64 nowMs) {
+        ::testing::internal::CaptureStderr();
+        watch.sayRefusals(nowMs);
+        return ::testing::internal::GetCapturedStderr();
+    };
+    EXPECT_EQ(said(1'000), "");
+    watch.registrationRefused(kPort, 10, Admission::TooMany);
+    watch.registrationRefused(kPort, 10, Admission::TooMany);
+    const std::string line = said(2'000);
+    EXPECT_NE(line.find("VLAN 10, declared by 02:00:00:00:01:02, is not registered"),
+              std::string::npos)
+        << line;
+    EXPECT_NE(line.find("max-vlans"), std::string::npos) << line;
+    EXPECT_NE(line.find("2 registrations were refused"), std::string::npos) << line;
+    watch.registrationRefused(kPort, 10, Admission::TooMany);
+    EXPECT_EQ(said(61'999), "");
+    EXPECT_NE(said(62'000), "");
+    EXPECT_EQ(said(200'000), "") << "nothing new";
+}
+
 TEST_F(FrameWatching, WhatIsNotDeliveredSaysWhyAndDeclaresNothing) {
     receive(joinTen, Delivery::Overflow);
     receive(joinTen, Delivery::Tunnel);
