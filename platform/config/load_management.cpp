@@ -111,10 +111,11 @@ void checkTimes(ConfigReader& table, const PortManagement& port) {
                           " with a join-time of " + std::to_string(join) +
                           "; allowed: a leave-time of at least twice the join-time");
     if (leave > leaveAll)
-        table.problem(table.has(kMvrpLeaveAllTime.name) ? kMvrpLeaveAllTime.name : kMvrpLeaveTime.name,
-                      table.where() + " leave-all-time is " + std::to_string(leaveAll) +
-                          " with a leave-time of " + std::to_string(leave) +
-                          "; allowed: a leave-all-time of at least the leave-time");
+        table.problem(
+            table.has(kMvrpLeaveAllTime.name) ? kMvrpLeaveAllTime.name : kMvrpLeaveTime.name,
+            table.where() + " leave-all-time is " + std::to_string(leaveAll) +
+                " with a leave-time of " + std::to_string(leave) +
+                "; allowed: a leave-all-time of at least the leave-time");
 }
 
 void loadManagedPort(ConfigReader& table, HostConfig& config) {

@@ -15,7 +15,8 @@ std::optional<ChangedSetting> changedSetting(const RequestHeader& done) {
         case Request::PortSync:
             if (done.attribute == MVRP_PORT_ENABLE)
                 return ChangedSetting::PortEnable;
-            if (done.attribute == MVRP_PORT_JOIN_TIMEOUT || done.attribute == MVRP_PORT_LEAVE_TIMEOUT)
+            if (done.attribute == MVRP_PORT_JOIN_TIMEOUT ||
+                done.attribute == MVRP_PORT_LEAVE_TIMEOUT)
                 return ChangedSetting::PortTimes;
             break;
         default:
@@ -40,7 +41,8 @@ std::optional<PortTimes> timesOf(const Dispatcher& dispatcher, u32 unit) {
     const auto read = [&](u32 attribute, u32& value) {
         return dispatcher.callNumber(Request::PortGet, unit, attribute, value) == kStatusOk;
     };
-    if (read(MVRP_PORT_JOIN_TIMEOUT, times.joinMs) && read(MVRP_PORT_LEAVE_TIMEOUT, times.leaveMs) &&
+    if (read(MVRP_PORT_JOIN_TIMEOUT, times.joinMs) &&
+        read(MVRP_PORT_LEAVE_TIMEOUT, times.leaveMs) &&
         read(MVRP_PORT_LEAVE_ALL_TIMEOUT, times.leaveAllMs))
         return times;
     return std::nullopt;

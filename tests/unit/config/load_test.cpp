@@ -214,7 +214,8 @@ TEST(Config, ALinuxBridgeNeedsItsNameOnly) {
     EXPECT_EQ(formatVlanRanges(rule.permit), "1-4094");
     EXPECT_EQ(rule.wireForm, WireForm::Ieee);
     EXPECT_FALSE(rule.management.enable) << "a port is enabled by its configuration only";
-    EXPECT_EQ(rule.management.participant, MVRP_PARTICIPANT_NO_OBSERVE) << "a link is point to point";
+    EXPECT_EQ(rule.management.participant, MVRP_PARTICIPANT_NO_OBSERVE)
+        << "a link is point to point";
     EXPECT_EQ(rule.management.joinTime, 200U);
     EXPECT_EQ(rule.management.leaveTime, 600U);
     EXPECT_EQ(rule.management.leaveAllTime, 10000U);
