@@ -50,18 +50,6 @@ link() {
     ip -n "$2" link set "$1" master br0
 }
 
-# unregistered BRIDGE VLAN: no port of the bridge has the VLAN registered.
-unregistered() {
-    ctl "$1" -j show ports | /usr/bin/python3 -c '
-import json, sys
-def numbers(text):
-    for part in text.split(",") if text != "-" else []:
-        first, _, last = part.partition("-")
-        yield from range(int(first), int(last or first) + 1)
-sys.exit(any(int(sys.argv[1]) in numbers(port["vlansRegistered"])
-                 for port in json.load(sys.stdin)["ports"]))' "$2"
-}
-
 # joins HOST VLANS PROTOCOL: the host gets an interface for each VLAN, declared by the kernel's own
 # mvrp or gvrp, or by nothing ("none").
 joins() {
@@ -93,6 +81,16 @@ rename() {
 numbers() {
     local range
     for range in ${1//,/ }; do seq -s ' ' "${range%-*}" "${range#*-}"; done | paste -sd ' '
+}
+
+# ranges [NUMBER...]: the numbers, in any order, as `vlansOf` shows them.
+ranges() {
+    (($#)) || set -- -
+    printf '%s\n' "$@" | sort -nu | awk '
+        function put() { if (NR > 1) printf "%s%s", (n++ ? "," : ""), first == last ? first : first "-" last }
+        $1 != last + 1 || NR == 1 { put(); first = $1 }
+        { last = $1 }
+        END { NR++; put() }'
 }
 
 # ------------------------------------------------------------------------------- what the kernel has
@@ -198,6 +196,43 @@ seesNone() { ! sees "$@"; }
 # shellcheck disable=SC2034  # used by cases
 protocolFrames='ether dst 01:80:c2:00:00:21'
 
+# ------------------------------------------------------------------------------------- probes
+# probes NAME FROM TO VLAN: numbered probes, one every 10 ms, from one host's interface of the VLAN to
+# another's, until `probed NAME`. They have to pass when this returns.
+probes() {
+    local name=$1 from=$2 to=$3 vid=$4 program=$KERNEL_BUILD/tests/kernel/kernel-probe
+    (exec ip netns exec "$to" "$program" receive "v$vid") >"$scratch/$name.received" &
+    echo $! >"$scratch/$name.receiver"
+    expect 10 grep -q watching "$scratch/$name.received"
+    (exec ip netns exec "$from" "$program" send "v$vid") >"$scratch/$name.sent" &
+    echo $! >"$scratch/$name.sender"
+    expect 20 grep -q first "$scratch/$name.received"
+}
+
+# stopProbe FILE: ends one side, and lets it say what it has to say.
+stopProbe() {
+    local pid
+    pid=$(cat "$1")
+    kill -TERM "$pid"
+    wait "$pid"
+}
+
+# probed NAME [LOST]: ends the probes, and says how many were sent and lost; not more than LOST may be, 0
+# if nothing is said. The first that arrived counts as the first sent.
+probed() {
+    local name=$1 limit=${2:-0} sent received lost first
+    stopProbe "$scratch/$name.sender"
+    sent=$(sed -n 's/^sent //p' "$scratch/$name.sent")
+    sleep 0.2  # what is on its way; probes are not told apart from those that will not come
+    stopProbe "$scratch/$name.receiver"
+    first=$(sed -n 's/^first //p' "$scratch/$name.received")
+    received=$(sed -n 's/^received \([0-9]*\) .*/\1/p' "$scratch/$name.received")
+    lost=$((sent - first + 1 - received))
+    say "probes $name: $((sent - first + 1)) sent, $lost lost $(grep '^lost' "$scratch/$name.received" | paste -sd ' ')"
+    ((sent - first > 100)) || fail "probes $name: only $sent were sent"
+    ((lost <= limit)) || fail "probes $name: $lost lost, allowed $limit"
+}
+
 # ------------------------------------------------------------------------------------- programs
 probe() { at "$1" "$KERNEL_BUILD/tests/kernel/kernel-probe" "${@:2}"; }
 
@@ -230,6 +265,15 @@ join-time = 200
 leave-time = 600
 leave-all-time = ${set[leave-all]}
 END
+    startDaemon "$1"
+}
+
+# plainDaemon BRIDGE: with nothing but driver, bridge and one [[port]].
+plainDaemon() {
+    local dir=$scratch/$1
+    mkdir -p "$dir"
+    chmod 777 "$dir"
+    printf '%s\n' '[switch]' 'driver = "linux"' 'bridge = "br0"' '[[port]]' 'name = "*"' >"$dir/mvrp.toml"
     startDaemon "$1"
 }
 

@@ -6,15 +6,20 @@
 //     kernel-probe vlans                    VLAN entries of all bridges and ports
 //     kernel-probe add|remove PORT VLANS    changes entries of a bridge port
 //     kernel-probe guard PORT on|off|show   its guard
-//     kernel-probe events                   notifications, one line each, until it is killed
+//     kernel-probe events [times]           notifications, one line each, until it is killed; with
+//                                           milliseconds of the monotonic clock in front
+//     kernel-probe send|receive INTERFACE   numbered probes, until it is told to end; stream.h
 #include <net/if.h>
 #include <poll.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/linux/netlink/rtnl_kernel.h"
+#include "tests/kernel/stream.h"
 
 namespace {
 
@@ -128,7 +133,13 @@ int guard(RtnlKernel& kernel, const std::string& port, const std::string& wish) 
     return finish(result);
 }
 
-int watch(RtnlKernel& kernel) {
+void showTime() {
+    using namespace std::chrono;
+    const auto now = steady_clock::now().time_since_epoch();
+    std::printf("%lld ", static_cast<long long>(duration_cast<milliseconds>(now).count()));
+}
+
+int watch(RtnlKernel& kernel, bool times) {
     setvbuf(stdout, nullptr, _IOLBF, 0);
     std::printf("watching\n");
     std::vector<KernelEvent> events;
@@ -138,8 +149,11 @@ int watch(RtnlKernel& kernel) {
             return kFailed;
         events.clear();
         kernel.readEvents(events);
-        for (const KernelEvent& event : events)
+        for (const KernelEvent& event : events) {
+            if (times)
+                showTime();
             show(event);
+        }
     }
 }
 
@@ -149,21 +163,26 @@ int run(RtnlKernel& kernel, const std::vector<std::string>& words) {
         return showLinks(kernel);
     if (verb == "vlans" && words.size() == 1)
         return showVlans(kernel);
-    if (verb == "events" && words.size() == 1)
-        return watch(kernel);
+    if (verb == "events" && (words.size() == 1 || words[1] == "times"))
+        return watch(kernel, words.size() > 1);
     if ((verb == "add" || verb == "remove") && words.size() == 3)
         return change(kernel, verb, words[1], words[2]);
     if (verb == "guard" && words.size() == 3)
         return guard(kernel, words[1], words[2]);
     std::fprintf(stderr,
-                 "kernel-probe: allowed: links, vlans, events, add PORT VLANS, remove PORT "
-                 "VLANS, guard PORT on|off|show\n");
+                 "kernel-probe: allowed: links, vlans, events [times], add PORT VLANS, remove "
+                 "PORT VLANS, guard PORT on|off|show, send INTERFACE, receive INTERFACE\n");
     return kUsage;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    const std::string_view verb = argc == 3 ? argv[1] : "";
+    if (verb == "send")
+        return sendProbes(argv[2]);
+    if (verb == "receive")
+        return receiveProbes(argv[2]);
     KernelResult result;
     const auto kernel = RtnlKernel::open(result);
     if (!kernel)

@@ -17,7 +17,6 @@ at b1 bridge vlan del dev h1 vid 10-11
 expect 10 exactly b1 h1 1,10-11,20
 has 'h1' grep -iE 'warn|restor|delet|remov|repair' "$scratch/b1/log"
 
-# Not the VLAN next to a learnt one: the protocol forgets such a one, docs/behaviour.md, "Static VLANs".
 say 'somebody makes a static entry of ours, untagged: it is theirs now, and stays when the host leaves'
 at b1 bridge vlan add dev h1 vid 20 untagged
 expect 10 has '"vlanStatus": "permanent"' ctl b1 -j show vlan 20

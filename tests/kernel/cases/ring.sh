@@ -1,4 +1,4 @@
-# shows: a ring with the kernel's spanning tree: a link is cut and comes back, and no registration is left
+# shows: a ring with the kernel's spanning tree: a link is cut and comes back, and no membership is left
 # limit: 300
 
 for name in b1 b2 b3; do bridge "$name" stp_state 1 forward_delay 200 hello_time 100 max_age 600; done
@@ -12,9 +12,7 @@ blocked() { at "$1" bridge link show | grep -c 'state blocking'; }
 allForward() { ! { for n in b1 b2 b3; do at "$n" bridge link show; done | grep -qE 'state (listening|learning)'; }; }
 oneBlocked() { allForward && (($(blocked b1 || true) + $(blocked b2 || true) + $(blocked b3 || true) == 1)); }
 reaches() { anywhere b2 10 && anywhere b1 20; }
-# Registrations, not memberships: those of ports that join in one batch are carried along and may stay,
-# docs/behaviour.md.
-untrodden() { unregistered b1 "$1" && unregistered b2 "$1" && unregistered b3 "$1"; }
+untrodden() { nowhere b1 "$1" && nowhere b2 "$1" && nowhere b3 "$1"; }
 
 expect 40 oneBlocked
 joins h1 10 mvrp
@@ -32,7 +30,7 @@ ip -n b1 link set b2 up
 expect 40 oneBlocked
 expect 20 reaches
 
-say 'every registration ends with its declaration'
+say 'every membership ends with its declaration'
 leaves h1 10
 expect 20 untrodden 10
 leaves h2 20

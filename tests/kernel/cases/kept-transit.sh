@@ -1,0 +1,35 @@
+# shows: a machine on the bridge between two hosts of its VLAN is stopped and started: no frame is lost
+
+for name in b1 b2 b3; do bridge "$name"; done
+link b1 b2
+link b2 b3
+host h1 b1
+host h3 b3
+for name in b1 b2 b3; do daemon "$name" wire-format=ieee; done
+start() {
+    host tap0 b2
+    at b2 bridge vlan add dev tap0 vid 10
+}
+start
+joins h1 10 mvrp
+joins h3 10 mvrp
+path() { carries b1 h1 10 && carries b1 b2 10 && carries b2 b1 10 && carries b2 b3 10 && carries b3 b2 10 && carries b3 h3 10; }
+expect 20 path
+probes there h1 h3 10
+probes back h3 h1 10
+
+for round in 1 2 3; do
+    say "round $round"
+    ip netns del tap0
+    steady 3 path
+    start
+    steady 2 path
+done
+probed there
+probed back
+say 'and with nobody left it goes'
+ip netns del tap0
+leaves h1 10
+leaves h3 10
+gone() { nowhere b1 10 && nowhere b2 10 && nowhere b3 10; }
+expect 20 gone
