@@ -70,6 +70,28 @@ leaves() {
     for vid in $(numbers "$2"); do echo "link del v$vid"; done | ip -n "$1" -batch -
 }
 
+# declarer HOST: from now on `tell HOST LINE...` gives lines of `ip -batch` to one process, which costs less
+# than one each; `untold HOST` ends it, when it has done all.
+declare -A declarerJob=() declarerHolder=()
+declarer() {
+    mkfifo "$scratch/$1.ip"
+    ip -n "$1" -batch - <"$scratch/$1.ip" &
+    declarerJob[$1]=$!
+    # Without a writer the process would see the end.
+    (exec sleep infinity >"$scratch/$1.ip") &
+    declarerHolder[$1]=$!
+}
+tell() { printf '%s\n' "${@:2}" >"$scratch/$1.ip"; }
+untold() {
+    kill "${declarerHolder[$1]}"
+    wait "${declarerJob[$1]}"
+}
+
+# pause SECONDS: where something is to be at any moment, or nothing must happen; without a process.
+mkfifo "$scratch/never"
+exec {never}<>"$scratch/never"
+pause() { read -rt "$1" -u "$never" || true; }
+
 # rename BRIDGE PORT NAME: the kernel wants it down for that.
 rename() {
     ip -n "$1" link set "$2" down
@@ -107,6 +129,23 @@ vlansOf() {
             delete range
         }
         END { put(); if (!last) printf "-" }'
+}
+
+# picture BRIDGE: all ports with their entries, a line each, sorted: `h1 1,10-12`.
+picture() {
+    at "$1" bridge -compressvlans vlan show | awk '
+        function put() { if (port) print port, (last ? text (first == last ? first : first "-" last) : "-") }
+        NR > 1 {
+            if ($0 ~ /^[^ \t]/) { put(); port = $1; first = last = 0; text = ""; entry = $2 } else entry = $1
+            if (entry !~ /^[0-9]/) next
+            split(entry, range, "-")
+            if (!range[2]) range[2] = range[1]
+            if (last && range[1] != last + 1) { text = text (first == last ? first : first "-" last) ","; first = 0 }
+            if (!first) first = range[1]
+            last = range[2]
+            delete range
+        }
+        END { put() }' | sort
 }
 
 # exactly BRIDGE PORT VLANS: the port has these entries and no others.
@@ -202,10 +241,10 @@ protocolFrames='ether dst 01:80:c2:00:00:21'
 probes() {
     local name=$1 from=$2 to=$3 vid=$4 program=$KERNEL_BUILD/tests/kernel/kernel-probe
     (exec ip netns exec "$to" "$program" receive "v$vid") >"$scratch/$name.received" &
-    echo $! >"$scratch/$name.receiver"
+    echo "$!" >"$scratch/$name.receiver"
     expect 10 grep -q watching "$scratch/$name.received"
     (exec ip netns exec "$from" "$program" send "v$vid") >"$scratch/$name.sent" &
-    echo $! >"$scratch/$name.sender"
+    echo "$!" >"$scratch/$name.sender"
     expect 20 grep -q first "$scratch/$name.received"
 }
 
@@ -223,12 +262,12 @@ probed() {
     local name=$1 limit=${2:-0} sent received lost first
     stopProbe "$scratch/$name.sender"
     sent=$(sed -n 's/^sent //p' "$scratch/$name.sent")
-    sleep 0.2  # what is on its way; probes are not told apart from those that will not come
+    pause 0.5  # for what is on its way; nothing tells of a probe that does not come
     stopProbe "$scratch/$name.receiver"
     first=$(sed -n 's/^first //p' "$scratch/$name.received")
     received=$(sed -n 's/^received \([0-9]*\) .*/\1/p' "$scratch/$name.received")
     lost=$((sent - first + 1 - received))
-    say "probes $name: $((sent - first + 1)) sent, $lost lost $(grep '^lost' "$scratch/$name.received" | paste -sd ' ')"
+    say "probes $name: $((sent - first + 1)) sent, $lost lost $(sed -n '/^lost/p' "$scratch/$name.received" | paste -sd ' ')"
     ((sent - first > 100)) || fail "probes $name: only $sent were sent"
     ((lost <= limit)) || fail "probes $name: $lost lost, allowed $limit"
 }
@@ -237,11 +276,11 @@ probed() {
 probe() { at "$1" "$KERNEL_BUILD/tests/kernel/kernel-probe" "${@:2}"; }
 
 # daemon BRIDGE [SETTING=VALUE...]: configures mvrp for br0 of a bridge and starts it. Settings: ports (a
-# pattern; those take part), permit, wire-format, static, on-stop, compliance, leave-all (ms).
+# pattern; those take part), permit, wire-format, static, on-stop, compliance, leave-all (ms), corrections.
 daemon() {
     local dir=$scratch/$1 setting
     local -A set=([ports]='*' [permit]=1-4094 [wire-format]=auto [static]=carried [on-stop]=remove
-        [compliance]=false [leave-all]=10000)
+        [compliance]=false [leave-all]=10000 [corrections]=all)
     for setting in "${@:2}"; do set[${setting%%=*}]=${setting#*=}; done
     mkdir -p "$dir"
     chmod 777 "$dir"
@@ -251,6 +290,9 @@ driver = "linux"
 bridge = "br0"
 static = "${set[static]}"
 on-stop = "${set[on-stop]}"
+
+[mvrp]
+corrections = "${set[corrections]}"
 
 [management]
 enable = true
