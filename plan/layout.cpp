@@ -6,6 +6,7 @@
 
 #include "platform/config/config_reader.h"
 #include "platform/contract/management.h"
+#include "platform/virtual/state/words.h"
 
 namespace plan {
 namespace {
@@ -77,6 +78,25 @@ void readCable(ConfigReader& table, Layout& layout) {
     table.finish();
 }
 
+/// "all", "none", or a list of names.
+void readCorrections(ConfigReader& top, Layout& layout) {
+    constexpr std::string_view kKey = "corrections";
+    const ConfigValue* value = top.find(kKey);
+    if (value == nullptr)
+        return;
+    std::vector<std::string> words;
+    if (value->kind == ConfigKind::Text)
+        words.push_back(value->text);
+    if (value->kind == ConfigKind::Array)
+        for (const ConfigValue& item : value->items)
+            words.push_back(item.text);
+    try {
+        layout.corrections = scenario::correctionsOf(words);
+    } catch (const scenario::UsageError& error) {
+        top.problem(kKey, "corrections: " + std::string(error.what()));
+    }
+}
+
 std::string firstProblem(std::string_view name, const ConfigProblem& problem) {
     std::string text(name);
     if (problem.place.line != 0)
@@ -141,6 +161,7 @@ std::optional<Layout> parseTopology(std::string_view document, std::string_view 
     std::vector<ConfigProblem> problems;
     ConfigReader top(*tree, "the file", problems);
     layout.timers = readTimers(top);
+    readCorrections(top, layout);
     for (auto& table : top.tables("switch"))
         readSwitch(table, layout);
     for (auto& table : top.tables("cable"))

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "platform/config/config_tree.h"
+#include "platform/contract/corrections.h"
 #include "platform/contract/types.h"
 #include "platform/model/vlan_ranges.h"
 
@@ -40,6 +41,7 @@ struct Layout {
     std::vector<platform::VlanBitmap> staticVlans;  ///< by switch, from the start
     std::vector<Cable> cables;
     Timers timers;
+    std::optional<CorrectionSet> corrections;  ///< of all switches, where the file says so
     u32 leastPorts = 0;  ///< ports of each switch, if its cables do not need more
 };
 

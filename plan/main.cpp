@@ -40,7 +40,7 @@ struct Options {
     u32 ports = 0;
     plan::Request request;
     plan::Timers timers;
-    std::string corrections = "none";
+    std::string corrections;  ///< empty: what the file says, or none
     std::string plot;
     bool json = false;
 };
@@ -77,6 +77,8 @@ plan::Measurement measureLayout(Layout layout, const plan::Request& request,
                                 const plan::Timers& timers,
                                 const plan::Watcher& watch = watchNothing) {
     layout.timers = timers.over(layout.timers);
+    if (request.corrections)
+        layout.corrections = request.corrections;
     for (auto& cable : layout.cables)
         cable.timers = timers.over(cable.timers);
     const std::string problem = plan::layoutProblem(layout);
@@ -151,7 +153,8 @@ void addOptions(CLI::App& app, Options& options) {
         ->check(CLI::Range(0U, 3'600'000U))
         ->type_name("MS");
     app.add_option("--corrections", options.corrections,
-                   "Of all daemons: all, none, or names separated by commas; default: none.")
+                   "Of all daemons: all, none, or names separated by commas; default: what the"
+                   " file says, or none.")
         ->type_name("all|none|NAME,...");
     app.add_option("--plot", options.plot,
                    "Draw times against sizes of the shape: .svg, .png or .pdf; needs matplotlib.")
@@ -182,7 +185,8 @@ int planWith(int count, char** values) {
     try {
         addOptions(app, options);
         app.parse(count, values);
-        options.request.corrections = scenario::correctionsOf(options.corrections);
+        if (!options.corrections.empty())
+            options.request.corrections = scenario::correctionsOf(options.corrections);
     } catch (const CLI::CallForHelp&) {
         std::cout << app.help();
         return 0;

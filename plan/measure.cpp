@@ -85,7 +85,8 @@ class Lab {
     std::map<std::pair<u32, u32>, Sent> sent_;  // by switch and unit
 };
 
-Lab::Lab(const Layout& layout, const Request& request) : network_(1, request.corrections) {
+Lab::Lab(const Layout& layout, const Request& request)
+    : network_(1, layout.corrections.value_or(CorrectionSet{})) {
     const VlanSet taken = staticAnywhere(layout);
     for (u32 vid = kFirstMeasured; vlans_.count() < request.vlans; vid++)
         if (!taken.test(vid))

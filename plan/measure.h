@@ -17,7 +17,7 @@ struct Request {
     u32 vlans = 1;                ///< that the first switch gets and loses
     u32 delayMs = 1;              ///< of each cable
     std::optional<u32> restMs{};  ///< how long the traffic at rest is counted; 0: not at all
-    CorrectionSet corrections{};  ///< of all daemons
+    std::optional<CorrectionSet> corrections{};  ///< in place of the layout's
 };
 
 /// Frames that the switches sent while something lasted. A frame counts once, where it was sent;

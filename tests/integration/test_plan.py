@@ -147,6 +147,7 @@ class Mistakes(unittest.TestCase):
         self.assertIn("2 to 1000", self.file('[[switch]]\nname = "a"\n'))
         self.assertIn("Known", self.file(two + cable + "colour = 1\n"))
         self.assertIn("200", self.file("[timers]\njoin = 3\n" + two + cable))
+        self.assertIn("leave-needed", self.file('corrections = ["leaves"]\n' + two + cable))
 
 
 class Manual(unittest.TestCase):

@@ -2,7 +2,7 @@
 //
 // The rules of daemons with all corrections on, without exceptions: what a port has registered, is
 // a member of and declares follows from what is static where, and from what is admitted.
-#include <limits>
+#include <algorithm>
 
 #include "daemon/db/port_vlan.h"
 #include "daemon/mgmt/config.h"
@@ -36,12 +36,13 @@ SwitchView switchViewOf(const Node& node) {
     return view;
 }
 
-VlanSet removalsPending(const MvrpPortEntry& port) {
-    VlanSet set;
-    for (u32 vid = kMvrpDefaultVlan + 1; vid < kMvrpVlanLast; vid++)
-        set.set(vid, mvrpBitTest(&port.vlanFlag[vid - 1], MVRP_FLAG_REMOVE) != 0 &&
-                         mvrpPortVlanEntryGet(port.portunit, static_cast<u16>(vid)) != nullptr);
-    return set;
+/// Those of some VLANs that nobody takes the port out of.
+VlanSet keptForGood(VlanSet vlans, const MvrpPortEntry& port) {
+    for (std::size_t vid = vlans._Find_first(); vid < vlans.size(); vid = vlans._Find_next(vid))
+        if (mvrpBitTest(&port.vlanFlag[vid - 1], MVRP_FLAG_REMOVE) != 0 &&
+            mvrpPortVlanEntryGet(port.portunit, static_cast<u16>(vid)) != nullptr)
+            vlans.reset(vid);
+    return vlans;
 }
 
 /// What the other ports of the switch have registered.
@@ -59,16 +60,15 @@ std::string checkPortNow(const SwitchView& view, const MvrpPortEntry& port, cons
     std::string problem = differing("registered and not admitted",
                                     own.learnt & ~view.fixed & ~facts.admitted, VlanSet());
     if (problem.empty())
-        problem =
-            differing("member of what is neither registered nor static, for good",
-                      own.member & ~own.learnt & ~view.fixed & ~removalsPending(port), VlanSet());
+        problem = differing("member of what is neither registered nor static, for good",
+                            keptForGood(own.member & ~own.learnt & ~view.fixed, port), VlanSet());
     if (port.registration_mode != MVRP_REGISTRATION_NORMAL || !problem.empty())
         return problem;
     problem = differing("declared of what others registered", own.declared & ~view.fixed,
                         learntElsewhere(view, port.portunit));
     if (problem.empty())
-        problem = differing("declared of what is static", own.declared & view.fixed,
-                            view.fixed & facts.permitted);
+        problem = differing("static and not declared", view.fixed & facts.permitted & ~own.declared,
+                            VlanSet());
     return problem;
 }
 
@@ -87,7 +87,7 @@ std::string checkSwitchNow(const Node& node) {
 /// What the ports of a tree of switches declare and register at rest.
 class Expected {
   public:
-    explicit Expected(const Network& network) : network_(network) {
+    Expected(const Network& network, const Views& views) : network_(network), views_(views) {
         const std::size_t count = network.switchCount();
         for (std::size_t index = 0; index < count; index++)
             fixed_.push_back(staticVlans(*network.nodes()[index]));
@@ -103,18 +103,23 @@ class Expected {
 
     /// What is declared behind the port and admitted, of what is not static on its switch.
     VlanSet registered(u32 node, u32 unit) {
-        const auto end = ends_[node].find(unit);
-        return end == ends_[node].end()
-                   ? VlanSet()
-                   : declared(end->second) & ~fixed_[node] & port(node, unit).admitted;
+        const auto found = ends_[node].find(unit);
+        if (found == ends_[node].end())
+            return {};
+        const PortEnd end = found->second;
+        return declared(end) & spoken(end.node, end.unit) & spoken(node, unit) & ~fixed_[node] &
+               port(node, unit).admitted;
     }
 
-    /// What is static on the port, and what other ports have registered.
+    /// What is static on the port, and what other ports have registered. What became static on the
+    /// switch when the port could not carry it, it goes on declaring if it did so for others: no
+    /// message is about that port.
     const VlanSet& declared(PortEnd end) {
         const auto known = declared_[end.node].find(end.unit);
         if (known != declared_[end.node].end())
             return known->second;
-        VlanSet set = fixed_[end.node] & port(end.node, end.unit).permitted;
+        const PortView& view = views_[end.node].at(end.unit);
+        VlanSet set = fixed_[end.node] & (port(end.node, end.unit).permitted | view.declared);
         for (const auto& [unit, other] : network_.nodes()[end.node]->host.switchState.ports)
             if (unit != end.unit)
                 set |= registered(end.node, unit);
@@ -126,7 +131,13 @@ class Expected {
     }
 
   private:
+    /// Under compliance a port neither says nor hears anything of a VLAN that it may not carry.
+    VlanSet spoken(u32 node, u32 unit) const {
+        return network_.nodes()[node]->compliant ? port(node, unit).permitted : ~VlanSet();
+    }
+
     const Network& network_;
+    const Views& views_;
     std::vector<VlanSet> fixed_;                    // by switch
     std::vector<std::map<u32, PortEnd>> ends_;      // by switch and unit: the cable's other end
     std::vector<std::map<u32, VlanSet>> declared_;  // those that were asked for
@@ -160,14 +171,15 @@ std::string checkExactNow(Network& network) {
 }
 
 std::string checkExactRest(Network& network) {
-    Expected expected(network);
     const Views views = viewsOf(network);
+    for (u32 index = 0; index < network.switchCount(); index++)
+        for (const auto& [unit, port] : network.node(index).host.switchState.ports)
+            if (!views[index].contains(unit))
+                return placeOf(index, unit) + "does not take part";
+    Expected expected(network, views);
     for (u32 index = 0; index < network.switchCount(); index++) {
-        for (const auto& [unit, port] : network.node(index).host.switchState.ports) {
-            const auto view = views[index].find(unit);
-            const std::string problem =
-                view == views[index].end() ? "does not take part"
-                                           : checkPortAtRest(expected, {index, unit}, view->second);
+        for (const auto& [unit, view] : views[index]) {
+            const std::string problem = checkPortAtRest(expected, {index, unit}, view);
             if (!problem.empty())
                 return placeOf(index, unit) + problem;
         }
@@ -176,6 +188,20 @@ std::string checkExactRest(Network& network) {
             return problem;
     }
     return {};
+}
+
+u32 mostRestFrames(const Network& network, PortEnd end) {
+    const auto refuses = [&network](PortEnd each) {
+        return !network.nodes()[each.node]->host.switchState.ports.at(each.unit).admitted.all();
+    };
+    const auto both = [&](const Cable& cable) {
+        const bool isIts = (cable.a.node == end.node && cable.a.unit == end.unit) ||
+                           (cable.b.node == end.node && cable.b.unit == end.unit);
+        return isIts && refuses(cable.a) && refuses(cable.b);
+    };
+    constexpr u32 kUsual = 12;
+    constexpr u32 kAskedInVain = 120;  // a frame a second
+    return std::ranges::any_of(network.cables(), both) ? kUsual + kAskedInVain : kUsual;
 }
 
 }  // namespace simulation

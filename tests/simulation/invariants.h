@@ -20,7 +20,8 @@ std::string checkRest(Network& network, Profile profile);
 /// Checks the switches that acted since checkState(), before it is called.
 std::string checkExactNow(Network& network);
 std::string checkExactRest(Network& network);
-/// Most frames that a port sends in one leave-all time at rest, in a network of any size.
-inline constexpr u32 kMostRestFrames = 12;
+/// Most frames that a port sends in one leave-all time at rest, in a network of any size. Where
+/// each end of a cable refuses what the other one declares, they ask each other for ever.
+u32 mostRestFrames(const Network& network, PortEnd end);
 
 }  // namespace simulation

@@ -40,7 +40,7 @@ constexpr std::string_view kUsage =
     "                 two switches that have a VLAN throughout may leave it (none)\n"
     "  --jobs J       so many seeds at a time, in processes of their own (1)\n"
     "  --only LIST    run only these steps of the plan, as a failure names them\n"
-    "  --watch S,P,V  print each change of VLAN V on port P of switch S\n"
+    "  --watch S,P,V  print each change of VLAN V on port P of switch S, and what P sends\n"
     "  --no-shrink    report a failure without looking for the shortest list of steps\n";
 
 struct Options {

@@ -38,6 +38,8 @@ PortView viewOf(const MvrpPortEntry& port, const Node& node) {
     PortView view;
     for (u32 vid = 2; vid < kMvrpVlanLast; vid++) {
         const u8 machine = port.madMachine[vid - 1];
+        if (machine == 0)
+            continue;
         const bool isRegistered = mvrpBitTest(&machine, MVRP_REG_BIT) != 0;
         const bool isFixed = mvrpRegistrar(machine) == REG_STATE_INF;
         view.registered.set(vid, isRegistered || isFixed);

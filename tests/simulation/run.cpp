@@ -81,7 +81,7 @@ std::string Run::checkFrames() const {
     if (!plan_.exact())
         return {};
     for (const auto& [port, frames] : sent_)
-        if (frames > kMostRestFrames)
+        if (frames > mostRestFrames(network_, {port.first, port.second}))
             return "switch " + std::to_string(port.first) + " port " + std::to_string(port.second) +
                    ": sent " + std::to_string(frames) + " frames in a leave-all time at rest";
     return {};

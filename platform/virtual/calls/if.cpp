@@ -103,11 +103,15 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
 u32 qorIfSetApi(u32 unit, u32 attribute, void* value) {
     const u32 number = *static_cast<const u32*>(value);
     traceEvent("ifset %u %u %u", unit, attribute, number);
-    return scenarioHost()
-        .failures
-        .take("ifset", {failureKey({attribute}), failureKey({unit, attribute}),
-                        failureKey({unit, attribute, number}), failureKey({attribute, number})})
-        .value_or(kStatusOk);
+    const auto failure = scenarioHost().failures.take(
+        "ifset", {failureKey({attribute}), failureKey({unit, attribute}),
+                  failureKey({unit, attribute, number}), failureKey({attribute, number})});
+    if (failure)
+        return *failure;
+    if (SwitchPort* port = scenarioHost().switchState.findPort(unit);
+        port != nullptr && number == kProtocolMvrp)
+        port->takesPart = attribute == static_cast<u32>(QorIfAttribute::ProtocolEnable);
+    return kStatusOk;
 }
 
 u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32) {
@@ -125,8 +129,7 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32) {
         port->dynamic |= vlans;
         port->everDynamic |= vlans;
     } else if (attribute == static_cast<u32>(QorIfAttribute::RemoveDynamic)) {
-        port->dynamic &= ~vlans;
-        port->stranded &= ~vlans;
+        state.removeMember(*port, vlans);
     }
     return kStatusOk;
 }

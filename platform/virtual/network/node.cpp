@@ -22,6 +22,11 @@ void printWatched(const Node& node) {
     const MvrpPortEntry* port = mvrpPortEntryGet(gWatch.unit);
     if (port == nullptr)
         return;
+    for (const SentFrame& frame : node.sent)
+        if (frame.unit == gWatch.unit)
+            std::fprintf(stderr, "%llu ms: sent %s\n",
+                         static_cast<unsigned long long>(node.host.nowMs),
+                         scenario::toHex(frame.bytes.data(), frame.bytes.size()).c_str());
     const u32 machine = port->madMachine[gWatch.vid - 1];
     const u32 flag = port->vlanFlag[gWatch.vid - 1];
     if (gWatched == (machine << 8U | flag))
@@ -35,6 +40,7 @@ void printWatched(const Node& node) {
 
 Node::Node(u32 number, CorrectionSet corrections) : index(number), host(scenario::Trace::Sink()) {
     host.corrections = corrections;
+    host.switchState.guardsMembers = !corrections.empty();
     host.onSend = [this](u32 unit, bool gvrp, const std::vector<u8>& frame) {
         sent.push_back({unit, gvrp, frame});
     };

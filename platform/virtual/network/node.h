@@ -53,7 +53,8 @@ struct Node {
     bool callsFailed = false;               ///< the platform refused calls since the daemon's start
 };
 
-/// What is followed while a plan runs: every change of a VLAN's state on one port is printed.
+/// What is followed while a plan runs: every frame that one port sends, and every change of a
+/// VLAN's state on it, is printed.
 struct Watch {
     u32 node = 0;
     u32 unit = 0;

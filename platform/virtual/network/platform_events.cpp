@@ -18,17 +18,6 @@ u32 releasingLock(u32 status) {
     return status;
 }
 
-/// As the real platforms do before a daemon starts: what an earlier one learnt is gone.
-void forgetLearnt(scenario::SwitchState& state) {
-    for (auto& [unit, port] : state.ports) {
-        port.dynamic.reset();
-        port.stranded.reset();
-    }
-    for (auto& type : state.vlanTypes)
-        if (type == static_cast<u32>(QorVlanType::Dynamic))
-            type.reset();
-}
-
 }  // namespace
 
 void notify(Node& node, const platform::RouteBatch& batch) {
@@ -130,12 +119,13 @@ u32 setPortEnabled(Node& node, u32 unit, bool enabled) {
 }
 
 void startDaemonOf(Node& node) {
+    // Calls that are still to fail may do so in this start.
+    node.callsFailed = !node.host.failures.empty();
+    if (!node.host.corrections.empty())
+        node.host.switchState.forgetLearnt();
     // Whoever supervises the daemon starts it again until nothing fails.
     while (scenario::startDaemon(node.host) != kStatusOk)
         node.host.failures.clear();
-    if (!node.host.corrections.empty())
-        forgetLearnt(node.host.switchState);
-    node.callsFailed = false;
     for (auto& [unit, port] : node.host.switchState.ports)
         port.everDynamic = port.dynamic;
     setScalar(MVRP_SCALAR_DEBUG, 0);

@@ -56,6 +56,7 @@ class FailureList {
     /// Adds an injection. Throws UsageError for an unknown call.
     void add(Injection injection);
     void clear() { injections_.clear(); }
+    bool empty() const { return injections_.empty(); }
 
     /// Takes one failure of a call that has these canonical keys: the oldest match with a count
     /// left.

@@ -46,9 +46,13 @@ void SwitchState::createDynamicVlans(const VlanSet& vlans) {
 
 void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
     VlanSet deleted;
+    VlanSet guarded;
+    if (guardsMembers)
+        for (const auto& [unit, port] : ports)
+            guarded |= port.dynamic;
     for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size();
          vid = vlans._Find_next(vid)) {
-        if (vlanTypes[vid] != kDynamic)
+        if (vlanTypes[vid] != kDynamic || guarded.test(vid))
             continue;
         vlanTypes[vid].reset();
         deleted.set(vid);
@@ -57,6 +61,23 @@ void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
         return;
     for (auto& [unit, port] : ports)
         port.stranded |= port.dynamic & deleted;
+}
+
+void SwitchState::removeMember(SwitchPort& port, const VlanSet& vlans) const {
+    const VlanSet kept = guardsMembers && !port.takesPart ? VlanSet() : ~vlans;
+    port.dynamic &= kept;
+    port.stranded &= kept;
+}
+
+void SwitchState::forgetLearnt() {
+    for (auto& [unit, port] : ports) {
+        port.takesPart = false;
+        port.dynamic.reset();
+        port.stranded.reset();
+    }
+    for (auto& type : vlanTypes)
+        if (type == kDynamic)
+            type.reset();
 }
 
 }  // namespace scenario

@@ -18,8 +18,9 @@ struct SwitchPort {
     u32 mtu = 1500;  ///< bytes
     u32 link = 1;    ///< 1 up
     u32 pvid = 1;
-    u32 eligible = 1;     ///< 1: may run the protocol
-    u32 aggregation = 0;  ///< 1: the port is an aggregation
+    u32 eligible = 1;        ///< 1: may run the protocol
+    u32 aggregation = 0;     ///< 1: the port is an aggregation
+    bool takesPart = false;  ///< the daemon switched MVRP on
     MacAddress mac{};
     VlanSet permitted;  ///< tagged and untagged
     VlanSet tagged;
@@ -41,7 +42,11 @@ struct SwitchState {
     std::map<u32, SwitchIndex> indexes;
     std::array<std::optional<u32>, kVlanSetLast + 1> vlanTypes;  ///< by VLAN ID; none: unknown
     bool followsWrites = true;  ///< writes of the daemon change the state above
-    u32 standbyAnswer = 0;      ///< 0 while a standby is there
+    /// Memberships are kept as a real platform keeps them: a VLAN with members is not deleted, and
+    /// a port that takes no part loses all at a removal. Scenarios show what the daemon asks for,
+    /// whatever comes of it.
+    bool guardsMembers = false;
+    u32 standbyAnswer = 0;  ///< 0 while a standby is there
 
     /// @return the port of a unit, or null
     SwitchPort* findPort(u32 unit);
@@ -52,8 +57,12 @@ struct SwitchState {
 
     /// Creates those that do not exist, as dynamic.
     void createDynamicVlans(const VlanSet& vlans);
-    /// Deletes those that are dynamic. Their members stay members.
+    /// Deletes those that are dynamic. Members, where there may be any, stay members.
     void deleteDynamicVlans(const VlanSet& vlans);
+    /// Takes a port out of VLANs that it was made a dynamic member of.
+    void removeMember(SwitchPort& port, const VlanSet& vlans) const;
+    /// Forgets what a daemon has made, as real platforms do before the next one starts.
+    void forgetLearnt();
 };
 
 }  // namespace scenario
