@@ -20,7 +20,7 @@ namespace {
 
 using simulation::Random;
 
-constexpr u64 kScenarios = 60;  // of each kind of set
+constexpr u64 kScenarios = 30;  // of each kind of set
 constexpr u32 kSteps = 50;
 constexpr std::array<u32, 4> kUnits = {3, 5, 7, 9};
 
