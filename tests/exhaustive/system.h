@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+//
+// A few stations and the cables between them, as one joint state, and the moves that it can make.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/exhaustive/station.h"
+
+namespace exhaustive {
+
+inline constexpr u32 kMostStations = 4;
+inline constexpr u32 kMostCables = 3;
+inline constexpr u32 kMostQueued = 4;
+
+/// Frames on their way in one direction, the oldest first. The top bit of each: it has been on its
+/// way since before the last tick.
+struct Queue {
+    u8 count;
+    std::array<u8, kMostQueued> frames;
+};
+
+struct Joint {
+    std::array<u32, kMostStations> stations;
+    std::array<Queue, kMostCables * 2> queues;  ///< of cable c: 2c from its first end, 2c + 1 back
+    std::array<u8, kMostStations> age;          ///< ticks for which a station has declared, limited
+    u8 disturbances;                            ///< since the last rest
+    u8 leaveAlls;  ///< ends that sent or heard one since the last rest, by bit
+    u8 excused;    ///< somebody was asked in vain, and what that led to is not over
+    std::array<u8, 3> unused;
+};
+
+/// One end of a cable.
+struct End {
+    u8 station;
+    u8 port;
+};
+struct Cable {
+    std::array<End, 2> ends;
+};
+
+/// What may happen beside what the protocol does by itself. Counts are of one episode, which is the
+/// time from one rest to the next.
+struct Freedom {
+    bool changes = false;          ///< stations begin and cease to declare
+    bool losses = false;           ///< a frame may be lost
+    bool duplicates = false;       ///< a frame may arrive twice
+    bool leaveAlls = false;        ///< each end may send a LeaveAll, once in an episode
+    u32 disturbances = 0;          ///< changes, losses and duplicates, together
+    bool countsLeaveAlls = false;  ///< a LeaveAll is a disturbance, too
+    /// Frames arrive before the next tick. Then the stations of one port can be had first, one
+    /// after the other, wherever they have something to do: see System::moves().
+    bool instant = false;
+};
+
+enum class Kindred : u8 { Protocol, Change, Loss, Duplicate, LeaveAll };
+
+/// One move, as it is shown to people.
+struct Move {
+    Kindred kind;
+    Step step;
+    u8 station;
+    u8 port;
+    u8 frame;
+    bool lost;
+};
+
+class System {
+  public:
+    System(const Setup& setup, const std::vector<Kind>& kinds, std::vector<Cable> cables);
+
+    Joint initial();
+    using Visit = std::function<void(const Joint& next, const Move& move)>;
+    /// Calls `visit` with each state that one move leads to.
+    void moves(const Joint& joint, const Freedom& freedom, const Visit& visit);
+
+    /// Bits of Joint::leaveAlls of all ends.
+    u8 allEnds() const { return static_cast<u8>((1U << cables_.size() * 2) - 1); }
+    bool atRest(const Joint& joint) const;
+    /// Why a move ends a registration whose declaration is living, which no net without loss may
+    /// do, or empty.
+    std::string withdrawal(const Joint& before, const Joint& after) const;
+    /// Known, and why some withdrawals are excused: a port that is about to give up a registration
+    /// asks for it, with an Mt or JoinEmpty, and its neighbour declares the VLAN, is anxious (AA or
+    /// AP) since its last join, and has no timer running that would let it say so again. The
+    /// question starts none, because it makes nobody anxious who was not. The next LeaveAll of
+    /// either end mends that.
+    bool askedInVain(const Joint& after, const Move& move) const;
+    /// What of a state at rest is not as declared, or empty.
+    std::string disagreement(const Joint& joint) const;
+
+    std::string describe(const Move& move) const;
+    std::string describe(const Joint& joint) const;
+    std::size_t stationStates() const;
+
+  private:
+    const StationState& state(const Joint& joint, u32 station) const;
+    const PortState& port(const Joint& joint, End end) const;
+    void step(const Joint& joint, Move move, const Visit& visit);
+    void deliveries(const Joint& joint, const Freedom& freedom, u32 only, const Visit& visit);
+    void timers(const Joint& joint, u32 only, const Visit& visit);
+    void changes(const Joint& joint, const Freedom& freedom, u32 only, const Visit& visit);
+    void leaveAlls(const Joint& joint, const Freedom& freedom, u32 only, const Visit& visit);
+    u32 urgent(const Joint& joint) const;
+    void tick(const Joint& joint, const Visit& visit);
+    bool sends(Joint* joint, u8 station, const Outcome& outcome);
+    void visitNormal(Joint joint, const Move& move, const Visit& visit) const;
+    bool due(const Joint& joint, u32 station) const;
+    bool wants(const Joint& joint, u32 station) const;
+
+    std::unique_ptr<FrameBook> frames_;
+    std::vector<std::unique_ptr<Station>> stations_;
+    std::vector<Cable> cables_;
+    std::vector<std::array<std::vector<u8>, 2>> behind_;  ///< stations behind each end's neighbour
+};
+
+}  // namespace exhaustive
