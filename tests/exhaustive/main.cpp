@@ -21,9 +21,11 @@
 // switch a LeaveAll counts as one. At rest nothing but the leave-all timers run, so a rest may last
 // any time, and the bound begins anew.
 //
-// What is not covered. More disturbances at once; frames that overtake each other; delays of more
-// than 100 ms; other times; several VLANs in a PDU; ports that are switched off, or change their
-// mode; participant mode 3, which does not declare what it has not registered.
+// What is not covered. More disturbances at once, and for a pair with MVRP `healed` more than one
+// (with two, more frames may wait on the cable than there is room for in a state); frames that
+// overtake each other; delays of more than 100 ms; other times; several VLANs in a PDU; ports that
+// are switched off, or change their mode; participant mode 3, which does not declare what it has
+// not registered.
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -59,8 +61,8 @@ struct Case {
     std::array<u32, 2> small;
     std::array<u32, 2> full;
 };
-const std::array<Case, 8> kCases = {{{kPair, Protocol::NoObserve, {1, 1}, {2, 2}},
-                                     {kPair, Protocol::Full, {1, 1}, {2, 2}},
+const std::array<Case, 8> kCases = {{{kPair, Protocol::NoObserve, {1, 1}, {2, 1}},
+                                     {kPair, Protocol::Full, {1, 1}, {2, 1}},
                                      {kPair, Protocol::Gvrp, {1, 1}, {2, 2}},
                                      {kStatic, Protocol::NoObserve, {2, 2}, {3, 3}},
                                      {kStatic, Protocol::Full, {1, 1}, {3, 3}},
