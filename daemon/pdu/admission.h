@@ -8,11 +8,16 @@
 #include "daemon/db/port.h"
 #include "daemon/fsm/states.h"
 
+/// Whether the host is asked which VLANs may be registered.
+inline bool mvrpAdmissionAsked() {
+    return mvrpCorrects(Correction::Admission);
+}
+
 /// Whether a port may hear a declaration of a VLAN: what it has registered it goes on hearing,
 /// about the rest the host is asked, with the correction admission.
 inline bool mvrpPortAdmits(const MvrpPortEntry* port, u32 vid) {
-    if (mvrpBitTest(&port->madMachine[vid - 1], MVRP_REG_BIT) != 0 ||
-        !mvrpCorrects(Correction::Admission) || mvrpPortMayRegister(port->portunit, vid))
+    if (mvrpBitTest(&port->madMachine[vid - 1], MVRP_REG_BIT) != 0 || !mvrpAdmissionAsked() ||
+        mvrpPortMayRegister(port->portunit, vid))
         return true;
     correctionActed(Correction::Admission, port->portunit, vid);
     return false;

@@ -129,6 +129,7 @@ struct MvrpReception {
     MvrpPortEntry* port;
     bool registers;         ///< the registration mode lets the port register what is declared
     bool hears;             ///< what is said of VLANs that are static here is heard (correction)
+    bool plain;             ///< it registers, and no correction has a say
     MvrpVlanBitmap joined;  ///< what the other ports are to hear of
 };
 
@@ -141,6 +142,7 @@ inline void mvrpEmptyHear(MvrpPortEntry* port, u8 before, u8 after) {
         mvrpVectorJoinStart(port);
 }
 
+template <bool Plain>
 inline void mvrpJoinReceive(const MvrpReception& reception, u32 vid, u32 event,
                             const MvrpByteTable& after) {
     MvrpPortEntry* port = reception.port;
@@ -148,7 +150,7 @@ inline void mvrpJoinReceive(const MvrpReception& reception, u32 vid, u32 event,
     const u8 before = *machine;
     *machine = after[before];
     mvrpMachineTrace(port, vid, 2);
-    if (reception.hears && event == MVRP_ATTRIBUTE_JOIN_MT)
+    if (!Plain && reception.hears && event == MVRP_ATTRIBUTE_JOIN_MT)
         mvrpEmptyHear(port, before, *machine);
     if (vid != mvrpPortPvid(port))
         mvrpRegistrationMark(port, vid);
@@ -275,25 +277,33 @@ constexpr std::array<MvrpUnpacked, 256> kUnpacked = [] {
 static_assert(kUnpacked[0xFF][0] < kJoins.size(), "no packed event is beyond the table");
 
 /// Applies one attribute event. `after`: what it makes of a machine if it is a declaration.
+/// `Plain`: MvrpReception::plain, known when the code is compiled, as it is asked for each VLAN of
+/// a PDU.
+template <bool Plain>
 inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u32 event,
                              const MvrpByteTable* after) {
     MvrpPortEntry* port = reception->port;
     // A VLAN that others configured is theirs; one the switch does not know can be registered.
     const std::optional<QorVlanType> type = mvrpVlanType(vid);
     const bool fixed = type.has_value() && *type != QorVlanType::Dynamic;
-    if (fixed ? !mvrpFixedHeard(*reception, vid, *type) : !reception->registers)
-        return;
-    if (after != nullptr && !mvrpPortAdmits(port, vid))
-        return;
+    if constexpr (Plain) {
+        if (fixed)
+            return;
+    } else {
+        if (fixed ? !mvrpFixedHeard(*reception, vid, *type) : !reception->registers)
+            return;
+        if (after != nullptr && !mvrpPortAdmits(port, vid))
+            return;
+    }
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
                "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
                "machine:0x%02x\r\n",
                event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
-    if (fixed) [[unlikely]] {
+    if (!Plain && fixed) [[unlikely]] {
         mvrpFixedReceive(port, vid, event);
     } else if (after != nullptr) [[likely]] {
         mvrpBitSet(reception->joined.data(), vid - 1);
-        mvrpJoinReceive(*reception, vid, event, *after);
+        mvrpJoinReceive<Plain>(*reception, vid, event, *after);
     } else {
         mvrpAttributeReceive(*reception, vid, event);
     }
@@ -301,6 +311,7 @@ inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u3
 
 /// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
 /// end early. @return whether all were there
+template <bool Plain>
 bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
                        std::span<const u8> packed) {
     const MvrpPortEntry* port = reception->port;
@@ -311,7 +322,7 @@ bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
         if (i / kMvrpEventsPerByte >= packed.size())
             return false;
         const u32 event = kUnpacked[packed[i / kMvrpEventsPerByte]][i % kMvrpEventsPerByte];
-        mvrpEventReceive(reception, firstVid, vid, event, joins[event]);
+        mvrpEventReceive<Plain>(reception, firstVid, vid, event, joins[event]);
     }
     return packed.size() == mvrpPackedBytes(count);
 }
@@ -327,7 +338,9 @@ bool mvrpVectorsWalk(MvrpReception* reception, MvrpReader reader, u32 header) {
             return false;
         if (!reception->registers && !reception->hears)
             return false;
-        if (!mvrpEventsReceive(reception, firstVid, count, reader.take(mvrpPackedBytes(count))))
+        const std::span<const u8> packed = reader.take(mvrpPackedBytes(count));
+        if (!(reception->plain ? mvrpEventsReceive<true>(reception, firstVid, count, packed)
+                               : mvrpEventsReceive<false>(reception, firstVid, count, packed)))
             return false;
 
         header = kMvrpEndMark;
@@ -372,10 +385,10 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     }
 
     // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
-    MvrpReception reception = {port,
-                               port->registration_mode == MVRP_REGISTRATION_NORMAL,
-                               mvrpCorrects(Correction::StaticHeard),
-                               {}};
+    const bool registers = port->registration_mode == MVRP_REGISTRATION_NORMAL;
+    const bool hears = mvrpCorrects(Correction::StaticHeard);
+    const bool plain = registers && !hears && !mvrpAdmissionAsked();
+    MvrpReception reception = {port, registers, hears, plain, {}};
     const bool whole = mvrpVectorsWalk(&reception, reader, header);
     mvrpMapPropagateJoins(reception.joined, port);
     if (whole)
