@@ -190,18 +190,11 @@ std::string checkExactRest(Network& network) {
     return {};
 }
 
-u32 mostRestFrames(const Network& network, PortEnd end) {
-    const auto refuses = [&network](PortEnd each) {
-        return !network.nodes()[each.node]->host.switchState.ports.at(each.unit).admitted.all();
-    };
-    const auto both = [&](const Cable& cable) {
-        const bool isIts = (cable.a.node == end.node && cable.a.unit == end.unit) ||
-                           (cable.b.node == end.node && cable.b.unit == end.unit);
-        return isIts && refuses(cable.a) && refuses(cable.b);
-    };
-    constexpr u32 kUsual = 12;
-    constexpr u32 kAskedInVain = 120;  // a frame a second
-    return std::ranges::any_of(network.cables(), both) ? kUsual + kAskedInVain : kUsual;
+bool refusesSome(const Network& network) {
+    return std::ranges::any_of(network.nodes(), [](const auto& node) {
+        return std::ranges::any_of(node->host.switchState.ports,
+                                   [](const auto& port) { return !port.second.admitted.all(); });
+    });
 }
 
 }  // namespace simulation

@@ -43,12 +43,12 @@ void restoreManagement(Node& node) {
 }
 
 /// What only an exact network has. A pool that runs out is never made up for, so none does.
-void setUpExact(Node& node, bool compliant, Random& random) {
+void setUpExact(Node& node, bool compliant, bool refuses, Random& random) {
     node.compliant = compliant;
     node.pairsLost = false;
     node.host.options.erase("mvrp.maxvlannumperif");
     for (auto& [unit, port] : node.host.switchState.ports)
-        if (random.percent(10))
+        if (refuses && random.percent(30))
             for (u32 vid = 2; vid <= kMostPermitted; vid++)
                 port.admitted.set(vid, random.percent(70));
 }
@@ -97,8 +97,9 @@ std::vector<Way> buildNetwork(Network& network, const Plan& plan) {
     std::vector<Way> ways;
     if (plan.exact()) {
         const bool compliant = random.percent(25);
+        const bool refuses = random.percent(30);
         for (u32 index = 0; index < plan.switches; index++)
-            setUpExact(network.node(index), compliant, random);
+            setUpExact(network.node(index), compliant, refuses, random);
         ways = makeWays(network, plan, random);
     }
     for (u32 index = 0; index < plan.switches; index++)
