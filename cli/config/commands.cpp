@@ -131,6 +131,8 @@ void save(const Context& context) {
         tables.insert(tables.end(), {"port", "vlan"});
         text = formatSwitch(config, isNew ? nullptr : &old) + text;
     }
+    if (isNew)
+        text = formatOptions(config) + text;
     const std::string after = replaceTables(before, tables, text);
     const platform::LoadedConfig loaded = platform::parseConfig(after);
     if (!loaded.config)
