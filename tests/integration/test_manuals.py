@@ -23,14 +23,17 @@ def literal_blocks(page):
 
 def settings():
     """The settings in mvrp.toml(5): {(section, driver or ""): keys}."""
-    found, keys = {}, None
+    found, keys, depth = {}, None, 0
     for line in (MANUALS / "mvrp.toml.5").read_text(encoding="utf-8").splitlines():
         heading = re.match(r"\.Ss \[+([a-z.]+)\]+(?: with driver = \\\(dq(\w+)\\\(dq)?", line)
         if heading:
             keys = found.setdefault((heading[1], heading[2] or ""), set())
         elif line.startswith((".Ss", ".Sh")):
             keys = None
-        elif line.startswith(".It Li ") and keys is not None:
+        elif line.startswith((".Bl", ".El")):
+            depth += 1 if line.startswith(".Bl") else -1
+        # What a key may be, in a list within the list, is no key.
+        elif line.startswith(".It Li ") and keys is not None and depth == 1:
             # "key = value", "key , key , key", "key = value , Li key = value"
             for part in line.removeprefix(".It ").split(" , "):
                 keys.add(part.removeprefix("Li ").split(" = ")[0].strip())
