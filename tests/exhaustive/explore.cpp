@@ -53,9 +53,10 @@ class Found {
         for (u32 at = number; at != 0; at = ways_[at].from)
             path.push_back(at);
         std::string text;
-        for (auto at = path.rbegin(); at != path.rend(); ++at)
-            text += "  " + system.describe(ways_[*at].move) + "   " +
-                    system.describe(*states_[*at]) + "\n";
+        std::reverse(path.begin(), path.end());
+        for (const u32 at : path)
+            text += "  " + system.describe(ways_[at].move) + "   " + system.describe(*states_[at]) +
+                    "\n";
         return text;
     }
 
@@ -187,6 +188,8 @@ std::vector<Served> restsAfter(System* system, const Freedom& freedom, const Ser
 
 }  // namespace
 
+// One account from the states to the rounds.
+// NOLINTNEXTLINE(readability-function-size)
 Report exploreHealed(System* system, const Freedom& freedom, const Limits& limits) {
     Report report;
     Found found;
@@ -229,6 +232,7 @@ Report exploreHealed(System* system, const Freedom& freedom, const Limits& limit
     const u8 all = system->allEnds();
     std::unordered_map<Served, std::vector<Served>, JointHash, JointEqual> after;
     std::vector<Served> open;
+    open.reserve(rests.size());
     for (const u32 at : rests)
         open.push_back(found[at]);
     while (!open.empty()) {

@@ -163,11 +163,13 @@ void System::deliveries(const Joint& joint, const Freedom& freedom, u32 only, co
 }
 
 void System::timers(const Joint& joint, u32 only, const Visit& visit) {
-    for (u8 i = 0; i < stations_.size(); ++i) {
+    for (std::size_t index = 0; index < stations_.size(); ++index) {
+        const u8 i = static_cast<u8>(index);
         if (only != kAll && only != i)
             continue;
         bool pairs = false;
-        for (u8 p = 0; p < stations_[i]->ports(); ++p) {
+        for (u32 slot = 0; slot < stations_[i]->ports(); ++slot) {
+            const u8 p = static_cast<u8>(slot);
             const PortState& at = state(joint, i).ports[p];
             pairs = pairs || at.pair != 0;
             if (at.join == 1)
@@ -185,7 +187,8 @@ void System::timers(const Joint& joint, u32 only, const Visit& visit) {
 void System::changes(const Joint& joint, const Freedom& freedom, u32 only, const Visit& visit) {
     if (!freedom.changes || joint.disturbances >= freedom.disturbances)
         return;
-    for (u8 i = 0; i < stations_.size(); ++i) {
+    for (std::size_t index = 0; index < stations_.size(); ++index) {
+        const u8 i = static_cast<u8>(index);
         // A station of several ports is a switch, inside of which there is nobody.
         if ((only != kAll && only != i) || stations_[i]->isStatic() || stations_[i]->ports() != 1 ||
             due(joint, i))

@@ -15,6 +15,7 @@ namespace exhaustive {
 
 inline constexpr u32 kMostStations = 4;
 inline constexpr u32 kMostCables = 3;
+inline constexpr u32 kMostEnds = kMostCables * 2;
 inline constexpr u32 kMostQueued = 4;
 
 /// Frames on their way in one direction, the oldest first. The top bit of each: it has been on its
@@ -26,9 +27,9 @@ struct Queue {
 
 struct Joint {
     std::array<u32, kMostStations> stations;
-    std::array<Queue, kMostCables * 2> queues;  ///< of cable c: 2c from its first end, 2c + 1 back
-    std::array<u8, kMostStations> age;          ///< ticks for which a station has declared, limited
-    u8 disturbances;                            ///< since the last rest
+    std::array<Queue, kMostEnds> queues;  ///< of cable c: 2c from its first end, 2c + 1 back
+    std::array<u8, kMostStations> age;    ///< ticks for which a station has declared, limited
+    u8 disturbances;                      ///< since the last rest
     u8 leaveAlls;  ///< ends that sent or heard one since the last rest, by bit
     u8 excused;    ///< somebody was asked in vain, and what that led to is not over
     std::array<u8, 3> unused;
