@@ -38,6 +38,13 @@ void examineDevice(const KernelLink& bridge, std::vector<Finding>& findings) {
                             bridge.name,
                             "the bridge does not look at VLANs (vlan_filtering is 0)",
                             {setLink(bridge.name, "type bridge vlan_filtering 1")}});
+    if (bridge.multipleTrees)
+        findings.push_back({Severity::Error,
+                            "bridge-multiple-trees",
+                            bridge.name,
+                            "the bridge has multiple spanning trees (mst_enabled is 1), and MVRP "
+                            "here has one context for all VLANs: the daemon refuses the bridge",
+                            {setLink(bridge.name, "type bridge mst_enabled 0")}});
     if (!bridge.adminUp)
         findings.push_back({Severity::Error,
                             "bridge-down",
@@ -105,7 +112,7 @@ void examineLink(const KernelLink& link, std::vector<Finding>& findings) {
                             {setLink(link.name, "mtu 1500")}});
 }
 
-/// Whether the guard is where the port takes part, and nowhere else.
+/// Whether the guard is where it has to be, and nowhere else.
 void examineGuard(const DoctorFacts& facts, const KernelLink& link,
                   std::vector<Finding>& findings) {
     const auto guard =
@@ -113,9 +120,21 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
     if (guard == facts.system.guards.end() || facts.daemon.state == DaemonState::NotPermitted)
         return;
     const bool wanted = takesPart(facts.daemon, link.index);
-    // While MVRP is on, ports that take no part may have it too: the bridge relays no such frames.
-    const bool allowed = std::ranges::any_of(
+    // While MVRP is on, all ports have it, unless the file says otherwise: the bridge relays none.
+    const auto& config = facts.system.config;
+    const bool isOn = std::ranges::any_of(
         facts.daemon.ports, [](const PortView& view) { return view.port.protocols != 0; });
+    const bool everywhere =
+        config && config->network.linuxBridge.guard == platform::GuardedPorts::All;
+    const bool allowed = wanted || (isOn && (everywhere || !config));
+    if (isOn && everywhere && !wanted && !guard->present)
+        findings.push_back(
+            {Severity::Warning,
+             "guard-missing",
+             link.name,
+             "the guard is not there: the bridge relays MVRP frames of what is "
+             "behind the port, and they register elsewhere",
+             {"systemctl restart mvrp", "tc filter show dev " + link.name + " ingress"}});
     if (wanted && !guard->present)
         findings.push_back(
             {Severity::Error,

@@ -25,6 +25,7 @@ Json countersOf(const platform::PortCountersRecord& c) {
         {"droppedDisabled", c.droppedDisabled},
         {"droppedTunnel", c.droppedTunnel},
         {"sendFailed", c.sendFailed},
+        {"droppedBudget", c.droppedBudget},
     };
 }
 

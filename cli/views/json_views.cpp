@@ -50,6 +50,18 @@ Json headOf(const RunningPort& port) {
     };
 }
 
+Json lastFailedOrNull(const platform::PortStatisticsRecord& r) {
+    if (r.lastFailedVid == 0)
+        return nullptr;
+    const bool known = r.lastFailedReason < kFailureNames.size();
+    return {
+        {"vlan", r.lastFailedVid},
+        {"origin", macOrNull(r.lastFailedOrigin)},
+        {"reason", known ? Json(kFailureNames.at(r.lastFailedReason).key) : Json(nullptr)},
+        {"age", r.lastFailedMs},
+    };
+}
+
 }  // namespace
 
 std::string runningJson(const std::vector<RunningPort>& ports) {
@@ -128,6 +140,7 @@ std::string statisticsJson(const std::vector<PortStatistics>& ports) {
             {"droppedByReason", namedCounters(kDropNames, r.drops, 1)},
             {"portMvrpFailedRegistrations", sumOf(r.failed)},
             {"failedByReason", namedCounters(kFailureNames, r.failed)},
+            {"lastFailedRegistration", lastFailedOrNull(r)},
             {"droppedOverflow", r.overflow},
             {"droppedDisabled", r.notEnabled},
             {"droppedTunnel", r.tunnelled},

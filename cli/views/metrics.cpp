@@ -165,6 +165,10 @@ std::string metricsText(const GlobalView& global, const VlansView& vlans,
     writer.family("port_failed_registrations", "counter",
                   "Declared VLANs that the port did not take, by reason.");
     addByReason(writer, statistics, kFailureNames, &Record::failed, 0);
+    writer.family("port_last_failed_registration_vlan", "gauge",
+                  "The VLAN of the last declaration that the port did not take; 0: none yet.");
+    for (const PortStatistics& port : statistics)
+        writer.sample(portLabel(port.port), port.record.lastFailedVid);
     return writer.finish();
 }
 

@@ -79,6 +79,12 @@ Cell withReasons(std::span<const CounterName> names, std::span<const u64> counts
     return total == 0 ? Cell("0") : Cell(number(total) + " (" + reasons + ")", Colour::Bad);
 }
 
+const char* failureWords(const platform::PortStatisticsRecord& record) {
+    return record.lastFailedReason < kFailureNames.size()
+               ? kFailureNames.at(record.lastFailedReason).words
+               : "refused";
+}
+
 std::string portText(const PortStatistics& port, const Style& style) {
     const platform::PortStatisticsRecord& r = port.record;
     Table table({"", ">In", ">Out"});
@@ -101,6 +107,10 @@ std::string portText(const PortStatistics& port, const Style& style) {
     others.colour = Colour::Plain;
     sheet.add("Not for us", others);
     sheet.add("Failed registrations", withReasons(kFailureNames, r.failed));
+    if (r.lastFailedVid != 0)
+        sheet.add("Last of them", "VLAN " + number(r.lastFailedVid) + " of " +
+                                      formatMac(r.lastFailedOrigin) + ", " +
+                                      agoText(r.lastFailedMs) + ": " + failureWords(r));
     sheet.add("Lost: daemon too slow", alarming(r.overflow));
     sheet.add("Taken by a tunnel", number(r.tunnelled));
     sheet.add("Other protocol", number(r.notEnabled));

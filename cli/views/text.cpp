@@ -230,7 +230,8 @@ std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs
 
 std::string countersText(const std::vector<PortView>& ports, const Style& style) {
     Table table({"Port", ">Frames in", ">out", ">Bytes in", ">out", ">Forwarded", ">Ignored",
-                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Send failed"});
+                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Over budget",
+                 ">Send failed"});
     for (const PortView& view : ports) {
         const platform::PortCountersRecord& c = view.counters;
         const auto bad = [](u64 count) {
@@ -240,7 +241,7 @@ std::string countersText(const std::vector<PortView>& ports, const Style& style)
                    std::to_string(c.bytesIn), std::to_string(c.bytesOut),
                    std::to_string(c.forwarded), std::to_string(c.ignored), bad(c.droppedMalformed),
                    bad(c.droppedOverflow), std::to_string(c.droppedDisabled),
-                   std::to_string(c.droppedTunnel), bad(c.sendFailed)});
+                   std::to_string(c.droppedTunnel), bad(c.droppedBudget), bad(c.sendFailed)});
     }
     return table.empty() ? "The switch has no ports.\n" : table.print(style);
 }

@@ -63,6 +63,7 @@ DoctorFacts healthy() {
     system.config.emplace();
     system.config->network.driver = platform::DriverKind::LinuxBridge;
     system.config->network.linuxBridge.bridge = "br0";
+    system.config->network.linuxBridge.guard = platform::GuardedPorts::TakingPart;
     system.links = {link(kBridge, "br0", 0), link(kUplink, "uplink", kBridge),
                     link(kTap, "tap0", kBridge)};
     system.links[0].kind = platform::LinkKind::Bridge;
@@ -196,6 +197,9 @@ const std::vector<Case> kCases = {
     {"bridge-not-vlan-aware", Severity::Error, "br0",
      "ip link set dev br0 type bridge vlan_filtering 1",
      [](DoctorFacts& facts) { systemOf(facts).links[0].vlanFiltering = false; }},
+    {"bridge-multiple-trees", Severity::Error, "br0",
+     "ip link set dev br0 type bridge mst_enabled 0",
+     [](DoctorFacts& facts) { systemOf(facts).links[0].multipleTrees = true; }},
     {"bridge-down", Severity::Error, "br0", "ip link set dev br0 up",
      [](DoctorFacts& facts) { systemOf(facts).links[0].adminUp = false; }},
     {"kernel-silent", Severity::Warning, "br0", "",
@@ -219,6 +223,10 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { uplinkLink(facts).mtu = 1400; }},
     {"guard-missing", Severity::Error, "uplink", "systemctl restart mvrp",
      [](DoctorFacts& facts) { systemOf(facts).guards[0].present = false; }},
+    {"guard-missing", Severity::Warning, "tap0", "systemctl restart mvrp",
+     [](DoctorFacts& facts) {
+         systemOf(facts).config->network.linuxBridge.guard = platform::GuardedPorts::All;
+     }},
     {"guard-left", Severity::Warning, "tap0", "tc filter del dev tap0 ingress pref 33",
      [](DoctorFacts& facts) { systemOf(facts).guards[1].present = true; }},
     {"vlans-missing", Severity::Error, "uplink", "bridge monitor vlan",
