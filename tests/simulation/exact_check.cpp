@@ -143,6 +143,7 @@ class Expected {
     std::vector<std::map<u32, VlanSet>> declared_;  // those that were asked for
 };
 
+/// A registration that the port may not carry any more may stay until it is withdrawn.
 std::string checkPortAtRest(Expected& expected, PortEnd end, const PortView& view) {
     const VlanSet& fixed = expected.fixed(end.node);
     const VlanSet registered = expected.registered(end.node, end.unit);
@@ -150,8 +151,9 @@ std::string checkPortAtRest(Expected& expected, PortEnd end, const PortView& vie
     if (problem.empty())
         problem = differing("declared", view.declared, expected.declared(end));
     if (problem.empty())
-        problem = differing("member", view.member & ~fixed,
-                            registered & expected.port(end.node, end.unit).permitted);
+        problem =
+            differing("member", view.member & ~fixed,
+                      registered & (expected.port(end.node, end.unit).permitted | view.member));
     return problem;
 }
 
