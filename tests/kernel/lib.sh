@@ -310,12 +310,13 @@ END
     startDaemon "$1"
 }
 
-# plainDaemon BRIDGE: with nothing but driver, bridge and one [[port]].
+# plainDaemon BRIDGE: MVRP on all ports, and whatever else the daemon's defaults are.
 plainDaemon() {
     local dir=$scratch/$1
     mkdir -p "$dir"
     chmod 777 "$dir"
-    printf '%s\n' '[switch]' 'driver = "linux"' 'bridge = "br0"' '[[port]]' 'name = "*"' >"$dir/mvrp.toml"
+    printf '%s\n' '[switch]' 'driver = "linux"' 'bridge = "br0"' '[management]' 'enable = true' \
+        '[[port]]' 'name = "*"' 'mvrp = true' >"$dir/mvrp.toml"
     startDaemon "$1"
 }
 
