@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdarg>
 #include <cstdint>
 #include <cstring>
 
@@ -68,13 +67,12 @@ long set(int process, iovec& given) {
 
 }  // namespace
 
-extern "C" long ptrace(enum __ptrace_request request, ...) noexcept {
-    va_list list;
-    va_start(list, request);
-    const int process = va_arg(list, int);
-    void* address = va_arg(list, void*);
-    void* data = va_arg(list, void*);
-    va_end(list);
+/// Stands in for ptrace(), which is declared with an ellipsis; on this processor its arguments come
+/// as those of any other function. The label gives it the name under which the kernel finds it.
+extern "C" long tracedPtrace(int request, int process, void* address, void* data) noexcept
+    __asm__("ptrace");
+
+extern "C" long tracedPtrace(int request, int process, void* address, void* data) noexcept {
     if (reinterpret_cast<std::uintptr_t>(address) == NT_X86_XSTATE) {
         if (request == PTRACE_GETREGSET)
             return get(process, *static_cast<iovec*>(data));
