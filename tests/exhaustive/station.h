@@ -8,6 +8,7 @@
 #pragma once
 
 #include <array>
+#include <deque>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -122,7 +123,8 @@ class Station {
     scenario::ScenarioHost host_{scenario::Trace::Sink()};
     MvrpInfo record_{};
     std::vector<SentFrame> sent_;
-    std::vector<StationState> states_;
+    /// By number. One that was handed out stays where it is when others are added.
+    std::deque<StationState> states_;
     std::unordered_map<std::string, u32> index_;
     std::unordered_map<u64, Outcome> known_;
     u8 wants_ = 0;
