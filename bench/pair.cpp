@@ -63,9 +63,8 @@ void measure(benchmark::State& state, const Pair& pair) {
         work.turn();
         limit.turn();
     }
-    for ([[maybe_unused]] auto turn : state) {
+    for ([[maybe_unused]] auto turn : state)
         state.SetIterationTime((work.turn() + limit.turn()) * 1e-9);
-    }
     state.counters["work_ns"] = work.best() / pair.units;
     state.counters["limit_ns"] = limit.best() / pair.units;
     state.counters["ratio"] = work.best() / limit.best();

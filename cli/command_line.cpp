@@ -102,10 +102,9 @@ class CommandLine::Parser {
             "Ports are named by name or unit. VLANs are written as ranges: 1-3,7; \"-\" for none,\n"
             "\"all\" for 1-4094.\n"
             "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
-        for (const auto& table : allCommands()) {
+        for (const auto& table : allCommands())
             for (const Command& command : table)
                 add(command);
-        }
     }
 
     bool parse(int argc, char** argv, Line& line, int& exitStatus) {
@@ -149,14 +148,12 @@ class CommandLine::Parser {
         if (command.details != nullptr)
             app->footer(command.details());
         Taken& taken = takens_.emplace_back();
-        for (const Argument& argument : command.arguments) {
+        for (const Argument& argument : command.arguments)
             if (argument.name != nullptr)
                 addArgument(*app, argument, taken.arguments);
-        }
-        for (const Option& option : command.options) {
+        for (const Option& option : command.options)
             if (option.name != nullptr)
                 addOption(*app, option, taken.options);
-        }
         app->callback([this, app, &command, &taken] {
             if (app->get_subcommands().empty()) {
                 line_.command = &command;

@@ -65,9 +65,8 @@ void Client::connect() {
     }
     path.copy(address.sun_path, path.size());
     socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socket_ < 0) {
+    if (socket_ < 0)
         throw ConnectionError(std::string("cannot create a socket: ") + std::strerror(errno));
-    }
     // Bounds the wait for a daemon that has not taken earlier connections yet.
     const timeval patience = {patienceMs_ / 1000, patienceMs_ % 1000 * 1000};
     setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
@@ -131,31 +130,25 @@ void Client::fillSendBuffer(std::span<const Request> requests) {
 
 void Client::waitReady() {
     pollfd descriptor = {socket_, POLLIN, 0};
-    if (sent_ < sendBuffer_.size()) {
+    if (sent_ < sendBuffer_.size())
         descriptor.events = static_cast<short>(descriptor.events | POLLOUT);
-    }
     int ready = 0;
-    while ((ready = poll(&descriptor, 1, patienceMs_)) < 0) {
-        if (errno != EINTR) {
+    while ((ready = poll(&descriptor, 1, patienceMs_)) < 0)
+        if (errno != EINTR)
             lost(std::strerror(errno));
-        }
-    }
-    if (ready == 0) {
+    if (ready == 0)
         lost(busy());
-    }
 }
 
 void Client::sendSome() {
     const std::span rest = std::span(sendBuffer_).subspan(sent_);
-    if (rest.empty()) {
+    if (rest.empty())
         return;
-    }
     const ssize_t count = send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);
-    if (count >= 0) {
+    if (count >= 0)
         sent_ += static_cast<std::size_t>(count);
-    } else if (errno != EAGAIN && errno != EINTR && errno != EPIPE && errno != ECONNRESET) {
+    else if (errno != EAGAIN && errno != EINTR && errno != EPIPE && errno != ECONNRESET)
         lost(std::strerror(errno));
-    }
     // A closed connection is noticed by the next read, after the replies that were still under way.
 }
 
@@ -182,12 +175,10 @@ void Client::takeReplies(std::vector<Reply>& replies) {
     platform::ReplyHeader header;
     while (receiveBuffer_.size() - used >= sizeof(header)) {
         std::memcpy(&header, receiveBuffer_.data() + used, sizeof(header));
-        if (header.length > platform::kMaxValueBytes) {
+        if (header.length > platform::kMaxValueBytes)
             lost("the answer is not one of the command channel; is this the socket of mvrp?");
-        }
-        if (receiveBuffer_.size() - used - sizeof(header) < header.length) {
+        if (receiveBuffer_.size() - used - sizeof(header) < header.length)
             break;
-        }
         const std::span value =
             std::span(receiveBuffer_).subspan(used + sizeof(header), header.length);
         replies.push_back({header.status, {value.begin(), value.end()}});

@@ -86,10 +86,9 @@ std::string nameOf(Names names, u32 value) {
 
 std::optional<u32> valueOf(Names names, std::string_view text) {
     const std::optional<u32> asNumber = parseNumber(text);
-    for (const Name& name : names) {
+    for (const Name& name : names)
         if (text == name.text || asNumber == name.value)
             return name.value;
-    }
     return std::nullopt;
 }
 
@@ -103,10 +102,9 @@ std::string syntaxOf(Names names) {
 
 std::string formatDebugMask(u32 mask) {
     std::string text;
-    for (const Name& category : kDebugCategories) {
+    for (const Name& category : kDebugCategories)
         if ((mask & category.value) != 0)
             text += (text.empty() ? "" : ",") + std::string(category.text);
-    }
     return text.empty() ? "none" : text;
 }
 

@@ -84,10 +84,9 @@ Request vlanSet(u32 unit, platform::VlanSet set) {
 /// The requests about one port, in the order in which readPort takes the replies.
 void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
     requests.push_back(portGet(unit, MVRP_PORT_ENABLE));
-    if (parts.settings) {
+    if (parts.settings)
         for (const MvrpSetting& setting : kMvrpPortSettings)
             requests.push_back(portGet(unit, setting.attribute));
-    }
     if (parts.machines)
         requests.push_back({Number::PortMachines, unit, 0, {}});
     if (parts.lists) {
@@ -119,10 +118,9 @@ void readProtocol(PortView& view, std::span<const Reply> replies, const PortPart
         return;
     view.settings = PortSettings{};
     view.settings->enabled = decode<u32>(enable) == MVRP_ON;
-    if (parts.settings) {
+    if (parts.settings)
         for (std::size_t i = 0; i < kSettingFields.size(); ++i)
             (*view.settings).*kSettingFields[i] = decode<u32>(replies[1 + i]);
-    }
     if (parts.machines) {
         view.machines = decodeList<MachineRecord>(replies.back());
         readMachines(view);
@@ -170,10 +168,9 @@ GlobalView queryGlobal(Client& client) {
     view.compliance = decode<u32>(replies[2]) == MVRP_ON;
     view.debugMask = decode<u32>(replies[3]);
     view.pendingPairs = decode<u32>(replies[4]);
-    if (replies[5].status == kStatusOk) {
+    if (replies[5].status == kStatusOk)
         for (const std::byte letter : replies[5].value)
             view.version += static_cast<char>(letter);
-    }
     if (replies[6].status == kStatusOk)
         view.corrections = decode<platform::CorrectionsRecord>(replies[6]);
     return view;

@@ -42,10 +42,9 @@ std::string whatWasDone(const ExplainFacts& facts, Correction which) {
 
 std::string registeredOn(const ExplainFacts& facts) {
     std::string names;
-    for (const VlanOnPort& other : facts.others) {
+    for (const VlanOnPort& other : facts.others)
         if (isRegistered(other.machine))
             names += (names.empty() ? "" : ", ") + std::string(other.port.name.data());
-    }
     return names;
 }
 

@@ -17,10 +17,9 @@ constexpr u32 kPatienceS = 2;
 std::vector<std::string> wordsOf(std::string_view text, char between) {
     std::vector<std::string> words;
     std::istringstream stream{std::string(text)};
-    for (std::string word; std::getline(stream, word, between);) {
+    for (std::string word; std::getline(stream, word, between);)
         if (!word.empty())
             words.push_back(word);
-    }
     return words;
 }
 
@@ -40,10 +39,9 @@ class Completion {
         else
             addWords();
         std::vector<std::string> fitting;
-        for (const std::string& word : found_) {
+        for (const std::string& word : found_)
             if (word == kCompleteFiles || word.starts_with(begun_))
                 fitting.push_back(word);
-        }
         return fitting;
     }
 
@@ -65,20 +63,18 @@ class Completion {
 
     static bool isPath(const std::string& path) {
         for (const auto& table : allCommands()) {
-            for (const Command& command : table) {
+            for (const Command& command : table)
                 if (command.path == path || std::string(command.path).starts_with(path + " "))
                     return true;
-            }
         }
         return false;
     }
 
     const Command* command() const {
         for (const auto& table : allCommands()) {
-            for (const Command& command : table) {
+            for (const Command& command : table)
                 if (command.path == path_)
                     return &command;
-            }
         }
         return nullptr;
     }
@@ -93,15 +89,13 @@ class Completion {
     }
 
     void addOptions() {
-        for (const Option& option : kGlobalOptions) {
+        for (const Option& option : kGlobalOptions)
             for (const std::string& name : wordsOf(option.name, ','))
                 found_.insert(name);
-        }
         const Command* const own = command();
-        for (std::size_t i = 0; own != nullptr && i < own->options.size(); ++i) {
+        for (std::size_t i = 0; own != nullptr && i < own->options.size(); ++i)
             if (own->options.at(i).name != nullptr)
                 found_.insert(own->options.at(i).name);
-        }
     }
 
     void addWords() {
@@ -167,11 +161,10 @@ class Completion {
         Client daemon(socket_, Client::Connect::Later);
         daemon.setPatience(kPatienceS);
         const VlansView view = queryVlans(daemon, {}, kNameParts);
-        for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid) {
+        for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid)
             if (platform::vlanContains(view.staticVlans, vid) ||
                 platform::vlanContains(view.dynamicVlans, vid))
                 found_.insert(std::to_string(vid));
-        }
     }
 
     std::string begun_;

@@ -106,14 +106,12 @@ std::string commandEntry(const Command& command) {
         text += argument.optional ? " [" + name + "]" : " " + name;
     }
     text += "\n" + sentence(command.help);
-    for (const Argument& argument : command.arguments) {
+    for (const Argument& argument : command.arguments)
         if (argument.name != nullptr)
             text += ".TP\n.I " + upper(argument.name) + "\n" + sentence(argument.help);
-    }
-    for (const Option& option : command.options) {
+    for (const Option& option : command.options)
         if (option.name != nullptr)
             text += optionEntry(option);
-    }
     if (command.details != nullptr)
         text += ".PP\n.nf\n" + escaped(command.details()) + "\n.fi\n";
     return text;
@@ -126,10 +124,9 @@ std::string manualPage() {
     for (const Option& option : kGlobalOptions)
         text += optionEntry(option);
     text += ".SH COMMANDS\n";
-    for (const auto& table : allCommands()) {
+    for (const auto& table : allCommands())
         for (const Command& command : table)
             text += commandEntry(command);
-    }
     return text + kTail;
 }
 

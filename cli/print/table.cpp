@@ -51,10 +51,9 @@ std::string Table::print(const Style& style) const {
         titles.emplace_back(heading.substr(right.back() ? 1 : 0), Colour::Strong);
         widths.push_back(titles.back().text.size());
     }
-    for (const auto& row : rows_) {
+    for (const auto& row : rows_)
         for (std::size_t i = 0; i < row.size(); ++i)
             widths[i] = std::max(widths[i], row[i].text.size());
-    }
     std::string text;
     const auto addRow = [&](const std::vector<Cell>& row) {
         for (std::size_t i = 0; i < row.size(); ++i) {

@@ -62,20 +62,18 @@ std::string number(u64 count) {
 /// Rows of what was counted in and out; those of zero are left out.
 void addRows(Table& table, std::span<const CounterName> names, std::span<const u64> in,
              std::span<const u64> out) {
-    for (std::size_t i = 0; i < names.size(); ++i) {
+    for (std::size_t i = 0; i < names.size(); ++i)
         if (in[i] != 0 || out[i] != 0)
             table.add({std::string("  ") + names[i].words, number(in[i]), number(out[i])});
-    }
 }
 
 /// "3 (2 not on the permit list, 1 registration mode fixed)"
 Cell withReasons(std::span<const CounterName> names, std::span<const u64> counts) {
     const u64 total = sumOf(counts);
     std::string reasons;
-    for (std::size_t i = 0; i < names.size(); ++i) {
+    for (std::size_t i = 0; i < names.size(); ++i)
         if (counts[i] != 0)
             reasons += (reasons.empty() ? "" : ", ") + number(counts[i]) + " " + names[i].words;
-    }
     return total == 0 ? Cell("0") : Cell(number(total) + " (" + reasons + ")", Colour::Bad);
 }
 

@@ -54,17 +54,15 @@ class LineWatch {
                                                        : kMostSeconds)) {}
 
     void run() {
-        if (!context_.has("since")) {
+        if (!context_.has("since"))
             snapshot("start");
-        } else if (stream_.resume(context_.number("since", 0, kMostSequence))) {
+        else if (stream_.resume(context_.number("since", 0, kMostSequence)))
             names_ = namesOf(queryVlans(context_.client, kNameParts));
-        } else {
+        else
             snapshot("gap");
-        }
-        while (printed_ < most_ && Clock::now() < end_) {
+        while (printed_ < most_ && Clock::now() < end_)
             if (!printNew())
                 std::this_thread::sleep_for(kLookEvery);
-        }
     }
 
   private:
@@ -188,10 +186,9 @@ class ScreenWatch {
             return;
         }
         const PortNames names = namesOf(view_.vlans);
-        for (const platform::ChangeRecord& change : *changes) {
+        for (const platform::ChangeRecord& change : *changes)
             if (isNotable(change))
                 view_.changes.push_back(changeText(change, names, {}));
-        }
         while (view_.changes.size() > kChangesKept)
             view_.changes.pop_front();
     }

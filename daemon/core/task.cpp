@@ -81,9 +81,8 @@ void mvrpFrameDispatch(MvrpTask* task, ssize_t received, MvrpProtocol peer) {
     MvrpPortEntry* port = mvrpPortEntryGet(static_cast<u32>(task->source.interfaceIndex));
     if (port != nullptr) {
         port->peerMode = peer == MVRP_PROTOCOL_MVRP ? 1 : 0;
-        if (mvrpGvrpCompliant() == (peer == MVRP_PROTOCOL_GVRP)) {
+        if (mvrpGvrpCompliant() == (peer == MVRP_PROTOCOL_GVRP))
             mvrpPktProcess(port, task->buffer.data() + offset, length - offset);
-        }
     }
     mvrpUnlock();
 }

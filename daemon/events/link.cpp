@@ -304,13 +304,12 @@ void mvrpNewLink(std::span<u8> message) {
 void mvrpDelLink(std::span<const u8> message) {
     const u32 interface = mvrpRouteRead<u32>(message, ROUTE_LINK_INTERFACE);
     QorIndexInfo info = {};
-    if (qorIndexTrans(interface, kIndexTransEndType, &info) != kStatusOk) {
+    if (qorIndexTrans(interface, kIndexTransEndType, &info) != kStatusOk)
         MVRP_LINK_TRACE(0, 0, "del link process; index trans failed.(%u)\r\n", interface);
-    } else if (info.endType == static_cast<u32>(QorEndType::Vlan)) {
+    else if (info.endType == static_cast<u32>(QorEndType::Vlan))
         mvrpVlanDeleted(info.vid);
-    } else if (MvrpPortEntry* port = mvrpPortEntryGet(interface); port != nullptr) {
+    else if (MvrpPortEntry* port = mvrpPortEntryGet(interface); port != nullptr)
         mvrpPortWithdraw(port);
-    }
 }
 
 void mvrpPortWithdraw(MvrpPortEntry* port) {

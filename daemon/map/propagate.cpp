@@ -227,10 +227,9 @@ void mvrpClrPropagate(u32 vid, MvrpPortEntry* source) {
     if (mvrpNoPort(MVRP_DEBUG_STATE, source, vid, "clr propagate"))
         return;
     for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
-         port = mvrpPortEntryNext(port)) {
+         port = mvrpPortEntryNext(port))
         if (mvrpOtherEnabled(port, source) && mvrpVlanKnownAndNot(vid, QorVlanType::Static))
             mvrpBitClear(&port->madMachine[vid - 1], MVRP_PROPAGATE_BIT);
-    }
 }
 
 u32 mvrpLeaveIndication(QorBuffer* bitmap, MvrpPortEntry* port) {

@@ -135,12 +135,10 @@ void Dispatcher::done(const RequestHeader& header) const {
 u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
                          std::vector<u8>& reply) {
     u32 status = static_cast<u32>(HostStatus::Unsupported);
-    if (header.request < kFirstPlatformRequest) {
+    if (header.request < kFirstPlatformRequest)
         status = dispatchTable(header, value, reply);
-    } else if (const auto found = hostHandlers_.find(header.request);
-               found != hostHandlers_.end()) {
+    else if (const auto found = hostHandlers_.find(header.request); found != hostHandlers_.end())
         status = found->second(header, value, reply);
-    }
     releaseLocks(header);
     if (status == kStatusOk)
         done(header);

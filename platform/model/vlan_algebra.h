@@ -19,9 +19,8 @@ constexpr VlanBitmap vlanCombine(const VlanBitmap& a, const VlanBitmap& b, Combi
     const auto left = std::bit_cast<VlanWords>(a);
     const auto right = std::bit_cast<VlanWords>(b);
     VlanWords result{};
-    for (std::size_t i = 0; i < result.size(); ++i) {
+    for (std::size_t i = 0; i < result.size(); ++i)
         result[i] = combine(left[i], right[i]);
-    }
     return std::bit_cast<VlanBitmap>(result);
 }
 
@@ -51,12 +50,10 @@ struct VlanByteRange {
 /// The bytes from the first to the last VLAN of a set; none for an empty one.
 constexpr VlanByteRange vlanBytes(const VlanBitmap& set) {
     VlanByteRange range{0, set.size()};
-    while (range.end > 0 && set[range.end - 1] == 0) {
+    while (range.end > 0 && set[range.end - 1] == 0)
         --range.end;
-    }
-    while (range.begin < range.end && set[range.begin] == 0) {
+    while (range.begin < range.end && set[range.begin] == 0)
         ++range.begin;
-    }
     return range;
 }
 
@@ -74,11 +71,9 @@ constexpr void vlanForEach(const VlanBitmap& set, Visit visit) {
             byte += sizeof(u64) - 1;
             continue;
         }
-        for (u32 bit = 0; set[byte] != 0 && bit < 8; ++bit) {
-            if ((set[byte] & (0x80U >> bit)) != 0) {
+        for (u32 bit = 0; set[byte] != 0 && bit < 8; ++bit)
+            if ((set[byte] & (0x80U >> bit)) != 0)
                 visit(byte * 8 + bit + 1);
-            }
-        }
     }
 }
 

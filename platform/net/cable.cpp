@@ -55,36 +55,32 @@ class UnixCable final : public Cable {
 
     /// Takes its own socket away, not that of a cable that replaced it.
     ~UnixCable() override {
-        if (localNumber_ != 0 && socketNumber(local_) == localNumber_) {
+        if (localNumber_ != 0 && socketNumber(local_) == localNumber_)
             unlink(local_.c_str());
-        }
     }
 
     int descriptor() const override { return receive_.get(); }
 
     int send(std::span<const u8> frame, bool mayWait) override {
         std::unique_lock lock(mutex_, std::defer_lock);
-        if (mayWait) {
+        if (mayWait)
             lock.lock();
-        } else if (!lock.try_lock()) {
+        else if (!lock.try_lock())
             return ENOBUFS;
-        }
         int failure = 0;
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            if (!connectPeer()) {
+            if (!connectPeer())
                 return 0;
-            }
             if (::send(transmit_.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >=
                 0) {
                 stalled_ = false;
                 return 0;
             }
             failure = errno;
-            if (failure != EAGAIN) {
+            if (failure != EAGAIN)
                 transmit_ = Descriptor();
-            } else if (!waitForRoom(mayWait)) {
+            else if (!waitForRoom(mayWait))
                 return ENOBUFS;
-            }
         }
         // A peer that went in between is a cable that is not plugged in.
         return failure == ECONNREFUSED || failure == ECONNRESET ? 0 : failure;
@@ -95,15 +91,13 @@ class UnixCable final : public Cable {
 
     /// @return false while there is nobody at the other end
     bool connectPeer() {
-        if (transmit_.isOpen()) {
+        if (transmit_.isOpen())
             return true;
-        }
         Descriptor next(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const sockaddr_un address = addressOf(peer_);
         if (!next.isOpen() ||
-            connect(next.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+            connect(next.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
             return false;
-        }
         transmit_ = std::move(next);
         return true;
     }
@@ -111,9 +105,8 @@ class UnixCable final : public Cable {
     /// A peer that does not read is waited for once, not for each frame.
     bool waitForRoom(bool mayWait) {
         pollfd item = {transmit_.get(), POLLOUT, 0};
-        if (mayWait && !stalled_ && poll(&item, 1, kSendWaitMs) == 1) {
+        if (mayWait && !stalled_ && poll(&item, 1, kSendWaitMs) == 1)
             return true;
-        }
         stalled_ = true;
         return false;
     }
@@ -133,9 +126,8 @@ class InterfaceCable final : public Cable {
     int descriptor() const override { return packet_.get(); }
 
     int send(std::span<const u8> frame, bool /*mayWait*/) override {
-        if (::send(packet_.get(), frame.data(), frame.size(), MSG_DONTWAIT) >= 0) {
+        if (::send(packet_.get(), frame.data(), frame.size(), MSG_DONTWAIT) >= 0)
             return 0;
-        }
         // An interface that is down or gone is a cable that is not plugged in.
         const bool lost = errno == ENETDOWN || errno == ENXIO || errno == ENODEV;
         return lost ? 0 : errno;
@@ -152,9 +144,8 @@ std::shared_ptr<Cable> fail(std::string& error, const std::string& what) {
 
 std::shared_ptr<Cable> openUnix(const CableConfig& config, std::string& error) {
     Descriptor receive(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!receive.isOpen()) {
+    if (!receive.isOpen())
         return fail(error, "cable socket");
-    }
     if (config.localPath.size() >= sizeof(sockaddr_un::sun_path) ||
         config.peerPath.size() >= sizeof(sockaddr_un::sun_path)) {
         error = "a socket path has at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
@@ -163,12 +154,10 @@ std::shared_ptr<Cable> openUnix(const CableConfig& config, std::string& error) {
     }
     const sockaddr_un address = addressOf(config.localPath);
     // What a daemon that crashed left at our path is removed; nothing but a socket is.
-    if (socketNumber(config.localPath) != 0) {
+    if (socketNumber(config.localPath) != 0)
         unlink(config.localPath.c_str());
-    }
-    if (bind(receive.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (bind(receive.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         return fail(error, "cable socket '" + config.localPath + "'");
-    }
     return std::make_shared<UnixCable>(config, std::move(receive));
 }
 
@@ -210,18 +199,16 @@ std::shared_ptr<Cable> openInterface(const CableConfig& config, std::string& err
     const unsigned index = config.interfaceIndex != 0
                                ? config.interfaceIndex
                                : if_nametoindex(config.interfaceName.c_str());
-    if (index == 0) {
+    if (index == 0)
         return fail(error, "interface '" + config.interfaceName + "'");
-    }
     // Protocol 0: nothing is received before the filter is in place.
     Descriptor packet(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!packet.isOpen()) {
         return fail(error,
                     "packet socket (needs CAP_NET_RAW, which [process] keep-net-raw = true keeps)");
     }
-    if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index))) {
+    if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index)))
         return fail(error, "interface '" + config.interfaceName + "'");
-    }
     return std::make_shared<InterfaceCable>(std::move(packet));
 }
 
@@ -238,9 +225,8 @@ FrameBatch::FrameBatch() {
 }
 
 std::size_t FrameBatch::receiveFrom(int descriptor) {
-    for (mmsghdr& message : messages_) {
+    for (mmsghdr& message : messages_)
         message.msg_hdr.msg_controllen = kControlBytes;
-    }
     const int got = recvmmsg(descriptor, messages_.data(), kMostFrames, MSG_DONTWAIT, nullptr);
     return got > 0 ? static_cast<std::size_t>(got) : 0;
 }

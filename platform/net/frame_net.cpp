@@ -17,11 +17,9 @@ namespace platform {
 namespace {
 
 const PortConfig* findPort(const SwitchConfig& config, u32 unit) {
-    for (const PortConfig& port : config.ports) {
-        if (port.unit == unit) {
+    for (const PortConfig& port : config.ports)
+        if (port.unit == unit)
             return &port;
-        }
-    }
     return nullptr;
 }
 
@@ -62,18 +60,15 @@ bool FrameNet::start(const SwitchConfig& config, std::string& error) {
 bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
     const std::lock_guard serial(configMutex_);
     error.clear();
-    for (const u32 unit : units()) {
-        if (findPort(config, unit) == nullptr) {
+    for (const u32 unit : units())
+        if (findPort(config, unit) == nullptr)
             forget(unit);
-        }
-    }
     asksWhenForwarding_ = config.askWhenForwarding;
     SwitchConfig applied = config;
     std::erase_if(applied.ports, [&](const PortConfig& port) {
         std::string reason;
-        if (applyPort(port, findPort(config_, port.unit), reason)) {
+        if (applyPort(port, findPort(config_, port.unit), reason))
             return false;
-        }
         error += (error.empty() ? "port " : "; port ") + std::to_string(port.unit) + ": " + reason;
         return true;
     });
@@ -86,20 +81,17 @@ bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::
     const PortConfig fresh;
     const PortConfig& old = before == nullptr ? fresh : *before;
     // What an operator set since stays, unless the configuration says otherwise than before.
-    if (before == nullptr || port.wireForm != old.wireForm) {
+    if (before == nullptr || port.wireForm != old.wireForm)
         setWireForm(port.unit, port.wireForm);
-    }
     {
         const std::lock_guard lock(mutex_);
         cabledPort(port.unit).budget.perSecond = port.maxPdus;
     }
     if (port.recordFile != old.recordFile &&
-        setRecording(port.unit, port.recordFile, error) != HostStatus::Ok) {
+        setRecording(port.unit, port.recordFile, error) != HostStatus::Ok)
         return false;
-    }
-    if (port.cable != old.cable && !replug(port.unit, old.cable, port.cable, error)) {
+    if (port.cable != old.cable && !replug(port.unit, old.cable, port.cable, error))
         return false;
-    }
     return port.replayFile.empty() || port.replayFile == old.replayFile ||
            feed(port.unit, port.replayFile, 1, std::nullopt, error) == HostStatus::Ok;
 }
@@ -107,9 +99,8 @@ bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::
 void FrameNet::stop() {
     running_ = false;
     wake();
-    if (thread_.joinable()) {
+    if (thread_.joinable())
         thread_.join();
-    }
     const std::lock_guard serial(configMutex_);
     const std::lock_guard lock(mutex_);
     ports_.clear();
@@ -126,9 +117,8 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
                       std::string& error) {
     CableConfig renamed = before;
     renamed.interfaceName = now.interfaceName;
-    if (now.interfaceIndex == 0 || renamed != now) {
+    if (now.interfaceIndex == 0 || renamed != now)
         return plug(unit, now, error);
-    }
     // Its interface has another name: who was heard on it is still there.
     const std::lock_guard lock(mutex_);
     cabledPort(unit).cableConfig = now;
@@ -137,16 +127,14 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
 
 bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
     std::shared_ptr<Cable> cable = openCable(config, error);
-    if (cable == nullptr && config.kind != CableKind::None) {
+    if (cable == nullptr && config.kind != CableKind::None)
         return false;
-    }
     std::shared_ptr<Cable> old;
     const std::lock_guard lock(mutex_);
     CabledPort& cabled = cabledPort(unit);
     old = std::move(cabled.cable);
-    if (old != nullptr) {
+    if (old != nullptr)
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, old->descriptor(), nullptr);
-    }
     if (cable != nullptr) {
         epoll_event event{};
         event.events = EPOLLIN;
@@ -167,13 +155,11 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
 
 int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     const FramePolicy policy = driver_.framePolicy(unit);
-    if (policy.unit == 0) {
+    if (policy.unit == 0)
         return ENXIO;
-    }
     const u32 port = driver_.egressPort(unit);
-    if (!policy.active || port == 0) {
+    if (!policy.active || port == 0)
         return 0;
-    }
     std::array<u8, kLongestNativeFrame> converted;
     std::span<const u8> sent = frame;
     std::shared_ptr<Cable> cable;
@@ -182,9 +168,8 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         CabledPort& own = cabledPort(unit);
         if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
             sent = std::span(converted).first(nativeToIeee(frame, converted));
-            if (sent.empty()) {
+            if (sent.empty())
                 return 0;
-            }
         }
         CabledPort& cabled = cabledPort(port);
         record(cabled, sent);
@@ -192,9 +177,8 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     }
     const int error = cable == nullptr ? 0 : cable->send(sent, true);
     const std::lock_guard lock(mutex_);
-    if (observer_ != nullptr && cable != nullptr) {
+    if (observer_ != nullptr && cable != nullptr)
         observer_->frameSent(unit, sent, error);
-    }
     PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
@@ -242,9 +226,8 @@ HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string
     std::optional<PcapWriter> recorder;
     if (!file.empty()) {
         recorder = PcapWriter::open(file, error);
-        if (!recorder) {
+        if (!recorder)
             return HostStatus::BadArgument;
-        }
     }
     const std::lock_guard lock(mutex_);
     CabledPort& cabled = cabledPort(unit);
@@ -260,9 +243,8 @@ HostStatus FrameNet::replay(u32 unit, const std::string& file, u32 speed, std::s
 HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
                           std::string& error) {
     std::optional<PcapFrames> frames = readPcap(file, error);
-    if (!frames) {
+    if (!frames)
         return HostStatus::BadArgument;
-    }
     {
         const std::lock_guard lock(mutex_);
         cabledPort(unit).replay = std::make_shared<Replay>(std::move(*frames), speed, startUs);
@@ -275,35 +257,29 @@ HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::opt
 std::vector<u32> FrameNet::units() const {
     const std::lock_guard lock(mutex_);
     std::vector<u32> units;
-    for (const auto& [unit, cabled] : ports_) {
+    for (const auto& [unit, cabled] : ports_)
         units.push_back(unit);
-    }
     return units;
 }
 
 void FrameNet::forget(u32 unit) {
     const std::lock_guard lock(mutex_);
     const auto found = ports_.find(unit);
-    if (found == ports_.end()) {
+    if (found == ports_.end())
         return;
-    }
-    if (found->second.cable != nullptr) {
+    if (found->second.cable != nullptr)
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, found->second.cable->descriptor(), nullptr);
-    }
     ports_.erase(found);
-    if (unit < nearPorts_.size()) {
+    if (unit < nearPorts_.size())
         nearPorts_[unit] = nullptr;
-    }
 }
 
 CabledPort& FrameNet::cabledPort(u32 unit) {
-    if (unit >= nearPorts_.size()) {
+    if (unit >= nearPorts_.size())
         return ports_[unit];
-    }
     CabledPort*& near = nearPorts_[unit];
-    if (near == nullptr) {
+    if (near == nullptr)
         near = &ports_[unit];
-    }
     return *near;
 }
 

@@ -49,9 +49,8 @@ int FrameNet::runAsks() {
     {
         const std::lock_guard lock(mutex_);
         for (auto& [unit, port] : ports_) {
-            if (std::exchange(port.saysBudget, false)) {
+            if (std::exchange(port.saysBudget, false))
                 overBudget_.emplace_back(unit, port.budget.perSecond);
-            }
             if (port.ask && port.ask->atUs <= nowUs) {
                 dueAsks_.emplace_back(unit, port.ask->renew);
                 port.ask.reset();
@@ -70,9 +69,8 @@ int FrameNet::runAsks() {
                    name.c_str(), perSecond);
     }
     overBudget_.clear();
-    for (const auto& [unit, renew] : dueAsks_) {
+    for (const auto& [unit, renew] : dueAsks_)
         sendAsk(unit, renew);
-    }
     dueAsks_.clear();
     return soonestUs == ULLONG_MAX ? -1 : static_cast<int>((soonestUs - nowUs + 999) / 1000);
 }
@@ -81,18 +79,16 @@ void FrameNet::sendAsk(u32 unit, bool renew) {
     const FramePolicy policy = driver_.framePolicy(unit);
     PortState state{};
     if (policy.unit != unit || !policy.takesPart() || !driver_.portState(unit, state) ||
-        !state.linkUp) {
+        !state.linkUp)
         return;
-    }
     const bool isGvrp = policy.gvrp;
     std::array<u8, kMostLeaveAllBytes> bytes;
     const std::size_t size =
         writeLeaveAll(isGvrp ? FrameKind::Gvrp : FrameKind::NativeMvrp, state.mac, bytes);
     const std::span<const u8> frame = std::span(bytes).first(size);
     transmit(unit, frame);
-    if (!renew) {
+    if (!renew)
         return;
-    }
     FrameMeta meta;
     meta.unit = unit;
     meta.protocol = static_cast<u16>(isGvrp ? kQorProtocolGvrp : kQorProtocolMvrp);
@@ -103,13 +99,11 @@ void FrameNet::sendAsk(u32 unit, bool renew) {
 }
 
 bool FrameNet::isOverBudget(CabledPort& cabled) {
-    if (cabled.budget.perSecond == 0) {
+    if (cabled.budget.perSecond == 0)
         return false;
-    }
     const u64 nowUs = monotonicUs();
-    if (cabled.budget.take(nowUs)) {
+    if (cabled.budget.take(nowUs))
         return false;
-    }
     cabled.ask = CabledPort::Ask{nowUs + kCalmUs, true};
     asking_ = true;
     if (cabled.budgetSaidUs == 0 || nowUs - cabled.budgetSaidUs >= kSayAgainUs) {

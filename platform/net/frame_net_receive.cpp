@@ -64,15 +64,13 @@ void FrameNet::receiveLoop() {
 /// Has the observer look around a moment after the last frame, or once a second while they come.
 /// @return ms until then, -1 when no frame came since it did
 int FrameNet::lookAround() {
-    if (framesSinceUs_ == 0 || observer_ == nullptr) {
+    if (framesSinceUs_ == 0 || observer_ == nullptr)
         return -1;
-    }
     const u64 nowUs = monotonicUs();
     const u64 quietUs = lastFrameUs_ + kQuietUs;
     const u64 dueUs = std::min(quietUs, framesSinceUs_ + kLookAgainUs);
-    if (nowUs < dueUs) {
+    if (nowUs < dueUs)
         return static_cast<int>((dueUs - nowUs + 999) / 1000);
-    }
     observer_->lookAround();
     framesSinceUs_ = nowUs < quietUs ? nowUs : 0;
     return framesSinceUs_ == 0 ? -1 : static_cast<int>(kQuietUs / 1000);
@@ -83,13 +81,11 @@ void FrameNet::receiveFrom(u32 port) {
     {
         const std::lock_guard lock(mutex_);
         const auto found = ports_.find(port);
-        if (found != ports_.end()) {
+        if (found != ports_.end())
             cable = found->second.cable;
-        }
     }
-    if (cable == nullptr) {
+    if (cable == nullptr)
         return;
-    }
     const std::size_t count = batch_->receiveFrom(cable->descriptor());
     for (std::size_t i = 0; i < count; ++i) {
         const ReceivedFrame frame = batch_->frame(i);
@@ -98,28 +94,23 @@ void FrameNet::receiveFrom(u32 port) {
 }
 
 int FrameNet::runReplays() {
-    if (!replaying_.load(std::memory_order_relaxed)) {
+    if (!replaying_.load(std::memory_order_relaxed))
         return -1;
-    }
     replays_.clear();
     {
         const std::lock_guard lock(mutex_);
-        for (const auto& [unit, cabled] : ports_) {
-            if (cabled.replay != nullptr) {
+        for (const auto& [unit, cabled] : ports_)
+            if (cabled.replay != nullptr)
                 replays_.emplace_back(unit, cabled.replay);
-            }
-        }
         replaying_ = !replays_.empty();
     }
     u64 soonestUs = ULLONG_MAX;
     const u64 nowUs = monotonicUs();
-    for (const auto& [unit, replay] : replays_) {
+    for (const auto& [unit, replay] : replays_)
         soonestUs = std::min(soonestUs, runReplay(unit, replay, nowUs));
-    }
     replays_.clear();
-    if (soonestUs == ULLONG_MAX) {
+    if (soonestUs == ULLONG_MAX)
         return -1;
-    }
     constexpr u64 kLongestWaitMs = 60'000;
     const u64 waitUs = soonestUs > nowUs ? soonestUs - nowUs : 0;
     return static_cast<int>(std::min((waitUs + 999) / 1000, kLongestWaitMs));
@@ -128,26 +119,22 @@ int FrameNet::runReplays() {
 u64 FrameNet::runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs) {
     if (!replay->isStarted()) {
         const FramePolicy policy = driver_.framePolicy(unit);
-        if (!policy.linkUp || !policy.takesPart()) {
+        if (!policy.linkUp || !policy.takesPart())
             return nowUs + kReplayRetryUs;
-        }
         replay->start(nowUs);
     }
     for (int burst = 0; burst < kReplayBurst; ++burst) {
         const std::optional<std::span<const u8>> frame = replay->next(nowUs);
-        if (!frame) {
+        if (!frame)
             break;
-        }
         frameArrived(unit, *frame, false);
     }
-    if (const std::optional<u64> due = replay->dueUs()) {
+    if (const std::optional<u64> due = replay->dueUs())
         return *due;
-    }
     const std::lock_guard lock(mutex_);
     const auto cabled = ports_.find(unit);
-    if (cabled != ports_.end() && cabled->second.replay == replay) {
+    if (cabled != ports_.end() && cabled->second.replay == replay)
         cabled->second.replay.reset();
-    }
     return ULLONG_MAX;
 }
 
@@ -165,13 +152,11 @@ const PortAnswers& FrameNet::answersOf(u32 port, CabledPort& cabled) const {
 void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
     {
         const std::lock_guard lock(mutex_);
-        if (!handleArrived(port, bytes, tagged)) {
+        if (!handleArrived(port, bytes, tagged))
             return;
-        }
     }
-    for (const std::shared_ptr<Cable>& cable : targets_) {
+    for (const std::shared_ptr<Cable>& cable : targets_)
         cable->send(bytes, false);
-    }
     targets_.clear();
 }
 
@@ -183,9 +168,8 @@ bool FrameNet::handleArrived(u32 port, std::span<const u8> bytes, bool tagged) {
         ++cabled.counters.droppedDisabled;
         return false;
     }
-    if (observer_ != nullptr) {
+    if (observer_ != nullptr)
         observer_->frameArrived(policy.unit, bytes);
-    }
     if (policy.takesPart()) {
         handOver(policy, bytes, tagged);
         return false;
@@ -211,22 +195,19 @@ void FrameNet::handOver(const FramePolicy& policy, std::span<const u8> bytes, bo
         noteSender(cabled, view);
         outcome = offerFrame(policy, view, reason);
     }
-    if (observer_ != nullptr) {
+    if (observer_ != nullptr)
         observer_->frameHandled(policy.unit, view, reason, outcome);
-    }
     countDrop(cabled.counters, reason);
-    if (outcome) {
+    if (outcome)
         countDelivery(cabled.counters, *outcome, bytes.size());
-    }
 }
 
 /// Offers a frame in the daemon's form. @return nothing when a standard PDU came to nothing
 std::optional<Delivery> FrameNet::offerFrame(const FramePolicy& policy, const FrameView& view,
                                              DropReason& reason) {
     const bool isGvrp = view.kind == FrameKind::Gvrp;
-    if (!(isGvrp ? policy.gvrp : policy.mvrp)) {
+    if (!(isGvrp ? policy.gvrp : policy.mvrp))
         return Delivery::NoSocket;
-    }
     const SocketKind kind = isGvrp ? SocketKind::Gvrp : SocketKind::Mvrp;
     FrameMeta meta;
     meta.unit = policy.unit;
@@ -234,9 +215,8 @@ std::optional<Delivery> FrameNet::offerFrame(const FramePolicy& policy, const Fr
     meta.pduOffset = isGvrp ? u8{kGvrpHeaderBytes} : u8{kNativeHeaderBytes};
     meta.destination = view.destination();
     meta.source = view.source();
-    if (view.kind != FrameKind::IeeeMvrp) {
+    if (view.kind != FrameKind::IeeeMvrp)
         return sockets_.deliver(kind, meta, view.frame);
-    }
     ieeeToNative(view, *native_);
     reason = native_->reason;
     std::optional<Delivery> outcome;
@@ -258,13 +238,11 @@ std::optional<Delivery> FrameNet::offerFrame(const FramePolicy& policy, const Fr
 void FrameNet::collectTargets(u32 port, const FramePolicy& policy) {
     targets_.clear();
     for (auto& [unit, cabled] : ports_) {
-        if (cabled.cable == nullptr || unit == port) {
+        if (cabled.cable == nullptr || unit == port)
             continue;
-        }
         const PortAnswers& target = answersOf(unit, cabled);
-        if (target.leads && target.policy.linkUp && target.policy.unit != policy.unit) {
+        if (target.leads && target.policy.linkUp && target.policy.unit != policy.unit)
             targets_.push_back(cabled.cable);
-        }
     }
 }
 

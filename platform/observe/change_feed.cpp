@@ -25,10 +25,9 @@ VlanBitmap without(const VlanBitmap& a, const VlanBitmap& b) {
 template <typename Take>
 void forEachVlan(const VlanBitmap& vlans, Take take) {
     for (u32 index = 0; index < vlans.size(); ++index) {
-        for (u32 vid = index * 8 + 1; vlans[index] != 0 && vid <= index * 8 + 8; ++vid) {
+        for (u32 vid = index * 8 + 1; vlans[index] != 0 && vid <= index * 8 + 8; ++vid)
             if (vid <= kLastVlan && vlanContains(vlans, vid))
                 take(vid);
-        }
     }
 }
 

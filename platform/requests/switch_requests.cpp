@@ -90,9 +90,8 @@ HostStatus applyRecord(const ServedSwitch& served, const SwitchChangeRecord& rec
     const auto kind = static_cast<SwitchChangeKind>(record.kind);
     if (!isCableChange(kind, driver.kind())) {
         const HostStatus status = driver.change(record, error);
-        if (status == HostStatus::Ok && kind == SwitchChangeKind::PortDelete && cables != nullptr) {
+        if (status == HostStatus::Ok && kind == SwitchChangeKind::PortDelete && cables != nullptr)
             cables->forget(record.unit);
-        }
         return status;
     }
     PortState state{};
@@ -111,21 +110,18 @@ HostStatus applyRecord(const ServedSwitch& served, const SwitchChangeRecord& rec
 
 u32 handlePortList(const ServedSwitch& served, const RequestHeader& header,
                    std::span<const u8> value, std::vector<u8>& reply) {
-    if (!value.empty()) {
+    if (!value.empty())
         return refuseValue(value, reply);
-    }
     constexpr std::size_t kMostRecords = kMaxValueBytes / sizeof(SwitchPortRecord);
-    for (const PortSummary& port : served.driver.listPorts(header.unit, kMostRecords)) {
+    for (const PortSummary& port : served.driver.listPorts(header.unit, kMostRecords))
         appendRecord(reply, recordOf(port, served.cables));
-    }
     return kStatusOk;
 }
 
 u32 handlePortVlans(const ServedSwitch& served, const RequestHeader& header,
                     std::span<const u8> value, std::vector<u8>& reply) {
-    if (!value.empty()) {
+    if (!value.empty())
         return refuseValue(value, reply);
-    }
     constexpr std::array kSets = {VlanSet::Permitted, VlanSet::PermittedTagged, VlanSet::Dynamic,
                                   VlanSet::Untagged};
     const auto which = static_cast<VlanSet>(header.attribute);
@@ -137,18 +133,16 @@ u32 handlePortVlans(const ServedSwitch& served, const RequestHeader& header,
                       reply);
     }
     VlanBitmap vlans{};
-    if (!served.driver.portVlans(header.unit, which, vlans)) {
+    if (!served.driver.portVlans(header.unit, which, vlans))
         return noSuchPort(reply, header.unit);
-    }
     appendRecord(reply, vlans);
     return kStatusOk;
 }
 
 u32 handleSwitchVlans(const ServedSwitch& served, const RequestHeader& header,
                       std::span<const u8> value, std::vector<u8>& reply) {
-    if (!value.empty()) {
+    if (!value.empty())
         return refuseValue(value, reply);
-    }
     const auto type = static_cast<QorVlanType>(header.attribute);
     if (type != QorVlanType::Static && type != QorVlanType::Dynamic) {
         return refuse(HostStatus::BadArgument,
@@ -157,24 +151,20 @@ u32 handleSwitchVlans(const ServedSwitch& served, const RequestHeader& header,
                       reply);
     }
     VlanBitmap vlans{};
-    for (u32 vid = kFirstVlan; vid <= kLastVlan; ++vid) {
-        if (served.driver.vlanType(vid) == type) {
+    for (u32 vid = kFirstVlan; vid <= kLastVlan; ++vid)
+        if (served.driver.vlanType(vid) == type)
             vlanInsert(vlans, vid);
-        }
-    }
     appendRecord(reply, vlans);
     return kStatusOk;
 }
 
 u32 handlePortCounters(const ServedSwitch& served, const RequestHeader& header,
                        std::span<const u8> value, std::vector<u8>& reply) {
-    if (!value.empty()) {
+    if (!value.empty())
         return refuseValue(value, reply);
-    }
     PortState state{};
-    if (!served.driver.portState(header.unit, state)) {
+    if (!served.driver.portState(header.unit, state))
         return noSuchPort(reply, header.unit);
-    }
     appendRecord(reply, served.cables == nullptr ? PortCountersRecord{}
                                                  : served.cables->counters(header.unit));
     return kStatusOk;

@@ -24,9 +24,8 @@ u32 status(bool done) {
 
 /// The status of a call that changed the switch, once the observer knows of it.
 u32 observed(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
-    if (SwitchObserver* observer = gObserver.load(std::memory_order_acquire)) {
+    if (SwitchObserver* observer = gObserver.load(std::memory_order_acquire))
         observer->switchCalled(call, unit, vlans, done);
-    }
     return status(done);
 }
 
@@ -38,18 +37,16 @@ u32 answer(void* value, u32 word) {
 /// The PVID of a port as it is noted. @return 0 when it is not
 u32 notedPvid(u32 unit) {
     const SwitchFacts* facts = gFacts.load(std::memory_order_acquire);
-    if (facts == nullptr) {
+    if (facts == nullptr)
         return 0;
-    }
     const u64 noted = facts->pvids[unit % facts->pvids.size()].load(std::memory_order_relaxed);
     return noted >> 32U == unit ? static_cast<u32>(noted) : 0;
 }
 
 /// The type of a VLAN, 0 for none.
 u32 kindOf(const SwitchDriver& driver, u32 vid) {
-    if (const SwitchFacts* facts = gFacts.load(std::memory_order_acquire)) {
+    if (const SwitchFacts* facts = gFacts.load(std::memory_order_acquire))
         return vid < facts->kinds.size() ? u8{facts->kinds[vid]} : u8{0};
-    }
     const std::optional<QorVlanType> type = driver.vlanType(vid);
     return type ? static_cast<u32>(*type) : 0;
 }
@@ -57,18 +54,16 @@ u32 kindOf(const SwitchDriver& driver, u32 vid) {
 /// Copies into the caller's buffer, which has to hold all of it.
 u32 answer(void* value, std::span<const u8> bytes) {
     const QorBuffer& buffer = *static_cast<const QorBuffer*>(value);
-    if (buffer.data == nullptr || buffer.length < bytes.size()) {
+    if (buffer.data == nullptr || buffer.length < bytes.size())
         return kStatusFailed;
-    }
     std::memcpy(buffer.data, bytes.data(), bytes.size());
     return kStatusOk;
 }
 
 u32 readState(const SwitchDriver& driver, u32 unit, QorIfAttribute attribute, void* value) {
     PortState state{};
-    if (!driver.portState(unit, state)) {
+    if (!driver.portState(unit, state))
         return kStatusFailed;
-    }
     switch (attribute) {
         case QorIfAttribute::LinkState:
             return answer(value, state.linkUp ? 1 : 0);
@@ -91,9 +86,8 @@ u32 readVlans(const SwitchDriver& driver, u32 unit, VlanSet which, void* value) 
 u32 readAdmission(SwitchDriver& driver, u32 unit, u32 vid) {
     const Admission answer = driver.admit(unit, vid);
     SwitchObserver* observer = gObserver.load(std::memory_order_acquire);
-    if (answer != Admission::Admitted && observer != nullptr) {
+    if (answer != Admission::Admitted && observer != nullptr)
         observer->registrationRefused(unit, vid, answer);
-    }
     return status(answer == Admission::Admitted);
 }
 
@@ -107,19 +101,15 @@ u32 readInterfaceVid(const SwitchDriver& driver, u32 unit, void* value) {
 
 /// The caller's bitmap, cut to its length and to `bitCount` bits where that is given.
 bool readBitmap(const void* descriptor, u32 bitCount, VlanBitmap& vlans) {
-    if (descriptor == nullptr) {
+    if (descriptor == nullptr)
         return false;
-    }
     const QorBuffer& buffer = *static_cast<const QorBuffer*>(descriptor);
-    if (buffer.data == nullptr && buffer.length != 0) {
+    if (buffer.data == nullptr && buffer.length != 0)
         return false;
-    }
-    if (buffer.length != 0) {
+    if (buffer.length != 0)
         std::memcpy(vlans.data(), buffer.data, std::min<std::size_t>(buffer.length, vlans.size()));
-    }
-    for (u32 vid = bitCount + 1; bitCount != 0 && vid <= vlans.size() * 8; ++vid) {
+    for (u32 vid = bitCount + 1; bitCount != 0 && vid <= vlans.size() * 8; ++vid)
         vlanErase(vlans, vid);
-    }
     return true;
 }
 
@@ -143,14 +133,12 @@ SwitchDriver* switchDriver() {
 u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     using namespace platform;
     SwitchDriver* driver = switchDriver();
-    if (driver == nullptr || value == nullptr) {
+    if (driver == nullptr || value == nullptr)
         return kStatusFailed;
-    }
     if (attribute == static_cast<u32>(QorIfAttribute::Pvid)) {
         // Asked with each VLAN of a received frame.
-        if (const u32 noted = notedPvid(unit); noted != 0) [[likely]] {
+        if (const u32 noted = notedPvid(unit); noted != 0) [[likely]]
             return answer(value, noted);
-        }
     }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::LinkState:
@@ -185,9 +173,8 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
 u32 qorIfSetApi(u32 unit, u32 attribute, void* value) {
     using namespace platform;
     SwitchDriver* driver = switchDriver();
-    if (driver == nullptr || value == nullptr) {
+    if (driver == nullptr || value == nullptr)
         return kStatusFailed;
-    }
     u32 protocol = 0;
     std::memcpy(&protocol, value, sizeof protocol);
     switch (static_cast<QorIfAttribute>(attribute)) {
@@ -206,9 +193,8 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32 bitCount) {
     using namespace platform;
     SwitchDriver* driver = switchDriver();
     VlanBitmap vlans{};
-    if (driver == nullptr || !readBitmap(descriptor, bitCount, vlans)) {
+    if (driver == nullptr || !readBitmap(descriptor, bitCount, vlans))
         return kStatusFailed;
-    }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::AddDynamic:
             return observed(SwitchCall::AddMembers, unit, vlans, driver->addDynamic(unit, vlans));
@@ -224,9 +210,8 @@ u32 qorIfUnit2Name(u32 unit, char* name, u32 size) {
     using namespace platform;
     const SwitchDriver* driver = switchDriver();
     std::string text;
-    if (driver == nullptr || name == nullptr || size == 0 || !driver->portName(unit, text)) {
+    if (driver == nullptr || name == nullptr || size == 0 || !driver->portName(unit, text))
         return kStatusFailed;
-    }
     name[text.copy(name, size - 1)] = '\0';
     return kStatusOk;
 }
@@ -236,9 +221,8 @@ u32 qorIndexTrans(u32 index, u32 kind, void* out) {
     const SwitchDriver* driver = switchDriver();
     QorIndexInfo info{};
     if (driver == nullptr || out == nullptr || kind != kIndexTransEndType ||
-        !driver->describeIndex(index, info)) {
+        !driver->describeIndex(index, info))
         return kStatusFailed;
-    }
     std::memcpy(out, &info, sizeof info);
     return kStatusOk;
 }
@@ -246,13 +230,11 @@ u32 qorIndexTrans(u32 index, u32 kind, void* out) {
 u32 qorVlanGetApi(u32 vid, u32 attribute, void* value) {
     using namespace platform;
     const SwitchDriver* driver = switchDriver();
-    if (driver == nullptr || value == nullptr) {
+    if (driver == nullptr || value == nullptr)
         return kStatusFailed;
-    }
     const u32 kind = kindOf(*driver, vid);
-    if (kind == 0) {
+    if (kind == 0)
         return kStatusFailed;
-    }
     switch (static_cast<QorVlanAttribute>(attribute)) {
         case QorVlanAttribute::Type:
             return answer(value, kind);
@@ -267,9 +249,8 @@ u32 qorVlanScalarSyncApi(u32 /*unit*/, u32 attribute, void* descriptor) {
     using namespace platform;
     SwitchDriver* driver = switchDriver();
     VlanBitmap vlans{};
-    if (driver == nullptr || !readBitmap(descriptor, 0, vlans)) {
+    if (driver == nullptr || !readBitmap(descriptor, 0, vlans))
         return kStatusFailed;
-    }
     switch (static_cast<QorVlanAttribute>(attribute)) {
         case QorVlanAttribute::CreateDynamic:
             return observed(SwitchCall::CreateVlans, 0, vlans, driver->createDynamic(vlans));

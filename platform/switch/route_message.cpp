@@ -96,9 +96,8 @@ bool isVlanInterface(u32 index) {
 
 void RouteBatch::append(RouteGroup group, std::span<const u8> message) {
     if (datagrams_.empty() || datagrams_.back().group != group ||
-        datagrams_.back().bytes.size() + message.size() > kLongestRouteDatagram) {
+        datagrams_.back().bytes.size() + message.size() > kLongestRouteDatagram)
         datagrams_.push_back({group, {}});
-    }
     std::vector<u8>& bytes = datagrams_.back().bytes;
     bytes.insert(bytes.end(), message.begin(), message.end());
 }
@@ -164,9 +163,8 @@ void RouteBatch::tunnelMac(u32 port, u8 operation, const std::array<u8, 6>& mac)
 }
 
 void RouteBatch::deliverTo(RouteSink& sink) const {
-    for (const RouteDatagram& datagram : datagrams_) {
+    for (const RouteDatagram& datagram : datagrams_)
         sink.deliver(datagram);
-    }
 }
 
 }  // namespace platform

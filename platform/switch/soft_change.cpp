@@ -40,9 +40,8 @@ HostStatus addPort(const Change& change) {
                                                           "; allowed is 1 to " +
                                                           std::to_string(kLastUnit));
     }
-    if (record.value > static_cast<u32>(QorEndType::Aggregation)) {
+    if (record.value > static_cast<u32>(QorEndType::Aggregation))
         return change.badValue("1 for a port and 2 for an aggregation");
-    }
     if (change.state.ports.size() >= kMostPorts) {
         return change.refuse(HostStatus::BadArgument,
                              "the switch has " + std::to_string(kMostPorts) +
@@ -83,18 +82,16 @@ HostStatus deletePort(const Change& change) {
 }
 
 HostStatus setLink(const Change& change) {
-    if (change.record.value > 1) {
+    if (change.record.value > 1)
         return change.badValue("1 for up and 0 for down");
-    }
     change.port->linkUp = change.record.value == 1;
     return HostStatus::Ok;
 }
 
 HostStatus setPvid(const Change& change) {
     const u32 pvid = change.record.value;
-    if (pvid < kFirstVlan || pvid > kLastVlan) {
+    if (pvid < kFirstVlan || pvid > kLastVlan)
         return change.badValue("a VLAN ID from 1 to 4094");
-    }
     SwitchPort& port = *change.port;
     // The PVID is carried untagged; the one before it goes back to what it would be on a trunk.
     if (vlanContains(port.untagged, port.pvid)) {
@@ -116,9 +113,8 @@ HostStatus setPermit(const Change& change) {
 }
 
 HostStatus setEligible(const Change& change) {
-    if (change.record.value > 1) {
+    if (change.record.value > 1)
         return change.badValue("1 for eligible and 0 for not");
-    }
     change.port->eligible = change.record.value == 1;
     return HostStatus::Ok;
 }
@@ -130,9 +126,8 @@ HostStatus joinAggregation(const Change& change) {
         return change.refuse(HostStatus::BadArgument, "unit " + std::to_string(port.unit) +
                                                           " is an aggregation; only a port joins");
     }
-    if (aggregation == nullptr || aggregation->endType != QorEndType::Aggregation) {
+    if (aggregation == nullptr || aggregation->endType != QorEndType::Aggregation)
         return change.badValue("the unit of an aggregation");
-    }
     if (port.aggregation != 0) {
         return change.refuse(HostStatus::Exists,
                              "port " + std::to_string(port.unit) + " is a member of aggregation " +
@@ -170,12 +165,10 @@ HostStatus deleteVlans(const Change& change) {
 HostStatus setVlanType(const Change& change) {
     const u32 type = change.record.value;
     const bool dynamic = type == static_cast<u32>(QorVlanType::Dynamic);
-    if (!dynamic && type != static_cast<u32>(QorVlanType::Static)) {
+    if (!dynamic && type != static_cast<u32>(QorVlanType::Static))
         return change.badValue("2 for static and 6 for dynamic");
-    }
-    if (dynamic && vlanContains(change.record.vlans, kDefaultVlan)) {
+    if (dynamic && vlanContains(change.record.vlans, kDefaultVlan))
         return change.refuse(HostStatus::BadArgument, "VLAN 1 is always static");
-    }
     const VlanBitmap missing = vlanDifference(change.record.vlans, change.state.vlans());
     if (!vlanIsEmpty(missing)) {
         return change.refuse(HostStatus::BadArgument,
@@ -252,9 +245,8 @@ HostStatus applyChange(const SwitchChangeRecord& record, SwitchState& state, std
         return change.refuse(HostStatus::NoSuchPort,
                              "there is no port " + std::to_string(record.unit));
     }
-    if (needsVlans && !vlanIsValid(record.vlans)) {
+    if (needsVlans && !vlanIsValid(record.vlans))
         return change.refuse(HostStatus::BadArgument, "VLAN IDs are 1 to 4094");
-    }
     return row->apply(change);
 }
 

@@ -26,14 +26,12 @@ SwitchPort softPortFrom(const PortConfig& config) {
 
 SwitchState softStateFrom(const SwitchConfig& config) {
     SwitchState state;
-    for (const PortConfig& port : config.ports) {
+    for (const PortConfig& port : config.ports)
         state.ports.push_back(softPortFrom(port));
-    }
     std::ranges::sort(state.ports, {}, &SwitchPort::unit);
     vlanForEach(config.staticVlans, [&state](u32 vid) {
-        if (vid <= kLastVlan) {
+        if (vid <= kLastVlan)
             state.kinds[vid] = static_cast<u8>(QorVlanType::Static);
-        }
     });
     state.kinds[kDefaultVlan] = static_cast<u8>(QorVlanType::Static);
     return state;

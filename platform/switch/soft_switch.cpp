@@ -30,9 +30,8 @@ HostStatus SoftSwitch::change(const SwitchChangeRecord& record, std::string& err
         const std::lock_guard lock(mutex_);
         SwitchState next = state_;
         const HostStatus status = applyChange(record, next, error);
-        if (status != HostStatus::Ok) {
+        if (status != HostStatus::Ok)
             return status;
-        }
         replaceState(std::move(next), batch);
     }
     announce(record, batch);
@@ -47,9 +46,8 @@ void SoftSwitch::reconfigure(const SwitchConfig& config) {
         const std::lock_guard lock(mutex_);
         SwitchState next = softStateFrom(config);
         vlanForEach(state_.vlans(QorVlanType::Dynamic), [&next](u32 vid) {
-            if (!next.vlanExists(vid)) {
+            if (!next.vlanExists(vid))
                 next.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
-            }
         });
         for (SwitchPort& port : next.ports) {
             if (const SwitchPort* old = state_.find(port.unit)) {

@@ -34,9 +34,8 @@ StateSwitch::StateSwitch(SwitchState state, bool forwards)
 void StateSwitch::notePorts() {
     aggregated_ = std::ranges::any_of(state_.ports,
                                       [](const SwitchPort& port) { return port.aggregation != 0; });
-    for (std::atomic<u64>& pvid : pvids_) {
+    for (std::atomic<u64>& pvid : pvids_)
         pvid.store(0, std::memory_order_relaxed);
-    }
     for (const SwitchPort& port : state_.ports) {
         pvids_[port.unit % pvids_.size()].store(u64{port.unit} << 32U | port.pvid,
                                                 std::memory_order_relaxed);
@@ -47,9 +46,8 @@ void StateSwitch::notePorts() {
 bool StateSwitch::portState(u32 unit, PortState& state) const {
     const std::lock_guard lock(mutex_);
     const SwitchPort* port = state_.find(unit);
-    if (port == nullptr) {
+    if (port == nullptr)
         return false;
-    }
     state = {state_.linkUp(*port), state_.eligible(*port), port->mtu, port->pvid, port->mac};
     return true;
 }
@@ -57,9 +55,8 @@ bool StateSwitch::portState(u32 unit, PortState& state) const {
 bool StateSwitch::portName(u32 unit, std::string& name) const {
     const std::lock_guard lock(mutex_);
     const SwitchPort* port = state_.find(unit);
-    if (port == nullptr) {
+    if (port == nullptr)
         return false;
-    }
     name = port->name.data();
     return true;
 }
@@ -67,9 +64,8 @@ bool StateSwitch::portName(u32 unit, std::string& name) const {
 bool StateSwitch::portVlans(u32 unit, VlanSet which, VlanBitmap& vlans) const {
     const std::lock_guard lock(mutex_);
     const SwitchPort* port = state_.find(unit);
-    if (port == nullptr) {
+    if (port == nullptr)
         return false;
-    }
     switch (which) {
         case VlanSet::Permitted:
             vlans = vlanUnion(port->tagged, port->untagged);
@@ -103,17 +99,15 @@ Admission StateSwitch::admit(u32 unit, u32 vid) {
 bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
     const std::lock_guard lock(mutex_);
     SwitchPort* port = state_.find(unit);
-    if (protocol != kProtocolMvrp && protocol != kProtocolGvrp) {
+    if (protocol != kProtocolMvrp && protocol != kProtocolGvrp)
         return false;
-    }
     if (port == nullptr) {
         // A deleted port runs nothing any more, and the daemon only now hears of that.
         return !enabled && isRetired(unit);
     }
     (protocol == kProtocolMvrp ? port->mvrp : port->gvrp) = enabled;
-    if (!enabled) {
+    if (!enabled)
         port->admitted = {};
-    }
     countChange();
     return true;
 }
@@ -121,9 +115,8 @@ bool StateSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
 bool StateSwitch::addDynamic(u32 unit, const VlanBitmap& vlans) {
     const std::lock_guard lock(mutex_);
     SwitchPort* port = state_.find(unit);
-    if (port == nullptr || !state_.allExist(vlans)) {
+    if (port == nullptr || !state_.allExist(vlans))
         return false;
-    }
     port->dynamic = vlanUnion(port->dynamic, vlans);
     port->adopted = vlanDifference(port->adopted, vlans);
     port->admitted.applied(vlans);
@@ -153,14 +146,12 @@ std::optional<QorVlanType> StateSwitch::vlanType(u32 vid) const {
 }
 
 bool StateSwitch::createDynamic(const VlanBitmap& vlans) {
-    if (!vlanIsValid(vlans)) {
+    if (!vlanIsValid(vlans))
         return false;
-    }
     const std::lock_guard lock(mutex_);
     vlanForEach(vlans, [this](u32 vid) {
-        if (!state_.vlanExists(vid)) {
+        if (!state_.vlanExists(vid))
             state_.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
-        }
     });
     everExisted_ = vlanUnion(everExisted_, vlans);
     return true;
@@ -183,9 +174,8 @@ bool StateSwitch::describeIndex(u32 index, QorIndexInfo& info) const {
         found.vid = index - kVlanInterfaceBase;
     } else {
         const auto retired = std::ranges::find(retired_, index, &Retired::unit);
-        if (retired == retired_.end()) {
+        if (retired == retired_.end())
             return false;
-        }
         found.endType = static_cast<u32>(retired->endType);
     }
     info = found;
@@ -200,11 +190,9 @@ void StateSwitch::setRole(HostRole role) {
         if (role_ == HostRole::Standby && role == HostRole::Active) {
             adoptLocked();
             reportReturn(state_, batch);
-            for (const SwitchPort& port : state_.ports) {
-                if (state_.linkUp(port)) {
+            for (const SwitchPort& port : state_.ports)
+                if (state_.linkUp(port))
                     noteCameUp(port.unit);
-                }
-            }
         }
         role_ = role;
         countChange();
@@ -219,9 +207,8 @@ void StateSwitch::adoptMemberships() {
 }
 
 void StateSwitch::adoptLocked() {
-    for (SwitchPort& port : state_.ports) {
+    for (SwitchPort& port : state_.ports)
         port.adopted = port.dynamic;
-    }
 }
 
 u32 StateSwitch::removeUnclaimed() {
@@ -254,9 +241,8 @@ FramePolicy StateSwitch::framePolicy(u32 port) const {
     const std::lock_guard lock(mutex_);
     FramePolicy policy;
     const SwitchPort* own = state_.find(port);
-    if (own == nullptr) {
+    if (own == nullptr)
         return policy;
-    }
     const SwitchPort* aggregation = own->aggregation == 0 ? nullptr : state_.find(own->aggregation);
     const SwitchPort& counted = aggregation == nullptr ? *own : *aggregation;
     policy.unit = counted.unit;
@@ -271,18 +257,15 @@ FramePolicy StateSwitch::framePolicy(u32 port) const {
 u32 StateSwitch::egressPort(u32 unit) const {
     const std::lock_guard lock(mutex_);
     const SwitchPort* port = state_.find(unit);
-    if (port == nullptr || !port->linkUp) {
+    if (port == nullptr || !port->linkUp)
         return 0;
-    }
-    if (!aggregated_) {
+    if (!aggregated_)
         return unit;
-    }
     bool hasMembers = false;
     for (const SwitchPort& member : state_.ports) {
         if (member.aggregation == unit) {
-            if (member.linkUp) {
+            if (member.linkUp)
                 return member.unit;
-            }
             hasMembers = true;
         }
     }
@@ -307,14 +290,11 @@ std::vector<PortSummary> StateSwitch::listPorts(u32 unit, std::size_t limit) con
 }
 
 void StateSwitch::deliver(const RouteBatch& batch) {
-    if (sink_ != nullptr) {
+    if (sink_ != nullptr)
         batch.deliverTo(*sink_);
-    }
-    for (const u32 unit : newlyUp_) {
-        if (cameUp_) {
+    for (const u32 unit : newlyUp_)
+        if (cameUp_)
             cameUp_(unit);
-        }
-    }
     newlyUp_.clear();
 }
 
@@ -322,9 +302,8 @@ void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
     reportDifferences(state_, next, batch);
     for (const SwitchPort& port : next.ports) {
         const SwitchPort* old = state_.find(port.unit);
-        if (old != nullptr && !state_.linkUp(*old) && next.linkUp(port)) {
+        if (old != nullptr && !state_.linkUp(*old) && next.linkUp(port))
             noteCameUp(port.unit);
-        }
     }
     for (const SwitchPort& port : state_.ports) {
         if (next.find(port.unit) == nullptr) {
@@ -332,9 +311,8 @@ void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
             retired_.push_back({port.unit, port.endType});
         }
     }
-    if (retired_.size() > kMostRetired) {
+    if (retired_.size() > kMostRetired)
         retired_.erase(retired_.begin(), retired_.end() - kMostRetired);
-    }
     everExisted_ = vlanUnion(everExisted_, next.vlans());
     state_ = std::move(next);
     notePorts();

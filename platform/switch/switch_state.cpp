@@ -24,25 +24,20 @@ void reportVlans(const SwitchState& before, const SwitchState& after, RouteBatch
 }
 
 void reportPresence(const SwitchState& before, const SwitchState& after, RouteBatch& batch) {
-    for (const SwitchPort& port : before.ports) {
-        if (after.find(port.unit) == nullptr) {
+    for (const SwitchPort& port : before.ports)
+        if (after.find(port.unit) == nullptr)
             batch.linkDeleted(port.unit);
-        }
-    }
-    for (const SwitchPort& port : after.ports) {
-        if (before.find(port.unit) == nullptr) {
+    for (const SwitchPort& port : after.ports)
+        if (before.find(port.unit) == nullptr)
             batch.linkCreated(port.unit);
-        }
-    }
 }
 
 /// Members are reported for VLANs that were there all along: a VLAN that was just created asks for
 /// its members itself.
 void reportMembers(const SwitchPort& old, const SwitchPort& now, const VlanBitmap& stableVlans,
                    RouteBatch& batch) {
-    if (old.tagged == now.tagged && old.untagged == now.untagged) {
+    if (old.tagged == now.tagged && old.untagged == now.untagged)
         return;
-    }
     const VlanBitmap hadAll = vlanIntersection(vlanUnion(old.tagged, old.untagged), stableVlans);
     const VlanBitmap hasAll = vlanIntersection(vlanUnion(now.tagged, now.untagged), stableVlans);
     vlanForEach(vlanDifference(hadAll, hasAll),
@@ -53,33 +48,29 @@ void reportMembers(const SwitchPort& old, const SwitchPort& now, const VlanBitma
 /// Leaving the protocol: joining an aggregation has a message of its own.
 void reportEligibility(const SwitchState& before, const SwitchPort& old, const SwitchState& after,
                        const SwitchPort& now, RouteBatch& batch) {
-    if (now.aggregation != 0 && now.aggregation != old.aggregation) {
+    if (now.aggregation != 0 && now.aggregation != old.aggregation)
         batch.joinedAggregation(now.unit, now.aggregation);
-    } else if (before.eligible(old) != after.eligible(now)) {
+    else if (before.eligible(old) != after.eligible(now))
         batch.eligible(now.unit, after.eligible(now));
-    }
 }
 
 /// A link that comes back is reported as down and then up once more: down arms the timers of a port
 /// whose timers ran out while it was without a link, so its declarations go out again by
 /// themselves.
 void reportLink(u32 unit, bool wasUp, bool isUp, RouteBatch& batch) {
-    if (wasUp == isUp) {
+    if (wasUp == isUp)
         return;
-    }
     batch.linkState(unit, false);
-    if (isUp) {
+    if (isUp)
         batch.linkState(unit, true);
-    }
 }
 
 }  // namespace
 
 const SwitchPort* SwitchState::find(u32 unit) const {
     // Where units count from 1 a port stands at its number.
-    if (unit - 1 < ports.size() && ports[unit - 1].unit == unit) {
+    if (unit - 1 < ports.size() && ports[unit - 1].unit == unit)
         return &ports[unit - 1];
-    }
     const auto found = std::ranges::lower_bound(ports, unit, {}, &SwitchPort::unit);
     return found != ports.end() && found->unit == unit ? &*found : nullptr;
 }
@@ -94,24 +85,20 @@ VlanBitmap SwitchState::vlans() const {
 
 VlanBitmap SwitchState::vlans(QorVlanType type) const {
     VlanBitmap set{};
-    for (u32 vid = kFirstVlan; vid <= kLastVlan; ++vid) {
-        if (kinds[vid] == static_cast<u8>(type)) {
+    for (u32 vid = kFirstVlan; vid <= kLastVlan; ++vid)
+        if (kinds[vid] == static_cast<u8>(type))
             vlanInsert(set, vid);
-        }
-    }
     return set;
 }
 
 bool SwitchState::linkUp(const SwitchPort& port) const {
-    if (!port.linkUp || port.endType != QorEndType::Aggregation) {
+    if (!port.linkUp || port.endType != QorEndType::Aggregation)
         return port.linkUp;
-    }
     bool hasMembers = false;
     for (const SwitchPort& member : ports) {
         if (member.aggregation == port.unit) {
-            if (member.linkUp) {
+            if (member.linkUp)
                 return true;
-            }
             hasMembers = true;
         }
     }
@@ -128,16 +115,13 @@ VlanBitmap SwitchState::withoutMembers(const VlanBitmap& among) const {
     // A batch is a few bytes of the bitmap, and only these are looked at in each port.
     VlanBitmap result{};
     vlanForEach(among, [this, &result](u32 vid) {
-        if (vid < kinds.size() && kinds[vid] == static_cast<u8>(QorVlanType::Dynamic)) {
+        if (vid < kinds.size() && kinds[vid] == static_cast<u8>(QorVlanType::Dynamic))
             vlanInsert(result, vid);
-        }
     });
     const VlanByteRange bytes = vlanBytes(result);
-    for (const SwitchPort& port : ports) {
-        for (std::size_t i = bytes.begin; i < bytes.end; ++i) {
+    for (const SwitchPort& port : ports)
+        for (std::size_t i = bytes.begin; i < bytes.end; ++i)
             result[i] = static_cast<u8>(result[i] & ~port.dynamic[i]);
-        }
-    }
     return result;
 }
 
@@ -158,9 +142,8 @@ void reportDifferences(const SwitchState& before, const SwitchState& after, Rout
     const VlanBitmap stableVlans = vlanIntersection(before.vlans(), after.vlans());
     for (const SwitchPort& now : after.ports) {
         const SwitchPort* old = before.find(now.unit);
-        if (old == nullptr) {
+        if (old == nullptr)
             continue;
-        }
         reportEligibility(before, *old, after, now, batch);
         reportMembers(*old, now, stableVlans, batch);
         reportLink(now.unit, before.linkUp(*old), after.linkUp(now), batch);

@@ -37,16 +37,13 @@ enum class Step { Vector, End, Broken };
 
 /// Reads the next vector of a message. An end of the data in place of a header counts as end mark.
 Step readVector(ByteReader& reader, std::size_t attributeLength, Vector& vector) {
-    if (reader.left() == 0) {
+    if (reader.left() == 0)
         return Step::End;
-    }
     vector.header = reader.readU16();
-    if (reader.failed()) {
+    if (reader.failed())
         return Step::Broken;
-    }
-    if (vector.header == kEndMark) {
+    if (vector.header == kEndMark)
         return Step::End;
-    }
     vector.firstValue = reader.take(attributeLength);
     vector.events = reader.take((vector.count() + kEventsPerByte - 1) / kEventsPerByte);
     return reader.failed() ? Step::Broken : Step::Vector;
@@ -119,9 +116,8 @@ struct Collected {
 /// Takes one vector of the VLAN attribute over, without its LeaveAll bit.
 void collectVector(const Vector& vector, Collected& collected, FrameWriter& writer) {
     collected.leaveAll = collected.leaveAll || vector.leaveAll();
-    if (vector.count() == 0 || vector.firstVid() == 0 || vector.firstVid() > kLastVid) {
+    if (vector.count() == 0 || vector.firstVid() == 0 || vector.firstVid() > kLastVid)
         return;
-    }
     Vector plain = vector;
     plain.header = vector.count();
     writer.put(plain);
@@ -141,23 +137,18 @@ DropReason collectMessages(std::span<const u8> pdu, Collected& collected, FrameW
             // A lone zero is half of the end mark; anything else is a message cut short.
             return type == 0 ? DropReason::None : DropReason::BadPdu;
         }
-        if (type == 0 && length == 0) {
+        if (type == 0 && length == 0)
             return DropReason::None;
-        }
         const bool ours = type == kAttributeTypeVid;
-        if (length == 0 || (ours && length != kIeeeAttributeLength)) {
+        if (length == 0 || (ours && length != kIeeeAttributeLength))
             return DropReason::BadPdu;
-        }
         Vector vector;
         Step step = Step::End;
-        while ((step = readVector(reader, length, vector)) == Step::Vector) {
-            if (ours) {
+        while ((step = readVector(reader, length, vector)) == Step::Vector)
+            if (ours)
                 collectVector(vector, collected, writer);
-            }
-        }
-        if (step == Step::Broken) {
+        if (step == Step::Broken)
             return DropReason::BadPdu;
-        }
     }
     return DropReason::None;
 }
@@ -172,32 +163,28 @@ void ieeeToNative(const FrameView& view, NativeFrames& out) {
     beginNative(writer, addresses);
     Collected collected;
     out.reason = collectMessages(view.pdu(), collected, writer);
-    if (collected.leaveAll) {
+    if (collected.leaveAll)
         out.leaveAllBytes = writeLeaveAll(addresses, out.leaveAll);
-    }
     if (collected.vectors != 0) {
         writer.putU16(kEndMark);
         writer.closeLength();
         out.vectorBytes = writer.used();
     }
-    if (!collected.leaveAll && collected.vectors == 0 && out.reason == DropReason::None) {
+    if (!collected.leaveAll && collected.vectors == 0 && out.reason == DropReason::None)
         out.reason = DropReason::NoVector;
-    }
 }
 
 std::size_t nativeToIeee(std::span<const u8> native, std::span<u8> out) {
     assert(out.size() >= native.size());
     const FrameView view = classifyFrame(native);
-    if (view.kind != FrameKind::NativeMvrp) {
+    if (view.kind != FrameKind::NativeMvrp)
         return 0;
-    }
     ByteReader reader(view.pdu());
     const u8 version = reader.readU8();
     const u8 type = reader.readU8();
     const u8 length = reader.readU8();
-    if (reader.failed() || type != kAttributeTypeVid || length != kNativeAttributeLength) {
+    if (reader.failed() || type != kAttributeTypeVid || length != kNativeAttributeLength)
         return 0;
-    }
     FrameWriter writer(out);
     writer.put(view.frame.first(kEthernetHeaderBytes - 2));
     writer.putU16(kEthertypeMvrp);
@@ -211,9 +198,8 @@ std::size_t nativeToIeee(std::span<const u8> native, std::span<u8> out) {
         writer.put(vector);
         ++vectors;
     }
-    if (vectors == 0) {
+    if (vectors == 0)
         return 0;
-    }
     writer.putU16(kEndMark);
     writer.putU16(kEndMark);
     return writer.used();

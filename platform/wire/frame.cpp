@@ -43,9 +43,8 @@ bool startsWith(std::span<const u8> bytes, std::span<const u8> prefix) {
 
 /// Frames with an 802.3 length: our MVRP and GVRP. What lies beyond the length is padding.
 FrameView classifyLlc(std::span<const u8> bytes, std::size_t length) {
-    if (length > bytes.size() - kEthernetHeaderBytes) {
+    if (length > bytes.size() - kEthernetHeaderBytes)
         return dropped(DropReason::BadLength);
-    }
     const std::span<const u8> frame = bytes.first(kEthernetHeaderBytes + length);
     const std::span<const u8> llc = frame.subspan(kEthernetHeaderBytes);
     if (startsWith(llc, kLlcGvrp)) {
@@ -56,14 +55,12 @@ FrameView classifyLlc(std::span<const u8> bytes, std::size_t length) {
         return dropped(llc.size() < kLlcSnap.size() ? DropReason::BadLength
                                                     : DropReason::OtherType);
     }
-    if (frame.size() <= kNativeHeaderBytes) {
+    if (frame.size() <= kNativeHeaderBytes)
         return dropped(DropReason::BadLength);
-    }
     const std::span<const u8> snap = llc.subspan(kLlcSnap.size());
     ByteReader protocol(snap.subspan(kSnapOrganisation.size()));
-    if (!startsWith(snap, kSnapOrganisation) || protocol.readU16() != kEthertypeMvrp) {
+    if (!startsWith(snap, kSnapOrganisation) || protocol.readU16() != kEthertypeMvrp)
         return dropped(DropReason::OtherType);
-    }
     return found(FrameKind::NativeMvrp, frame, kNativeHeaderBytes);
 }
 
@@ -84,28 +81,21 @@ bool isGroupFrame(std::span<const u8> frame) {
 }
 
 FrameView classifyFrame(std::span<const u8> bytes) {
-    if (bytes.size() < kEthernetHeaderBytes) {
+    if (bytes.size() < kEthernetHeaderBytes)
         return dropped(DropReason::TooShort);
-    }
-    if (!isGroupFrame(bytes)) {
+    if (!isGroupFrame(bytes))
         return dropped(DropReason::OtherGroup);
-    }
-    if (bytes.size() > kLongestFrame) {
+    if (bytes.size() > kLongestFrame)
         return dropped(DropReason::TooLong);
-    }
     const u16 type = ByteReader(bytes.subspan(kEthernetHeaderBytes - 2)).readU16();
-    if (type < kFirstEthertype) {
+    if (type < kFirstEthertype)
         return classifyLlc(bytes, type);
-    }
-    if (type == kEthertypeVlan || type == kEthertypeServiceVlan) {
+    if (type == kEthertypeVlan || type == kEthertypeServiceVlan)
         return dropped(DropReason::Tagged);
-    }
-    if (type != kEthertypeMvrp) {
+    if (type != kEthertypeMvrp)
         return dropped(DropReason::OtherType);
-    }
-    if (bytes.size() == kEthernetHeaderBytes) {
+    if (bytes.size() == kEthernetHeaderBytes)
         return dropped(DropReason::BadPdu);
-    }
     return found(FrameKind::IeeeMvrp, bytes, kEthernetHeaderBytes);
 }
 

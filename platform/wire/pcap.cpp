@@ -133,9 +133,8 @@ std::optional<PcapFrames> readPcap(const std::string& path, std::string& error) 
         return std::nullopt;
     }
     std::optional<PcapFrames> frames = parsePcap(std::move(bytes), error);
-    if (!frames) {
+    if (!frames)
         error = "'" + path + "': " + error;
-    }
     return frames;
 }
 

@@ -138,16 +138,15 @@ std::optional<BridgePortMessage> readBridgePort(std::span<const u8> payload) {
     BridgePortMessage message;
     message.index = static_cast<u32>(record->ifi_index);
     forEachAttribute(attributesBehind(payload, sizeof(*record)), [&](const nlattr& attribute) {
-        if (typeOf(attribute) == IFLA_MASTER) {
+        if (typeOf(attribute) == IFLA_MASTER)
             message.bridge = valueOf<u32>(attribute).value_or(0);
-        } else if (typeOf(attribute) == IFLA_AF_SPEC) {
+        else if (typeOf(attribute) == IFLA_AF_SPEC)
             message.vlans = readVlanList(message.index, payloadOf(attribute));
-        } else if (typeOf(attribute) == IFLA_PROTINFO) {
+        else if (typeOf(attribute) == IFLA_PROTINFO)
             forEachAttribute(payloadOf(attribute), [&](const nlattr& inner) {
                 if (typeOf(inner) == IFLA_BRPORT_STATE)
                     message.stpState = stpStateOf(inner);
             });
-        }
     });
     return message;
 }

@@ -25,15 +25,13 @@ void FrameRing::setLimit(std::size_t limitBytes) {
 }
 
 bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame) {
-    if (frame.size() > kLongestFrame) {
+    if (frame.size() > kLongestFrame)
         return false;
-    }
     const u32 frames = frames_.load(std::memory_order_relaxed);
     const std::size_t need = sizeof(Header) + frame.size();
     const std::size_t limit = frames < kGuaranteedFrames ? kStorageBytes : limitBytes_;
-    if (used_ + need > limit) {
+    if (used_ + need > limit)
         return false;
-    }
     const Header header = {static_cast<u32>(frame.size()), meta};
     copyIn(&header, sizeof header);
     copyIn(frame.data(), frame.size());
@@ -49,9 +47,8 @@ bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame) {
 
 ssize_t FrameRing::pop(FrameMeta& meta, std::span<u8> out) {
     const u32 frames = frames_.load(std::memory_order_relaxed);
-    if (frames == 0) {
+    if (frames == 0)
         return -1;
-    }
     Header header{};
     copyOut(&header, sizeof header);
     meta = header.meta;
@@ -59,9 +56,8 @@ ssize_t FrameRing::pop(FrameMeta& meta, std::span<u8> out) {
     copyOut(out.data(), copied);
     skip(header.length - copied);
     used_ -= sizeof header + header.length;
-    if (used_ == 0) {
+    if (used_ == 0)
         head_ = 0;  // the same pages again, not all of the storage in turn
-    }
     frames_.store(frames - 1, std::memory_order_release);
     waitingBytes_->fetch_sub(header.length, std::memory_order_release);
     if (frames == 1) {

@@ -27,9 +27,8 @@ bool sameMatch(const QorReceiveMatch& a, const QorReceiveMatch& b) {
 /// Reads an option's value. @return false when it has another length than its type
 template <typename Value>
 bool readValue(const void* value, socklen_t length, Value& out) {
-    if (value == nullptr || length != sizeof out) {
+    if (value == nullptr || length != sizeof out)
         return false;
-    }
     std::memcpy(&out, value, sizeof out);
     return true;
 }
@@ -42,17 +41,15 @@ FrameSocket::FrameSocket(SocketKind kind, Descriptor ready, std::atomic<u32>* wa
       ring_(ready_.get(), kDefaultLimitBytes, waitingBytes) {}
 
 Delivery FrameSocket::deliver(const FrameMeta& meta, std::span<const u8> frame) {
-    if (isTunnelled(meta)) {
+    if (isTunnelled(meta))
         return Delivery::Tunnel;
-    }
     return ring_.push(meta, frame) ? Delivery::Delivered : Delivery::Overflow;
 }
 
 Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
     const u32 group = static_cast<u32>(datagram.group);
-    if (std::ranges::find(groups_, group) == groups_.end()) {
+    if (std::ranges::find(groups_, group) == groups_.end())
         return Delivery::NoSocket;
-    }
     FrameMeta meta;
     meta.unit = group;
     return ring_.push(meta, datagram.bytes) ? Delivery::Delivered : Delivery::Overflow;
@@ -61,15 +58,12 @@ Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
 int FrameSocket::setOption(int level, int option, const void* value, socklen_t length) {
     u32 word = 0;
     QorReceiveMatch match{};
-    if (level == kQorLevelSocket && option == kQorOptionMatchAdd) {
+    if (level == kQorLevelSocket && option == kQorOptionMatchAdd)
         return readValue(value, length, match) ? addMatch(match) : EINVAL;
-    }
-    if (level == kQorLevelSocket && option == kQorOptionMatchRemove) {
+    if (level == kQorLevelSocket && option == kQorOptionMatchRemove)
         return readValue(value, length, match) ? removeMatch(match) : EINVAL;
-    }
-    if (!readValue(value, length, word)) {
+    if (!readValue(value, length, word))
         return EINVAL;
-    }
     if (level == kQorLevelSocket && option == kQorOptionOwner) {
         owner_.store(word);
         return 0;
@@ -85,9 +79,8 @@ int FrameSocket::setOption(int level, int option, const void* value, socklen_t l
     if (level == kQorLevelRoute && option == kQorOptionAddMembership &&
         kind_ == SocketKind::Route) {
         if (std::ranges::find(groups_, word) == groups_.end()) {
-            if (groups_.size() >= kMostGroups) {
+            if (groups_.size() >= kMostGroups)
                 return ENOBUFS;
-            }
             groups_.push_back(word);
         }
         return 0;
@@ -97,23 +90,19 @@ int FrameSocket::setOption(int level, int option, const void* value, socklen_t l
 
 int FrameSocket::addMatch(const QorReceiveMatch& match) {
     if (kind_ == SocketKind::Route || match.length != sizeof match ||
-        (match.kind != kMatchInterface && match.kind != kMatchMac)) {
+        (match.kind != kMatchInterface && match.kind != kMatchMac))
         return EINVAL;
-    }
-    if (std::ranges::any_of(matches_, [&](const auto& m) { return sameMatch(m, match); })) {
+    if (std::ranges::any_of(matches_, [&](const auto& m) { return sameMatch(m, match); }))
         return 0;
-    }
-    if (matches_.size() >= kMostMatches) {
+    if (matches_.size() >= kMostMatches)
         return ENOBUFS;
-    }
     matches_.push_back(match);
     return 0;
 }
 
 int FrameSocket::removeMatch(const QorReceiveMatch& match) {
-    if (kind_ == SocketKind::Route) {
+    if (kind_ == SocketKind::Route)
         return EINVAL;
-    }
     return std::erase_if(matches_, [&](const auto& m) { return sameMatch(m, match); }) == 0 ? ENOENT
                                                                                             : 0;
 }

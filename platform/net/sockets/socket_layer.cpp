@@ -31,16 +31,13 @@ int failWith(int error) {
 
 std::optional<SocketKind> kindOf(int family, int type, int protocol) {
     if (family == kQorFamilyPacket && type == kQorTypeRaw) {
-        if (protocol == kQorProtocolMvrp) {
+        if (protocol == kQorProtocolMvrp)
             return SocketKind::Mvrp;
-        }
-        if (protocol == kQorProtocolGvrp) {
+        if (protocol == kQorProtocolGvrp)
             return SocketKind::Gvrp;
-        }
     }
-    if (family == kQorFamilyRoute && type == kQorTypeDatagram) {
+    if (family == kQorFamilyRoute && type == kQorTypeDatagram)
         return SocketKind::Route;
-    }
     return std::nullopt;
 }
 
@@ -48,21 +45,18 @@ std::optional<SocketKind> kindOf(int family, int type, int protocol) {
 /// socket under the name that it knows; under another name that is done here.
 bool mapLocalAddress(const void* address, socklen_t length, sockaddr_un& mapped) {
     constexpr std::size_t kPathOffset = offsetof(sockaddr_un, sun_path);
-    if (address == nullptr || length <= kPathOffset || length > sizeof mapped) {
+    if (address == nullptr || length <= kPathOffset || length > sizeof mapped)
         return false;
-    }
     std::memset(&mapped, 0, sizeof mapped);
     std::memcpy(&mapped, address, length);
     const std::string named(mapped.sun_path, strnlen(mapped.sun_path, length - kPathOffset));
     const std::string path = runtimePath(named);
-    if (mapped.sun_family != AF_UNIX || path.empty() || path.size() >= sizeof mapped.sun_path) {
+    if (mapped.sun_family != AF_UNIX || path.empty() || path.size() >= sizeof mapped.sun_path)
         return false;
-    }
     path.copy(mapped.sun_path, path.size());
     mapped.sun_path[path.size()] = '\0';
-    if (path != named) {
+    if (path != named)
         unlink(mapped.sun_path);
-    }
     return true;
 }
 
@@ -76,9 +70,8 @@ bool isPlatformOption(int level, int option) {
 
 /// Writes the link-layer address of a received frame.
 void fillAddress(const FrameMeta& meta, msghdr& message) {
-    if (message.msg_name == nullptr) {
+    if (message.msg_name == nullptr)
         return;
-    }
     QorLinkAddress address{};
     address.family = static_cast<u16>(kQorFamilyPacket);
     address.protocol = meta.protocol;
@@ -115,12 +108,10 @@ std::optional<std::size_t> gather(const msghdr& message, std::span<u8> out) {
     std::size_t used = 0;
     for (std::size_t i = 0; i < message.msg_iovlen; ++i) {
         const iovec& part = message.msg_iov[i];
-        if (part.iov_len > out.size() - used) {
+        if (part.iov_len > out.size() - used)
             return std::nullopt;
-        }
-        if (part.iov_len != 0) {
+        if (part.iov_len != 0)
             std::memcpy(out.data() + used, part.iov_base, part.iov_len);
-        }
         used += part.iov_len;
     }
     return used;
@@ -137,9 +128,8 @@ class PollSet {
             events |= isSet(write, descriptor) ? short{POLLOUT} : short{0};
             events |= isSet(except, descriptor) ? short{POLLPRI} : short{0};
             if (events != 0) {
-                if (used_ == items_.size()) {
+                if (used_ == items_.size())
                     return false;
-                }
                 items_[used_++] = {descriptor, events, 0};
             }
         }
@@ -163,12 +153,10 @@ class PollSet {
         return set != nullptr && FD_ISSET(descriptor, set);
     }
     static int put(fd_set* set, const pollfd& item, int events) {
-        if (!isSet(set, item.fd)) {
+        if (!isSet(set, item.fd))
             return 0;
-        }
-        if ((item.revents & events) != 0) {
+        if ((item.revents & events) != 0)
             return 1;
-        }
         FD_CLR(item.fd, set);
         return 0;
     }
@@ -204,20 +192,16 @@ void SocketLayer::deliver(const RouteDatagram& datagram) {
 }
 
 int SocketLayer::open(int family, int type, int protocol) {
-    if (family == kQorFamilyLocal && type == kQorTypeStream) {
+    if (family == kQorFamilyLocal && type == kQorTypeStream)
         return ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    }
     const std::optional<SocketKind> kind = kindOf(family, type, protocol);
-    if (!kind) {
+    if (!kind)
         return failWith(EPROTONOSUPPORT);
-    }
     Descriptor ready(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    if (!ready.isOpen()) {
+    if (!ready.isOpen())
         return -1;
-    }
-    if (ready.get() >= FD_SETSIZE) {
+    if (ready.get() >= FD_SETSIZE)
         return failWith(EMFILE);
-    }
     const int descriptor = ready.get();
     Waiting& waiting = waiting_[static_cast<std::size_t>(descriptor)];
     waiting.bytes.store(0);
@@ -242,9 +226,8 @@ int SocketLayer::bind(int socket, const void* address, socklen_t length) {
         return matches ? 0 : failWith(EINVAL);
     }
     sockaddr_un mapped;
-    if (!mapLocalAddress(address, length, mapped)) {
+    if (!mapLocalAddress(address, length, mapped))
         return failWith(EINVAL);
-    }
     return ::bind(socket, reinterpret_cast<const sockaddr*>(&mapped), sizeof mapped);
 }
 
@@ -254,16 +237,14 @@ int SocketLayer::setOption(int socket, int level, int option, const void* value,
         const int error = own->setOption(level, option, value, length);
         return error == 0 ? 0 : failWith(error);
     }
-    if (isPlatformOption(level, option)) {
+    if (isPlatformOption(level, option))
         return failWith(ENOPROTOOPT);
-    }
     return ::setsockopt(socket, level, option, value, length);
 }
 
 int SocketLayer::control(int socket, unsigned long request, void* argument) {
-    if (argument == nullptr) {
+    if (argument == nullptr)
         return failWith(EFAULT);
-    }
     if (request == kQorIoctlBytesWaiting && isOurs(socket)) {
         const auto& bytes = waiting_[static_cast<std::size_t>(socket)].bytes;
         const auto waiting = static_cast<s32>(bytes.load(std::memory_order_acquire));
@@ -274,24 +255,21 @@ int SocketLayer::control(int socket, unsigned long request, void* argument) {
     if (request == kQorIoctlNonBlocking) {
         int flag = 0;
         std::memcpy(&flag, argument, sizeof flag);
-        if (own == nullptr) {
+        if (own == nullptr)
             return ::ioctl(socket, FIONBIO, &flag);
-        }
         own->setNonBlocking(flag != 0);
         return 0;
     }
-    if (request != kQorIoctlBytesWaiting) {
+    if (request != kQorIoctlBytesWaiting)
         return failWith(EINVAL);
-    }
     return ::ioctl(socket, FIONREAD, argument);
 }
 
 int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
                         const timeval* timeout) {
     PollSet polled;
-    if (count < 0 || count > FD_SETSIZE || !polled.collect(count, read, write, except)) {
+    if (count < 0 || count > FD_SETSIZE || !polled.collect(count, read, write, except))
         return failWith(EINVAL);
-    }
     // A ring that holds something needs no system call; other descriptors then wait for the next
     // call, in which they are asked as soon as the rings are empty.
     bool anyReady = false;
@@ -304,13 +282,11 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
     }
     if (!anyReady) {
         timespec wait{};
-        if (timeout != nullptr) {
+        if (timeout != nullptr)
             wait = {timeout->tv_sec, timeout->tv_usec * 1000};
-        }
         const std::span<pollfd> items = polled.items();
-        if (ppoll(items.data(), items.size(), timeout == nullptr ? nullptr : &wait, nullptr) < 0) {
+        if (ppoll(items.data(), items.size(), timeout == nullptr ? nullptr : &wait, nullptr) < 0)
             return -1;
-        }
     }
     return polled.report(read, write, except);
 }
@@ -320,35 +296,29 @@ ssize_t SocketLayer::take(FrameSocket& socket, int flags, FrameMeta& meta, std::
         {
             const std::lock_guard lock(mutex_);
             const ssize_t length = socket.ring().pop(meta, out);
-            if (length >= 0) {
+            if (length >= 0)
                 return length;
-            }
         }
-        if (socket.isNonBlocking() || (flags & MSG_DONTWAIT) != 0) {
+        if (socket.isNonBlocking() || (flags & MSG_DONTWAIT) != 0)
             return failWith(EAGAIN);
-        }
         pollfd item = {socket.descriptor(), POLLIN, 0};
-        if (poll(&item, 1, -1) < 0) {
+        if (poll(&item, 1, -1) < 0)
             return -1;
-        }
     }
 }
 
 ssize_t SocketLayer::receiveMessage(int socket, msghdr* message, int flags) {
     const SocketPointer own = find(socket);
-    if (own == nullptr) {
+    if (own == nullptr)
         return ::recvmsg(socket, message, flags);
-    }
-    if (message == nullptr || message->msg_iovlen != 1 || own->kind() == SocketKind::Route) {
+    if (message == nullptr || message->msg_iovlen != 1 || own->kind() == SocketKind::Route)
         return failWith(EINVAL);
-    }
     const iovec& buffer = message->msg_iov[0];
     FrameMeta meta;
     const ssize_t length =
         take(*own, flags, meta, {static_cast<u8*>(buffer.iov_base), buffer.iov_len});
-    if (length < 0) {
+    if (length < 0)
         return length;
-    }
     message->msg_flags = static_cast<std::size_t>(length) > buffer.iov_len ? MSG_TRUNC : 0;
     fillAddress(meta, *message);
     fillControl(meta, own->attachesPacketInfo(), *message);
@@ -364,9 +334,8 @@ ssize_t SocketLayer::receiveFrom(int socket, void* buffer, size_t length, int fl
     }
     FrameMeta meta;
     const ssize_t taken = take(*own, flags, meta, {static_cast<u8*>(buffer), length});
-    if (taken < 0) {
+    if (taken < 0)
         return taken;
-    }
     if (address != nullptr && addressLength != nullptr) {
         const QorRouteAddress from = {static_cast<u16>(kQorFamilyRoute), 0, 0, meta.unit};
         std::memcpy(address, &from, std::min<std::size_t>(*addressLength, sizeof from));
@@ -377,23 +346,19 @@ ssize_t SocketLayer::receiveFrom(int socket, void* buffer, size_t length, int fl
 
 ssize_t SocketLayer::sendMessage(int socket, const msghdr* message, int flags) {
     const SocketPointer own = find(socket);
-    if (own == nullptr) {
+    if (own == nullptr)
         return ::sendmsg(socket, message, flags);
-    }
     if (message == nullptr || own->kind() == SocketKind::Route || message->msg_name == nullptr ||
-        message->msg_namelen < sizeof(QorLinkAddress)) {
+        message->msg_namelen < sizeof(QorLinkAddress))
         return failWith(EINVAL);
-    }
     QorLinkAddress address{};
     std::memcpy(&address, message->msg_name, sizeof address);
     std::array<u8, kLongestSend> frame;
     const std::optional<std::size_t> length = gather(*message, frame);
-    if (!length) {
+    if (!length)
         return failWith(EMSGSIZE);
-    }
-    if (transmitter_ == nullptr) {
+    if (transmitter_ == nullptr)
         return failWith(ENETDOWN);
-    }
     const int error = transmitter_->transmit(static_cast<u32>(address.interfaceIndex),
                                              std::span(frame).first(*length));
     return error == 0 ? static_cast<ssize_t>(*length) : failWith(error);

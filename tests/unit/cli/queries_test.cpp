@@ -185,12 +185,11 @@ TEST(QueryPortList, AsksUntilThereAreNoMore) {
 TEST(FindPort, FindsByUnitAndByNameAndNamesWhatThereIs) {
     FakeServer server([](FakeServer& s) {
         const SwitchPortRecord ports[] = {portRecord(1, "west"), portRecord(2, "4")};
-        for (Arrived request; s.next(request);) {
+        for (Arrived request; s.next(request);)
             if (request.header.unit == 0)
                 s.reply(0, std::as_bytes(std::span(ports)));
             else
                 s.reply(0);
-        }
     });
     Client client(server.path());
     EXPECT_EQ(findPort(client, "west").unit, 1U);

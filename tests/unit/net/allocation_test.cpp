@@ -15,12 +15,10 @@ std::atomic<bool> gCounting{false};
 std::atomic<unsigned> gAllocations{0};
 
 void* allocate(std::size_t size) {
-    if (gCounting) {
+    if (gCounting)
         ++gAllocations;
-    }
-    if (void* memory = std::malloc(size)) {
+    if (void* memory = std::malloc(size))
         return memory;
-    }
     throw std::bad_alloc();
 }
 

@@ -93,9 +93,8 @@ TEST_F(UnixCables, PeerThatDoesNotReadIsReportedAndComesBack) {
     const auto a = open("a", "b");
     const auto b = open("b", "a");
     int result = 0;
-    for (int i = 0; i < 10'000 && result == 0; ++i) {
+    for (int i = 0; i < 10'000 && result == 0; ++i)
         result = a->send(frame_, true);
-    }
     EXPECT_EQ(result, ENOBUFS);
     EXPECT_EQ(a->send(frame_, true), ENOBUFS);
     EXPECT_EQ(a->send(frame_, false), ENOBUFS);

@@ -247,17 +247,15 @@ TEST_F(TwoNodes, ReplacedCableKeepsItsSocket) {
 
 TEST_F(TwoNodes, BurstsLongerThanTheQueueOfTheCableArriveWhole) {
     constexpr int kBurst = 300;
-    for (int i = 0; i < kBurst; ++i) {
+    for (int i = 0; i < kBurst; ++i)
         ASSERT_EQ(left_.send(left_.mvrp, 3, kJoin10), static_cast<ssize_t>(kJoin10.size()));
-    }
     EXPECT_TRUE(await([this] { return right_.net.counters(3).framesIn == kBurst; }));
 }
 
 TEST_F(TwoNodes, GarbageOnTheCableIsCountedAndTheNextFrameArrives) {
     NetNode& attacker = left_;
-    for (std::size_t size = 1; size <= 200; ++size) {
+    for (std::size_t size = 1; size <= 200; ++size)
         attacker.send(attacker.mvrp, 3, Bytes(size, 0x5A));
-    }
     attacker.send(attacker.mvrp, 3, kJoin10);
     expectJoin10AtRight();
     const PortCountersRecord counters = right_.net.counters(3);
@@ -314,9 +312,8 @@ TEST_F(TwoNodes, BadCablesAndFilesSayWhatIsAllowed) {
 class ThreeNodes : public ::testing::Test {
   protected:
     void SetUp() override {
-        for (NetNode* node : {&left_, &middle_, &right_}) {
+        for (NetNode* node : {&left_, &middle_, &right_})
             node->start();
-        }
         connect(left_, middle_, 3, "l");
         connect(right_, middle_, 5, "r");
         left_.enable(3);

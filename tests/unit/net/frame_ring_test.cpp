@@ -34,9 +34,8 @@ class FrameRingTest : public testing::Test {
 
 std::vector<u8> frameOf(std::size_t size, u32 seed) {
     std::vector<u8> frame(size);
-    for (std::size_t i = 0; i < size; ++i) {
+    for (std::size_t i = 0; i < size; ++i)
         frame[i] = static_cast<u8>(seed + i);
-    }
     return frame;
 }
 
@@ -77,21 +76,18 @@ TEST_F(FrameRingTest, DescriptorIsReadableWhileSomethingWaits) {
 
 TEST_F(FrameRingTest, LongestFramesFitUpToTheGuaranteedNumber) {
     u32 pushed = 0;
-    while (pushed < 100'000 && ring_.push({}, frameOf(FrameRing::kLongestFrame, pushed))) {
+    while (pushed < 100'000 && ring_.push({}, frameOf(FrameRing::kLongestFrame, pushed)))
         ++pushed;
-    }
     EXPECT_EQ(pushed, FrameRing::kGuaranteedFrames);
-    for (u32 i = 0; i < pushed; ++i) {
+    for (u32 i = 0; i < pushed; ++i)
         ASSERT_EQ(pop(), frameOf(FrameRing::kLongestFrame, i));
-    }
 }
 
 TEST_F(FrameRingTest, ByteLimitHoldsBeyondTheGuaranteedNumber) {
     ring_.setLimit(100'000);
     u32 pushed = 0;
-    while (pushed < 100'000 && ring_.push({}, frameOf(60, pushed))) {
+    while (pushed < 100'000 && ring_.push({}, frameOf(60, pushed)))
         ++pushed;
-    }
     EXPECT_GT(pushed, FrameRing::kGuaranteedFrames);
     EXPECT_LE(pushed * 60, 100'000U);
 }

@@ -30,21 +30,19 @@ class InterfaceCables : public ::testing::Test {
     void inNamespace(const std::function<void()>& body) {
         std::string obstacle;
         std::thread thread([&] {
-            if (unshare(CLONE_NEWNET) != 0) {
+            if (unshare(CLONE_NEWNET) != 0)
                 obstacle = "no right to make a network namespace";
-            } else if (!run("ip link add veth1 type veth peer name veth2") ||
-                       !run("ip link set veth1 up") || !run("ip link set veth2 up")) {
+            else if (!run("ip link add veth1 type veth peer name veth2") ||
+                     !run("ip link set veth1 up") || !run("ip link set veth2 up"))
                 obstacle = "no veth pair: iproute2 or the kernel's veth is missing";
-            } else if (!isUp("veth1") || !isUp("veth2")) {
+            else if (!isUp("veth1") || !isUp("veth2"))
                 obstacle = "the veth pair does not come up";
-            } else {
+            else
                 body();
-            }
         });
         thread.join();
-        if (!obstacle.empty()) {
+        if (!obstacle.empty())
             GTEST_SKIP() << obstacle;
-        }
     }
     std::shared_ptr<Cable> open(const std::string& name) {
         std::string error;

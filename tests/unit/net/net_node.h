@@ -25,9 +25,8 @@ template <typename Condition>
 bool await(Condition condition) {
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) {
+        if (std::chrono::steady_clock::now() > limit)
             return false;
-        }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
@@ -92,9 +91,8 @@ class NetNode {
     Received receive(int socket, bool wait = true) {
         pollfd item = {socket, POLLIN, 0};
         Received received;
-        if (poll(&item, 1, wait ? 20'000 : 0) != 1) {
+        if (poll(&item, 1, wait ? 20'000 : 0) != 1)
             return received;
-        }
         QorLinkAddress from{};
         received.frame.resize(3840);
         std::array<u8, 128> control{};

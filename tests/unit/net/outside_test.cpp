@@ -15,21 +15,18 @@ std::string outputOf(const std::string& command) {
     FILE* pipe = popen(command.c_str(), "r");
     EXPECT_NE(pipe, nullptr);
     char line[512];
-    while (pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr) {
+    while (pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr)
         output += line;
-    }
-    if (pipe != nullptr) {
+    if (pipe != nullptr)
         pclose(pipe);
-    }
     return output;
 }
 
 class DecodedOutside : public ::testing::Test {
   protected:
     void SetUp() override {
-        if (std::system("command -v tshark >/dev/null 2>&1") != 0) {
+        if (std::system("command -v tshark >/dev/null 2>&1") != 0)
             GTEST_SKIP() << "tshark is not installed";
-        }
         node_.enable(3);
         ASSERT_EQ(node_.net.setRecording(3, file_, error_), HostStatus::Ok) << error_;
     }

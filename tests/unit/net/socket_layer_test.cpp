@@ -108,9 +108,8 @@ TEST_F(SocketLayerTest, TakesTheOptionsOfTheDaemonsStart) {
     EXPECT_EQ(setWord(gvrp_, kQorLevelSocket, kQorOptionReceiveBuffer, 524288), 0);
     const QorRouteAddress address = {16, 0, 0, 0};
     EXPECT_EQ(qor_bind(route_, &address, sizeof address), 0);
-    for (const u32 group : {34U, 33U, 42U, 1U, 85U}) {
+    for (const u32 group : {34U, 33U, 42U, 1U, 85U})
         EXPECT_EQ(setWord(route_, kQorLevelRoute, kQorOptionAddMembership, group), 0);
-    }
     EXPECT_EQ(setWord(route_, kQorLevelSocket, kQorOptionOwner, 9), 0);
     EXPECT_EQ(setWord(route_, kQorLevelSocket, kQorOptionReceiveBuffer, 102400), 0);
     makeNonBlocking(route_);
@@ -251,9 +250,8 @@ TEST_F(SocketLayerTest, LostNotificationsAreCounted) {
     setWord(route_, kQorLevelRoute, kQorOptionAddMembership, 1);
     RouteBatch batch;
     batch.linkState(3, false);
-    for (int i = 0; i < 100'000 && layer_.lostNotifications() == 0; ++i) {
+    for (int i = 0; i < 100'000 && layer_.lostNotifications() == 0; ++i)
         batch.deliverTo(layer_);
-    }
     EXPECT_EQ(layer_.lostNotifications(), 1U);
     EXPECT_GE(waiting(route_), 512 * 56);
 }
@@ -401,9 +399,8 @@ TEST_F(SocketLayerTest, LocalSocketsLiveInTheRuntimeDirectory) {
 TEST_F(SocketLayerTest, SelectWithTooManyDescriptorsIsRefused) {
     fd_set read;
     FD_ZERO(&read);
-    for (int descriptor = 0; descriptor < 100; ++descriptor) {
+    for (int descriptor = 0; descriptor < 100; ++descriptor)
         FD_SET(descriptor, &read);
-    }
     timeval timeout{};
     EXPECT_EQ(qor_select(100, &read, nullptr, nullptr, &timeout), -1);
     EXPECT_EQ(errno, EINVAL);
@@ -423,9 +420,8 @@ TEST_F(SocketLayerTest, BytesWaitingAndReadyRingsNeedNoSystemCall) {
     layer_.deliver(SocketKind::Mvrp, groupMeta(), kFrame);
     const pid_t child = fork();
     if (child == 0) {
-        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) {
+        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
             _exit(2);
-        }
         fd_set read;
         std::array<u8, 64> buffer;
         const bool good = waiting(mvrp_) > 0 && waiting(route_) == 0 && waitForAny(read, 0) == 1 &&

@@ -325,9 +325,8 @@ TEST_P(DriverContract, NameIsCutToTheBuffer) {
 TEST_P(DriverContract, ListsItsPortsInOrder) {
     const auto all = harness().driver().listPorts(0, 100);
     ASSERT_GE(all.size(), 2U);
-    for (std::size_t i = 1; i < all.size(); ++i) {
+    for (std::size_t i = 1; i < all.size(); ++i)
         EXPECT_LT(all[i - 1].unit, all[i].unit);
-    }
     EXPECT_EQ(harness().driver().listPorts(0, 1).size(), 1U);
     const auto rest = harness().driver().listPorts(all[0].unit, 100);
     ASSERT_EQ(rest.size(), all.size() - 1);

@@ -57,9 +57,8 @@ VlanBitmap dynamicOf(u32 unit);
 
 inline VlanBitmap vlanSet(std::initializer_list<u32> vids) {
     VlanBitmap set{};
-    for (const u32 vid : vids) {
+    for (const u32 vid : vids)
         vlanInsert(set, vid);
-    }
     return set;
 }
 

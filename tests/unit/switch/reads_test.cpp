@@ -27,9 +27,8 @@ void makeAllReads() {
             qorIfGetApi(unit, attribute, &value);
         }
         qorIfGetApi(unit, 33, &macBuffer);
-        for (const u32 attribute : {184U, 196U, 198U}) {
+        for (const u32 attribute : {184U, 196U, 198U})
             qorIfGetApi(unit, attribute, &vlanBuffer);
-        }
         qorIndexTrans(unit, kIndexTransEndType, &info);
     }
     for (u32 vid = 0; vid <= 4096; ++vid) {
@@ -42,9 +41,8 @@ void makeAllReads() {
 bool runsWithoutSystemCalls(void (*body)()) {
     const pid_t child = fork();
     if (child == 0) {
-        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) {
+        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
             _exit(2);
-        }
         body();
         syscall(SYS_exit, 0);
     }

@@ -102,9 +102,8 @@ TEST_F(RouteMessages, AnotherGroupBeginsAnotherDatagram) {
 }
 
 TEST_F(RouteMessages, DatagramsFitOneReadOfTheDaemon) {
-    for (u32 vid = 1; vid <= 4094; ++vid) {
+    for (u32 vid = 1; vid <= 4094; ++vid)
         batch_.memberAdded(vid, 3);
-    }
     std::size_t bytes = 0;
     for (const RouteDatagram& datagram : batch_.datagrams()) {
         EXPECT_LE(datagram.bytes.size(), kLongestRouteDatagram);

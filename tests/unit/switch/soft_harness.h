@@ -123,9 +123,8 @@ class MessageLog final : public RouteSink {
             return message;
         }
         message.index = word(bytes, body + 4);
-        if (message.type == 0x144) {
+        if (message.type == 0x144)
             return message;
-        }
         message.changeMask = word(bytes, body + 12);
         message.vid = word(bytes, body + 20);
         if (length > 48) {

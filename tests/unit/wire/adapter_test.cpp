@@ -126,9 +126,8 @@ TEST_F(IeeeToNative, PduWithoutVectorsSaysNothing) {
 TEST_F(IeeeToNative, LongestFrameGrowsToTheLongestThatTheDaemonReads) {
     // Vectors of three values, without end marks, up to the last byte.
     Bytes frame = ieeeFrame("00 01 02");
-    while (frame.size() + 10 <= platform::kLongestFrame) {
+    while (frame.size() + 10 <= platform::kLongestFrame)
         frame = frame + hex("0003 000a 2b");
-    }
     const std::size_t events = platform::kLongestFrame - frame.size() - 4;
     frame = frame + Bytes{0, static_cast<u8>(events * 3), 0, 9};
     frame.resize(platform::kLongestFrame, 0x2B);
@@ -177,9 +176,8 @@ Bytes randomVectors(std::mt19937& random) {
         const auto first = 1 + random() % 4094;
         body = body + Bytes{static_cast<u8>(count >> 8), static_cast<u8>(count),
                             static_cast<u8>(first >> 8), static_cast<u8>(first)};
-        for (std::size_t i = 0; i < (count + 2) / 3; ++i) {
+        for (std::size_t i = 0; i < (count + 2) / 3; ++i)
             body.push_back(static_cast<u8>(random() % 216));
-        }
     }
     return body;
 }
@@ -222,9 +220,8 @@ TEST(NativeToIeee, NeverReadsBeyondRandomBytes) {
     for (int round = 0; round < 20000; ++round) {
         Bytes pdu = hex("00 01 01");
         const std::size_t size = random() % 100;
-        for (std::size_t i = 0; i < size; ++i) {
+        for (std::size_t i = 0; i < size; ++i)
             pdu.push_back(static_cast<u8>(random() % 5));
-        }
         const Bytes frame = llcFrame(hex("aaaa03 000000 88f5") + pdu);
         ASSERT_LE(toIeee(frame).size(), frame.size());
     }

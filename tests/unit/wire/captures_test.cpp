@@ -42,29 +42,25 @@ std::vector<NativePdu> pdusOf(const platform::PcapFrames& capture, std::size_t n
     platform::ieeeToNative(view, *out);
     EXPECT_EQ(out->reason, platform::DropReason::None);
     std::vector<NativePdu> pdus;
-    if (out->leaveAllBytes != 0) {
+    if (out->leaveAllBytes != 0)
         pdus.push_back(frames::readNative(out->leaveAll.data(), out->leaveAllBytes));
-    }
-    if (out->vectorBytes != 0) {
+    if (out->vectorBytes != 0)
         pdus.push_back(frames::readNative(out->vectors.data(), out->vectorBytes));
-    }
     return pdus;
 }
 
 std::vector<Event> eventsOf(const std::vector<u32>& vids, u32 event) {
     std::vector<Event> events;
-    for (const u32 vid : vids) {
+    for (const u32 vid : vids)
         events.push_back({vid, event});
-    }
     return events;
 }
 
 TEST(KernelMvrp, OneVlanIsDeclaredAndWithdrawn) {
     const auto capture = load("mvrp-one-vlan.pcap");
     ASSERT_EQ(capture.records.size(), 7U);
-    for (std::size_t number = 1; number <= 6; ++number) {
+    for (std::size_t number = 1; number <= 6; ++number)
         EXPECT_EQ(pdusOf(capture, number), (std::vector<NativePdu>{{false, {{10, kJoinIn}}}}));
-    }
     EXPECT_EQ(pdusOf(capture, 7), (std::vector<NativePdu>{{false, {{10, kLeave}}}}));
 }
 
@@ -157,11 +153,9 @@ TEST(KernelGvrp, TwentyVlansAreDeclaredAndFiveWithdrawn) {
     EXPECT_EQ(gvrpEvents(capture, 1), eventsOf(kTwentyVlans, kGvrpJoinIn));
     std::vector<Event> withdrawn;
     for (const std::size_t number : {3U, 4U}) {
-        for (const Event& event : gvrpEvents(capture, number)) {
-            if (event.event == kGvrpLeaveEmpty) {
+        for (const Event& event : gvrpEvents(capture, number))
+            if (event.event == kGvrpLeaveEmpty)
                 withdrawn.push_back(event);
-            }
-        }
     }
     std::ranges::sort(withdrawn, {}, &Event::vid);
     EXPECT_EQ(withdrawn, eventsOf({8, 40, 101, 1024, 4094}, kGvrpLeaveEmpty));

@@ -18,9 +18,8 @@ inline Bytes hex(std::string_view text) {
     Bytes bytes;
     std::string digits;
     for (const char c : text) {
-        if (c == ' ') {
+        if (c == ' ')
             continue;
-        }
         digits += c;
         if (digits.size() == 2) {
             bytes.push_back(static_cast<u8>(std::stoul(digits, nullptr, 16)));
@@ -54,9 +53,8 @@ inline Bytes ieeeFrame(std::string_view pdu) {
 }
 
 inline Bytes padded(Bytes frame) {
-    if (frame.size() < 60) {
+    if (frame.size() < 60)
         frame.resize(60, 0);
-    }
     return frame;
 }
 
@@ -78,9 +76,8 @@ inline NativePdu readNative(const u8* frame, std::size_t size) {
     std::size_t at = 25;
     while (at + 4 <= size) {
         const u32 header = static_cast<u32>(frame[at] << 8 | frame[at + 1]);
-        if (header == 0) {
+        if (header == 0)
             break;
-        }
         pdu.leaveAll = pdu.leaveAll || (at == 25 && (header & 0x2000) != 0);
         const u32 first = static_cast<u32>(frame[at + 2] << 8 | frame[at + 3]);
         const u32 count = header & 0x1FFF;

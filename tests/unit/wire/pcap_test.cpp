@@ -121,14 +121,12 @@ TEST(Pcap, NeverReadsBeyondRandomBytes) {
     for (int round = 0; round < 5000; ++round) {
         Bytes file = kLittleHeader;
         const std::size_t size = random() % 200;
-        for (std::size_t i = 0; i < size; ++i) {
+        for (std::size_t i = 0; i < size; ++i)
             file.push_back(static_cast<u8>(random() % 8 == 0 ? random() : 0));
-        }
         const auto capture = parsePcap(file, error);
         ASSERT_TRUE(capture);
-        for (const auto& record : capture->records) {
+        for (const auto& record : capture->records)
             ASSERT_EQ(capture->frame(record).size(), record.length);
-        }
     }
 }
 
