@@ -36,6 +36,9 @@ class ClientConnection {
     /// Serves complete requests, in order, and sends the replies together.
     void serve(const RequestServer& server);
     void send();
+    /// No further request is served. It is finished once the replies are gone. Also from within
+    /// the request that is being served.
+    void endService() { stream_ = Stream::Broken; }
 
     /// Whether there is room for more bytes of requests.
     bool wantsToRead() const;

@@ -62,8 +62,11 @@ void CommandServer::close(const std::string& path) {
         listeners_, [&path](const auto& entry) { return entry.second.path == path; });
     if (found == listeners_.end())
         return;
-    for (auto client = clients_.begin(); client != clients_.end();)
-        client = client->second.listener == found->first ? forget(client) : std::next(client);
+    // One of them may be in the middle of the request that asks for this.
+    for (auto& [descriptor, client] : clients_)
+        if (client.listener == found->first)
+            client.connection->endService();
+    closed_ = true;
     unlink(path.c_str());
     listeners_.erase(found);
 }
@@ -112,14 +115,14 @@ void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     Client& client = clients_[descriptor];
     client.connection = std::make_unique<ClientConnection>(std::move(connection));
     client.listener = listener.socket.get();
-    if (listener.clients != nullptr)
-        ++*listener.clients;
+    client.counter = listener.clients;
+    if (client.counter != nullptr)
+        ++*client.counter;
 }
 
 CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client) {
-    const auto listener = listeners_.find(client->second.listener);
-    if (listener != listeners_.end() && listener->second.clients != nullptr)
-        --*listener->second.clients;
+    if (client->second.counter != nullptr)
+        --*client->second.counter;
     return clients_.erase(client);  // closing the connection ends the polling
 }
 
@@ -189,6 +192,13 @@ bool CommandServer::serveWaiting() {
     return waiting;
 }
 
+void CommandServer::settleClosed() {
+    if (!std::exchange(closed_, false))
+        return;
+    for (auto next = clients_.begin(); next != clients_.end();)
+        next = settle(next);
+}
+
 void CommandServer::run() {
     std::array<epoll_event, kEventsPerWait> events{};
     bool waiting = false;
@@ -202,6 +212,7 @@ void CommandServer::run() {
             handle(events[static_cast<std::size_t>(index)].data.fd,
                    events[static_cast<std::size_t>(index)].events);
         waiting = serveWaiting();
+        settleClosed();
         const std::lock_guard lock(guard_);
         if (stopping_)
             return;

@@ -29,7 +29,9 @@ class CommandServer {
     /// @param clients  counts the clients of this socket, where given; it outlives the server
     /// @param error    receives what was wrong
     bool open(const std::string& path, std::string& error, std::atomic<u32>* clients = nullptr);
-    /// Stops to listen at `path` and lets its clients go. In the command task.
+    /// Stops to listen at `path`. Its clients are served no further: each goes when it has the
+    /// replies to what it asked before, the one whose request this is among them. In the command
+    /// task, also while it serves a request.
     void close(const std::string& path);
     /// Serves until stop() is called. This is the body of the command task.
     void run();
@@ -46,7 +48,8 @@ class CommandServer {
     };
     struct Client {
         std::unique_ptr<ClientConnection> connection;
-        int listener = -1;  ///< descriptor of the socket it came in at
+        int listener = -1;                    ///< descriptor of the socket it came in at
+        std::atomic<u32>* counter = nullptr;  ///< where that socket counts its clients
     };
     using Clients = std::map<int, Client>;
 
@@ -59,6 +62,8 @@ class CommandServer {
     /// Watches a client for what it can do next, or lets it go. @return the client after it
     Clients::iterator settle(Clients::iterator client);
     bool serveWaiting();
+    /// Lets those go whose socket was closed, as far as they have their replies.
+    void settleClosed();
     void runPosted();
 
     RequestServer requests_;
@@ -68,6 +73,7 @@ class CommandServer {
     std::map<int, Listener> listeners_;  ///< by descriptor
     Clients clients_;                    ///< by descriptor
     bool acceptPaused_ = false;          ///< out of descriptors: try again later
+    bool closed_ = false;                ///< a socket was closed, and its clients may go
 
     std::mutex guard_;  ///< of the two below
     std::vector<std::function<void()>> posted_;

@@ -338,6 +338,14 @@ class FailOver(Pair):
         self.assertIn("this is the active already", done.stderr)
         self.assertEqual(self.role(self.active), "active")
 
+    def test_a_take_over_through_the_socket_that_it_closes_is_answered(self):
+        self.start_all()
+        self.await_connected()
+        self.standby.change(f"--socket {self.link} standby take-over")
+        self.assertEqual(self.role(self.standby), "active")
+        self.assertFalse(pathlib.Path(self.link).exists())
+        self.assert_serves(self.standby)
+
     def test_after_a_take_over_the_socket_for_the_active_is_gone(self):
         self.start_all()
         self.await_connected()

@@ -68,6 +68,52 @@ TEST_F(Server, AnOversizedRequestEndsItsConnectionAfterTheRequestsBeforeItAndNot
     EXPECT_EQ(other.call(Request::PortFirst, 0, 0).number(), 3U);
 }
 
+TEST_F(Server, ARequestThatClosesItsOwnSocketIsAnsweredAndNoOtherAfterIt) {
+    dispatcher_.registerRequest(
+        Request::StandbyTakeOver,
+        [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
+            server_.close(path_);
+            reply.push_back(7);
+            return kStatusOk;
+        });
+    start();
+    ChannelClient idle(path_);
+    EXPECT_EQ(idle.call(Request::PortFirst, 0, 0).number(), 3U);
+    ChannelClient client(path_);
+    std::vector<u8> bytes = requestBytes(static_cast<u32>(Request::StandbyTakeOver), 0, 0, {});
+    const std::vector<u8> next = requestBytes(static_cast<u32>(Request::PortFirst), 0, 0, {});
+    bytes.insert(bytes.end(), next.begin(), next.end());
+    client.send(bytes);
+    const auto reply = client.receive();
+    ASSERT_TRUE(reply);
+    EXPECT_EQ(reply->value, std::vector<u8>{7});
+    EXPECT_FALSE(client.receive());
+    EXPECT_FALSE(idle.receive());
+    EXPECT_NE(access(path_.c_str(), F_OK), 0);
+}
+
+TEST_F(Server, TheClientsOfASocketAreCountedUntilTheyAreGoneAlsoWhenItCloses) {
+    const std::string second = directory_.path("second");
+    std::atomic<u32> clients{0};
+    dispatcher_.registerRequest(Request::StandbyTakeOver,
+                                [&](const RequestHeader&, std::span<const u8>, std::vector<u8>&) {
+                                    server_.close(second);
+                                    return kStatusOk;
+                                });
+    std::string error;
+    ASSERT_TRUE(server_.open(second, error, &clients)) << error;
+    start();
+    ChannelClient counted(second);
+    EXPECT_EQ(counted.call(Request::PortFirst, 0, 0).number(), 3U);
+    EXPECT_EQ(clients, 1U);
+    ChannelClient other(path_);
+    EXPECT_EQ(other.call(Request::StandbyTakeOver, 0, 0).status, 0U);
+    EXPECT_FALSE(counted.receive());
+    // What closes a client comes before the next request of another.
+    EXPECT_EQ(other.call(Request::PortFirst, 0, 0).number(), 3U);
+    EXPECT_EQ(clients, 0U);
+}
+
 TEST_F(Server, HalfARequestAtTheEndIsDroppedAndWhatCameBeforeItIsAnswered) {
     start();
     ChannelClient client(path_);
