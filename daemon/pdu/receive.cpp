@@ -118,7 +118,7 @@ inline void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
 }
 
 /// Writes the line that follows a machine event; `step` numbers the kinds of attribute event.
-void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
+inline void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
     MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
                "Vector process step %u; vlan %u change madMachine to 0x%02x\r\n", step, vid,
                port->madMachine[vid - 1]);
@@ -129,7 +129,6 @@ struct MvrpReception {
     MvrpPortEntry* port;
     bool registers;         ///< the registration mode lets the port register what is declared
     bool hears;             ///< what is said of VLANs that are static here is heard (correction)
-    bool plain;             ///< it registers, and no correction has a say
     MvrpVlanBitmap joined;  ///< what the other ports are to hear of
 };
 
@@ -142,15 +141,24 @@ inline void mvrpEmptyHear(MvrpPortEntry* port, u8 before, u8 after) {
         mvrpVectorJoinStart(port);
 }
 
-template <bool Plain>
-inline void mvrpJoinReceive(const MvrpReception& reception, u32 vid, u32 event,
+/// Writes the line that begins an attribute event.
+inline void mvrpEventTrace(const MvrpPortEntry* port, u32 firstVid, u32 vid, u32 event) {
+    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
+               "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
+               "machine:0x%02x\r\n",
+               event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
+}
+
+/// A declaration of a VLAN that the port may register. `after`: what it makes of a machine.
+inline void mvrpJoinReceive(MvrpReception* reception, u32 vid, u32 event,
                             const MvrpByteTable& after) {
-    MvrpPortEntry* port = reception.port;
+    MvrpPortEntry* port = reception->port;
+    mvrpBitSet(reception->joined.data(), vid - 1);
     u8* machine = &port->madMachine[vid - 1];
     const u8 before = *machine;
     *machine = after[before];
     mvrpMachineTrace(port, vid, 2);
-    if (!Plain && reception.hears && event == MVRP_ATTRIBUTE_JOIN_MT)
+    if (event == MVRP_ATTRIBUTE_JOIN_MT && reception->hears)
         mvrpEmptyHear(port, before, *machine);
     if (vid != mvrpPortPvid(port))
         mvrpRegistrationMark(port, vid);
@@ -243,7 +251,7 @@ std::optional<MvrpFixedEvent> mvrpFixedEvent(const MvrpPortEntry* port, u32 even
 
 /// Hears what is said of a VLAN that is fixed here: its applicant learns whether the neighbour has
 /// what is declared to it, and nothing is registered.
-void mvrpFixedReceive(MvrpPortEntry* port, u32 vid, u32 event) {
+void mvrpFixedHear(MvrpPortEntry* port, u32 vid, u32 event) {
     const std::optional<MvrpFixedEvent> fixed = mvrpFixedEvent(port, event);
     if (!fixed.has_value())
         return;
@@ -258,10 +266,18 @@ void mvrpFixedReceive(MvrpPortEntry* port, u32 vid, u32 event) {
         mvrpEmptyHear(port, before, *machine);
 }
 
-/// Whether a VLAN whose type is known to be another than dynamic is heard all the same.
-bool mvrpFixedHeard(const MvrpReception& reception, u32 vid, QorVlanType type) {
-    return reception.hears && type == QorVlanType::Static &&
-           mvrpRegistrar(reception.port->madMachine[vid - 1]) == REG_STATE_INF;
+/// An attribute event about a VLAN that others configured: it is theirs, and passed over, unless it
+/// is heard.
+void mvrpFixedReceive(const MvrpReception& reception, u32 firstVid, u32 vid, u32 event,
+                      QorVlanType type) {
+    MvrpPortEntry* port = reception.port;
+    if (!reception.hears || type != QorVlanType::Static ||
+        mvrpRegistrar(port->madMachine[vid - 1]) != REG_STATE_INF)
+        return;
+    if (kJoins[event] != nullptr && !mvrpPortAdmits(port, vid))
+        return;
+    mvrpEventTrace(port, firstVid, vid, event);
+    mvrpFixedHear(port, vid, event);
 }
 
 /// The three events of each packed byte.
@@ -277,52 +293,38 @@ constexpr std::array<MvrpUnpacked, 256> kUnpacked = [] {
 static_assert(kUnpacked[0xFF][0] < kJoins.size(), "no packed event is beyond the table");
 
 /// Applies one attribute event. `after`: what it makes of a machine if it is a declaration.
-/// `Plain`: MvrpReception::plain, known when the code is compiled, as it is asked for each VLAN of
-/// a PDU.
-template <bool Plain>
 inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u32 event,
                              const MvrpByteTable* after) {
-    MvrpPortEntry* port = reception->port;
-    // A VLAN that others configured is theirs; one the switch does not know can be registered.
-    const std::optional<QorVlanType> type = mvrpVlanType(vid);
-    const bool fixed = type.has_value() && *type != QorVlanType::Dynamic;
-    if constexpr (Plain) {
-        if (fixed)
-            return;
-    } else {
-        if (fixed ? !mvrpFixedHeard(*reception, vid, *type) : !reception->registers)
-            return;
-        if (after != nullptr && !mvrpPortAdmits(port, vid))
-            return;
+    // One that the switch does not know can be registered.
+    const QorVlanType type = mvrpVlanType(vid).value_or(QorVlanType::Dynamic);
+    if (type != QorVlanType::Dynamic) [[unlikely]] {
+        mvrpFixedReceive(*reception, firstVid, vid, event, type);
+        return;
     }
-    MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
-               "Vector process step 1; event:%u, startVid %u, participant_mode:%u, "
-               "machine:0x%02x\r\n",
-               event, firstVid, port->participant_mode, port->madMachine[vid - 1]);
-    if (!Plain && fixed) [[unlikely]] {
-        mvrpFixedReceive(port, vid, event);
-    } else if (after != nullptr) [[likely]] {
-        mvrpBitSet(reception->joined.data(), vid - 1);
-        mvrpJoinReceive<Plain>(*reception, vid, event, *after);
-    } else {
+    if (!reception->registers || (after != nullptr && !mvrpPortAdmits(reception->port, vid)))
+        return;
+    mvrpEventTrace(reception->port, firstVid, vid, event);
+    if (after != nullptr) [[likely]]
+        mvrpJoinReceive(reception, vid, event, *after);
+    else
         mvrpAttributeReceive(*reception, vid, event);
-    }
 }
 
 /// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
 /// end early. @return whether all were there
-template <bool Plain>
 bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
                        std::span<const u8> packed) {
-    const MvrpPortEntry* port = reception->port;
-    const bool observes = port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
+    const bool observes = reception->port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
     const MvrpJoins& joins = observes ? kJoins : kJoinsNoObserve;
-    for (u32 i = 0; i < count && firstVid + i <= kMvrpVlanLast; ++i) {
-        const u32 vid = firstVid + i;
-        if (i / kMvrpEventsPerByte >= packed.size())
-            return false;
-        const u32 event = kUnpacked[packed[i / kMvrpEventsPerByte]][i % kMvrpEventsPerByte];
-        mvrpEventReceive<Plain>(reception, firstVid, vid, event, joins[event]);
+    const u32 endVid = std::min(firstVid + count, kMvrpVlanLast + 1);
+    u32 vid = firstVid;
+    for (const u8 byte : packed) {
+        for (const u8 event : kUnpacked[byte]) {
+            if (vid == endVid)
+                break;
+            mvrpEventReceive(reception, firstVid, vid, event, joins[event]);
+            ++vid;
+        }
     }
     return packed.size() == mvrpPackedBytes(count);
 }
@@ -339,8 +341,7 @@ bool mvrpVectorsWalk(MvrpReception* reception, MvrpReader reader, u32 header) {
         if (!reception->registers && !reception->hears)
             return false;
         const std::span<const u8> packed = reader.take(mvrpPackedBytes(count));
-        if (!(reception->plain ? mvrpEventsReceive<true>(reception, firstVid, count, packed)
-                               : mvrpEventsReceive<false>(reception, firstVid, count, packed)))
+        if (!mvrpEventsReceive(reception, firstVid, count, packed))
             return false;
 
         header = kMvrpEndMark;
@@ -387,8 +388,7 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
     const bool registers = port->registration_mode == MVRP_REGISTRATION_NORMAL;
     const bool hears = mvrpCorrects(Correction::StaticHeard);
-    const bool plain = registers && !hears && !mvrpAdmissionAsked();
-    MvrpReception reception = {port, registers, hears, plain, {}};
+    MvrpReception reception = {port, registers, hears, {}};
     const bool whole = mvrpVectorsWalk(&reception, reader, header);
     mvrpMapPropagateJoins(reception.joined, port);
     if (whole)

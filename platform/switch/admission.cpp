@@ -45,6 +45,11 @@ VlanBitmap permittedOn(const SwitchPort& port) {
 
 }  // namespace
 
+bool admitsAll(const SwitchPort& port) {
+    return port.maxVlans == 0 && vlanIsEmpty(port.kept) &&
+           permittedOn(port) == vlanRange(kFirstVlan, kLastVlan);
+}
+
 Admission admitVlan(SwitchPort& port, u32 vid, u64 (*nowMs)()) {
     const bool permitted = vlanContains(port.tagged, vid) || vlanContains(port.untagged, vid);
     if (!permitted || vlanContains(port.kept, vid))

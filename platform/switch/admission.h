@@ -13,6 +13,9 @@
 
 namespace platform {
 
+/// Whether the port may register every VLAN, as many as there are, as its policy is now.
+bool admitsAll(const SwitchPort& port);
+
 /// Whether the port may register the VLAN now; remembers it then.
 /// @param nowMs  asked only when the port is full; never goes back
 Admission admitVlan(SwitchPort& port, u32 vid, u64 (*nowMs)());

@@ -34,12 +34,12 @@ u32 answer(void* value, u32 word) {
     return kStatusOk;
 }
 
-/// The PVID of a port as it is noted. @return 0 when it is not
-u32 notedPvid(u32 unit) {
+/// What is noted of a port: the lower half of its place in NotedPorts. @return 0 when nothing is
+u32 notedOf(u32 unit) {
     const SwitchFacts* facts = gFacts.load(std::memory_order_acquire);
     if (facts == nullptr)
         return 0;
-    const u64 noted = facts->pvids[unit % facts->pvids.size()].load(std::memory_order_relaxed);
+    const u64 noted = facts->ports[unit % facts->ports.size()].load(std::memory_order_relaxed);
     return noted >> 32U == unit ? static_cast<u32>(noted) : 0;
 }
 
@@ -84,6 +84,8 @@ u32 readVlans(const SwitchDriver& driver, u32 unit, VlanSet which, void* value) 
 }
 
 u32 readAdmission(SwitchDriver& driver, u32 unit, u32 vid) {
+    if ((notedOf(unit) & kNotedAdmitsAll) != 0 && vid >= kFirstVlan && vid <= kLastVlan) [[likely]]
+        return kStatusOk;
     const Admission answer = driver.admit(unit, vid);
     SwitchObserver* observer = gObserver.load(std::memory_order_acquire);
     if (answer != Admission::Admitted && observer != nullptr)
@@ -137,8 +139,8 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
         return kStatusFailed;
     if (attribute == static_cast<u32>(QorIfAttribute::Pvid)) {
         // Asked with each VLAN of a received frame.
-        if (const u32 noted = notedPvid(unit); noted != 0) [[likely]]
-            return answer(value, noted);
+        if (const u32 pvid = notedOf(unit) & kNotedPvidMask; pvid != 0) [[likely]]
+            return answer(value, pvid);
     }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::LinkState:

@@ -34,10 +34,11 @@ StateSwitch::StateSwitch(SwitchState state, bool forwards)
 void StateSwitch::notePorts() {
     aggregated_ = std::ranges::any_of(state_.ports,
                                       [](const SwitchPort& port) { return port.aggregation != 0; });
-    for (std::atomic<u64>& pvid : pvids_)
-        pvid.store(0, std::memory_order_relaxed);
+    for (std::atomic<u64>& noted : noted_)
+        noted.store(0, std::memory_order_relaxed);
     for (const SwitchPort& port : state_.ports) {
-        pvids_[port.unit % pvids_.size()].store(u64{port.unit} << 32U | port.pvid,
+        const u32 admits = admitsAll(port) ? kNotedAdmitsAll : 0;
+        noted_[port.unit % noted_.size()].store(u64{port.unit} << 32U | admits | port.pvid,
                                                 std::memory_order_relaxed);
     }
     countChange();

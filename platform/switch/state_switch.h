@@ -103,9 +103,9 @@ class StateSwitch : public SwitchDriver {
     /// @pre mutex_ is held
     bool isRetired(u32 unit) const;
 
-    NotedPvids pvids_{};
+    NotedPorts noted_{};
     std::atomic<u32> changes_{1};
-    const SwitchFacts facts_{state_.kinds, pvids_, changes_};
+    const SwitchFacts facts_{state_.kinds, noted_, changes_};
     const bool forwards_;
     bool aggregated_ = false;       ///< guarded by mutex_: a port is a member of an aggregation
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described

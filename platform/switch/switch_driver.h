@@ -71,15 +71,18 @@ class VlanKind {
 
 /// QorVlanType by VLAN ID, 0: none.
 using VlanKinds = std::array<VlanKind, kVlanBitmapBytes * 8 + 1>;
-/// Unit in the upper half and PVID in the lower, at the place that the unit has modulo the size: of
-/// ports that share a place one is here, the others are looked up.
-using NotedPvids = std::array<std::atomic<u64>, 1024>;
+/// Unit in the upper half, PVID and kNotedAdmitsAll in the lower, at the place that the unit has
+/// modulo the size: of ports that share a place one is here, the others are looked up.
+using NotedPorts = std::array<std::atomic<u64>, 1024>;
+inline constexpr u32 kNotedPvidMask = 0xFFFF;
+/// The port may register every VLAN, as many as there are.
+inline constexpr u32 kNotedAdmitsAll = 0x1'0000;
 
 /// Where to read what is asked for each received frame, and for each VLAN of one, without a lock;
 /// as old as the driver.
 struct SwitchFacts {
     const VlanKinds& kinds;
-    const NotedPvids& pvids;
+    const NotedPorts& ports;
     /// Counts, from 1, what changes the answer of framePolicy(), egressPort() or of the permit
     /// lists in portVlans(): who keeps one of them looks here whether it still holds. It is read
     /// before the question is asked.

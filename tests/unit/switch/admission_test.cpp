@@ -85,6 +85,24 @@ TEST_F(AdmissionTest, EveryVlanOfThePermitListAndNoOther) {
     EXPECT_EQ(refusals.seen[0], (Refusals::Refusal{kPort, 21, Admission::NotPermitted}));
 }
 
+TEST_F(AdmissionTest, APortThatAdmitsAllDoesSoUntilItsPolicyIsAnother) {
+    soft.reconfigure(limited(0));
+    EXPECT_TRUE(admits(1));
+    EXPECT_TRUE(admits(4094));
+    EXPECT_FALSE(admits(0));
+    EXPECT_FALSE(admits(4095)) << "no VLAN of the standard";
+    EXPECT_FALSE(admits(10, kPort + 1024)) << "another unit of the same place";
+    apply(vlanSet({30}));
+    soft.reconfigure(limited(0, vlanRange(10, 20)));
+    EXPECT_FALSE(admits(21));
+    EXPECT_FALSE(admits(30)) << "kept, and not admitted again";
+    soft.reconfigure(limited(1));
+    EXPECT_TRUE(admits(30));
+    EXPECT_FALSE(admits(31));
+    soft.reconfigure(limited(0));
+    EXPECT_TRUE(admits(31));
+}
+
 TEST_F(AdmissionTest, ALimitCountsWhatIsRegisteredWhetherItIsAppliedYetOrNot) {
     soft.reconfigure(limited(3));
     EXPECT_TRUE(admits(10));
