@@ -47,8 +47,9 @@ TEST_F(Pairs, BitmapsSayWhatTheTreeSays) {
         if (dice(50) == 0)
             mvrpPairMapForget(unit);
         const MvrpVlanBitmap* map = mvrpPairMap(unit);
-        if (map != nullptr)
+        if (map != nullptr) {
             ASSERT_EQ(mvrpBitTest(map->data(), vid - 1) != 0, vlans.contains(vid));
+        }
     }
     u32 maps = 0;
     for (const u32 unit : kUnits) {

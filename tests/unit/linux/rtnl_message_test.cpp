@@ -237,16 +237,18 @@ void expectPossible(const KernelVlans& vlans) {
 /// Reads `payload` as everything that the kernel could send. What is read is what there can be.
 void readAll(std::span<const u8> payload) {
     linkFamily(payload);
-    if (const auto link = readLink(payload))
+    if (const auto link = readLink(payload)) {
         EXPECT_LE(link->name.size(), payload.size());
+    }
     if (const auto port = readBridgePort(payload); port && port->vlans)
         expectPossible(*port->vlans);
     KernelVlans read;
     readVlanMessage(payload, read);
     expectPossible(read);
     vlanMessageIndex(payload);
-    if (const auto control = readTrafficControl(payload))
+    if (const auto control = readTrafficControl(payload)) {
         EXPECT_LE(control->kind.size() + control->cookie.size(), payload.size() * 2);
+    }
     for (const u32 flags : {0U, u32{NLM_F_ACK_TLVS}, u32{NLM_F_ACK_TLVS | NLM_F_CAPPED}})
         readAnswer({NLMSG_ERROR, flags, 1, payload});
     forEachMessage(payload, [](const NetlinkMessage&) {});

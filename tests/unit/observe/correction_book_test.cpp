@@ -51,8 +51,9 @@ TEST(CorrectionBook, WhatSharesAPlaceIsForgottenAndNeverMistaken) {
             book.acted(static_cast<Correction>(unit % kCorrectionCount), unit, vid);
     for (u32 unit = 1; unit <= 512; unit++)
         for (u32 vid = 1; vid <= 4094; vid += 3)
-            if (const auto last = book.last(unit, vid))
+            if (const auto last = book.last(unit, vid)) {
                 ASSERT_EQ(last->which, static_cast<Correction>(unit % kCorrectionCount));
+            }
     EXPECT_TRUE(book.last(512, 4094 - 4093 % 3));
 }
 

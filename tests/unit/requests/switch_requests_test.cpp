@@ -163,8 +163,9 @@ TEST_F(Requests, ValuesAreRefusedWhereNoneIsTaken) {
 TEST_F(Requests, ChangeOfEveryWrongLengthIsRefused) {
     const std::vector<u8> bytes(2 * sizeof(SwitchChangeRecord));
     for (std::size_t size = 0; size < bytes.size(); ++size)
-        if (size != sizeof(SwitchChangeRecord))
+        if (size != sizeof(SwitchChangeRecord)) {
             ASSERT_EQ(ask(handleSwitchChange, 0, 0, std::span(bytes).first(size)), kBadArgument);
+        }
 }
 
 TEST_F(Requests, ChangesReachTheSwitch) {
