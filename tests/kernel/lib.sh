@@ -92,6 +92,20 @@ mkfifo "$scratch/never"
 exec {never}<>"$scratch/never"
 pause() { read -rt "$1" -u "$never" || true; }
 
+# floods HOST COUNT: MVRP frames as fast as they go, each a JoinIn of VLAN 13.
+floods() {
+    at "$1" /usr/bin/python3 - "$2" <<'END'
+import socket
+import sys
+
+wire = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
+wire.bind(("eth0", 0))
+frame = bytes.fromhex("0180c2000021" "020000000001" "88f5" "00" "0102" "0001000d24" "0000" "0000")
+for _ in range(int(sys.argv[1])):
+    wire.send(frame.ljust(60, b"\0"))
+END
+}
+
 # rename BRIDGE PORT NAME: the kernel wants it down for that.
 rename() {
     ip -n "$1" link set "$2" down

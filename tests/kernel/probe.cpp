@@ -6,18 +6,27 @@
 //     kernel-probe vlans                    VLAN entries of all bridges and ports
 //     kernel-probe add|remove PORT VLANS    changes entries of a bridge port
 //     kernel-probe guard PORT on|off|show   its guard
+//     kernel-probe trees BRIDGE on|off      a spanning tree for each MSTI (mst_enabled); on only
+//     while
+//                                           the bridge has no VLANs
 //     kernel-probe events [times]           notifications, one line each, until it is killed; with
 //                                           milliseconds of the monotonic clock in front
 //     kernel-probe send|receive INTERFACE   numbered probes, until it is told to end; stream.h
+#include <libmnl/libmnl.h>
+#include <linux/if_bridge.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <poll.h>
 
+#include <array>
 #include <chrono>
 #include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "platform/linux/netlink/netlink_socket.h"
 #include "platform/linux/netlink/rtnl_kernel.h"
 #include "tests/kernel/stream.h"
 
@@ -30,6 +39,7 @@ using platform::KernelLink;
 using platform::KernelResult;
 using platform::KernelVlans;
 using platform::LinkKind;
+using platform::NetlinkSocket;
 using platform::RtnlKernel;
 using platform::VlanChange;
 
@@ -133,6 +143,27 @@ int guard(RtnlKernel& kernel, const std::string& port, const std::string& wish) 
     return finish(result);
 }
 
+/// The `ip link` of this system may be older than the option.
+int setTrees(const std::string& bridge, bool on) {
+    const br_boolopt_multi option{on ? 1U << BR_BOOLOPT_MST_ENABLE : 0U,
+                                  1U << BR_BOOLOPT_MST_ENABLE};
+    alignas(NLMSG_ALIGNTO) std::array<u8, 128> buffer{};
+    nlmsghdr* header = mnl_nlmsg_put_header(buffer.data());
+    header->nlmsg_type = RTM_NEWLINK;
+    header->nlmsg_flags = NLM_F_REQUEST | NLM_F_ACK;
+    auto* record = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(header, sizeof(ifinfomsg)));
+    record->ifi_index = static_cast<int>(if_nametoindex(bridge.c_str()));
+    nlattr* info = mnl_attr_nest_start(header, IFLA_LINKINFO);
+    mnl_attr_put_strz(header, IFLA_INFO_KIND, "bridge");
+    nlattr* data = mnl_attr_nest_start(header, IFLA_INFO_DATA);
+    mnl_attr_put(header, IFLA_BR_MULTI_BOOLOPT, sizeof(option), &option);
+    mnl_attr_nest_end(header, data);
+    mnl_attr_nest_end(header, info);
+    NetlinkSocket socket;
+    const KernelResult opened = socket.open(true);
+    return finish(opened ? socket.request({buffer.data(), header->nlmsg_len}) : opened);
+}
+
 void showTime() {
     using namespace std::chrono;
     const auto now = steady_clock::now().time_since_epoch();
@@ -169,9 +200,12 @@ int run(RtnlKernel& kernel, const std::vector<std::string>& words) {
         return change(kernel, verb, words[1], words[2]);
     if (verb == "guard" && words.size() == 3)
         return guard(kernel, words[1], words[2]);
+    if (verb == "trees" && words.size() == 3)
+        return setTrees(words[1], words[2] == "on");
     std::fprintf(stderr,
                  "kernel-probe: allowed: links, vlans, events [times], add PORT VLANS, remove "
-                 "PORT VLANS, guard PORT on|off|show, send INTERFACE, receive INTERFACE\n");
+                 "PORT VLANS, guard PORT on|off|show, trees BRIDGE on|off, send INTERFACE, "
+                 "receive INTERFACE\n");
     return kUsage;
 }
 
