@@ -11,12 +11,13 @@ memory=256M
 bootLimit=60           # seconds that a kernel gets on top of its cases
 defaultLimit=120       # seconds for a case that says nothing else
 
-build=$root/build out=$root/out/kernel jobs=${JOBS:-$(nproc)} quick='' verbose=''
+build=$root/build out=$root/out/kernel jobs=${JOBS:-$(nproc)} quick='' verbose='' corrections=all
 names=()
 
 usage() {
     cat <<'END'
-usage: ./dev kernel [--list] [--quick] [--verbose] [--jobs N] [--build DIR] [--out DIR] [NAME...]
+usage: ./dev kernel [--list] [--quick] [--verbose] [--corrections SET] [--jobs N] [--build DIR]
+                    [--out DIR] [NAME...]
 
   Runs the named cases of tests/kernel/cases, or all, in user-mode-linux: bridges, hosts with the
   kernel's own MVRP and GVRP, and the daemon, in network namespaces of a kernel that exists for this
@@ -25,6 +26,9 @@ usage: ./dev kernel [--list] [--quick] [--verbose] [--jobs N] [--build DIR] [--o
     --list     names the cases and says what each shows
     --quick    leaves the long cases out
     --verbose  shows what the cases do while they do it
+    --corrections SET
+               what the daemons of the cases run with that do not say it themselves: all (the
+               default) or none, to see a case fail without
     --jobs N   boots N kernels side by side; default: one for each processor
     --build    where mvrp, mvrpctl and kernel-probe were built
     --out      where logs go, one for each case; default: out/kernel
@@ -44,6 +48,7 @@ while (($#)); do
         --list) list=yes ;;
         --quick) quick=yes ;;
         --verbose) verbose=yes ;;
+        --corrections) corrections=$2 && shift ;;
         --jobs) jobs=$2 && shift ;;
         --build) build=$(readlink -f "$2") && shift ;;
         --out) out=$2 && shift ;;
@@ -61,6 +66,8 @@ if [[ -n ${list:-} ]]; then
     done
     exit
 fi
+
+[[ $corrections == all || $corrections == none ]] || die "--corrections $corrections; allowed: all, none"
 
 # ------------------------------------------------------------------------------- what is to be run
 ((${#names[@]})) || mapfile -t names < <(basename -s .sh "$here"/cases/*.sh)
@@ -104,6 +111,7 @@ boot() {
         env LD_PRELOAD="$build/tests/kernel/libprocessor_state.so" linux.uml "mem=$memory" root=/dev/root \
         rootfstype=hostfs rootflags=/ rw "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
         "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
+        "KERNEL_CORRECTIONS=$corrections" \
         </dev/null 2>"$out/kernel.$1.err" | sed -u 's/\r//g' | tee "$out/kernel.$1.log" |
         grep --line-buffered -E '^(pass|FAIL|  \|)'
 }

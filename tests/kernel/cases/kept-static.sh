@@ -27,5 +27,4 @@ for round in 1 2; do
     expect 10 exactly b2 b1 1,30
     expect 10 exactly b2 b3 1,30
 done
-probed there
-probed back
+probed there back

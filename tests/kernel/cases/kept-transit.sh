@@ -23,8 +23,7 @@ for round in 1 2 3; do
     start
     pause 1.5
 done
-probed there
-probed back
+probed there back
 say 'and with nobody left it goes'
 ip netns del tap0
 leaves h1 10
