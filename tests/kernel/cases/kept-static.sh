@@ -4,14 +4,17 @@
 for name in b1 b2 b3; do bridge "$name"; done
 link b1 b2
 link b2 b3
-# At both ends a machine with VLAN 30, and a host with others; the bridge between learns what it hears.
+# At both ends a machine with VLAN 30, which comes while the daemon runs, and a host with others; the bridge
+# between learns what it hears.
 for end in 1 3; do
     host "tap$end" "b$end"
     host "h$end" "b$end"
+done
+for name in b1 b2 b3; do daemon "$name" wire-format=ieee leave-all=2000; done
+for end in 1 3; do
     at "b$end" bridge vlan add dev "tap$end" vid 30
     joins "tap$end" 30 none
 done
-for name in b1 b2 b3; do daemon "$name" wire-format=ieee leave-all=2000; done
 probes there tap1 tap3 30
 probes back tap3 tap1 30
 
