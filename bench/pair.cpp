@@ -14,7 +14,7 @@ using Clock = std::chrono::steady_clock;
 constexpr double kLeastTurnNs = 20'000;
 constexpr int kMostRepeats = 4096;
 /// Turns of each side before those that the time is for, unless they take longer than this.
-constexpr int kLeastTurns = 10;
+constexpr int kLeastTurns = 40;
 constexpr std::chrono::milliseconds kLongestStart{800};
 
 double nsOf(Clock::duration duration) {
