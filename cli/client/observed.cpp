@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/client/observed.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "cli/client/names.h"
@@ -55,6 +56,15 @@ std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
         histories.push_back({port, leading<platform::VlanHistoryRecord>(reply, sizeof port)});
     }
     return histories;
+}
+
+bool wasNotRenewed(const VlanHistory& history, u32 joinTime) {
+    // The PDU of the LeaveAll may say it, too, and the clocks of the two ages differ a little.
+    constexpr u64 kSamePduMs = 100;
+    constexpr u64 kPatienceJoins = 2;
+    const u64 leaveAllMs = std::min(history.port.leaveAllInMs, history.port.leaveAllOutMs);
+    return leaveAllMs != platform::kNever && leaveAllMs >= kPatienceJoins * joinTime &&
+           history.vlan.sentMs > leaveAllMs + kSamePduMs;
 }
 
 std::vector<platform::CorrectionLastRecord> queryLastCorrections(

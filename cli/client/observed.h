@@ -29,6 +29,11 @@ struct VlanHistory {
 std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
                                           const std::vector<platform::SwitchPortRecord>& ports);
 
+/// Whether a LeaveAll, received or sent, asked for the VLAN and it was not said again since. An
+/// active declaration is said again within a join time, ms; what is static is not, under GVRP
+/// without the correction gvrp-static-renewed.
+bool wasNotRenewed(const VlanHistory& history, u32 joinTime);
+
 /// Which correction last decided for one VLAN on each of these ports; kNoCorrection where none is
 /// known, as of a daemon without corrections.
 std::vector<platform::CorrectionLastRecord> queryLastCorrections(

@@ -16,6 +16,8 @@ VlanOnPort onPort(const PortView& view, const VlanHistory& history,
         port.machine = view.machines[vid - 1];
     port.history = history;
     port.lastPduMs = statistics.lastPduMs;
+    port.failedVid = statistics.lastFailedVid;
+    port.failedReason = statistics.lastFailedReason;
     port.permitted = platform::vlanContains(view.permitted, vid);
     port.permittedTagged = platform::vlanContains(view.permittedTagged, vid);
     port.learntMember = platform::vlanContains(view.dynamic, vid);

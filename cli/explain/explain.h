@@ -21,6 +21,8 @@ struct VlanOnPort {
     platform::MachineRecord machine{};
     VlanHistory history{};
     u64 lastPduMs = platform::kNever;  ///< ms ago that any PDU came
+    u32 failedVid = 0;                 ///< VLAN of the port's last failed registration, 0 none
+    u32 failedReason = 0;              ///< its platform::FailedRegistration
     bool permitted = false;
     bool permittedTagged = false;
     bool learntMember = false;

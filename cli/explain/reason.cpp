@@ -23,6 +23,8 @@ constexpr std::array kCauseNames = {
     "notRenewed",   "notDeclared", "nothingHeard", "wrongForm",     "staticNotDeclared",
     "notAdmitted"};
 
+using platform::FailedRegistration;
+
 bool heard(u32 ms) {
     return ms != platform::kNever32;
 }
@@ -100,7 +102,7 @@ class Reasoning {
     /// Since when nobody is known to declare the VLAN.
     std::string lastHeard() const {
         const platform::VlanHistoryRecord& vlan = port_.history.vlan;
-        if (heard(vlan.leaveMs) && (!heard(vlan.joinMs) || vlan.leaveMs <= vlan.joinMs))
+        if (wasWithdrawn())
             return "the neighbour withdrew it " + agoText32(vlan.leaveMs);
         if (heard(vlan.joinMs))
             return neighbour() + " declared it " + agoText32(vlan.joinMs) + ", and not since";
@@ -161,6 +163,11 @@ class Reasoning {
         if (port_.port.link != 1)
             return conclude(true, Cause::StaticMember, why + "; the link is down.",
                             "Look at the cable and at the other end of it.");
+        if (isDeclaring(port_.machine.applicant) && isForgotten())
+            return conclude(true, Cause::StaticNotDeclared,
+                            why + ", and it was not declared again when a LeaveAll asked for it, " +
+                                agoText(lastLeaveAllMs()) + "; the neighbour forgets it.",
+                            againAdvice());
         if (isDeclaring(port_.machine.applicant))
             return conclude(true, Cause::StaticMember, why + ".", "Nothing is to be done.");
         if (port_.settings->participant == MVRP_PARTICIPANT_QUIET)
@@ -169,10 +176,22 @@ class Reasoning {
                             "To declare it run: mvrpctl set port " + name_ + " participant full");
         return conclude(true, Cause::StaticNotDeclared,
                         why + ", and it is not declared to the neighbour, which forgets it.",
-                        "Declare it again with `mvrpctl set port " + name_ +
-                            " enable off` and then `mvrpctl set port " + name_ + " enable on`." +
-                            offText({facts_.global.compliance ? Correction::GvrpStaticRenewed
-                                                              : Correction::StaticKept}));
+                        againAdvice());
+    }
+
+    std::string againAdvice() const {
+        return "Declare it again with `mvrpctl set port " + name_ +
+               " enable off` and then `mvrpctl set port " + name_ + " enable on`." +
+               offText({facts_.global.compliance ? Correction::GvrpStaticRenewed
+                                                 : Correction::StaticKept});
+    }
+
+    u64 lastLeaveAllMs() const {
+        return std::min(port_.history.port.leaveAllInMs, port_.history.port.leaveAllOutMs);
+    }
+
+    bool isForgotten() const {
+        return facts_.global.compliance && wasNotRenewed(port_.history, port_.settings->joinTime);
     }
 
     bool explainSetting() {
@@ -202,11 +221,7 @@ class Reasoning {
             return conclude(false, Cause::LinkDown, not_ + "the link is down.",
                             "Look at the cable and at the other end of it.");
         if (!port_.permitted)
-            return conclude(false, Cause::NotPermitted,
-                            not_ +
-                                "the port's permit list leaves it out, so it is not taken even "
-                                "when it is declared.",
-                            permitAdvice());
+            return explainNotPermitted(not_);
         if (port_.settings->registration == MVRP_REGISTRATION_FORBIDDEN ||
             port_.settings->registration == MVRP_REGISTRATION_FIXED) {
             const bool forbidden = port_.settings->registration == MVRP_REGISTRATION_FORBIDDEN;
@@ -217,6 +232,22 @@ class Reasoning {
                 "To let it learn run: mvrpctl set port " + name_ + " registration normal");
         }
         return false;
+    }
+
+    /// Without the correction admission the list only keeps the VLAN off the port.
+    bool explainNotPermitted(const std::string& not_) {
+        if (isRegistered(port_.machine))
+            return conclude(false, Cause::NotPermitted,
+                            not_ +
+                                "the port's permit list leaves it out. It is registered all the "
+                                "same, and declared on the other ports." +
+                                offText({Correction::Admission}),
+                            permitAdvice());
+        return conclude(false, Cause::NotPermitted,
+                        not_ +
+                            "the port's permit list leaves it out, so it is not taken even when "
+                            "it is declared.",
+                        permitAdvice());
     }
 
     bool explainRegistered() {
@@ -243,17 +274,46 @@ class Reasoning {
         return heard(port_.history.vlan.joinMs) && port_.history.vlan.joinMs > kLateMs;
     }
 
-    /// A declaration that the host did not let through.
+    /// Whether the last declaration was not let through, and was not withdrawn since.
+    bool wasRefused() const {
+        // The two ages come in two answers of the daemon.
+        constexpr u32 kBetweenAnswersMs = 1000;
+        const platform::VlanHistoryRecord& vlan = port_.history.vlan;
+        return port_.decided.correction == static_cast<u32>(Correction::Admission) &&
+               !wasWithdrawn() &&
+               (!heard(vlan.joinMs) || vlan.joinMs + kBetweenAnswersMs >= port_.decided.agoMs);
+    }
+
+    /// A declaration that the host did not let through. The reason is known of the port's last.
     bool explainAdmission() {
-        if (port_.decided.correction != static_cast<u32>(Correction::Admission))
+        if (!wasRefused())
             return false;
+        const std::string refused = vlan_ + " is not on " + name_ + ": " + neighbour() +
+                                    " declared it " + agoText32(port_.decided.agoMs) + ", and ";
+        const bool known = port_.failedVid == facts_.vid;
+        if (known && port_.failedReason == static_cast<u32>(FailedRegistration::TooMany))
+            return conclude(false, Cause::NotAdmitted,
+                            refused + "the port has as many VLANs as it may register (max-vlans).",
+                            "To let it in raise max-vlans of the port in the configuration file "
+                            "and send mvrp a SIGHUP; `mvrpctl show running " +
+                                name_ + "` shows which VLANs it has.");
+        if (known && port_.failedReason == static_cast<u32>(FailedRegistration::NotPermitted))
+            return conclude(false, Cause::NotAdmitted,
+                            refused + "the port's permit list left it out then.",
+                            "It is permitted now: it is registered when it is declared again, "
+                            "with the next LeaveAll at the latest.");
         return conclude(false, Cause::NotAdmitted,
-                        vlan_ + " is not on " + name_ + ": " + neighbour() + " declared it " +
-                            agoText32(port_.decided.agoMs) +
-                            ", and the port has as many VLANs as it may register.",
-                        "Look at max-vlans of the port in the configuration file, and at `mvrpctl "
-                        "show running " +
-                            name_ + "`.");
+                        refused +
+                            "the port did not admit it: it had as many VLANs as it may "
+                            "register, or its permit list left it out then.",
+                        "Look at max-vlans and permit of the port in the configuration file; "
+                        "`mvrpctl show statistics " +
+                            name_ + "` counts what was refused, by reason.");
+    }
+
+    bool wasWithdrawn() const {
+        const platform::VlanHistoryRecord& vlan = port_.history.vlan;
+        return heard(vlan.leaveMs) && (!heard(vlan.joinMs) || vlan.leaveMs <= vlan.joinMs);
     }
 
     /// What the neighbour last said of this VLAN, if it said anything.
@@ -262,7 +322,7 @@ class Reasoning {
         const std::string not_ = vlan_ + " is not on " + name_ + ": ";
         if (!heard(vlan.joinMs) && !heard(vlan.leaveMs))
             return false;
-        if (heard(vlan.leaveMs) && (!heard(vlan.joinMs) || vlan.leaveMs <= vlan.joinMs))
+        if (wasWithdrawn())
             return conclude(false, Cause::Withdrawn,
                             not_ + "the neighbour withdrew it " + agoText32(vlan.leaveMs) + ".",
                             "Look at the neighbour: neither it nor a switch behind it wants the "

@@ -253,9 +253,11 @@ void FrameBook::registrationRefused(u32 unit, u32 vid, Admission why) {
     if (found == ports_.end())
         return;
     PortRecord& port = *found->second;
-    // What is not permitted was counted when the frame came.
+    // What is not permitted was counted when the frame came, but for what a tightened list bars.
     if (why == Admission::TooMany)
         noteFailure(port, FailedRegistration::TooMany, vid, monotonicMs());
+    else if (vlanContains(port.permitted, vid))
+        noteFailure(port, FailedRegistration::NotPermitted, vid, monotonicMs());
     ++port.refusals;
     port.refusalsSaid = false;
     refused_ = true;

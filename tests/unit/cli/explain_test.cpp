@@ -154,14 +154,85 @@ TEST(Explain, NamesTheCorrectionThatDecided) {
     EXPECT_EQ(explainVlan(f).decision, "");
 }
 
-TEST(Explain, AVlanThatIsNotAdmittedSaysSo) {
+/// VLAN 20 was declared a second ago and refused; the port's last failed registration is this.
+ExplainFacts refused(u32 vid, platform::FailedRegistration reason) {
     ExplainFacts f = facts();
     declared(f, 1000);
     f.port.decided = {static_cast<u32>(Correction::Admission), 1000};
+    f.port.failedVid = vid;
+    f.port.failedReason = static_cast<u32>(reason);
+    return f;
+}
+
+TEST(Explain, ARefusalBecauseOfMaxVlansSaysSo) {
+    const ExplainFacts f = refused(20, platform::FailedRegistration::TooMany);
     EXPECT_EQ(causeOf(f), Cause::NotAdmitted);
-    EXPECT_TRUE(says(explainVlan(f).advice, "max-vlans"));
+    EXPECT_EQ(
+        explainVlan(f).why,
+        "VLAN 20 is not on p1: the neighbour 02:00:00:00:00:09 declared it 1.0 s ago, and the "
+        "port has as many VLANs as it may register (max-vlans).");
+    EXPECT_TRUE(says(explainVlan(f).advice, "raise max-vlans"));
+}
+
+TEST(Explain, ARefusalBecauseOfThePermitListSaysSo) {
+    ExplainFacts f = refused(20, platform::FailedRegistration::NotPermitted);
+    EXPECT_EQ(causeOf(f), Cause::NotAdmitted);
+    EXPECT_TRUE(says(explainVlan(f).why, "the port's permit list left it out then"));
+    EXPECT_TRUE(says(explainVlan(f).advice, "It is permitted now"));
     f.port.permitted = false;
     EXPECT_EQ(causeOf(f), Cause::NotPermitted);
+    EXPECT_TRUE(says(explainVlan(f).why, "leaves it out, so it is not taken"));
+    EXPECT_TRUE(says(explainVlan(f).advice, "switch vlan add-port p1 20"));
+}
+
+TEST(Explain, ARefusalWhoseReasonIsNotTheLastOneNamesBoth) {
+    for (const ExplainFacts& f : {refused(21, platform::FailedRegistration::TooMany),
+                                  refused(20, platform::FailedRegistration::SwitchRefused)}) {
+        EXPECT_EQ(causeOf(f), Cause::NotAdmitted);
+        EXPECT_TRUE(says(explainVlan(f).why, "as many VLANs as it may register, or its permit"));
+        EXPECT_TRUE(says(explainVlan(f).advice, "show statistics p1"));
+    }
+}
+
+TEST(Explain, ARefusalThatIsOverIsNotTheReason) {
+    ExplainFacts f = refused(20, platform::FailedRegistration::TooMany);
+    f.port.history.vlan.leaveMs = 500;
+    EXPECT_EQ(causeOf(f), Cause::Withdrawn);
+    f.port.history.vlan.leaveMs = 1500;
+    EXPECT_EQ(causeOf(f), Cause::NotAdmitted);
+    f.port.decided.agoMs = 60'000;
+    EXPECT_EQ(causeOf(f), Cause::NotRenewed);
+}
+
+TEST(Explain, WithoutAdmissionAVlanThatIsNotPermittedIsRegisteredAllTheSame) {
+    ExplainFacts f = facts();
+    declared(f, 1000);
+    f.port.permitted = false;
+    f.port.machine = {9, 0, 2};
+    runsWith(f, {});
+    EXPECT_EQ(causeOf(f), Cause::NotPermitted);
+    EXPECT_TRUE(says(explainVlan(f).why, "registered all the same, and declared on the other"));
+    EXPECT_TRUE(says(explainVlan(f).why, "would have prevented it: admission"));
+}
+
+TEST(Explain, AStaticVlanThatWasNotDeclaredAgainUnderGvrpIsNotCalledDone) {
+    ExplainFacts f = facts();
+    f.vlanIsStatic = true;
+    f.port.machine = {5, 3, 0};
+    f.global.compliance = true;
+    f.port.history.vlan.sentMs = 9000;
+    EXPECT_EQ(causeOf(f), Cause::StaticMember) << "no LeaveAll yet";
+    f.port.history.port.leaveAllOutMs = 5000;
+    EXPECT_EQ(causeOf(f), Cause::StaticNotDeclared);
+    EXPECT_TRUE(says(explainVlan(f).why, "not declared again when a LeaveAll asked for it, 5.0 s"));
+    EXPECT_FALSE(says(explainVlan(f).advice, "Nothing is to be done"));
+    runsWith(f, {});
+    EXPECT_TRUE(says(explainVlan(f).advice, "would have prevented it: gvrp-static-renewed"));
+    f.port.history.vlan.sentMs = 5000;
+    EXPECT_EQ(causeOf(f), Cause::StaticMember) << "said with the LeaveAll";
+    f.port.history.vlan.sentMs = 9000;
+    f.port.history.port.leaveAllOutMs = 399;
+    EXPECT_EQ(causeOf(f), Cause::StaticMember) << "within two join times";
 }
 
 TEST(Explain, AChangeThatWaitsForLongNamesTheCorrectionThatBoundsIt) {

@@ -151,6 +151,10 @@ TEST_F(FrameWatching, WhatIsNotPermittedCountsOnceWhenItIsRefused) {
     watch.registrationRefused(kPort, 10, Admission::NotPermitted);
     EXPECT_EQ(failures(FailedRegistration::NotPermitted), 1U);
     EXPECT_EQ(watch.statistics(kPort).lastFailedVid, 10U);
+    // What stays permitted only while it is registered passed the frame's test.
+    watch.registrationRefused(kPort, 5, Admission::NotPermitted);
+    EXPECT_EQ(failures(FailedRegistration::NotPermitted), 2U);
+    EXPECT_EQ(watch.statistics(kPort).lastFailedVid, 5U);
 }
 
 TEST_F(FrameWatching, SaysWhatWasRefusedOnceAMinuteAPort) {
