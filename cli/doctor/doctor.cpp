@@ -95,6 +95,29 @@ std::map<u32, PortGaps> readGaps(Client& client, const std::vector<PortView>& po
     return both;
 }
 
+/// Under GVRP a declaration may be active here and forgotten by the neighbour.
+void addUnrenewed(Client& client, DaemonFacts& facts) {
+    std::vector<platform::SwitchPortRecord> ports;
+    std::vector<const PortView*> views;
+    for (const PortView& view : facts.ports) {
+        if (!saysWhatIsStatic(view))
+            continue;
+        ports.push_back(view.port);
+        views.push_back(&view);
+    }
+    const platform::VlanBitmap statics = queryVlans(client, kNameParts).staticVlans;
+    for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid) {
+        if (ports.empty() || !platform::vlanContains(statics, vid))
+            continue;
+        const std::vector<VlanHistory> histories = queryVlanHistory(client, vid, ports);
+        for (std::size_t i = 0; i < ports.size(); ++i)
+            if (platform::vlanContains(views[i]->permitted, vid) &&
+                platform::vlanContains(views[i]->declared, vid) &&
+                wasNotRenewed(histories[i], views[i]->settings->joinTime))
+                platform::vlanInsert(facts.gaps[ports[i].unit].unrenewed, vid);
+    }
+}
+
 std::string configSource(Client& client) {
     const Reply reply = client.exchange({platform::Request::ConfigSource});
     return reply.status == kStatusOk
@@ -118,6 +141,8 @@ DaemonFacts collectDaemonFacts(const std::string& socketPath) {
         facts.ports = queryPorts(client, queryPortList(client));
         readStatistics(client, facts);
         facts.gaps = readGaps(client, facts.ports);
+        if (facts.global.compliance)
+            addUnrenewed(client, facts);
         facts.configFile = configSource(client);
         facts.state = DaemonState::Answers;
     } catch (const ConnectionError& error) {

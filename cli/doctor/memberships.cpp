@@ -13,11 +13,9 @@
 namespace cli {
 namespace {
 
+using platform::vlanDifference;
+using platform::vlanIntersection;
 using platform::vlanIsEmpty;
-
-constexpr const char* kPortNumberOption = "mvrp.maxifnum";
-/// How many ports the Linux driver makes room for where the file does not say.
-constexpr u32 kLinuxRoom = 512;
 
 std::string setPort(const std::string& name, const char* setting) {
     return "mvrpctl set port " + name + " " + setting;
@@ -35,30 +33,44 @@ bool isOff(const GlobalView& global, Correction which) {
     return global.corrections && !isOn(global, which);
 }
 
-void examineUndeclared(const PortView& view, const PortGaps& gaps, std::vector<Finding>& findings) {
+/// @param vlans  static, and not known to the neighbour
+/// @param but    what is wrong with them
+void examineUndeclared(const PortView& view, const platform::VlanBitmap& vlans, const char* but,
+                       std::vector<Finding>& findings) {
     const std::string name = view.port.name.data();
-    findings.push_back({Severity::Warning,
-                        "static-not-declared",
-                        name,
-                        "static here, and not declared to the neighbour, which forgets them: " +
-                            platform::formatVlanRanges(gaps.undeclared),
-                        {explainFirst(name, gaps.undeclared), setPort(name, "enable off"),
-                         setPort(name, "enable on")}});
+    if (!vlanIsEmpty(vlans))
+        findings.push_back(
+            {Severity::Warning,
+             "static-not-declared",
+             name,
+             std::string("static here, and ") + but +
+                 " to the neighbour, which forgets them: " + platform::formatVlanRanges(vlans),
+             {explainFirst(name, vlans), setPort(name, "enable off"), setPort(name, "enable on")}});
+}
+
+/// Why what is registered is no member.
+std::string whyUnmembered(const PortView& view, const PortGaps& gaps, const GlobalView& global) {
+    const platform::VlanBitmap barred = vlanDifference(gaps.unmembered, view.permitted);
+    if (vlanIsEmpty(vlanDifference(gaps.unmembered, barred)))
+        return "the port's permit list leaves them out";
+    std::string why = global.pendingPairs == 0
+                          ? "the switch refused them"
+                          : std::to_string(global.pendingPairs) + " changes wait to be applied";
+    if (!vlanIsEmpty(barred))
+        why += ", and the port's permit list leaves out " + platform::formatVlanRanges(barred);
+    return why;
 }
 
 void examineUnmembered(const PortView& view, const PortGaps& gaps, const GlobalView& global,
                        std::vector<Finding>& findings) {
     const std::string name = view.port.name.data();
-    findings.push_back(
-        {Severity::Warning,
-         "registered-not-member",
-         name,
-         "registered, and not on the port: " + platform::formatVlanRanges(gaps.unmembered) +
-             "; declared " + agoText32(gaps.registeredMs) +
-             (global.pendingPairs == 0
-                  ? "; the switch refused them"
-                  : "; " + std::to_string(global.pendingPairs) + " changes wait to be applied"),
-         {explainFirst(name, gaps.unmembered), "mvrpctl show statistics " + name}});
+    findings.push_back({Severity::Warning,
+                        "registered-not-member",
+                        name,
+                        "registered, and not on the port: " +
+                            platform::formatVlanRanges(gaps.unmembered) + "; declared " +
+                            agoText32(gaps.registeredMs) + "; " + whyUnmembered(view, gaps, global),
+                        {explainFirst(name, gaps.unmembered), "mvrpctl show statistics " + name}});
 }
 
 /// What was kept from before the start is cleared within a leave-all and a leave time.
@@ -82,7 +94,10 @@ void examineUnregistered(const PortView& view, const PortGaps& gaps, const Globa
              "member-not-registered",
              name,
              "on the port, and registered by nobody: " + vlans + "; withdrawn " +
-                 agoText32(gaps.withdrawnMs) + "; they do not go by themselves",
+                 agoText32(gaps.withdrawnMs) +
+                 (global.pendingPairs == 0
+                      ? "; they do not go by themselves"
+                      : "; " + std::to_string(global.pendingPairs) + " changes wait to be applied"),
              {explainFirst(name, gaps.unregistered), setPort(name, "registration forbidden"),
               setPort(name, "registration normal")}});
 }
@@ -102,9 +117,11 @@ void examineOff(const PortView& view, const PortGaps& gaps, const GlobalView& gl
                             {"mvrpctl show corrections"}});
     };
     say(global.compliance ? Correction::GvrpStaticRenewed : Correction::StaticKept,
-        gaps.undeclared);
+        platform::vlanUnion(gaps.undeclared, gaps.unrenewed));
+    const platform::VlanBitmap admissible = vlanIntersection(gaps.unmembered, view.permitted);
+    say(Correction::Admission, vlanDifference(gaps.unmembered, admissible));
     if (global.pendingPairs != 0)
-        say(Correction::YieldBounded, gaps.unmembered);
+        say(Correction::YieldBounded, admissible);
     if (!isBeingCleared(view, global)) {
         say(Correction::OwnBatch, gaps.unregistered);
         say(Correction::SpareOthers, gaps.unregistered);
@@ -120,14 +137,15 @@ bool isWanted(const platform::HostConfig& config, const platform::SwitchPortReco
 
 /// How many ports may run the protocol; nothing when that is not known.
 std::optional<u32> roomOf(const platform::HostConfig& config) {
-    const auto option = config.options.find(kPortNumberOption);
+    const auto option = config.options.find(platform::kPortNumberOption);
     u32 room = 0;
     if (option != config.options.end() &&
         std::from_chars(option->second.data(), option->second.data() + option->second.size(), room)
                 .ec == std::errc{})
         return room == 0 ? std::nullopt : std::optional(room);  // 0: the daemon's own number
-    return config.network.driver == platform::DriverKind::LinuxBridge ? std::optional(kLinuxRoom)
-                                                                      : std::nullopt;
+    return config.network.driver == platform::DriverKind::LinuxBridge
+               ? std::optional(platform::kLinuxPortNumber)
+               : std::nullopt;
 }
 
 /// Ports on which the file switches the protocol on, and the daemon does not run it.
@@ -150,7 +168,8 @@ void examineRefused(const DoctorFacts& facts, std::vector<Finding>& findings) {
                                 name,
                                 "the file switches MVRP on here, and the daemon refused: there is "
                                 "room for " +
-                                    std::to_string(*room) + " ports ([mvrp] maxifnum)",
+                                    std::to_string(*room) + (*room == 1 ? " port" : " ports") +
+                                    " ([mvrp] maxifnum)",
                                 {setPort(name, "enable on"), "systemctl restart mvrp"}});
         else
             findings.push_back({Severity::Warning,
@@ -174,8 +193,9 @@ void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings
         if (found == daemon.gaps.end() || !view.settings)
             continue;
         const PortGaps& gaps = found->second;
-        if (!vlanIsEmpty(gaps.undeclared))
-            examineUndeclared(view, gaps, findings);
+        examineUndeclared(view, gaps.undeclared, "not declared", findings);
+        examineUndeclared(view, gaps.unrenewed, "not declared again since the last LeaveAll",
+                          findings);
         if (!vlanIsEmpty(gaps.unmembered))
             examineUnmembered(view, gaps, daemon.global, findings);
         if (!vlanIsEmpty(gaps.unregistered))

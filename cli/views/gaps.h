@@ -12,12 +12,18 @@ namespace cli {
 /// VLANs of a port that runs the protocol whose membership, registration and declaration do not go
 /// together. For a second that is so while changes are applied.
 struct PortGaps {
-    platform::VlanBitmap undeclared{};      ///< static and carried, and not declared
+    platform::VlanBitmap undeclared{};  ///< static and carried, and not declared
+    /// Static and declared, and not said again since a LeaveAll. Not of gapsOf(), which knows no
+    /// history.
+    platform::VlanBitmap unrenewed{};
     platform::VlanBitmap unmembered{};      ///< registered, and the port is no member
     platform::VlanBitmap unregistered{};    ///< learnt members, and not registered
     u32 registeredMs = platform::kNever32;  ///< ago that the first of `unmembered` was declared
     u32 withdrawnMs = platform::kNever32;   ///< and the first of `unregistered` withdrawn
 };
+/// Whether the port is to declare what is static: it runs the protocol, its link is up, and its
+/// participant is not quiet.
+bool saysWhatIsStatic(const PortView& view);
 /// @return nothing for a port that does not run the protocol, or whose link is down
 PortGaps gapsOf(const PortView& view, const platform::VlanBitmap& staticVlans);
 

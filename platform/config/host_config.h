@@ -22,6 +22,12 @@
 
 namespace platform {
 
+/// The daemon's option for how many ports may run the protocol, 0 for its own number.
+inline constexpr const char* kPortNumberOption = "mvrp.maxifnum";
+/// Its value on a Linux bridge whose file does not say: ports come and go there, so there are none
+/// to count. Room that is not used costs no memory.
+inline constexpr u32 kLinuxPortNumber = 512;
+
 /// One port or aggregation.
 struct PortConfig {
     u32 unit = 0;

@@ -30,11 +30,6 @@ namespace {
 
 constexpr u32 kCommandTaskStack = 512 * 1024;
 
-/// The daemon makes room for so many ports by itself where there are none to count: those of a
-/// Linux bridge come and go. Room that is not used costs no memory.
-constexpr const char* kPortNumberOption = "mvrp.maxifnum";
-constexpr const char* kLinuxPortNumber = "512";
-
 bool isLinux(const HostConfig& config) {
     return config.network.driver == DriverKind::LinuxBridge;
 }
@@ -143,7 +138,7 @@ void Host::installRuntime() {
     ProcessRuntime& runtime = processRuntime();
     runtime.options = config_.options;
     if (linux_ != nullptr)
-        runtime.options.try_emplace(kPortNumberOption, kLinuxPortNumber);
+        runtime.options.try_emplace(kPortNumberOption, std::to_string(kLinuxPortNumber));
     runtime.commandSync = [this](u32 unit, u32 command, void* value, void*) {
         return carrier_.carry(unit, command, value);
     };

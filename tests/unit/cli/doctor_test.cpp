@@ -35,6 +35,7 @@ PortView port(u32 unit, const char* name) {
     view.port.protocols = 1;
     view.port.wireForm = static_cast<u32>(platform::WireForm::Auto);
     view.port.heardForm = static_cast<u32>(platform::WireForm::Ieee);
+    view.permitted = platform::vlanRange(platform::kFirstVlan, platform::kLastVlan);
     std::string(name).copy(view.port.name.data(), view.port.name.size() - 1);
     view.settings = PortSettings{true, 1, 1, 1000, 200, 600, 10000};
     view.counters.framesIn = 12;
@@ -157,6 +158,8 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { facts.daemon.global.enabled = false; }},
     {"static-not-declared", Severity::Warning, "uplink", "mvrpctl explain uplink 30",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).undeclared, 30); }},
+    {"static-not-declared", Severity::Warning, "uplink", "mvrpctl explain uplink 30",
+     [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unrenewed, 30); }},
     {"registered-not-member", Severity::Warning, "uplink", "mvrpctl show statistics uplink",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unmembered, 10); }},
     {"member-not-registered", Severity::Warning, "uplink",
@@ -391,10 +394,45 @@ TEST(Doctor, NamesACorrectionThatIsOffAndWouldHaveActed) {
     EXPECT_EQ(off().size(), 3U);
     facts.daemon.global.pendingPairs = 1;
     EXPECT_EQ(off().size(), 4U);
+    platform::vlanErase(uplinkOf(facts).permitted, 11);
+    ASSERT_EQ(off().size(), 4U);
+    EXPECT_NE(off()[1].find("admission is off, and would have acted for 11"), std::string::npos);
+    facts.daemon.global.compliance = true;
+    platform::vlanInsert(gapsOfUplink(facts).unrenewed, 31);
+    EXPECT_NE(off()[0].find("gvrp-static-renewed is off, and would have acted for 30-31"),
+              std::string::npos);
     facts.daemon.global.corrections->on = CorrectionSet::all().bits();
     EXPECT_TRUE(off().empty());
     facts.daemon.global.corrections.reset();
     EXPECT_TRUE(off().empty());
+}
+
+TEST(Doctor, SaysWhyARegisteredVlanIsNoMember) {
+    DoctorFacts facts = healthy();
+    const auto seen = [&facts] { return examine(facts).front().seen; };
+    gapsOfUplink(facts).unmembered = platform::vlanRange(10, 11);
+    gapsOfUplink(facts).registeredMs = 3000;
+    EXPECT_EQ(
+        seen(),
+        "registered, and not on the port: 10-11; declared 3.0 s ago; the switch refused them");
+    facts.daemon.global.pendingPairs = 2;
+    EXPECT_NE(seen().find("; 2 changes wait to be applied"), std::string::npos);
+    platform::vlanErase(uplinkOf(facts).permitted, 11);
+    EXPECT_NE(seen().find("applied, and the port's permit list leaves out 11"), std::string::npos);
+    platform::vlanErase(uplinkOf(facts).permitted, 10);
+    EXPECT_NE(seen().find("ago; the port's permit list leaves them out"), std::string::npos);
+}
+
+TEST(Doctor, SaysSinceWhenAMemberIsNotRegisteredAndWhetherItGoes) {
+    DoctorFacts facts = healthy();
+    platform::vlanInsert(gapsOfUplink(facts).unregistered, 10);
+    gapsOfUplink(facts).withdrawnMs = 300'000;
+    const auto seen = [&facts] { return examine(facts).front().seen; };
+    EXPECT_EQ(seen(),
+              "on the port, and registered by nobody: 10; withdrawn 5 min ago; they do not go by "
+              "themselves");
+    facts.daemon.global.pendingPairs = 2;
+    EXPECT_NE(seen().find("5 min ago; 2 changes wait to be applied"), std::string::npos);
 }
 
 TEST(Gaps, AreWhatDoesNotGoTogether) {
