@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Counts where the daemon asks about each correction: as often as its text has rules that change, so
-that a new place is a decision and a lost one is noticed. Prints "N passed, N failed"."""
+that a new place is a decision and a lost one is noticed. And looks at its scenarios: for each name
+there is one that shows the harm, and the same one with that correction alone, whose traces differ.
+Prints "N passed, N failed"."""
 
 import pathlib
 import re
@@ -10,6 +12,7 @@ import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 ASKED = re.compile(r"\bmvrpCorrects(?:Now)?\(Correction::(\w+)")
+NAMES = re.compile(r"kCorrectionNames = \{(.*?)\};", re.DOTALL)
 NAMED = re.compile(r"^    (\w+),\s*///<", re.MULTILINE)
 
 # correction -> places, and what each of them decides
@@ -30,6 +33,8 @@ PLACES = {
     "YieldBounded": 1,
     "Admission": 1,
 }
+CASES = ROOT / "tests/scenario/cases/corrections"
+WITHOUT = "-without"
 PLANTED = "    if (mvrpCorrects(Correction::Admission))\n        return;\n"
 
 
@@ -51,6 +56,65 @@ def planted():
         return places(pathlib.Path(name))
 
 
+def commands(path):
+    """A scenario's commands as (corrections, the others)."""
+    lines = [line.partition("#")[0].split() for line in path.read_text(encoding="utf-8").splitlines()]
+    lines = [line for line in lines if line]
+    corrections = [set(line[1:]) - {"none"} for line in lines if line[0] == "correct"]
+    return corrections, [line for line in lines if line[0] != "correct"]
+
+
+def happened(path):
+    """A trace without what it repeats of the commands that choose corrections."""
+    lines = path.read_text(encoding="utf-8").splitlines()
+    return [line for line in lines if not line.startswith("> correct")]
+
+
+def pair_problem(path):
+    """What is wrong with a scenario and its double without a correction, or nothing; and the names in
+    which they differ."""
+    double = path.with_name(path.stem + WITHOUT + ".scn")
+    mine, commands_here = commands(path)
+    other, commands_there = commands(double)
+    if commands_here != commands_there:
+        return "other commands than its double has", set()
+    if len(mine) != 1 or len(other) != 1 or len(mine[0] - other[0]) != 1 or other[0] - mine[0]:
+        return "not one correction more than its double", set()
+    if happened(path.with_suffix(".trace")) == happened(double.with_suffix(".trace")):
+        return "its double has the same trace: it shows no harm", set()
+    return None, mine[0] if not other[0] else set()
+
+
+def scenarios(root):
+    """text -> whether it does not apply: pairs that are none, and names without a pair."""
+    results, shown = {}, set()
+    for path in sorted(root.rglob("*.scn")):
+        if path.stem.endswith(WITHOUT):
+            with_it = path.with_name(path.stem[: -len(WITHOUT)] + ".scn")
+            results[f"{path.parent.name}/{path.name}: nothing to compare with"] = with_it.exists()
+        elif path.with_name(path.stem + WITHOUT + ".scn").exists():
+            problem, names = pair_problem(path)
+            results[f"{path.parent.name}/{path.name}: {problem}"] = problem is None
+            shown |= names & {path.parent.name}
+    return results, shown
+
+
+def planted_scenarios():
+    """Whether pairs that are none are noticed: another command, and the same trace."""
+    noticed = []
+    for more, trace in (("start\n", "other"), ("", "same")):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name) / "own-batch"
+            folder.mkdir()
+            for stem, word, text in (("x", "own-batch", ""), ("x" + WITHOUT, "none", more)):
+                (folder / f"{stem}.scn").write_text(f"correct {word}\n{text}", encoding="utf-8")
+                happens = trace if stem == "x" else "same"
+                (folder / f"{stem}.trace").write_text(f"> correct {word}\n  {happens}\n", encoding="utf-8")
+            results, shown = scenarios(pathlib.Path(name))
+            noticed.append(not all(results.values()) and not shown)
+    return all(noticed)
+
+
 def main():
     found = places(ROOT)
     header = (ROOT / "platform/contract/corrections.h").read_text(encoding="utf-8")
@@ -61,6 +125,16 @@ def main():
     for name in sorted(set(found) | set(PLACES)):
         asked, expected = found.get(name, 0), PLACES.get(name, 0)
         results[f"{name}: asked about in {asked} places, not in {expected}"] = asked == expected
+    cmake = (ROOT / "tests/simulation/CMakeLists.txt").read_text(encoding="utf-8")
+    controls = re.findall(r"[a-z-]+", cmake)
+    pairs, shown = scenarios(CASES)
+    results.update(pairs)
+    results["the check does not notice a pair that is none"] = planted_scenarios()
+    for name in re.findall(r'"([a-z-]+)"', NAMES.search(header).group(1)):
+        results[f"{name}: no scenario that shows the harm, with its double under that correction alone"] = (
+            name in shown
+        )
+        results[f"{name}: the simulation is not run without it"] = name in controls
     for text, passed in results.items():
         if not passed:
             print(text)

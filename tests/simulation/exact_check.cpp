@@ -172,7 +172,7 @@ std::string checkExactNow(Network& network) {
     return {};
 }
 
-std::string checkExactRest(Network& network) {
+std::string checkExactPorts(Network& network) {
     const Views views = viewsOf(network);
     for (u32 index = 0; index < network.switchCount(); index++)
         for (const auto& [unit, port] : network.node(index).host.switchState.ports)
@@ -185,11 +185,15 @@ std::string checkExactRest(Network& network) {
             if (!problem.empty())
                 return placeOf(index, unit) + problem;
         }
-        std::string problem = checkStandby(network, network.node(index));
-        if (!problem.empty())
-            return problem;
     }
     return {};
+}
+
+std::string checkExactRest(Network& network) {
+    std::string problem = checkExactPorts(network);
+    for (u32 index = 0; index < network.switchCount() && problem.empty(); index++)
+        problem = checkStandby(network, network.node(index));
+    return problem;
 }
 
 bool refusesSome(const Network& network) {

@@ -19,6 +19,9 @@ std::string checkRest(Network& network, Profile profile);
 
 /// Checks the switches that acted since checkState(), before it is called.
 std::string checkExactNow(Network& network);
+/// What every port has registered, is a member of and declares.
+std::string checkExactPorts(Network& network);
+/// The same, and what standbys have.
 std::string checkExactRest(Network& network);
 /// Most frames that a port sends in one leave-all time at rest, in a network of any size. Where
 /// ports refuse VLANs there is no such number: an end that has not registered what is declared to

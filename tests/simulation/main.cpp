@@ -29,15 +29,18 @@ constexpr u32 kMostSwitches = 1000;
 constexpr u32 kMostJobs = 256;
 constexpr std::string_view kUsage =
     "usage: mvrp-simulate [--seed N] [--seeds COUNT|A-B] [--switches S] [--steps K]\n"
-    "                     [--profile calm|wild|both] [--corrections all|none|NAME,...]\n"
-    "                     [--only I,J,...] [--watch S,P,V] [--no-shrink] [--jobs J]\n"
+    "                     [--profile calm|wild|both|each] [--corrections all|none|NAME,...]\n"
+    "                     [--without NAME,...] [--only I,J,...] [--watch S,P,V] [--no-shrink]\n"
+    "                     [--jobs J]\n"
     "  --seed N       first seed (1)\n"
     "  --seeds COUNT  so many seeds, one after the other (1); A-B: those from A to B\n"
     "  --switches S   switches, in a tree, 1 to 1000 (10)\n"
     "  --steps K      events before the network is left to come to rest (200)\n"
-    "  --profile P    calm: links, cables and VLANs; wild: everything; both: by turns (both)\n"
+    "  --profile P    calm: links, cables and VLANs; wild: everything; both: odd seeds\n"
+    "                 wild, even ones calm; each: every seed in both, calm first (both)\n"
     "  --corrections  of all daemons; with all of them the rules are exact, and no port between\n"
     "                 two switches that have a VLAN throughout may leave it (none)\n"
+    "  --without      the daemons lack these of all corrections, under the same exact rules\n"
     "  --jobs J       so many seeds at a time, in processes of their own (1)\n"
     "  --only LIST    run only these steps of the plan, as a failure names them\n"
     "  --watch S,P,V  print each change of VLAN V on port P of switch S, and what P sends\n"
@@ -52,6 +55,9 @@ struct Options {
     std::optional<Profile> profile;
     CorrectionSet corrections;
     std::string correctionsText = "none";
+    CorrectionSet without;
+    std::string withoutText;
+    bool eachProfile = false;
     std::vector<std::size_t> only;
     bool onlyGiven = false;
     bool shrinks = true;
@@ -83,13 +89,14 @@ bool parseWatch(std::string_view text) {
     return true;
 }
 
-bool parseProfile(std::string_view text, std::optional<Profile>& profile) {
+bool parseProfile(std::string_view text, Options& options) {
+    options.eachProfile = text == "each";
     if (text == "calm")
-        profile = Profile::Calm;
+        options.profile = Profile::Calm;
     else if (text == "wild")
-        profile = Profile::Wild;
+        options.profile = Profile::Wild;
     else
-        return text == "both";
+        return text == "both" || options.eachProfile;
     return true;
 }
 
@@ -120,12 +127,17 @@ bool take(std::string_view name, std::string_view value, Options& options) {
     if (name == "--jobs")
         return parse(value, options.jobs) && options.jobs >= 1 && options.jobs <= kMostJobs;
     if (name == "--profile")
-        return parseProfile(value, options.profile);
+        return parseProfile(value, options);
     if (name == "--watch")
         return parseWatch(value);
     if (name == "--corrections") {
         options.corrections = scenario::correctionsOf(value);
         options.correctionsText = value;
+        return true;
+    }
+    if (name == "--without") {
+        options.without = scenario::correctionsOf(value);
+        options.withoutText = value;
         return true;
     }
     options.onlyGiven = true;
@@ -147,10 +159,11 @@ const char* nameOf(Profile profile) {
     return profile == Profile::Calm ? "calm" : "wild";
 }
 
-void printSteps(const Plan& plan, const std::string& corrections,
-                const std::vector<std::size_t>& steps) {
+void printSteps(const Plan& plan, const Options& options, const std::vector<std::size_t>& steps) {
     simulation::Network network(plan.seed, plan.corrections);
     buildNetwork(network, plan);
+    const std::string without =
+        options.withoutText.empty() ? "" : "--without " + options.withoutText + " ";
     std::string list;
     for (const std::size_t index : steps) {
         std::printf("  %zu: %s\n", index, describe(network, plan.steps[index]).c_str());
@@ -158,18 +171,17 @@ void printSteps(const Plan& plan, const std::string& corrections,
     }
     std::printf(
         "again: mvrp-simulate --seed %llu --switches %u --steps %zu --profile %s --corrections %s "
-        "--only '%s'\n",
+        "%s--only '%s'\n",
         static_cast<unsigned long long>(plan.seed), plan.switches, plan.steps.size(),
-        nameOf(plan.profile), corrections.c_str(), list.c_str());
+        nameOf(plan.profile), options.correctionsText.c_str(), without.c_str(), list.c_str());
 }
 
-bool runSeed(const Options& options, u64 seed) {
-    const Profile profile = options.profile.value_or(seed % 2 == 0 ? Profile::Calm : Profile::Wild);
+bool runPlanOf(const Options& options, u64 seed, Profile profile) {
     std::printf("seed %llu, %s\n", static_cast<unsigned long long>(seed), nameOf(profile));
     std::fflush(stdout);
-    const Plan plan =
-        simulation::makePlan(seed, static_cast<u32>(options.switches),
-                             static_cast<u32>(options.steps), profile, options.corrections);
+    const Plan plan = simulation::makePlan(seed, static_cast<u32>(options.switches),
+                                           static_cast<u32>(options.steps), profile,
+                                           options.corrections, options.without);
     std::vector<std::size_t> steps(plan.steps.size());
     std::iota(steps.begin(), steps.end(), 0);
     if (options.onlyGiven)
@@ -189,8 +201,25 @@ bool runSeed(const Options& options, u64 seed) {
         std::printf("the shortest list of steps that fails, %s: %s\n", outcome.when.c_str(),
                     outcome.problem.c_str());
     }
-    printSteps(plan, options.correctionsText, steps);
+    printSteps(plan, options, steps);
     return false;
+}
+
+bool runSeed(const Options& options, u64 seed) {
+    if (options.eachProfile)
+        return runPlanOf(options, seed, Profile::Calm) && runPlanOf(options, seed, Profile::Wild);
+    return runPlanOf(options, seed,
+                     options.profile.value_or(seed % 2 == 0 ? Profile::Calm : Profile::Wild));
+}
+
+/// So many of the seeds run in the profile.
+u64 seedsIn(const Options& options, Profile profile) {
+    if (options.eachProfile || options.profile == profile)
+        return options.seeds;
+    if (options.profile.has_value())
+        return 0;
+    const u64 even = (options.seed + options.seeds + 1) / 2 - (options.seed + 1) / 2;
+    return profile == Profile::Calm ? even : options.seeds - even;
 }
 
 /// Runs every `jobs`th seed from the `job`th on, until one fails. @return the exit status
@@ -240,6 +269,9 @@ int main(int count, char** values) {
     }
     const int status = options.jobs == 1 ? runShare(options, 0) : runJobs(options);
     if (status == 0)
-        std::printf("%llu seeds passed\n", static_cast<unsigned long long>(options.seeds));
+        std::printf("%llu seeds passed: %llu networks calm, %llu wild\n",
+                    static_cast<unsigned long long>(options.seeds),
+                    static_cast<unsigned long long>(seedsIn(options, Profile::Calm)),
+                    static_cast<unsigned long long>(seedsIn(options, Profile::Wild)));
     return status;
 }

@@ -6,6 +6,7 @@
 
 #include "platform/contract/management.h"
 #include "tests/simulation/invariants.h"
+#include "tests/simulation/prompt.h"
 #include "tests/simulation/ways.h"
 
 namespace simulation {
@@ -38,6 +39,11 @@ class Run {
 
     Outcome steps(const std::vector<std::size_t>& chosen);
     std::string rest();
+    /// How soon a network at rest is right again.
+    std::string afterRest() {
+        continuity_.stop();  // ports on the ways are switched off and on
+        return checkPrompt(network_, plan_, [this](u64 ms) { return later(ms); });
+    }
 
   private:
     void look(const Node& node) {
@@ -51,7 +57,7 @@ class Run {
     std::string checkNow();
     std::string checkFrames() const;
     std::string restProblem() {
-        return plan_.exact() ? checkExactRest(network_) : checkRest(network_, plan_.profile);
+        return plan_.exact ? checkExactRest(network_) : checkRest(network_, plan_.profile);
     }
 
     const Plan& plan_;
@@ -67,7 +73,7 @@ std::string Run::checkNow() {
     if (!continuity_.problem().empty())
         return continuity_.problem();
     std::string problem = continuity_.missing();
-    if (problem.empty() && plan_.exact())
+    if (problem.empty() && plan_.exact)
         problem = checkExactNow(network_);
     return problem.empty() ? checkState(network_) : problem;
 }
@@ -78,7 +84,7 @@ std::string Run::later(u64 ms) {
 
 /// With all corrections on the traffic at rest does not depend on the size of the network.
 std::string Run::checkFrames() const {
-    if (!plan_.exact() || refusesSome(network_))
+    if (!plan_.exact || refusesSome(network_))
         return {};
     for (const auto& [port, frames] : sent_)
         if (frames > kMostRestFrames)
@@ -139,6 +145,10 @@ Outcome runPlan(const Plan& plan, const std::vector<std::size_t>& chosen) {
         return outcome;
     outcome.when = "at rest";
     outcome.problem = run.rest();
+    if (!outcome.problem.empty() || !plan.exact)
+        return outcome;
+    outcome.when = "after the rest";
+    outcome.problem = run.afterRest();
     return outcome;
 }
 

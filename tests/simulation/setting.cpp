@@ -95,7 +95,7 @@ std::vector<Way> buildNetwork(Network& network, const Plan& plan) {
         setUpNode(node, ports[index] + edge, random, plan.profile);
     }
     std::vector<Way> ways;
-    if (plan.exact()) {
+    if (plan.exact) {
         const bool compliant = random.percent(25);
         const bool refuses = random.percent(30);
         for (u32 index = 0; index < plan.switches; index++)

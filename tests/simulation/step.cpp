@@ -190,8 +190,14 @@ u32 unitOf(const Node& node, const Step& step) {
     return 1 + step.unit % portCount(node);
 }
 
-Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections) {
-    Plan plan{seed, switches, profile, {}, corrections};
+Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections,
+              CorrectionSet without) {
+    Plan plan{seed,
+              switches,
+              profile,
+              {},
+              CorrectionSet::ofBits(corrections.bits() & ~without.bits()),
+              corrections == CorrectionSet::all()};
     Random random(seed);
     for (u32 count = 0; count < steps; count++) {
         Step step;

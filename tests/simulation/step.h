@@ -57,9 +57,7 @@ struct Plan {
     Profile profile = Profile::Calm;
     std::vector<Step> steps;
     CorrectionSet corrections;  ///< of all daemons
-
-    /// Whether the exact rules are expected to hold.
-    bool exact() const { return corrections == CorrectionSet::all(); }
+    bool exact = false;         ///< the exact rules are held against it
 };
 
 /// The ports between two switches that both have a VLAN throughout.
@@ -70,7 +68,10 @@ struct Way {
     std::vector<PortEnd> ports;  ///< in order, both ends of each cable
 };
 
-Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections);
+/// The rules are exact with all corrections.
+/// @param without  corrections that the daemons lack, held to the same rules: a control
+Plan makePlan(u64 seed, u32 switches, u32 steps, Profile profile, CorrectionSet corrections,
+              CorrectionSet without = {});
 
 /// Builds the switches and the cables of a plan, a tree, and starts the daemons. @return the ways
 /// that no step may cut; some only in an exact network
