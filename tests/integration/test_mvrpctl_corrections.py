@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What people see of the corrections: which are on, how often they acted, and for which VLAN."""
 
+import signal
 import unittest
 
 from support import NetworkTest, cable
@@ -56,6 +57,34 @@ class Corrections(NetworkTest):
         self.net.nodes["west"].change("switch vlan delete 10")
         self.await_true(lambda: self.middle.query("explain west 10")["cause"] != "learnt")
         self.assertIsNone(self.middle.query("explain west 10")["port"]["correction"])
+
+    def test_a_policy_that_is_tightened_takes_nothing_away_and_says_so(self):
+        self.net = self.start({"west": "10-12", "middle": "-"}, [cable("west", "middle")],
+                              corrections="all")
+        west, middle = self.net.nodes["west"], self.net.nodes["middle"]
+        self.assert_state(self.net, middle={"learnt": "10-12"})
+        file = middle.configuration_file
+        file.write_text(file.read_text(encoding="utf-8").replace(
+            'name = "west"\n', 'name = "west"\npermit = "1-11"\nmax-vlans = 1\n'), encoding="utf-8")
+        middle.process.send_signal(signal.SIGHUP)
+
+        def said(text):
+            return text in middle.log.read_text(encoding="utf-8")
+        self.await_true(lambda: said("west: VLANs 12 are not permitted any more and registered: they stay "
+                                     "until they are withdrawn"))
+        self.assertTrue(said("west: 3 VLANs are registered and 1 may be (max-vlans): they stay until they "
+                             "are withdrawn"))
+        for vid, cause, why in ((10, "notAdmitted", r"as many VLANs as it may register \(max-vlans\)"),
+                                (12, "notPermitted", "the port's permit list leaves it out")):
+            self.assert_state(self.net, middle={"west": {"learnt": f"+11,{vid}"}})
+            west.change(f"switch vlan delete {vid}")
+            self.assert_state(self.net, middle={"west": {"learnt": f"!{vid}"}})
+            west.change(f"switch vlan create {vid}")
+            self.await_true(lambda vid=vid, cause=cause:
+                            middle.query(f"explain west {vid}")["cause"] == cause)
+            self.assertRegex(middle.query(f"explain west {vid}")["why"], why)
+        self.assert_state(self.net, middle={"learnt": "11"})
+        self.await_true(lambda: said("west: VLAN 10, declared by"))
 
 
 if __name__ == "__main__":

@@ -165,7 +165,13 @@ TEST_F(AdmissionTest, WhatIsRegisteredStaysWhenThePermitListIsTightened) {
     apply(vlanSet({30}));
     MessageLog log;
     soft.setRouteSink(&log);
+    ::testing::internal::CaptureStderr();
     soft.reconfigure(limited(0, vlanRange(2, 20)));
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("VLANs 30 are not permitted any more and registered: they stay until they "
+                        "are withdrawn"),
+              std::string::npos)
+        << said;
     EXPECT_TRUE(log.take().empty()) << "the daemon takes nothing off";
     EXPECT_EQ(permitted(), "1-20,30");
     VlanBitmap members{};
@@ -191,7 +197,13 @@ TEST_F(AdmissionTest, WhatIsRegisteredStaysWhenTheLimitIsTightened) {
     for (const u32 vid : {10U, 11U, 12U})
         EXPECT_TRUE(admits(vid));
     apply(vlanSet({10, 11, 12}));
+    ::testing::internal::CaptureStderr();
     soft.reconfigure(limited(2));
+    const std::string said = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(said.find("3 VLANs are registered and 2 may be (max-vlans): they stay until they are "
+                        "withdrawn"),
+              std::string::npos)
+        << said;
     VlanBitmap members{};
     EXPECT_TRUE(soft.portVlans(kPort, VlanSet::Dynamic, members));
     EXPECT_EQ(members, vlanSet({10, 11, 12}));
