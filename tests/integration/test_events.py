@@ -5,6 +5,7 @@ import socket
 import time
 import unittest
 
+import topology
 from support import NetworkTest, cable
 
 TIMERS = {"join": 200, "leave": 600, "leave-all": 1000}
@@ -107,6 +108,27 @@ class Ports(Neighbours):
         self.assertEqual(port["registration"], "normal")
         self.assertEqual((port["portMrpJoinTime"], port["portMrpLeaveTime"],
                           port["portMrpLeaveAllTime"]), DEFAULT_TIMES)
+
+    def test_a_port_has_the_standard_times_again_after_off_and_on_and_after_a_reset(self):
+        switch = topology.Switch("sw", managed=False)
+        switch.add_port("p1")
+        self.here = self.run_topology(topology.Topology("test", {"sw": switch}, []), extra={"sw": """
+[management]
+enable = true
+times = "standard"
+[[management.port]]
+unit = 1
+enable = true
+"""}).nodes["sw"]
+        for words in ("set port p1 enable off", "switch port reset p1"):
+            self.await_true(lambda: self.runs("p1"))
+            self.here.change("set port p1 leave-time 2000")
+            self.here.change(words)
+            self.await_true(lambda: not self.runs("p1"))
+            self.here.change("set port p1 enable on")
+            port = self.port(self.here, "p1")
+            self.assertEqual((port["portMrpJoinTime"], port["portMrpLeaveTime"],
+                              port["portMrpLeaveAllTime"]), (200, 600, 10000))
 
     def test_a_port_in_an_aggregation_hands_the_protocol_over(self):
         self.begin(there="30")
