@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/observe/correction_book.h"
 
+#include <new>
+
 #include "platform/runtime/tasks/timer.h"
 
 namespace platform {
@@ -10,9 +12,16 @@ constexpr u32 kVidBits = 16;
 constexpr u32 kWhichBits = 8;
 constexpr u32 kVidMask = (1U << kVidBits) - 1;
 
+using Word = std::atomic_ref<u64>;
+
 }  // namespace
 
-CorrectionBook::CorrectionBook(CorrectionSet on) : on_(on), places_(std::make_unique<Places>()) {}
+// Not an array of the language's own: that would write every page to zero it.
+CorrectionBook::CorrectionBook(CorrectionSet on)
+    : on_(on), places_(static_cast<Place*>(std::calloc(kPlaces, sizeof(Place)))) {
+    if (!places_)
+        throw std::bad_alloc();
+}
 
 /// Unit, VLAN, and the correction counted from 1, so that no key is 0.
 u64 CorrectionBook::keyOf(Correction which, u32 unit, u32 vid) {
@@ -20,9 +29,9 @@ u64 CorrectionBook::keyOf(Correction which, u32 unit, u32 vid) {
 }
 
 /// The VLANs of a port lie side by side, those of different ports far apart.
-std::size_t CorrectionBook::placeOf(u32 unit, u32 vid) {
+CorrectionBook::Place& CorrectionBook::placeOf(u32 unit, u32 vid) const {
     constexpr u32 kSpread = 0x9E3779B1U;  // 2^32 divided by the golden ratio
-    return ((unit * kSpread >> kVidBits) + vid) % kPlaces;
+    return places_[((unit * kSpread >> kVidBits) + vid) % kPlaces];
 }
 
 void CorrectionBook::acted(Correction which, u32 unit, u32 vid) {
@@ -30,11 +39,11 @@ void CorrectionBook::acted(Correction which, u32 unit, u32 vid) {
     if (index >= kCorrectionCount)
         return;
     counts_[index].fetch_add(1, std::memory_order_relaxed);
-    Place& place = (*places_)[placeOf(unit, vid)];
-    place.key.store(0, std::memory_order_relaxed);
+    Place& place = placeOf(unit, vid);
+    Word(place.key).store(0, std::memory_order_relaxed);
     // Both orders matter: no reader may take the time of one decision for that of another.
-    place.whenMs.store(monotonicMs(), std::memory_order_release);
-    place.key.store(keyOf(which, unit, vid), std::memory_order_release);
+    Word(place.whenMs).store(monotonicMs(), std::memory_order_release);
+    Word(place.key).store(keyOf(which, unit, vid), std::memory_order_release);
 }
 
 u64 CorrectionBook::count(Correction which) const {
@@ -42,10 +51,10 @@ u64 CorrectionBook::count(Correction which) const {
 }
 
 std::optional<CorrectionDecision> CorrectionBook::last(u32 unit, u32 vid) const {
-    const Place& place = (*places_)[placeOf(unit, vid)];
-    const u64 key = place.key.load(std::memory_order_acquire);
-    const u64 whenMs = place.whenMs.load(std::memory_order_acquire);
-    if (key == 0 || key != place.key.load(std::memory_order_relaxed))
+    Place& place = placeOf(unit, vid);
+    const u64 key = Word(place.key).load(std::memory_order_acquire);
+    const u64 whenMs = Word(place.whenMs).load(std::memory_order_acquire);
+    if (key == 0 || key != Word(place.key).load(std::memory_order_relaxed))
         return std::nullopt;
     const u32 number = static_cast<u32>(key & ((1U << kWhichBits) - 1));
     const auto which = static_cast<Correction>(number - 1);

@@ -4,12 +4,14 @@
 // for a VLAN on a port.
 //
 // Locking: none. acted() is called with the daemon's lock held, by one thread at a time, and costs
-// a few stores; the reads are for any thread. The memory is taken at the start: of two decisions
-// that share a place the later one is kept, so that an old one may be forgotten, never mistaken.
+// a few stores; the reads are for any thread. The room is taken at the start, and a page of it
+// costs memory once a decision stands there: of two decisions that share a place the later one is
+// kept, so that an old one may be forgotten, never mistaken.
 #pragma once
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -39,22 +41,24 @@ class CorrectionBook {
 
   private:
     /// One decision. `key` is written last and read first and last: a reader that meets a writer
-    /// sees that and takes nothing.
+    /// sees that and takes nothing. Both are touched as std::atomic_ref only.
     struct Place {
-        std::atomic<u64> key{0};  ///< see keyOf(), 0: empty or being written
-        std::atomic<u64> whenMs{0};
+        u64 key;  ///< see keyOf(), 0: empty or being written
+        u64 whenMs;
+    };
+    struct Freed {
+        void operator()(Place* places) const { std::free(places); }
     };
     /// A page for each unit and 4096 VLANs would be exact; this holds sixteen ports that have all
     /// VLANs, or a thousand with sixty each.
     static constexpr std::size_t kPlaces = 65536;
-    using Places = std::array<Place, kPlaces>;
 
     static u64 keyOf(Correction which, u32 unit, u32 vid);
-    static std::size_t placeOf(u32 unit, u32 vid);
+    Place& placeOf(u32 unit, u32 vid) const;
 
     const CorrectionSet on_;
     std::array<std::atomic<u64>, kCorrectionCount> counts_{};
-    const std::unique_ptr<Places> places_;
+    const std::unique_ptr<Place[], Freed> places_;  ///< kPlaces of them
 };
 
 }  // namespace platform

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/wire/pcap.h"
 
-#include <pcap/pcap.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+
+#include "platform/wire/capture_library.h"
 
 namespace platform {
 namespace {
@@ -42,19 +42,21 @@ std::string systemError(const std::string& path) {
 }
 
 struct CaptureCloser {
-    void operator()(pcap_t* capture) const { pcap_close(capture); }
+    const CaptureLibrary* library;
+    void operator()(pcap_t* capture) const { library->close(capture); }
 };
 using CaptureHandle = std::unique_ptr<pcap_t, CaptureCloser>;
 
 /// Opens a capture that lies in memory, which has to stay as long. Times are in microseconds.
-CaptureHandle openCapture(std::span<u8> bytes, std::string& error) {
+CaptureHandle openCapture(const CaptureLibrary& library, std::span<u8> bytes, std::string& error) {
+    CaptureHandle capture(nullptr, {&library});
     FileHandle file(bytes.empty() ? nullptr : ::fmemopen(bytes.data(), bytes.size(), "r"));
     if (!file) {
         error = "not a pcap or pcapng file: it is empty";
-        return nullptr;
+        return capture;
     }
     std::array<char, PCAP_ERRBUF_SIZE> reason{};
-    CaptureHandle capture(pcap_fopen_offline(file.get(), reason.data()));
+    capture.reset(library.openFile(file.get(), reason.data()));
     if (capture)
         (void)file.release();  // the capture owns it now
     else
@@ -63,10 +65,11 @@ CaptureHandle openCapture(std::span<u8> bytes, std::string& error) {
 }
 
 /// Takes the records up to the end, or to the first that makes no sense.
-void collectRecords(pcap_t* capture, PcapFrames& frames) {
+void collectRecords(const CaptureLibrary& library, pcap_t* capture, PcapFrames& frames) {
     pcap_pkthdr* header = nullptr;
     const u_char* data = nullptr;
-    while (pcap_next_ex(capture, &header, &data) == 1 && header->caplen <= kPcapLongestRecord) {
+    while (library.nextRecord(capture, &header, &data) == 1 &&
+           header->caplen <= kPcapLongestRecord) {
         const u64 timeUs = static_cast<u64>(header->ts.tv_sec) * kMicrosecondsPerSecond +
                            static_cast<u64>(header->ts.tv_usec);
         frames.records.push_back({timeUs, static_cast<u32>(frames.bytes.size()), header->caplen});
@@ -99,16 +102,19 @@ bool PcapWriter::write(std::span<const u8> frame, u64 timeUs) {
 }
 
 std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error) {
-    const CaptureHandle capture = openCapture(bytes, error);
+    const CaptureLibrary* library = captureLibrary(error);
+    if (library == nullptr)
+        return std::nullopt;
+    const CaptureHandle capture = openCapture(*library, bytes, error);
     if (!capture)
         return std::nullopt;
-    if (const int linkType = pcap_datalink(capture.get()); linkType != DLT_EN10MB) {
+    if (const int linkType = library->linkType(capture.get()); linkType != DLT_EN10MB) {
         error = "the link type is " + std::to_string(linkType) + "; only Ethernet (1) is read";
         return std::nullopt;
     }
     PcapFrames frames;
     frames.bytes.reserve(bytes.size());
-    collectRecords(capture.get(), frames);
+    collectRecords(*library, capture.get(), frames);
     return frames;
 }
 
