@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -143,6 +144,38 @@ void save(const Context& context) {
                                : file + ": saved" + (isNew ? "" : "; it was " + file + "~") + "\n");
 }
 
+/// The lines of a reply, without their ends.
+std::vector<std::string> linesOf(const Reply& reply) {
+    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    std::vector<std::string> lines;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return lines;
+}
+
+void apply(const Context& context) {
+    const auto force =
+        context.has("force") ? platform::ConfigForce::Yes : platform::ConfigForce::No;
+    const Reply reply =
+        context.client.exchange({platform::Request::ConfigApply, 0, static_cast<u32>(force)});
+    std::string text;
+    for (const std::string& line : linesOf(reply))
+        text += line + "\n";
+    if (reply.status != kStatusOk)
+        throw RefusedError(reply.status, text.substr(0, text.empty() ? 0 : text.size() - 1));
+    context.print(context.json   ? changesJson(linesOf(reply))
+                  : text.empty() ? std::string("Nothing is different.\n")
+                                 : text);
+}
+
+std::string forceDetails() {
+    return "What would leave nothing of the driver, the bridge or the ports, or looks like a file\n"
+           "that was cut off, is refused without --force. All of a file is applied, or nothing.\n";
+}
+
 constexpr Argument kFile = {"file", "a configuration file; the daemon's when absent", true};
 
 constexpr Command kCommands[] = {
@@ -152,6 +185,12 @@ constexpr Command kCommands[] = {
      "what runs and is not what the file says; exit status 1 when there is any",
      {{kFile}},
      diff},
+    {"config apply",
+     "have the daemon read its file again and apply it, as SIGHUP does; prints the changes",
+     {},
+     apply,
+     forceDetails,
+     {{{"--force", nullptr, "also when it takes down the driver, the bridge or the ports"}}}},
     {"config save",
      "write what runs into the file; what it does not set in the file stays, comments too",
      {{kFile}},

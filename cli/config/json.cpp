@@ -23,4 +23,8 @@ std::string fileJson(const std::string& file) {
     return finished({{"file", file}, {"valid", true}});
 }
 
+std::string changesJson(const std::vector<std::string>& changes) {
+    return finished({{"changes", changes}});
+}
+
 }  // namespace cli

@@ -30,6 +30,7 @@ std::string configJson(const GlobalView& global, const std::vector<PortView>& po
 std::string statisticsJson(const std::vector<PortStatistics>& ports);
 /// Of a configuration file that is right, or was written.
 std::string fileJson(const std::string& file);
+std::string changesJson(const std::vector<std::string>& changes);
 std::string captureJson(const std::string& file, u64 frames, u64 lost);
 /// Of `wait`. @param waitedMs  how long it took
 std::string waitJson(const std::string& port, const platform::VlanBitmap& vlans, bool onPort,

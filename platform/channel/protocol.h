@@ -67,7 +67,10 @@ enum class Request : u32 {
     Changes = 323,          ///< value: ChangesQuery; reply: ChangesHeader, then ChangeRecord each
     CaptureRead = 324,      ///< value: CaptureQuery; reply: CaptureHeader, then the frames
     ConfigSource = 325,     ///< reply: path of the configuration file, empty when there is none
+    ConfigApply = 326,  ///< attribute: ConfigForce; reads it again; reply: changes, each with '\n'
 };
+/// Whether Request::ConfigApply may take down what a person is asked about.
+enum class ConfigForce : u32 { No = 0, Yes = 1 };
 inline constexpr u32 kFirstPlatformRequest = 256;
 
 inline constexpr u32 kCableBytes = 240;  ///< two paths of UNIX sockets and their prefix

@@ -134,6 +134,17 @@ struct LinuxBridgeConfig {
 
     bool operator==(const LinuxBridgeConfig&) const = default;
 
+    /// Takes over all of another's but the bridge.
+    void follow(const LinuxBridgeConfig& other) {
+        staticVlans = other.staticVlans;
+        onStop = other.onStop;
+        guard = other.guard;
+        vlanOne = other.vlanOne;
+        lingerMs = other.lingerMs;
+        rules = other.rules;
+        rest = other.rest;
+    }
+
     /// The first rule that matches the name, or `rest`.
     const LinuxPortRule& ruleOf(const std::string& interfaceName) const;
 };
@@ -178,6 +189,7 @@ struct ProcessConfig {
 };
 
 struct HostConfig {
+    std::vector<std::string> settings;           ///< what the file sets, see settingNames()
     std::map<std::string, std::string> options;  ///< start-up options by name, as text
     CorrectionSet corrections;                   ///< that the daemon runs with
     SwitchConfig network;

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/config/load_sections.h"
+#include "platform/config/reload/setting_names.h"
 
 namespace platform {
 namespace {
@@ -27,6 +28,7 @@ LoadedConfig parseConfig(std::string_view document) {
         return loaded;
     }
     HostConfig config;
+    config.settings = settingNames(*tree);
     ConfigReader top(*tree, "the file", loaded.problems);
     loadSwitch(top, config.network);
     loadOptions(top, config);

@@ -29,7 +29,9 @@ class Applier {
 
     void portEnable(u32 unit, u32 value) {
         const u32 status = dispatcher_.setNumber(Request::PortSet, unit, MVRP_PORT_ENABLE, value);
-        if (status != kStatusOk)
+        // A port that is gone does not run the protocol.
+        const bool isGone = status == MVRP_ERR_UNREADABLE || status == MVRP_ERR_NO_PORT;
+        if (status != kStatusOk && !(value == MVRP_OFF && isGone))
             report("[[management.port]] unit " + std::to_string(unit) + " " + kMvrpEnableName,
                    value, status);
     }
@@ -98,7 +100,32 @@ void applyPort(Applier& applier, u32 unit, const PortManagement& before,
     applier.portSettings(unit, fresh ? PortManagement{} : before, wanted);
 }
 
+std::optional<u32> numberOf(const Dispatcher& dispatcher, Request request, u32 unit,
+                            u32 attribute) {
+    u32 value = 0;
+    return dispatcher.callNumber(request, unit, attribute, value) == kStatusOk
+               ? std::optional(value)
+               : std::nullopt;
+}
+
 }  // namespace
+
+ManagementConfig readManagement(const Dispatcher& dispatcher, std::span<const u32> units) {
+    ManagementConfig now;
+    now.enable = numberOf(dispatcher, Request::ScalarGet, 0, MVRP_SCALAR_ENABLE);
+    now.compliance = numberOf(dispatcher, Request::ScalarGet, 0, MVRP_SCALAR_GVRP_COMPLIANCE);
+    for (const u32 unit : units) {
+        if (numberOf(dispatcher, Request::PortGet, unit, MVRP_PORT_ENABLE) != u32{MVRP_ON})
+            continue;
+        PortManagement port;
+        port.enable = u32{MVRP_ON};
+        for (std::size_t i = 0; i < kMvrpPortSettings.size(); i++)
+            port.*kPortSettingFields[i] =
+                numberOf(dispatcher, Request::PortGet, unit, kMvrpPortSettings[i].attribute);
+        now.ports.emplace(unit, port);
+    }
+    return now;
+}
 
 u32 applyPortSettings(Dispatcher& dispatcher, u32 unit, const PortManagement& wanted) {
     Applier applier(dispatcher);

@@ -8,7 +8,6 @@
 #include <limits>
 #include <utility>
 
-#include "platform/config/load.h"
 #include "platform/contract/corrections.h"
 #include "platform/contract/sil.h"
 #include "platform/host/apply_management.h"
@@ -36,25 +35,6 @@ bool isLinux(const HostConfig& config) {
 
 CommandAccess accessOf(const HostConfig& config) {
     return {config.commandGroup.empty() ? std::nullopt : groupOf(config.commandGroup)};
-}
-
-/// What only a new start can change.
-void reportFixed(const HostConfig& before, const HostConfig& next) {
-    const auto report = [](bool differs, const char* section) {
-        if (differs)
-            logMessage(LogPriority::Warning,
-                       "%s has changed in the configuration; this takes effect at the next start",
-                       section);
-    };
-    report(before.options != next.options, "[mvrp]");
-    report(before.corrections != next.corrections, "[mvrp] corrections");
-    report(before.network.driver != next.network.driver, "[switch] driver");
-    report(before.network.linuxBridge.bridge != next.network.linuxBridge.bridge, "[switch] bridge");
-    report(before.commandGroup != next.commandGroup, "[command]");
-    report(before.debugSocket != next.debugSocket, "[debug]");
-    report(before.standby != next.standby, "[standby]");
-    report(before.process != next.process, "[process]");
-    report(before.storeFile != next.storeFile, "[store]");
 }
 
 }  // namespace
@@ -94,6 +74,16 @@ void Host::registerRequests() {
         [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
             reply.insert(reply.end(), configFile_.begin(), configFile_.end());
             return kStatusOk;
+        });
+    dispatcher_.registerRequest(
+        Request::ConfigApply,
+        [this](const RequestHeader& header, std::span<const u8>, std::vector<u8>& reply) {
+            const Reloaded reloaded = reload(static_cast<ConfigForce>(header.attribute));
+            std::string text;
+            for (const std::string& line : reloaded.lines)
+                text += line + "\n";
+            appendText(reply, text.substr(0, kMaxValueBytes));
+            return reloaded.done ? kStatusOk : kBadArgument;
         });
     dispatcher_.registerRequest(
         Request::StandbyTakeOver,
@@ -147,13 +137,13 @@ void Host::installRuntime() {
                                    std::span<const IcmFunc> map) {
         return startCommands(task, path, map);
     };
-    runtime.onReload = [this] { server_.post([this] { reload(); }); };
+    runtime.onReload = [this] { server_.post([this] { onReload(); }); };
     runtime.onEnd = [this] { end(); };
 }
 
 void Host::serveCommands() {
     if (linux_ != nullptr) {
-        applySettings();
+        applyPorts();
         keepAdopted();
     } else {
         applyManagement(dispatcher_, {}, carrier_.store().appliedTo(config_.management));
@@ -206,53 +196,6 @@ std::string Host::status() const {
            std::to_string(taking) + " of " + std::to_string(ports.size()) + " ports take part";
 }
 
-void Host::reload() {
-    const ServiceReload reloading;
-    if (configFile_.empty()) {
-        logMessage(LogPriority::Notice, "SIGHUP: there is no configuration file to read again");
-        return;
-    }
-    LoadedConfig loaded = loadConfig(configFile_);
-    for (const ConfigProblem& problem : loaded.problems)
-        logMessage(LogPriority::Error, "%s", formatProblem(configFile_, problem).c_str());
-    if (!loaded.config) {
-        logMessage(LogPriority::Error, "SIGHUP: the configuration stays as it was");
-        return;
-    }
-    applyConfig(std::move(*loaded.config));
-}
-
-void Host::applyConfig(HostConfig next) {
-    reportFixed(config_, next);
-    if (linux_ != nullptr)
-        linux_->driver().reconfigure(next.network.linuxBridge);
-    else
-        soft_->reconfigure(next.network);
-    config_.network = std::move(next.network);
-    config_.management = std::move(next.management);
-    config_.otherPorts = next.otherPorts;
-    carrier_.setSource(CommandSource::ConfigFile);
-    const u32 refused = applySettings();
-    carrier_.setSource(CommandSource::Management);
-    logMessage(LogPriority::Notice, "SIGHUP: %s was read again, %u settings were refused",
-               configFile_.c_str(), refused);
-}
-
-u32 Host::applySettings() {
-    std::string error;
-    ManagementConfig wanted = config_.management;
-    if (linux_ != nullptr) {
-        wanted = linux_->withPorts(config_.management, config_.network.linuxBridge);
-        applied_ = linux_->stillApplied(std::move(applied_), dispatcher_);
-    }
-    if (!frames_.reconfigure(
-            linux_ == nullptr ? config_.network : linux_->withPorts(config_.network), error))
-        logMessage(LogPriority::Error, "the ports' frames: %s", error.c_str());
-    const u32 refused = applyManagement(dispatcher_, applied_, wanted);
-    applied_ = std::move(wanted);
-    return refused;
-}
-
 PortManagement Host::settingsOf(u32 unit) const {
     if (linux_ != nullptr) {
         std::string name;
@@ -283,12 +226,6 @@ void Host::settingChanged(const RequestHeader& header) {
     } else if (linux_ != nullptr) {
         linux_->driver().setTimes(header.unit, times->joinMs, times->leaveMs);
     }
-}
-
-void Host::portsChanged() {
-    carrier_.setSource(CommandSource::ConfigFile);
-    applySettings();
-    carrier_.setSource(CommandSource::Management);
 }
 
 void Host::end() {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/channel/dispatcher.h"
 #include "platform/channel/server.h"
@@ -45,12 +46,30 @@ class Host {
     void serveCommands();
     /// Begins to listen for the command channel and starts its task.
     bool startCommands(const char* task, const char* path, std::span<const IcmFunc> map);
-    /// Reads the file again and applies the difference, or nothing when it is wrong.
-    void reload();
-    void applyConfig(HostConfig next);
-    /// Brings frames and daemon to the settings of the configuration, for the ports that are there.
+    /// What came of reading the file again.
+    struct Reloaded {
+        bool done = false;
+        std::vector<std::string> lines;  ///< the changes, or why there are none
+    };
+    /// Reads the file again and applies the difference, or nothing when it is wrong, when it would
+    /// leave nothing (see reloadRefusal(); not with `force`), or when a part of it fails.
+    Reloaded reload(ConfigForce force);
+    /// SIGHUP.
+    void onReload();
+    /// Applies all of a configuration or none of it. @param error  receives what failed
+    bool applyConfig(HostConfig next, std::string& error);
+    /// What there is besides `config_`, to go back to.
+    struct Running;
+    Running running() const;
+    void goBack(Running before, HostConfig config);
+    /// Brings the switch to the configuration.
+    void reconfigureSwitch();
+    // Frames and daemon are brought to the configuration, for the ports that are there.
+    /// @param error  receives what could not be done
+    bool applyFrames(std::string& error);
     /// @return how many settings were refused
-    u32 applySettings();
+    u32 applyManaged();
+    void applyPorts();
     /// The Linux driver has others: in the command task.
     void portsChanged();
     /// A setting of the daemon was changed, by whomever: in the command task.

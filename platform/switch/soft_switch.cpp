@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/switch/soft_switch.h"
 
+#include <utility>
+
 #include "platform/model/vlan_algebra.h"
 
 namespace platform {
@@ -40,11 +42,32 @@ HostStatus SoftSwitch::change(const SwitchChangeRecord& record, std::string& err
 }
 
 void SoftSwitch::reconfigure(const SwitchConfig& config) {
+    replace(softStateFrom(config));
+}
+
+SwitchState SoftSwitch::snapshot() const {
+    const std::lock_guard lock(mutex_);
+    return state_;
+}
+
+void SoftSwitch::restore(SwitchState before) {
+    before.eraseVlans(before.vlans(QorVlanType::Dynamic));
+    for (SwitchPort& port : before.ports) {
+        port.mvrp = false;
+        port.gvrp = false;
+        port.dynamic = {};
+        port.adopted = {};
+        port.kept = {};
+        port.admitted = {};
+    }
+    replace(std::move(before));
+}
+
+void SoftSwitch::replace(SwitchState next) {
     const std::lock_guard serial(changeMutex_);
     RouteBatch batch;
     {
         const std::lock_guard lock(mutex_);
-        SwitchState next = softStateFrom(config);
         vlanForEach(state_.vlans(QorVlanType::Dynamic), [&next](u32 vid) {
             if (!next.vlanExists(vid))
                 next.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);

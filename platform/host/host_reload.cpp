@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+//
+// The configuration while the daemon runs: read again, weighed, applied as a whole or not at all;
+// and the same settings for ports of a bridge that come and go.
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "platform/config/load.h"
+#include "platform/config/reload/config_changes.h"
+#include "platform/config/reload/reload_check.h"
+#include "platform/host/apply_management.h"
+#include "platform/host/host.h"
+#include "platform/host/service.h"
+#include "platform/runtime/log.h"
+
+namespace platform {
+namespace {
+
+std::vector<std::string> problemLines(const std::string& file, const LoadedConfig& loaded) {
+    std::vector<std::string> lines;
+    for (const ConfigProblem& problem : loaded.problems)
+        lines.push_back(formatProblem(file, problem));
+    return lines;
+}
+
+std::vector<u32> unitsOf(const SwitchDriver& driver) {
+    std::vector<u32> units;
+    for (const PortSummary& port : driver.listPorts(0, std::numeric_limits<std::size_t>::max()))
+        units.push_back(port.unit);
+    return units;
+}
+
+}  // namespace
+
+struct Host::Running {
+    std::optional<SwitchState> soft;  ///< of the software switch
+    ManagementConfig settings;
+    ManagementConfig applied;
+};
+
+void Host::onReload() {
+    const ServiceReload reloading;
+    reload(ConfigForce::No);
+}
+
+Host::Reloaded Host::reload(ConfigForce force) {
+    Reloaded result;
+    std::optional<HostConfig> next;
+    std::vector<std::string> fixed;
+    if (configFile_.empty()) {
+        result.lines = {"there is no configuration file to read again"};
+    } else {
+        LoadedConfig loaded = loadConfig(configFile_);
+        result.lines = problemLines(configFile_, loaded);
+        next = std::move(loaded.config);
+    }
+    if (next) {
+        std::string refusal =
+            force == ConfigForce::Yes ? std::string() : reloadRefusal(config_, *next);
+        std::vector<std::string> changes = configChanges(config_, *next);
+        fixed = fixedChanges(config_, *next);
+        result.done = refusal.empty() && applyConfig(std::move(*next), refusal);
+        if (result.done)
+            result.lines = std::move(changes);
+        else
+            result.lines = {configFile_ + ": " + refusal};
+    }
+    const LogPriority priority = result.done ? LogPriority::Notice : LogPriority::Error;
+    for (const std::string& line : result.lines)
+        logMessage(priority, "configuration: %s", line.c_str());
+    if (!result.done) {
+        logMessage(priority, "configuration: it stays as it was");
+        return result;
+    }
+    for (const std::string& line : fixed)
+        logMessage(LogPriority::Warning, "%s", line.c_str());
+    logMessage(priority, "configuration: %s was read again, %zu changes", configFile_.c_str(),
+               result.lines.size());
+    result.lines.insert(result.lines.end(), fixed.begin(), fixed.end());
+    return result;
+}
+
+bool Host::applyConfig(HostConfig next, std::string& error) {
+    Running before = running();
+    HostConfig config = config_;
+    config_.settings = std::move(next.settings);
+    config_.network = std::move(next.network);
+    config_.management = std::move(next.management);
+    config_.otherPorts = next.otherPorts;
+    carrier_.setSource(CommandSource::ConfigFile);
+    // What can fail comes first. Frames of a port that the switch does not have yet go nowhere.
+    bool done = applyFrames(error);
+    if (done) {
+        reconfigureSwitch();
+        done = applyManaged() == 0;
+        if (!done)
+            error = "the daemon refused a part of it, which the log names";
+    }
+    if (!done)
+        goBack(std::move(before), std::move(config));
+    carrier_.setSource(CommandSource::Management);
+    return done;
+}
+
+Host::Running Host::running() const {
+    Running now;
+    if (soft_ != nullptr)
+        now.soft = soft_->snapshot();
+    now.settings = readManagement(dispatcher_, unitsOf(switch_));
+    now.applied = applied_;
+    return now;
+}
+
+void Host::goBack(Running before, HostConfig config) {
+    config_ = std::move(config);
+    std::string error;
+    if (!applyFrames(error))
+        logMessage(LogPriority::Error, "the ports' frames, as they were: %s", error.c_str());
+    if (before.soft)
+        soft_->restore(std::move(*before.soft));
+    else
+        reconfigureSwitch();
+    applyManagement(dispatcher_, readManagement(dispatcher_, unitsOf(switch_)), before.settings);
+    applied_ = std::move(before.applied);
+}
+
+void Host::reconfigureSwitch() {
+    if (linux_ != nullptr)
+        linux_->driver().reconfigure(config_.network.linuxBridge);
+    else
+        soft_->reconfigure(config_.network);
+}
+
+bool Host::applyFrames(std::string& error) {
+    return frames_.reconfigure(
+        linux_ == nullptr ? config_.network : linux_->withPorts(config_.network), error);
+}
+
+u32 Host::applyManaged() {
+    ManagementConfig wanted = config_.management;
+    if (linux_ != nullptr) {
+        wanted = linux_->withPorts(config_.management, config_.network.linuxBridge);
+        applied_ = linux_->stillApplied(std::move(applied_), dispatcher_);
+    }
+    const u32 refused = applyManagement(dispatcher_, applied_, wanted);
+    applied_ = std::move(wanted);
+    return refused;
+}
+
+void Host::applyPorts() {
+    std::string error;
+    if (!applyFrames(error))
+        logMessage(LogPriority::Error, "the ports' frames: %s", error.c_str());
+    applyManaged();
+}
+
+void Host::portsChanged() {
+    carrier_.setSource(CommandSource::ConfigFile);
+    applyPorts();
+    carrier_.setSource(CommandSource::Management);
+}
+
+}  // namespace platform
