@@ -189,6 +189,9 @@ void Host::keepAdopted() {
 }
 
 std::string Host::status() const {
+    const std::string awaited = linux_ == nullptr ? "" : linux_->driver().awaited();
+    if (!awaited.empty())
+        return "waiting for " + awaited;
     const auto ports = switch_.listPorts(0, std::numeric_limits<std::size_t>::max());
     const auto taking = std::ranges::count_if(
         ports, [](const PortSummary& port) { return port.mvrp || port.gvrp; });

@@ -227,26 +227,39 @@ SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) {
     return next;
 }
 
-void LinuxSwitch::reportBridge(const BridgeBook& next) const {
+LinuxSwitch::BridgeState LinuxSwitch::bridgeStateOf(const KernelLink& bridge) {
+    if (bridge.index == 0)
+        return BridgeState::Missing;
+    if (!bridge.vlanFiltering)
+        return BridgeState::NotVlanAware;
+    return bridge.multipleTrees ? BridgeState::MultipleTrees : BridgeState::Usable;
+}
+
+void LinuxSwitch::reportBridge(const BridgeBook& next) {
     const char* name = config_.bridge.c_str();
-    const bool was = book_.bridge.index != 0;
-    const bool is = next.bridge.index != 0;
-    if (was && next.bridge.index != book_.bridge.index)
+    const BridgeState before = bridgeStateOf(book_.bridge);
+    const BridgeState now = bridgeStateOf(next.bridge);
+    const bool isAnother = next.bridge.index != book_.bridge.index;
+    bridgeState_ = now;
+    if (before != BridgeState::Missing && isAnother)
         logMessage(LogPriority::Warning, "bridge %s is gone, with all its ports", name);
-    if (is && next.bridge.index != book_.bridge.index)
+    if (now != BridgeState::Missing && isAnother)
         logMessage(LogPriority::Notice, "bridge %s is there", name);
-    if (is && !next.bridge.vlanFiltering && (!was || book_.bridge.vlanFiltering))
+    if (now == before && !isAnother)
+        return;
+    if (now == BridgeState::NotVlanAware)
         logMessage(LogPriority::Error,
-                   "bridge %s is not VLAN-aware any more, its ports take no part until it is: ip "
-                   "link set %s type bridge vlan_filtering 1",
+                   "bridge %s is not VLAN-aware, its ports take no part until it is: ip link set "
+                   "%s type bridge vlan_filtering 1",
                    name, name);
-    if (is && next.bridge.multipleTrees && (!was || !book_.bridge.multipleTrees))
+    if (now == BridgeState::MultipleTrees)
         logMessage(LogPriority::Error,
-                   "bridge %s has multiple spanning trees now, its ports take no part until it has "
-                   "one: ip link set %s type bridge mst_enabled 0",
+                   "bridge %s has multiple spanning trees (mst_enabled 1), and this daemon has one "
+                   "context for all VLANs: its ports take no part until it has one: ip link set %s "
+                   "type bridge mst_enabled 0",
                    name, name);
-    if (is && next.bridge.vlanFiltering && was && !book_.bridge.vlanFiltering)
-        logMessage(LogPriority::Notice, "bridge %s is VLAN-aware again", name);
+    if (now == BridgeState::Usable && before == BridgeState::NotVlanAware && !isAnother)
+        logMessage(LogPriority::Notice, "bridge %s is VLAN-aware now", name);
 }
 
 void LinuxSwitch::setUnfinished() {

@@ -28,32 +28,34 @@ bool LinuxSwitch::start(std::string& error) {
         error = "the bridge can not be read: " + result.what;
         return false;
     }
-    const std::string& name = config_.bridge;
-    if (first.bridge.index == 0) {
-        error = "there is no bridge " + name + "; make it: ip link add " + name +
-                " type bridge vlan_filtering 1";
+    if (!ledger_.open(ledgerPath_, currentScope(config_.bridge, first.bridge.index), error))
         return false;
-    }
-    if (!first.bridge.vlanFiltering) {
-        error = "bridge " + name + " is not VLAN-aware; switch it on: ip link set " + name +
-                " type bridge vlan_filtering 1";
-        return false;
-    }
-    if (first.bridge.multipleTrees) {
-        error = "bridge " + name +
-                " has multiple spanning trees (mst_enabled 1), and this daemon has one context for "
-                "all VLANs; allowed: ip link set " +
-                name + " type bridge mst_enabled 0";
-        return false;
-    }
-    if (!ledger_.open(ledgerPath_, currentScope(name, first.bridge.index), error))
-        return false;
+    if (first.bridge.index == 0)
+        logMessage(LogPriority::Warning,
+                   "there is no bridge %s yet: it is taken when it comes; to make it: ip link add "
+                   "%s type bridge vlan_filtering 1",
+                   config_.bridge.c_str(), config_.bridge.c_str());
+    reportBridge(first);
     book_ = std::move(first);
     adoptLedger();
     const std::lock_guard lock(mutex_);
     RouteBatch unheard;  // the daemon has not started
     replaceState(adoptedState(), unheard);
     return true;
+}
+
+std::string LinuxSwitch::awaited() const {
+    switch (bridgeState_) {
+        case BridgeState::Missing:
+            return config_.bridge;
+        case BridgeState::NotVlanAware:
+            return config_.bridge + " to be VLAN-aware";
+        case BridgeState::MultipleTrees:
+            return config_.bridge + " to have one spanning tree";
+        case BridgeState::Usable:
+            break;
+    }
+    return {};
 }
 
 void LinuxSwitch::adoptLedger() {
@@ -83,9 +85,7 @@ SwitchState LinuxSwitch::adoptedState() {
 
 void LinuxSwitch::reconfigure(const LinuxBridgeConfig& config) {
     const std::lock_guard serial(changeMutex_);
-    const std::string bridge = std::move(config_.bridge);
-    config_ = config;
-    config_.bridge = bridge;
+    config_.follow(config);
     if (!stopped_)
         look({});
 }

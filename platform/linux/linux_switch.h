@@ -57,7 +57,8 @@ class LinuxSwitch final : public StateSwitch {
     /// @param nowMs  milliseconds that never go back; the machine's unless given. Before start().
     void setClock(std::function<u64()> nowMs) { nowMs_ = std::move(nowMs); }
     /// Looks at the bridge for the first time, and finds in the ledger what an earlier daemon left
-    /// there: dynamic memberships, that adoptMemberships() marks.
+    /// there: dynamic memberships, that adoptMemberships() marks. A bridge that is not there yet,
+    /// or is not usable yet, is taken when it is: see awaited().
     /// @param error  receives what was wrong and what to do
     bool start(std::string& error);
     /// Reads the kernel's notifications and acts on them. Also tries again what failed, and takes
@@ -65,6 +66,9 @@ class LinuxSwitch final : public StateSwitch {
     void handleEvents();
     /// Whether something is to be tried again.
     bool hasUnfinished() const { return unfinished_; }
+    /// What has to come before any port can take part: "br0", "br0 to be VLAN-aware"; empty:
+    /// nothing. Any thread, from start() on.
+    std::string awaited() const;
     /// How long handleEvents() may wait for notifications, ms; nothing: for ever. Any thread.
     std::optional<u32> lingerMs() const;
     /// Whether MVRP is on, on whichever ports: decides which of them have a guard.
@@ -91,6 +95,9 @@ class LinuxSwitch final : public StateSwitch {
     void stateChanged() override;
 
   private:
+    enum class BridgeState : u8 { Missing, NotVlanAware, MultipleTrees, Usable };
+    static BridgeState bridgeStateOf(const KernelLink& bridge);
+
     /// What a port's memberships are, to be put back when the kernel refuses.
     struct Memberships {
         VlanBitmap dynamic{};
@@ -109,7 +116,7 @@ class LinuxSwitch final : public StateSwitch {
                     RouteBatch& batch);
     /// What the daemon is to see of the bridge. @pre mutex_ is held
     SwitchState stateOf(const BridgeBook& book, const Churn& churn);
-    void reportBridge(const BridgeBook& next) const;
+    void reportBridge(const BridgeBook& next);
     void setUnfinished();
 
     /// Entries for VLANs that are static no more stay until the neighbours have declared them.
@@ -145,13 +152,14 @@ class LinuxSwitch final : public StateSwitch {
     const std::string ledgerPath_;
     LinuxListeners listeners_;
     std::atomic<bool> unfinished_{false};
+    std::atomic<BridgeState> bridgeState_{BridgeState::Missing};
     std::atomic<u32> changesAsked_{0};
     std::atomic<u64> nextLingerMs_{0};  ///< when the first entry has lingered enough; 0: none does
     std::function<u64()> nowMs_;
     std::vector<KernelEvent> events_;  ///< the monitor thread's
 
     // Guarded by changeMutex_.
-    LinuxBridgeConfig config_;
+    LinuxBridgeConfig config_;  ///< its `bridge` never changes, and is read without the lock
     BridgeBook book_;
     VlanBitmap staticVlans_{};
     Ledger ledger_;

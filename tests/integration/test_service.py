@@ -252,6 +252,15 @@ class Unit(unittest.TestCase):
                 if UNIT.name in line and "is not executable" not in line]
         self.assertEqual(said, [])
 
+    def test_a_slow_boot_does_not_end_it_for_good(self):
+        """It comes after those that make bridges, and is started again however often it fails."""
+        unit = UNIT.read_text(encoding="utf-8").split("[Service]")[0]
+        self.assertIn("\nStartLimitIntervalSec=0\n", unit)
+        after = re.search(r"^After=(.*)$", unit, re.MULTILINE)[1].split()
+        for manager in ("systemd-networkd.service", "NetworkManager.service",
+                        "networking.service", "network.target"):
+            self.assertIn(manager, after)
+
     def test_its_filters_leave_what_the_daemon_needs(self):
         text = UNIT.read_text(encoding="utf-8")
         for needed in ("Type=notify", "AF_PACKET", "AF_NETLINK", "AF_UNIX",

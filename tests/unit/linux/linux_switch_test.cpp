@@ -43,27 +43,75 @@ class LinuxSwitchTest : public ::testing::Test {
     LinuxNode node;
 };
 
-TEST_F(LinuxSwitchTest, ABridgeWithMultipleSpanningTreesIsRefused) {
+TEST_F(LinuxSwitchTest, ABridgeWithMultipleSpanningTreesIsWaitedForToHaveOne) {
     node.kernel.setMultipleTrees(kBridge, true);
-    EXPECT_EQ(node.refusal(),
-              "bridge br0 has multiple spanning trees (mst_enabled 1), and this daemon has one "
-              "context for all VLANs; allowed: ip link set br0 type bridge mst_enabled 0");
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "br0 to have one spanning tree");
+    EXPECT_FALSE(node.linkUp(kEth0));
+    node.kernel.setMultipleTrees(kBridge, false);
+    node.settle();
+    EXPECT_EQ(node.driver->awaited(), "");
+    EXPECT_TRUE(node.linkUp(kEth0));
 }
 
-TEST_F(LinuxSwitchTest, StartIsRefusedWithoutTheBridge) {
+TEST_F(LinuxSwitchTest, ABridgeThatIsNotThereAtTheStartIsTakenWhenItComes) {
     node.config.bridge = "br7";
-    EXPECT_EQ(node.refusal(),
-              "there is no bridge br7; make it: ip link add br7 type bridge "
-              "vlan_filtering 1");
-    node.config.bridge = "eth0";
-    EXPECT_NE(node.refusal().find("there is no bridge eth0"), std::string::npos);
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "br7");
+    EXPECT_TRUE(node.driver->ports().empty());
+    EXPECT_TRUE(node.settle().empty());
+    constexpr u32 kLate = 9;
+    node.kernel.addBridge(kLate, "br7");
+    node.kernel.addLink(kTap, "tap0");
+    node.kernel.enslave(kTap, kLate);
+    node.settle();
+    EXPECT_EQ(node.driver->awaited(), "");
+    ASSERT_EQ(node.driver->ports().size(), 1U);
+    EXPECT_EQ(node.portsChanged, 1U);
+    node.enable(kTap);
+    ASSERT_TRUE(node.learn(kTap, vlanSet({20})));
+    EXPECT_EQ(node.carried(kTap), "1,20");
+    node.start();
+    EXPECT_EQ(node.dynamic(kTap), "20") << "its ledger is that of the bridge that came";
 }
 
-TEST_F(LinuxSwitchTest, StartIsRefusedWithoutVlanFilteringAndSaysHowToSwitchItOn) {
+TEST_F(LinuxSwitchTest, AnInterfaceOfTheNameThatIsNoBridgeIsNotTaken) {
+    node.config.bridge = "eth0";
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "eth0");
+    EXPECT_TRUE(node.driver->ports().empty());
+}
+
+TEST_F(LinuxSwitchTest, WhatIsInTheLedgerOfABridgeThatWentIsNotTakenForThatOfTheNextOne) {
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({20})));
+    node.kernel.deleteLink(kBridge);
+    node.kernel.release(kEth0);
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "br0");
+    constexpr u32 kAgain = 9;
+    node.kernel.addBridge(kAgain, "br0");
+    node.kernel.enslave(kEth0, kAgain);
+    node.kernel.addVlans(kEth0, vlanSet({20}));
+    node.settle();
+    EXPECT_EQ(node.type(20), kStaticType) << "others configured it";
+    node.start();
+    EXPECT_EQ(node.dynamic(kEth0), "-");
+}
+
+TEST_F(LinuxSwitchTest, ABridgeIsWaitedForToBecomeVlanAware) {
     node.kernel.setFiltering(kBridge, false);
-    EXPECT_EQ(node.refusal(),
-              "bridge br0 is not VLAN-aware; switch it on: ip link set br0 type "
-              "bridge vlan_filtering 1");
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "br0 to be VLAN-aware");
+    EXPECT_FALSE(node.linkUp(kEth0));
+    node.kernel.setFiltering(kBridge, true);
+    node.settle();
+    EXPECT_EQ(node.driver->awaited(), "");
+    EXPECT_TRUE(node.linkUp(kEth0));
+    node.kernel.deleteLink(kBridge);
+    node.settle();
+    EXPECT_EQ(node.driver->awaited(), "br0");
 }
 
 TEST_F(LinuxSwitchTest, StartIsRefusedWhenTheKernelCanNotBeRead) {
