@@ -16,6 +16,7 @@ struct Report {
     std::size_t transitions = 0;
     std::vector<std::string> problems;  ///< each with the moves that lead to it
     std::size_t vainQuestions = 0;      ///< moves that System::askedInVain() knows
+    std::size_t roundStates = 0;        ///< of rounds of LeaveAlls from each rest
     u32 longestMs = 0;                  ///< from any state to a rest, when nothing disturbs
     u32 mostRounds = 0;  ///< leave-all times until a rest is as declared, and stays so
     bool whole = true;   ///< not cut off at the limit of states

@@ -79,7 +79,7 @@ void fire(SilTimerNode* timer) {
 // Frames -----------------------------------------------------------------------------------------
 
 u8 FrameBook::number(const std::vector<u8>& pdu, bool gvrp) {
-    constexpr std::size_t kMost = 127;
+    constexpr std::size_t kMost = 63;  // above are bits of a frame on its way
     const auto found = std::find(pdus_.begin(), pdus_.end(), pdu);
     if (found != pdus_.end())
         return static_cast<u8>(found - pdus_.begin());
@@ -140,7 +140,7 @@ Station::Station(const Setup& setup, const Kind& kind, FrameBook* frames)
         setPort(unit, MVRP_PORT_JOIN_TIMEOUT, kJoinMs);
         setPort(unit, MVRP_PORT_LEAVE_TIMEOUT, kLeaveMs);
         setPort(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, kLeaveAllMs);
-        setPort(unit, MVRP_PORT_PARTICIPANT_MODE, setup.participant);
+        setPort(unit, MVRP_PORT_PARTICIPANT_MODE, kind.participant);
         mvrpPortTimersStop(mvrpPortEntryGet(unit));
     }
     // Whoever is inside registers and declares nothing itself.
@@ -303,6 +303,7 @@ void Station::act(Step step, u32 port, u8 frame) {
             want(false);
             break;
         case Step::Tick:
+        case Step::Hold:
             break;
     }
 }
@@ -319,6 +320,52 @@ u32 Station::intern(const StationState& state) {
     return place->second;
 }
 
+/// Asks the daemon.
+Outcome Station::ask(const StationState& state, Step step, u32 port, u8 frame,
+                     StationState* after) {
+    Outcome outcome = {};
+    bind();
+    load(state);
+    sent_.clear();
+    act(step, port, frame);
+    *after = save();
+    unbind();
+    require(sent_.size() <= outcome.sent.size(), "more frames at once than were thought of");
+    // What leaves by one port keeps its order; between ports there is none.
+    std::stable_sort(sent_.begin(), sent_.end(),
+                     [](const SentFrame& a, const SentFrame& b) { return a.port < b.port; });
+    outcome.count = static_cast<u32>(sent_.size());
+    std::copy(sent_.begin(), sent_.end(), outcome.sent.begin());
+    return outcome;
+}
+
+/// That the outcome is the same with the ports in any other order.
+void Station::requireAlike(const StationState& state, const StationState& after,
+                           const Outcome& outcome, Step step, u32 port, u8 frame) {
+    PortOrder order = {0, 1, 2};
+    while (std::next_permutation(order.begin(), order.begin() + kind_.ports)) {
+        StationState turned = state;
+        StationState expected = after;
+        std::vector<SentFrame> sent;
+        u32 place = port;
+        for (u8 i = 0; i < kind_.ports; ++i) {
+            turned.ports[i] = state.ports[order[i]];
+            expected.ports[i] = after.ports[order[i]];
+            place = order[i] == port ? i : place;
+            for (u32 each = 0; each < outcome.count; ++each)
+                if (outcome.sent[each].port == order[i])
+                    sent.push_back({i, outcome.sent[each].frame});
+        }
+        StationState found = {};
+        const Outcome other = ask(turned, step, place, frame, &found);
+        bool alike = found == expected && other.count == sent.size();
+        for (u32 each = 0; alike && each < other.count; ++each)
+            alike = other.sent[each].port == sent[each].port &&
+                    other.sent[each].frame == sent[each].frame;
+        require(alike, "the ports of a switch are not alike");
+    }
+}
+
 const Outcome& Station::apply(u32 state, Step step, u32 port, u8 frame) {
     const u64 key = u64{state} << 24U | u64{static_cast<u8>(step)} << 16U | port << 8U | frame;
     const auto found = known_.find(key);
@@ -331,18 +378,24 @@ const Outcome& Station::apply(u32 state, Step step, u32 port, u8 frame) {
             for (u8* timer : {&each.join, &each.vectorJoin, &each.leave})
                 *timer = static_cast<u8>(*timer > 1 ? *timer - 1 : *timer);
     } else {
-        bind();
-        load(after);
-        sent_.clear();
-        act(step, port, frame);
-        after = save();
-        unbind();
-        require(sent_.size() <= outcome.sent.size(), "more frames at once than were thought of");
-        outcome.count = static_cast<u32>(sent_.size());
-        std::copy(sent_.begin(), sent_.end(), outcome.sent.begin());
+        const StationState before = after;
+        outcome = ask(before, step, port, frame, &after);
+        requireAlike(before, after, outcome, step, port, frame);
     }
     outcome.state = intern(after);
     return known_.emplace(key, outcome).first->second;
+}
+
+u32 Station::reordered(u32 state, const PortOrder& order) {
+    const u64 key = u64{state} << 24U | u64{order[0]} << 16U | u64{order[1]} << 8U | order[2];
+    const auto [place, fresh] = reordered_.try_emplace(key, 0);
+    if (fresh) {
+        StationState turned = states_[state];
+        for (u32 i = 0; i < kind_.ports; ++i)
+            turned.ports[i] = states_[state].ports[order[i]];
+        place->second = intern(turned);
+    }
+    return place->second;
 }
 
 bool registered(const PortState& port) {

@@ -27,7 +27,6 @@ inline constexpr u32 kMostPorts = 3;
 /// What all stations of a system have in common.
 struct Setup {
     CorrectionSet corrections = CorrectionSet::all();
-    MvrpParticipantMode participant = MVRP_PARTICIPANT_FULL;
     bool gvrp = false;
 };
 
@@ -35,10 +34,25 @@ struct Setup {
 struct Kind {
     u32 ports = 1;          ///< that have a cable
     bool isStatic = false;  ///< the VLAN is static here, and so declared on each port for ever
+    MvrpParticipantMode participant = MVRP_PARTICIPANT_FULL;
+    bool sendsLeaveAlls = true;  ///< no: its leave-all time is the longer one
+    bool operator==(const Kind&) const = default;
 };
 
-/// Steps of a station. The first five concern one of its ports.
-enum class Step : u8 { Deliver, Join, VectorJoin, Leave, LeaveAll, Apply, Tick, Want, Unwant };
+/// Steps of a station. The first five concern one of its ports; the last is none of it: a frame
+/// that is there is on its way for longer.
+enum class Step : u8 {
+    Deliver,
+    Join,
+    VectorJoin,
+    Leave,
+    LeaveAll,
+    Apply,
+    Tick,
+    Want,
+    Unwant,
+    Hold
+};
 
 /// All that a station knows of the VLAN on one port. Timers: ticks left and 1, 0 when idle.
 struct PortState {
@@ -53,7 +67,7 @@ struct PortState {
     u8 pair;        ///< a pending pair
     u8 member;      ///< on the switch
     u8 peerMode;
-    bool operator==(const PortState&) const = default;
+    auto operator<=>(const PortState&) const = default;
 };
 
 struct StationState {
@@ -89,6 +103,9 @@ class FrameBook {
     std::vector<bool> leaveAlls_;
 };
 
+/// A permutation of the ports.
+using PortOrder = std::array<u8, kMostPorts>;
+
 class Station {
   public:
     Station(const Setup& setup, const Kind& kind, FrameBook* frames);
@@ -101,10 +118,18 @@ class Station {
     const StationState& at(u32 state) const { return states_[state]; }
     u32 ports() const { return kind_.ports; }
     bool isStatic() const { return kind_.isStatic; }
+    bool sendsLeaveAlls() const { return kind_.sendsLeaveAlls; }
+    /// Whether it declares only what it has registered itself.
+    bool isQuiet() const { return kind_.participant == MVRP_PARTICIPANT_QUIET; }
     std::size_t stateCount() const { return states_.size(); }
 
     /// What a step makes of a state. `frame` is read for Step::Deliver.
+    ///
+    /// Of a station of several ports that these are alike is not believed but looked at: each step
+    /// is asked of the daemon with the ports in every order, and must have the same outcome.
     const Outcome& apply(u32 state, Step step, u32 port = 0, u8 frame = 0);
+    /// The state in which port i has what port order[i] has in `state`.
+    u32 reordered(u32 state, const PortOrder& order);
 
   private:
     void load(const StationState& state);
@@ -112,6 +137,9 @@ class Station {
     void act(Step step, u32 port, u8 frame);
     void want(bool wants);
     u32 intern(const StationState& state);
+    Outcome ask(const StationState& state, Step step, u32 port, u8 frame, StationState* after);
+    void requireAlike(const StationState& state, const StationState& after, const Outcome& outcome,
+                      Step step, u32 port, u8 frame);
     void bind();
     void unbind();
     MvrpPortEntry* entry(u32 port) const;
@@ -127,6 +155,7 @@ class Station {
     std::deque<StationState> states_;
     std::unordered_map<std::string, u32> index_;
     std::unordered_map<u64, Outcome> known_;
+    std::unordered_map<u64, u32> reordered_;
     u8 wants_ = 0;
     u32 initial_ = 0;
 };
