@@ -82,6 +82,7 @@ struct Bounds {
     bool transit = true;
 };
 constexpr Bounds kOnSwitch = {1, Freedom::kAnyNumber, Freedom::kAnyNumber, false};
+constexpr Bounds kActAndFault = {2, 1, 1, false};
 
 /// By Rule.
 using Plans = std::array<std::vector<Bounds>, 2>;
@@ -89,8 +90,10 @@ const Plans kOne = {{{{1}}, {{1}}}};
 const Plans kTwo = {{{{2}}, {{2}}}};
 const Plans kThree = {{{{3}}, {{3}}}};
 const Plans kSwitchSmall = {{{kOnSwitch}, {kOnSwitch}}};
-/// Two changes at once, without loss; and one with what is lost of it.
-const Plans kSwitchFull = {{{{1}, {2, 2, 0, false}}, {{1}, {2, 1, 1, false}}}};
+/// A change, with frames on their way; and, where it is explored to its end, one and a loss of what
+/// is sent of it.
+const Plans kSwitchMvrp = {{{{1}}, {{1}, kActAndFault}}};
+const Plans kSwitchGvrp = {{{{1}}, {{1}}}};
 
 struct Case {
     Shape shape;
@@ -104,14 +107,14 @@ struct Case {
 const std::array<Case, 10> kCases = {{
     {pairOf("pair", false, kNoObserve), "MVRP, no-observe", false, kOne, kTwo},
     {pairOf("pair", false, kFull), "MVRP, full", false, kOne, kTwo},
-    {pairOf("pair", false, kFull), "GVRP", true, kOne, kThree},
+    {pairOf("pair", false, kFull), "GVRP", true, kOne, {{{{2}}, {{3}}}}},
     {pairOf("static and dynamic", true, kNoObserve), "MVRP, no-observe", false, kTwo, kThree},
     {pairOf("static and dynamic", true, kFull), "MVRP, full", false, kOne, kThree},
     {pairOf("static and dynamic", true, kFull), "GVRP", true, kTwo, kThree},
     {quietOf("static and quiet", true, false), "MVRP", false, kOne, kThree},
     {quietOf("pair, one quiet", false, false), "MVRP", false, kOne, kOne},
-    {switchOf(kNoObserve), "MVRP, no-observe", false, kSwitchSmall, kSwitchFull},
-    {switchOf(kFull), "GVRP", true, kSwitchSmall, kSwitchFull},
+    {switchOf(kNoObserve), "MVRP, no-observe", false, kSwitchSmall, kSwitchMvrp},
+    {switchOf(kFull), "GVRP", true, kSwitchSmall, kSwitchGvrp},
 }};
 const Case kQuietThatSends = {
     quietOf("static and quiet, which sends LeaveAlls", true, true), "MVRP", false, {}, {}};

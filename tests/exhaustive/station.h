@@ -67,7 +67,7 @@ struct PortState {
     u8 pair;        ///< a pending pair
     u8 member;      ///< on the switch
     u8 peerMode;
-    auto operator<=>(const PortState&) const = default;
+    bool operator==(const PortState&) const = default;
 };
 
 struct StationState {

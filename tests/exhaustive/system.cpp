@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <tuple>
 
 namespace exhaustive {
@@ -104,15 +105,16 @@ void System::order(Joint* joint) {
     if (!isStar_)
         return;
     const StationState& inner = state(*joint, 0);
-    const auto less = [joint, &inner](u8 a, u8 b) {
-        const auto arm = [joint](u32 c) {
+    const auto less = [joint, &inner](std::size_t a, std::size_t b) {
+        const auto arm = [joint](std::size_t c) {
             return std::make_tuple(joint->stations[c + 1], joint->queues[2 * c],
                                    joint->queues[2 * c + 1], joint->age[c + 1],
                                    joint->leaveAlls >> 2 * c & 3U);
         };
         const auto armA = arm(a);
         const auto armB = arm(b);
-        return armA != armB ? armA < armB : inner.ports[a] < inner.ports[b];
+        return armA != armB ? armA < armB
+                            : std::memcmp(&inner.ports[a], &inner.ports[b], sizeof(PortState)) < 0;
     };
     PortOrder ports = {0, 1, 2};
     std::sort(ports.begin(), ports.end(), less);
@@ -121,8 +123,8 @@ void System::order(Joint* joint) {
     const Joint from = *joint;
     joint->stations[0] = stations_[0]->reordered(from.stations[0], ports);
     joint->leaveAlls = 0;
-    for (u32 c = 0; c < ports.size(); ++c) {
-        const u32 old = ports[c];
+    for (std::size_t c = 0; c < ports.size(); ++c) {
+        const std::size_t old = ports[c];
         joint->stations[c + 1] = from.stations[old + 1];
         joint->queues[2 * c] = from.queues[2 * old];
         joint->queues[2 * c + 1] = from.queues[2 * old + 1];

@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/exhaustive/station.h"
@@ -25,7 +26,10 @@ inline constexpr u8 kHeld = 0x40;
 struct Queue {
     u8 count;
     std::array<u8, kMostQueued> frames;
-    auto operator<=>(const Queue&) const = default;
+    bool operator==(const Queue&) const = default;
+    bool operator<(const Queue& other) const {
+        return std::tie(count, frames) < std::tie(other.count, other.frames);
+    }
 };
 
 struct Joint {
