@@ -8,6 +8,8 @@
 #include "bench/bench_switch.h"
 #include "bench/pair.h"
 #include "daemon/db/port_vlan.h"
+#include "daemon/fsm/states.h"
+#include "daemon/timers/protocol_timers.h"
 
 namespace {
 
@@ -75,8 +77,33 @@ void registered(benchmark::State& state) {
     state.counters["frames"] = static_cast<double>(bridge.sink.frames);
 }
 
+/// A leave timer that withdraws all VLANs of a port, which the other ports declare: each of them
+/// may need some of the VLANs for others.
+void withdrawn(benchmark::State& state) {
+    constexpr u8 kLeaving = u8{APP_STATE_VP << 4U} | u8{REG_STATE_LV << 2U} | 2;
+    constexpr u8 kDeclared = u8{APP_STATE_QA << 4U} | u8{REG_STATE_MT << 2U} | 1;
+    const u32 ports = static_cast<u32>(state.range(0));
+    const u32 vlans = static_cast<u32>(state.range(1));
+    bench::BenchSwitch bridge(ports);
+    bridge.soft.createDynamic(platform::vlanRange(2, vlans + 1));
+    const auto restore = [&](CorrectionSet set) {
+        gMvrpInfo.corrections = set;
+        for (u32 unit = 1; unit <= ports; ++unit)
+            std::memset(bridge.port(unit)->madMachine + 1, unit == kSource ? kLeaving : kDeclared,
+                        vlans);
+    };
+    bench::Pair pair;
+    pair.units = static_cast<double>(ports) * vlans;
+    pair.prepareWork = [&] { restore(CorrectionSet::all()); };
+    pair.work = [&] { mvrpLeaveTimerHandler(bridge.port(kSource)); };
+    pair.prepareLimit = [&] { restore({}); };
+    pair.limit = pair.work;
+    bench::measure(state, pair);
+}
+
 BENCHMARK(unchangedAll)->Name("corrected-unchanged")->Args({48, 4094})->UseManualTime();
 BENCHMARK(unchangedSending)->Name("corrected-sending")->Args({48, 4094})->UseManualTime();
 BENCHMARK(registered)->Name("corrected-register")->Args({48, 4093})->UseManualTime();
+BENCHMARK(withdrawn)->Name("corrected-withdrawn")->Args({48, 4093})->UseManualTime();
 
 }  // namespace

@@ -25,6 +25,7 @@ TITLES = {
     "corrected-unchanged": ("PDU that changes nothing, all corrections", "VLAN x port", 1.05),
     "corrected-sending": ("the same without send-on-change", "VLAN x port", 1.05),
     "corrected-register": ("PDU that registers all, all corrections", "VLAN x port", 1.05),
+    "corrected-withdrawn": ("leave expiry, withdrawn by all ports, all corrections", "VLAN x port", None),
     "request": ("request of the command channel", "request", None),
 }
 # figure of the whole program -> what it is

@@ -30,16 +30,22 @@ u8 mvrpPlainLook(std::span<const u8> bytes, const MvrpByteMap& map, u8* out) {
     return all;
 }
 
-bool mvrpPlainMark(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks) {
+/// Sets the bits of marked bytes from `i` on. @return whether there is one
+bool mvrpPlainMarkFrom(std::span<const u8> bytes, size_t i, const MvrpByteMarks& which,
+                       MvrpVlanBitmap* marks) {
     bool any = false;
-    *marks = {};
-    for (u32 i = 0; i < bytes.size(); ++i) {
+    for (; i < bytes.size(); ++i) {
         if (which.map.table[bytes[i]] != 0) {
-            mvrpBitSet(marks->data(), i);
+            mvrpBitSet(marks->data(), static_cast<u32>(i));
             any = true;
         }
     }
     return any;
+}
+
+bool mvrpPlainMark(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks) {
+    *marks = {};
+    return mvrpPlainMarkFrom(bytes, 0, which, marks);
 }
 
 bool mvrpPlainHas(std::span<const u8> bytes, const MvrpByteMarks& which) {
@@ -162,33 +168,13 @@ MVRP_AVX2_INLINE u32 mvrpBlockMarks(Bytes32 values) {
     return mvrpTopBits(mvrpShuffle(values, firstHighest));
 }
 
-/// The first `count` of 32 bits of a bitmap, as they lie in memory.
-u32 mvrpFirstBits(size_t count) {
-    const u32 highestFirst = ~u32{0} << (kBlock - count);
-    return __builtin_bswap32(highestFirst);
-}
-
-/// The bytes behind the last whole block, filled up to one with copies of the first of them.
-struct MvrpRest {
-    u8 bytes[kBlock];
-
-    MvrpRest(const u8* from, size_t count) {
-        std::memset(bytes, *from, sizeof(bytes));
-        std::memcpy(bytes, from, count);
-    }
-};
-
 MVRP_AVX2 void mvrpVectorApply(std::span<u8> bytes, const MvrpByteMap& map) {
     const MvrpBlockMap blockMap = mvrpBlockMap(map);
     u8* at = bytes.data();
     size_t left = bytes.size();
     for (; left >= kBlock; at += kBlock, left -= kBlock)
         mvrpBlockStore(at, mvrpBlockValues(mvrpBlockLoad(at), blockMap, map.table));
-    if (left == 0)
-        return;
-    MvrpRest rest(at, left);
-    mvrpBlockStore(rest.bytes, mvrpBlockValues(mvrpBlockLoad(rest.bytes), blockMap, map.table));
-    std::memcpy(at, rest.bytes, left);
+    mvrpPlainApply({at, left}, map);
 }
 
 MVRP_AVX2 void mvrpVectorApplyWhere(std::span<u8> bytes, const MvrpVlanBitmap& where,
@@ -223,16 +209,10 @@ MVRP_AVX2 u8 mvrpVectorLook(std::span<const u8> bytes, const MvrpByteMap& map, u
         mvrpBlockStore(out + i, values);
         all |= values;
     }
-    if (const size_t left = bytes.size() - i; left != 0) {
-        MvrpRest rest(&bytes[i], left);
-        const Bytes32 values = mvrpBlockValues(mvrpBlockLoad(rest.bytes), blockMap, map.table);
-        mvrpBlockStore(rest.bytes, values);
-        std::memcpy(out + i, rest.bytes, left);
-        all |= values;
-    }
+    const u8 rest = mvrpPlainLook(bytes.subspan(i), map, out + i);
     u8 parts[kBlock];
     mvrpBlockStore(parts, all);
-    return std::accumulate(std::begin(parts), std::end(parts), u8{0}, std::bit_or<u8>());
+    return std::accumulate(std::begin(parts), std::end(parts), rest, std::bit_or<u8>());
 }
 
 /// Whether one of the 4 blocks from `at` on has a needed bit.
@@ -264,15 +244,7 @@ MVRP_AVX2 bool mvrpVectorMark(std::span<const u8> bytes, const MvrpByteMarks& wh
         any |= bits;
         i += kBlock;
     }
-    const size_t left = bytes.size() - i;
-    if (left == 0)
-        return any != 0;
-    const MvrpRest rest(at + i, left);
-    const u32 bits =
-        mvrpBlockMarks(mvrpBlockValues(mvrpBlockLoad(rest.bytes), blockMap, which.map.table)) &
-        mvrpFirstBits(left);
-    std::memcpy(marks->data() + i / 8, &bits, (left + 7) / 8);
-    return (any | bits) != 0;
+    return mvrpPlainMarkFrom(bytes, i, which, marks) || any != 0;
 }
 
 /// Whether one of 4 blocks is marked.

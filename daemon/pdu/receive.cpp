@@ -280,17 +280,7 @@ void mvrpFixedReceive(const MvrpReception& reception, u32 firstVid, u32 vid, u32
     mvrpFixedHear(port, vid, event);
 }
 
-/// The three events of each packed byte.
-using MvrpUnpacked = std::array<u8, kMvrpEventsPerByte>;
-constexpr std::array<MvrpUnpacked, 256> kUnpacked = [] {
-    std::array<MvrpUnpacked, 256> all = {};
-    for (u32 packed = 0; packed < all.size(); ++packed)
-        for (u32 position = 0; position < kMvrpEventsPerByte; ++position)
-            all[packed][position] =
-                static_cast<u8>(mvrpEventUnpack(static_cast<u8>(packed), position));
-    return all;
-}();
-static_assert(kUnpacked[0xFF][0] < kJoins.size(), "no packed event is beyond the table");
+static_assert(mvrpEventUnpack(0xFF, 0) < kJoins.size(), "no packed event is beyond the table");
 
 /// Applies one attribute event. `after`: what it makes of a machine if it is a declaration.
 inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u32 event,
@@ -319,9 +309,8 @@ bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
     const u32 endVid = std::min(firstVid + count, kMvrpVlanLast + 1);
     u32 vid = firstVid;
     for (const u8 byte : packed) {
-        for (const u8 event : kUnpacked[byte]) {
-            if (vid == endVid)
-                break;
+        for (u32 position = 0; position < kMvrpEventsPerByte && vid < endVid; ++position) {
+            const u32 event = mvrpEventUnpack(byte, position);
             mvrpEventReceive(reception, firstVid, vid, event, joins[event]);
             ++vid;
         }
