@@ -24,6 +24,16 @@ Record leading(const Reply& reply, std::size_t at = 0) {
     return record;
 }
 
+/// The same question about each port, or about one VLAN on each.
+std::vector<Reply> askEach(Client& client, platform::Request question,
+                           const std::vector<platform::SwitchPortRecord>& ports, u32 vid = 0) {
+    std::vector<Request> requests;
+    requests.reserve(ports.size());
+    for (const platform::SwitchPortRecord& port : ports)
+        requests.push_back({question, port.unit, vid});
+    return client.exchange(requests);
+}
+
 }  // namespace
 
 void throwIfRefused(const Reply& reply) {
@@ -35,10 +45,7 @@ void throwIfRefused(const Reply& reply) {
 
 std::vector<PortStatistics> queryStatistics(Client& client,
                                             const std::vector<platform::SwitchPortRecord>& ports) {
-    std::vector<Request> requests;
-    for (const platform::SwitchPortRecord& port : ports)
-        requests.push_back({platform::Request::PortStatistics, port.unit});
-    const std::vector<Reply> replies = client.exchange(requests);
+    const std::vector<Reply> replies = askEach(client, platform::Request::PortStatistics, ports);
     std::vector<PortStatistics> statistics;
     for (std::size_t i = 0; i < ports.size(); ++i)
         statistics.push_back({ports[i], leading<platform::PortStatisticsRecord>(replies[i])});
@@ -47,11 +54,8 @@ std::vector<PortStatistics> queryStatistics(Client& client,
 
 std::vector<VlanHistory> queryVlanHistory(Client& client, u32 vid,
                                           const std::vector<platform::SwitchPortRecord>& ports) {
-    std::vector<Request> requests;
-    for (const platform::SwitchPortRecord& port : ports)
-        requests.push_back({platform::Request::PortHistory, port.unit, vid});
     std::vector<VlanHistory> histories;
-    for (const Reply& reply : client.exchange(requests)) {
+    for (const Reply& reply : askEach(client, platform::Request::PortHistory, ports, vid)) {
         const auto port = leading<platform::PortHistoryRecord>(reply);
         histories.push_back({port, leading<platform::VlanHistoryRecord>(reply, sizeof port)});
     }
@@ -69,11 +73,8 @@ bool wasNotRenewed(const VlanHistory& history, u32 joinTime) {
 
 std::vector<platform::CorrectionLastRecord> queryLastCorrections(
     Client& client, u32 vid, const std::vector<platform::SwitchPortRecord>& ports) {
-    std::vector<Request> requests;
-    for (const platform::SwitchPortRecord& port : ports)
-        requests.push_back({platform::Request::CorrectionLast, port.unit, vid});
     std::vector<platform::CorrectionLastRecord> last;
-    for (const Reply& reply : client.exchange(requests)) {
+    for (const Reply& reply : askEach(client, platform::Request::CorrectionLast, ports, vid)) {
         const bool known = reply.status == kStatusOk;
         last.push_back(known ? leading<platform::CorrectionLastRecord>(reply)
                              : platform::CorrectionLastRecord{platform::kNoCorrection, 0});

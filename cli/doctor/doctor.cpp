@@ -42,16 +42,9 @@ void readStatistics(Client& client, DaemonFacts& facts) {
     }
 }
 
-std::map<u32, PortGaps> gapsOf(const VlansView& view) {
-    std::map<u32, PortGaps> gaps;
-    for (const PortView& port : view.ports)
-        gaps[port.port.unit] = gapsOf(port, view.staticVlans);
-    return gaps;
-}
-
 bool areAny(const PortGaps& gaps) {
     return !platform::vlanIsEmpty(gaps.undeclared) || !platform::vlanIsEmpty(gaps.unmembered) ||
-           !platform::vlanIsEmpty(gaps.unregistered);
+           !platform::vlanIsEmpty(gaps.unregistered) || !platform::vlanIsEmpty(gaps.unpassed);
 }
 
 /// Milliseconds ago that the first of these VLANs was heard of on the port.
@@ -74,16 +67,16 @@ std::map<u32, PortGaps> readGaps(Client& client, const std::vector<PortView>& po
         return first;
     std::this_thread::sleep_for(kOnItsWay);
     const VlansView again = queryVlans(client);
+    std::map<u32, PortGaps> second = gapsOf(again);
     std::map<u32, PortGaps> both;
     for (const PortView& port : again.ports) {
         const auto before = first.find(port.port.unit);
         if (before == first.end())
             continue;
-        PortGaps gaps = gapsOf(port, again.staticVlans);
-        gaps.undeclared = platform::vlanIntersection(gaps.undeclared, before->second.undeclared);
-        gaps.unmembered = platform::vlanIntersection(gaps.unmembered, before->second.unmembered);
-        gaps.unregistered =
-            platform::vlanIntersection(gaps.unregistered, before->second.unregistered);
+        PortGaps& gaps = second[port.port.unit];
+        for (const auto member : {&PortGaps::undeclared, &PortGaps::unmembered,
+                                  &PortGaps::unregistered, &PortGaps::unpassed})
+            gaps.*member = platform::vlanIntersection(gaps.*member, before->second.*member);
         if (!areAny(gaps))
             continue;
         gaps.registeredMs =

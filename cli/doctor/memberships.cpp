@@ -48,6 +48,19 @@ void examineUndeclared(const PortView& view, const platform::VlanBitmap& vlans, 
              {explainFirst(name, vlans), setPort(name, "enable off"), setPort(name, "enable on")}});
 }
 
+/// A neighbour that lacks what somebody behind another port declares: until the next LeaveAll, by
+/// the exact rules.
+void examineUnpassed(const PortView& view, const PortGaps& gaps, std::vector<Finding>& findings) {
+    const std::string name = view.port.name.data();
+    if (!vlanIsEmpty(gaps.unpassed))
+        findings.push_back({Severity::Warning,
+                            "not-passed-on",
+                            name,
+                            "registered on another port, and not declared to the neighbour: " +
+                                platform::formatVlanRanges(gaps.unpassed),
+                            {explainFirst(name, gaps.unpassed)}});
+}
+
 /// Why what is registered is no member.
 std::string whyUnmembered(const PortView& view, const PortGaps& gaps, const GlobalView& global) {
     const platform::VlanBitmap barred = vlanDifference(gaps.unmembered, view.permitted);
@@ -118,6 +131,8 @@ void examineOff(const PortView& view, const PortGaps& gaps, const GlobalView& gl
     };
     say(global.compliance ? Correction::GvrpStaticRenewed : Correction::StaticKept,
         platform::vlanUnion(gaps.undeclared, gaps.unrenewed));
+    for (const Correction which : {Correction::LeaveNeeded, Correction::OnDeclares})
+        say(which, gaps.unpassed);
     const platform::VlanBitmap admissible = vlanIntersection(gaps.unmembered, view.permitted);
     say(Correction::Admission, vlanDifference(gaps.unmembered, admissible));
     if (global.pendingPairs != 0)
@@ -196,6 +211,7 @@ void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings
         examineUndeclared(view, gaps.undeclared, "not declared", findings);
         examineUndeclared(view, gaps.unrenewed, "not declared again since the last LeaveAll",
                           findings);
+        examineUnpassed(view, gaps, findings);
         if (!vlanIsEmpty(gaps.unmembered))
             examineUnmembered(view, gaps, daemon.global, findings);
         if (!vlanIsEmpty(gaps.unregistered))

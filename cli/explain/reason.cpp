@@ -381,7 +381,10 @@ class Reasoning {
         if (port_.settings->participant == MVRP_PARTICIPANT_QUIET)
             return "It is not declared to the neighbour: the participant mode is quiet.";
         return "It is not declared to the neighbour at the moment, although it is " +
-               (facts_.vlanIsStatic ? std::string("static here") : "registered on " + from) + ".";
+               (facts_.vlanIsStatic
+                    ? std::string("static here.")
+                    : "registered on " + from + "." +
+                          offText({Correction::LeaveNeeded, Correction::OnDeclares}));
     }
 
     const ExplainFacts& facts_;

@@ -97,12 +97,14 @@ void addGaps(Writer& writer, const VlansView& vlans) {
         "port_vlans_astray", "gauge",
         "VLANs of the port that do not go together, for longer than changes take to apply "
         "where something is wrong.");
+    std::map<u32, PortGaps> all = gapsOf(vlans);
     for (const PortView& view : vlans.ports) {
-        const PortGaps gaps = gapsOf(view, vlans.staticVlans);
+        const PortGaps& gaps = all[view.port.unit];
         const std::string port = portLabel(view.port) + ",";
         writer.sample(port + label("kind", "staticNotDeclared"), countVlans(gaps.undeclared));
         writer.sample(port + label("kind", "registeredNotMember"), countVlans(gaps.unmembered));
         writer.sample(port + label("kind", "memberNotRegistered"), countVlans(gaps.unregistered));
+        writer.sample(port + label("kind", "registeredNotPassedOn"), countVlans(gaps.unpassed));
     }
 }
 

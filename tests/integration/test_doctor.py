@@ -145,6 +145,21 @@ enable = true
         vlans = hub.query(f"show running {port}")["ports"][0]["vlansExtra"]
         self.explained(hub, port, re.match(r"\d+", vlans)[0], "kept")
 
+    def test_a_vlan_that_is_not_passed_on_is_named(self):
+        net = self.start({"west": "10", "east": "-", "middle": "-"},
+                         [cable("west", "middle"), cable("east", "middle")],
+                         timers={"join": 200, "leave": 450, "leave-all": 60000})
+        middle = net.nodes["middle"]
+        self.assert_state(net, middle={"learnt": "10"}, east={"learnt": "10"})
+        for word in ("off", "on"):
+            middle.change(f"set port east enable {word}")
+        self.await_seen(middle, "not-passed-on", "east", ": 10$")
+        self.await_seen(middle, "correction-off", "east", "on-declares is off, .* acted for 10:")
+        self.assertRegex(middle.query("explain east 10")["declaration"],
+                         "although it is registered on west.*prevented it: leave-needed, on-declares")
+        metrics = middle.control("metrics").stdout
+        self.assertRegex(metrics, r'astray\{port="east",unit="2",kind="registeredNotPassedOn"\} 1\n')
+
     def test_a_static_vlan_that_gvrp_forgets_is_named(self):
         net = self.start({"west": "10", "middle": "-"}, [cable("west", "middle")])
         for each in net.nodes.values():

@@ -160,6 +160,8 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).undeclared, 30); }},
     {"static-not-declared", Severity::Warning, "uplink", "mvrpctl explain uplink 30",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unrenewed, 30); }},
+    {"not-passed-on", Severity::Warning, "uplink", "mvrpctl explain uplink 30",
+     [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unpassed, 30); }},
     {"registered-not-member", Severity::Warning, "uplink", "mvrpctl show statistics uplink",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unmembered, 10); }},
     {"member-not-registered", Severity::Warning, "uplink",
@@ -397,6 +399,10 @@ TEST(Doctor, NamesACorrectionThatIsOffAndWouldHaveActed) {
     platform::vlanErase(uplinkOf(facts).permitted, 11);
     ASSERT_EQ(off().size(), 4U);
     EXPECT_NE(off()[1].find("admission is off, and would have acted for 11"), std::string::npos);
+    platform::vlanInsert(gapsOfUplink(facts).unpassed, 40);
+    ASSERT_EQ(off().size(), 6U);
+    EXPECT_NE(off()[1].find("leave-needed is off, and would have acted for 40"), std::string::npos);
+    EXPECT_NE(off()[2].find("on-declares is off, and would have acted for 40"), std::string::npos);
     facts.daemon.global.compliance = true;
     platform::vlanInsert(gapsOfUplink(facts).unrenewed, 31);
     EXPECT_NE(off()[0].find("gvrp-static-renewed is off, and would have acted for 30-31"),
@@ -436,23 +442,53 @@ TEST(Doctor, SaysSinceWhenAMemberIsNotRegisteredAndWhetherItGoes) {
 }
 
 TEST(Gaps, AreWhatDoesNotGoTogether) {
-    PortView view = port(kUplink, "uplink");
-    platform::VlanBitmap none{};
-    platform::VlanBitmap statics{};
-    platform::vlanInsert(statics, 30);
-    platform::vlanInsert(view.permitted, 30);
-    EXPECT_EQ(gapsOf(view, none).undeclared, none);
-    EXPECT_EQ(gapsOf(view, none).unmembered, none);
-    EXPECT_EQ(gapsOf(view, none).unregistered, none);
-    EXPECT_EQ(gapsOf(view, statics).undeclared, statics);
+    VlansView all;
+    all.ports = {port(kUplink, "uplink")};
+    PortView& view = all.ports[0];
+    const platform::VlanBitmap none{};
+    const auto gaps = [&all] { return gapsOf(all).at(kUplink); };
+    EXPECT_EQ(gaps().undeclared, none);
+    EXPECT_EQ(gaps().unmembered, none);
+    EXPECT_EQ(gaps().unregistered, none);
+    all.staticVlans = platform::vlanRange(30, 30);
+    EXPECT_EQ(gaps().undeclared, all.staticVlans);
     view.settings->participant = 3;
-    EXPECT_EQ(gapsOf(view, statics).undeclared, none);
+    EXPECT_EQ(gaps().undeclared, none);
     view.dynamic = {};
-    EXPECT_EQ(gapsOf(view, none).unmembered, view.registered);
+    EXPECT_EQ(gaps().unmembered, view.registered);
     std::swap(view.dynamic, view.registered);
-    EXPECT_EQ(gapsOf(view, none).unregistered, view.dynamic);
+    EXPECT_EQ(gaps().unregistered, view.dynamic);
     view.port.link = 0;
-    EXPECT_EQ(gapsOf(view, none).unregistered, none);
+    EXPECT_EQ(gaps().unregistered, none);
+}
+
+TEST(Gaps, WhatAnotherPortRegisteredIsDeclared) {
+    VlansView all;
+    all.ports = {port(kUplink, "uplink"), port(kTap, "tap0")};
+    PortView& tap = all.ports[1];
+    const platform::VlanBitmap none{};
+    const platform::VlanBitmap ten = platform::vlanRange(10, 10);
+    const auto unpassed = [&all](u32 unit) { return gapsOf(all).at(unit).unpassed; };
+    EXPECT_EQ(unpassed(kTap), ten) << "registered on both: each declares it for the other";
+    EXPECT_EQ(unpassed(kUplink), ten);
+    tap.registered = {};
+    EXPECT_EQ(unpassed(kTap), ten);
+    EXPECT_EQ(unpassed(kUplink), none) << "its own registration is not declared back";
+    tap.declared = ten;
+    EXPECT_EQ(unpassed(kTap), none);
+    tap.declared = {};
+    tap.settings->registration = 2;
+    EXPECT_EQ(unpassed(kTap), none) << "nothing is passed on to a fixed port";
+    tap.settings->registration = 1;
+    platform::vlanErase(tap.permitted, 10);
+    EXPECT_EQ(unpassed(kTap), none);
+    tap.permitted = ten;
+    all.staticVlans = ten;
+    EXPECT_EQ(unpassed(kTap), none) << "static: not declared for that";
+    EXPECT_EQ(gapsOf(all).at(kTap).undeclared, ten);
+    all.staticVlans = {};
+    all.ports[0].settings.reset();
+    EXPECT_EQ(unpassed(kTap), none) << "MVRP is off there";
 }
 
 }  // namespace

@@ -277,6 +277,10 @@ TEST(Explain, SaysWhichPortMakesItDeclareTheVlan) {
     f.others.push_back(other);
     f.port.machine = {5, 2, 1};
     EXPECT_NE(explainVlan(f).declaration.find("registered on p2"), std::string::npos);
+    f.port.machine = {};
+    runsWith(f, {});
+    EXPECT_TRUE(says(explainVlan(f).declaration, "not declared to the neighbour at the moment"));
+    EXPECT_TRUE(says(explainVlan(f).declaration, "prevented it: leave-needed, on-declares"));
     f.others.clear();
     f.port.machine = {};
     EXPECT_NE(explainVlan(f).declaration.find("no other port"), std::string::npos);
