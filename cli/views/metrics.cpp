@@ -118,10 +118,14 @@ void addBothWays(Writer& writer, const std::vector<PortStatistics>& ports, const
                  const std::array<u64, kCount> Record::*out) {
     for (const PortStatistics& port : ports) {
         for (std::size_t i = 0; i < kCount; ++i) {
-            const std::string named = "," + label(key, names[i].key);
-            const std::string start = portLabel(port.port) + ",";
-            writer.sample(start + label("direction", "in") + named, (port.record.*in)[i]);
-            writer.sample(start + label("direction", "out") + named, (port.record.*out)[i]);
+            const std::string named = label(key, names[i].key);
+            const auto sample = [&](const char* direction, u64 count) {
+                std::string labels = portLabel(port.port);
+                labels.append(",").append(label("direction", direction)).append(",").append(named);
+                writer.sample(labels, count);
+            };
+            sample("in", (port.record.*in)[i]);
+            sample("out", (port.record.*out)[i]);
         }
     }
 }

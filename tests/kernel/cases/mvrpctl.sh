@@ -46,6 +46,7 @@ answers config 0 show config
 answers running 0 show running b2
 says '"vlansLearnt": "30"'
 answers summary 0 show summary
+answers corrections 0 show corrections
 answers statistics 0 show statistics
 answers done 0 clear statistics b2
 answers ports 0 show ports
