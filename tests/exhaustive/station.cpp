@@ -348,13 +348,13 @@ void Station::requireAlike(const StationState& state, const StationState& after,
         StationState expected = after;
         std::vector<SentFrame> sent;
         u32 place = port;
-        for (u8 i = 0; i < kind_.ports; ++i) {
+        for (u32 i = 0; i < kind_.ports; ++i) {
             turned.ports[i] = state.ports[order[i]];
             expected.ports[i] = after.ports[order[i]];
             place = order[i] == port ? i : place;
             for (u32 each = 0; each < outcome.count; ++each)
                 if (outcome.sent[each].port == order[i])
-                    sent.push_back({i, outcome.sent[each].frame});
+                    sent.push_back({static_cast<u8>(i), outcome.sent[each].frame});
         }
         StationState found = {};
         const Outcome other = ask(turned, step, place, frame, &found);
