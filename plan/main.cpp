@@ -99,6 +99,7 @@ plan::Measurement measureLayout(Layout layout, const plan::Request& request,
     std::vector<std::string> words = {"python3", script, program};
     words.insert(words.end(), arguments.begin(), arguments.end());
     std::vector<char*> values;
+    values.reserve(words.size() + 1);
     for (std::string& word : words)
         values.push_back(word.data());
     values.push_back(nullptr);

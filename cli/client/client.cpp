@@ -68,7 +68,7 @@ void Client::connect() {
     if (socket_ < 0)
         throw ConnectionError(std::string("cannot create a socket: ") + std::strerror(errno));
     // Bounds the wait for a daemon that has not taken earlier connections yet.
-    const timeval patience = {patienceMs_ / 1000, patienceMs_ % 1000 * 1000};
+    const timeval patience = {patienceMs_ / 1000, patienceMs_ % 1000 * 1000L};
     setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
     if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
         const int error = errno;

@@ -25,7 +25,7 @@ using Bytes = std::vector<u8>;
 using Clock = std::chrono::steady_clock;
 
 constexpr u64 kMostFrames = 1'000'000'000;
-constexpr u64 kMostSeconds = 86'400 * 30;
+constexpr u64 kMostSeconds = u64{86'400} * 30;
 constexpr auto kLookEvery = std::chrono::milliseconds(100);
 
 // decode -----------------------------------------------------------------------------------------

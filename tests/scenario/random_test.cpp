@@ -150,7 +150,7 @@ std::string anyPoke(Random& random, const std::string& unit) {
         case 0:
             return "poke mad " + unit + " " + vids + " " + hex(random.below(13 * 16), 2);
         case 1:
-            return "poke flag " + unit + " " + vids + " " + hex(random.below(8) * 0x20, 2) +
+            return "poke flag " + unit + " " + vids + " " + hex(u64{random.below(8)} * 0x20, 2) +
                    "\npoke entry " + unit + " " + vids;
         case 2:
             return "poke port " + unit + " peer " + std::to_string(random.below(2));
@@ -214,6 +214,10 @@ std::string wordsOf(CorrectionSet set) {
     return words;
 }
 
+std::string portOf(const std::string& unit) {
+    return "port " + unit + " permit=1-2,20-31,4094-4095 tagged=2,20-31,4094-4095\n";
+}
+
 /// A scenario; `@` stands where the debug mask is to be written.
 std::string makeScenario(Random& random, CorrectionSet set) {
     std::string text = "correct " + wordsOf(set) + "\nopt mvrp.vlannumpertimes " +
@@ -222,9 +226,9 @@ std::string makeScenario(Random& random, CorrectionSet set) {
     text += "cmd scalar-set 2 @\ncmd scalar-set 1 1\n";
     for (const u32 number : kUnits) {
         const std::string unit = std::to_string(number);
-        text += "port " + unit + " permit=1-2,20-31,4094-4095 tagged=2,20-31,4094-4095\n";
-        text += "cmd port-set " + unit + " 1 1\ncmd port-set " + unit + " 5 200\ncmd port-set " +
-                unit + " 6 600\ncmd port-set " + unit + " 7 1500\n";
+        text += portOf(unit);
+        for (const char* setting : {" 1 1", " 5 200", " 6 600", " 7 1500"})
+            text.append("cmd port-set ").append(unit).append(setting).append("\n");
     }
     if (random.percent(15))
         text += "cmd scalar-set 3 1\n";
@@ -249,6 +253,11 @@ std::vector<std::string> run(std::string text, std::string_view mask) {
     return lines;
 }
 
+std::string difference(const std::string& command, const std::string& quiet,
+                       const std::string& traced) {
+    return "in     " + command + "quiet  " + quiet + "traced " + traced;
+}
+
 /// @return what is wrong, empty for nothing
 std::string compare(const std::string& text) {
     const auto quiet = run(text, "0");
@@ -261,7 +270,7 @@ std::string compare(const std::string& text) {
         if (left.starts_with("> "))
             command = left;
         if (left != right)
-            return "in     " + command + "quiet  " + left + "traced " + right + text;
+            return difference(command, left, right) + text;
     }
     return {};
 }

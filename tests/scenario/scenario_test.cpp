@@ -53,7 +53,7 @@ int compare(const std::string& name, std::istream& recorded, std::istream& actua
 /// Runs a scenario. @return what is wrong with it, empty for nothing
 std::string run(std::istream& input, std::ostream& trace) {
     scenario::LookupJoiner joiner([&trace](std::string_view line) { trace << line; });
-    const std::string problem =
+    std::string problem =
         scenario::runScenario(input, [&joiner](std::string_view line) { joiner.take(line); });
     joiner.flush();
     return problem;

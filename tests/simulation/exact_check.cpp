@@ -165,7 +165,7 @@ std::string checkExactNow(Network& network) {
         if (!node.acted || node.callsFailed)
             continue;
         const Turn turn(node, network.nowMs());
-        const std::string problem = checkSwitchNow(node);
+        std::string problem = checkSwitchNow(node);
         if (!problem.empty())
             return problem;
     }

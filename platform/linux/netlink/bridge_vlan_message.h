@@ -46,7 +46,7 @@ class VlanChangeRequest {
 
   private:
     /// What takes most room are gaps of one VLAN between ranges of two: 16 bytes for 3 VLANs.
-    static constexpr size_t kListBytes = (kLastVlan + 2) / 3 * 16;
+    static constexpr size_t kListBytes = size_t{(kLastVlan + 2) / 3} * 16;
     static constexpr size_t kHeadBytes = 64;  ///< headers, rounded up
 
     alignas(4) std::array<u8, kHeadBytes + kListBytes> buffer_;
