@@ -21,6 +21,7 @@ namespace platform {
 struct PortAnswers {
     u32 asOf = 0;  ///< 0: not asked yet
     FramePolicy policy;
+    u32 egress = 0;      ///< the port that frames for this unit go out of, 0 none
     bool leads = false;  ///< frames for `policy.unit` go out of this port
 };
 

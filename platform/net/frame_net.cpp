@@ -154,24 +154,23 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
 }
 
 int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
-    const FramePolicy policy = driver_.framePolicy(unit);
-    if (policy.unit == 0)
-        return ENXIO;
-    const u32 port = driver_.egressPort(unit);
-    if (!policy.active || port == 0)
-        return 0;
     std::array<u8, kLongestNativeFrame> converted;
     std::span<const u8> sent = frame;
     std::shared_ptr<Cable> cable;
     {
         const std::lock_guard lock(mutex_);
         CabledPort& own = cabledPort(unit);
+        const PortAnswers& answers = answersOf(unit, own);
+        if (answers.policy.unit == 0)
+            return ENXIO;
+        if (!answers.policy.active || answers.egress == 0)
+            return 0;
         if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
             sent = std::span(converted).first(nativeToIeee(frame, converted));
             if (sent.empty())
                 return 0;
         }
-        CabledPort& cabled = cabledPort(port);
+        CabledPort& cabled = cabledPort(answers.egress);
         record(cabled, sent);
         cable = cabled.cable;
     }

@@ -143,8 +143,9 @@ const PortAnswers& FrameNet::answersOf(u32 port, CabledPort& cabled) const {
     PortAnswers& answers = cabled.answers;
     if (changes == 0 || changes != answers.asOf) {
         const FramePolicy policy = driver_.framePolicy(port);
-        const bool leads = policy.unit != 0 && driver_.egressPort(policy.unit) == port;
-        answers = {changes, policy, leads};
+        const u32 egress = driver_.egressPort(port);
+        const u32 ofUnit = policy.unit == port ? egress : driver_.egressPort(policy.unit);
+        answers = {changes, policy, egress, policy.unit != 0 && ofUnit == port};
     }
     return answers;
 }

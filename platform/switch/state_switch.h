@@ -70,7 +70,6 @@ class StateSwitch : public SwitchDriver {
     /// Puts a new state in place, remembers what disappeared, and notes the differences.
     /// @pre both mutexes are held
     void replaceState(SwitchState next, RouteBatch& batch);
-    /// @pre mutex_ is held
     /// Of a port of a new state that was there before: what its policy does to what is registered.
     /// @pre mutex_ is held
     void followPolicy(const SwitchPort& before, const VlanBitmap& dynamicVlans, SwitchPort& next) {
