@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "platform/channel/protocol.h"
+#include "platform/contract/machine_states.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace cli {
@@ -21,10 +22,17 @@ constexpr u32 number(Enum value) {
 constexpr Name kUpDownTable[] = {{1, "up"}, {0, "down"}};
 constexpr Name kYesNoTable[] = {{1, "yes"}, {0, "no"}};
 constexpr Name kApplicantTable[] = {
-    {0, "VO"}, {1, "VP"}, {2, "VN"}, {3, "AN"},  {4, "AA"},  {5, "QA"},  {6, "LA"},
-    {7, "LO"}, {8, "AO"}, {9, "QO"}, {10, "AP"}, {11, "QP"}, {12, "VA"},
+    {APP_STATE_VO, "VO"},   {APP_STATE_VP, "VP"}, {APP_STATE_VN_M, "VN"}, {APP_STATE_AN_M, "AN"},
+    {APP_STATE_AA, "AA"},   {APP_STATE_QA, "QA"}, {APP_STATE_LA, "LA"},   {APP_STATE_LO, "LO"},
+    {APP_STATE_AO, "AO"},   {APP_STATE_QO, "QO"}, {APP_STATE_AP, "AP"},   {APP_STATE_QP, "QP"},
+    {APP_STATE_VA_G, "VA"},
 };
-constexpr Name kRegistrarTable[] = {{0, "IN"}, {1, "LV"}, {2, "MT"}, {3, "INF"}};
+constexpr Name kRegistrarTable[] = {
+    {REG_STATE_IN, "IN"},
+    {REG_STATE_LV, "LV"},
+    {REG_STATE_MT, "MT"},
+    {REG_STATE_INF, "INF"},
+};
 constexpr Name kVlanKindTable[] = {
     {number(QorVlanType::Static), "static"},
     {number(QorVlanType::Dynamic), "dynamic"},

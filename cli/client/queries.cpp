@@ -8,6 +8,7 @@
 #include <span>
 
 #include "cli/client/names.h"
+#include "platform/contract/machine_states.h"
 #include "platform/contract/management.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -20,8 +21,6 @@ using platform::SwitchPortRecord;
 using platform::VlanBitmap;
 using Number = platform::Request;
 
-constexpr u32 kRegFlag = 0x02;
-constexpr u32 kPropagateFlag = 0x01;
 constexpr u32 kVersionBytes = 17;
 
 /// Where each of kMvrpPortSettings is read into.
@@ -101,9 +100,9 @@ void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
 void readMachines(PortView& view) {
     for (u32 vid = 1; vid <= view.machines.size(); ++vid) {
         const MachineRecord& machine = view.machines[vid - 1];
-        if ((machine.flags & kRegFlag) != 0)
+        if ((machine.flags & kMachineRegistered) != 0)
             platform::vlanInsert(view.registered, vid);
-        if ((machine.flags & kPropagateFlag) != 0)
+        if ((machine.flags & kMachinePropagated) != 0)
             platform::vlanInsert(view.propagated, vid);
         // A static VLAN that was created while the port ran has no flag, and is declared.
         if (isDeclaring(machine.applicant))
@@ -146,9 +145,10 @@ PortView readPort(const SwitchPortRecord& port, std::span<const Reply> replies,
 }  // namespace
 
 bool isDeclaring(u32 applicant) {
-    constexpr u32 kDeclaring =
-        1U << 1 | 1U << 2 | 1U << 3 | 1U << 4 | 1U << 5 | 1U << 10 | 1U << 11 | 1U << 12;
-    return applicant < 32 && (kDeclaring >> applicant & 1U) != 0;
+    constexpr std::array kDeclaring = {APP_STATE_VP, APP_STATE_VN_M, APP_STATE_AN_M,
+                                       APP_STATE_AA, APP_STATE_QA,   APP_STATE_AP,
+                                       APP_STATE_QP, APP_STATE_VA_G};
+    return std::ranges::find(kDeclaring, applicant) != kDeclaring.end();
 }
 
 GlobalView queryGlobal(Client& client) {

@@ -4,16 +4,13 @@
 #include <array>
 #include <cstdio>
 
+#include "platform/contract/machine_states.h"
+
 namespace cli {
 
 namespace {
 
-constexpr u8 kRegFlag = 0x02;
-constexpr u8 kPropagateFlag = 0x01;
-constexpr u8 kLeaving = 1;
-constexpr u8 kEmpty = 2;
-constexpr u8 kFixed = 3;
-
+/// By MvrpApplicantState.
 constexpr std::array kApplicantWords = {
     "does not declare it",                                         // VO
     "is about to declare it",                                      // VP
@@ -29,6 +26,7 @@ constexpr std::array kApplicantWords = {
     "wants it; the neighbours declare it, so it stays silent",     // QP
     "is about to declare it (GARP)",                               // VA
 };
+static_assert(kApplicantWords.size() == APP_STATE_MAX);
 
 std::string tenths(u64 ms) {
     std::array<char, 24> text{};
@@ -44,31 +42,32 @@ std::string applicantWords(u32 applicant) {
 }
 
 bool inUse(const platform::MachineRecord& machine) {
-    return machine.flags != 0 || machine.applicant != 0;
+    return machine.flags != 0 || machine.applicant != APP_STATE_VO;
 }
 
 bool isRegistered(const platform::MachineRecord& machine) {
-    return (machine.flags & kRegFlag) != 0;
+    return (machine.flags & kMachineRegistered) != 0;
 }
 
 bool isPropagated(const platform::MachineRecord& machine) {
-    return (machine.flags & kPropagateFlag) != 0;
+    return (machine.flags & kMachinePropagated) != 0;
 }
 
 bool isLeaving(const platform::MachineRecord& machine) {
-    return inUse(machine) && machine.registrar == kLeaving;
+    return inUse(machine) && machine.registrar == REG_STATE_LV;
 }
 
 std::string registrarWords(const platform::MachineRecord& machine) {
     if (!inUse(machine))
         return "not in use";
-    if (machine.registrar == kFixed)
+    if (machine.registrar == REG_STATE_INF)
         return "registered for ever: the VLAN is static here";
-    if (machine.registrar == kLeaving)
+    if (machine.registrar == REG_STATE_LV)
         return "registered, and leaving unless it is declared again";
     if (isRegistered(machine))
-        return machine.registrar == kEmpty ? "registered; the registrar is empty" : "registered";
-    return machine.registrar == kEmpty ? "not registered" : "not registered by a neighbour";
+        return machine.registrar == REG_STATE_MT ? "registered; the registrar is empty"
+                                                 : "registered";
+    return machine.registrar == REG_STATE_MT ? "not registered" : "not registered by a neighbour";
 }
 
 std::string durationText(u64 ms) {

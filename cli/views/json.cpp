@@ -141,8 +141,8 @@ std::string stateJson(const PortView& port, const std::vector<StateGroup>& group
             {"vlans", platform::formatVlanRanges(group.vlans)},
             {"applicant", nameOf(kApplicantStates, group.machine.applicant)},
             {"registrar", nameOf(kRegistrarStates, group.machine.registrar)},
-            {"registered", (group.machine.flags & 2U) != 0},
-            {"propagated", (group.machine.flags & 1U) != 0},
+            {"registered", isRegistered(group.machine)},
+            {"propagated", isPropagated(group.machine)},
             {"leaveTimeLeft",
              isLeaving(group.machine) && leaveTimeLeftMs ? Json(*leaveTimeLeftMs) : Json(nullptr)},
         });

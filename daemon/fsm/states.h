@@ -1,36 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The MRP applicant and registrar of one VLAN on one port, packed into one byte (`madMachine`):
-// applicant state in bits 7-4, registrar state in bits 3-2, REG-BIT and PROPAGATE-BIT. The states,
-// the events, and what a byte says.
+// applicant state in bits 7-4, registrar state in bits 3-2, REG-BIT and PROPAGATE-BIT. The events,
+// and what a byte says.
 #pragma once
 
+#include "platform/contract/machine_states.h"
 #include "platform/contract/types.h"
-
-/// Applicant states of IEEE 802.1Q, and VA of GARP.
-enum MvrpApplicantState : u8 {
-    APP_STATE_VO = 0,     ///< very anxious observer
-    APP_STATE_VP = 1,     ///< very anxious passive
-    APP_STATE_VN_M = 2,   ///< very anxious new; MVRP tables only
-    APP_STATE_AN_M = 3,   ///< anxious new; MVRP tables only
-    APP_STATE_AA = 4,     ///< anxious active
-    APP_STATE_QA = 5,     ///< quiet active
-    APP_STATE_LA = 6,     ///< leaving active
-    APP_STATE_LO = 7,     ///< leaving observer
-    APP_STATE_AO = 8,     ///< anxious observer
-    APP_STATE_QO = 9,     ///< quiet observer
-    APP_STATE_AP = 10,    ///< anxious passive
-    APP_STATE_QP = 11,    ///< quiet passive
-    APP_STATE_VA_G = 12,  ///< very anxious active; GVRP tables only
-    APP_STATE_MAX = 13,
-};
-
-enum MvrpRegistrarState : u8 {
-    REG_STATE_IN = 0,
-    REG_STATE_LV = 1,   ///< leaving: the leave timer decides
-    REG_STATE_MT = 2,   ///< empty
-    REG_STATE_INF = 3,  ///< fixed by static configuration
-};
 
 /// Bit indexes of the two flags in a machine byte, for the helpers of base/bitmap.h.
 enum MvrpMachineFlag : u32 {

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/contract/machine_states.h"
 #include "platform/contract/management.h"
 #include "platform/requests/reply.h"
 #include "platform/runtime/tasks/sem.h"
@@ -46,7 +47,7 @@ u32 readMachine(const Dispatcher& dispatcher, u32 unit, u32 vid, MachineRecord& 
     if (status == kStatusOk)
         status = read(MVRP_PORT_PROPAGATE_BIT, propagated);
     record = {static_cast<u8>(applicant), static_cast<u8>(registrar),
-              static_cast<u8>(registered * 2 + propagated)};
+              static_cast<u8>(registered * kMachineRegistered + propagated * kMachinePropagated)};
     return status;
 }
 
