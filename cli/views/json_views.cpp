@@ -41,13 +41,21 @@ Json settingsOrNull(const std::optional<PortSettings>& settings) {
     };
 }
 
-Json headOf(const RunningPort& port) {
-    return {
-        {"port", port.view.port.unit},
-        {"name", port.view.port.name.data()},
-        {"linkUp", port.view.port.link == 1},
-        {"portMvrpEnabledStatus", port.view.settings && port.view.settings->enabled},
-    };
+/// A list of the ports: the same members of each, and what `more` says of it.
+template <typename More>
+std::string portsJson(const std::vector<RunningPort>& ports, More more) {
+    Json list = Json::array();
+    for (const RunningPort& port : ports) {
+        Json entry = {
+            {"port", port.view.port.unit},
+            {"name", port.view.port.name.data()},
+            {"linkUp", port.view.port.link == 1},
+            {"portMvrpEnabledStatus", port.view.settings && port.view.settings->enabled},
+        };
+        entry.update(more(port));
+        list.push_back(entry);
+    }
+    return finished({{"ports", list}});
 }
 
 Json lastFailedOrNull(const platform::PortStatisticsRecord& r) {
@@ -65,10 +73,8 @@ Json lastFailedOrNull(const platform::PortStatisticsRecord& r) {
 }  // namespace
 
 std::string runningJson(const std::vector<RunningPort>& ports) {
-    Json list = Json::array();
-    for (const RunningPort& port : ports) {
-        Json entry = headOf(port);
-        entry.update(Json{
+    return portsJson(ports, [](const RunningPort& port) {
+        return Json{
             {"vlansRegistered", formatVlanRanges(port.view.registered)},
             {"vlansDeclared", formatVlanRanges(port.view.declared)},
             {"vlansPropagated", formatVlanRanges(port.view.propagated)},
@@ -76,27 +82,21 @@ std::string runningJson(const std::vector<RunningPort>& ports) {
             {"vlansLearnt", formatVlanRanges(port.view.dynamic)},
             {"vlansMissing", formatVlanRanges(port.missing)},
             {"vlansExtra", formatVlanRanges(port.extra)},
-        });
-        list.push_back(entry);
-    }
-    return finished({{"ports", list}});
+        };
+    });
 }
 
 std::string summaryJson(const std::vector<RunningPort>& ports) {
-    Json list = Json::array();
-    for (const RunningPort& port : ports) {
-        Json entry = headOf(port);
-        entry.update(Json{
+    return portsJson(ports, [](const RunningPort& port) {
+        return Json{
             {"registered", countVlans(port.view.registered)},
             {"declared", countVlans(port.view.declared)},
             {"learnt", countVlans(port.view.dynamic)},
             {"inSwitch", countVlans(port.inSwitch)},
             {"missing", countVlans(port.missing)},
             {"extra", countVlans(port.extra)},
-        });
-        list.push_back(entry);
-    }
-    return finished({{"ports", list}});
+        };
+    });
 }
 
 std::string configJson(const GlobalView& global, const std::vector<PortView>& ports) {

@@ -10,7 +10,11 @@
 
 namespace {
 
-void traceLog(const char* kind, u32 logId, u32 level, u32 tag, const std::string& text) {
+void traceLog(const char* kind, u32 logId, u32 level, u32 tag, const char* format,
+              std::va_list arguments) {
+    if (!scenario::tracing())
+        return;
+    const std::string text = scenario::formatText(format, arguments);
     scenario::traceEvent("%s %08x %u %u %s", kind, logId, level, tag,
                          scenario::quoteText(text).c_str());
 }
@@ -18,21 +22,15 @@ void traceLog(const char* kind, u32 logId, u32 level, u32 tag, const std::string
 }  // namespace
 
 void loggingDebugOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
-    if (!scenario::tracing())
-        return;
     std::va_list arguments;
     va_start(arguments, format);
-    const std::string text = scenario::formatText(format, arguments);
+    traceLog("log", logId, level, tag, format, arguments);
     va_end(arguments);
-    traceLog("log", logId, level, tag, text);
 }
 
 void loggingLogOutput(u32 logId, u32 level, u32 tag, const char* format, ...) {
-    if (!scenario::tracing())
-        return;
     std::va_list arguments;
     va_start(arguments, format);
-    const std::string text = scenario::formatText(format, arguments);
+    traceLog("iflog", logId, level, tag, format, arguments);
     va_end(arguments);
-    traceLog("iflog", logId, level, tag, text);
 }
