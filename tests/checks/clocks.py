@@ -6,7 +6,8 @@ decide something are taken from the monotonic clock. Prints "N passed, N failed"
 import pathlib
 import re
 import sys
-import tempfile
+
+from _results import Results, finds
 
 WALL_CLOCK = re.compile(
     r"\b(system_clock|high_resolution_clock|CLOCK_REALTIME|gettimeofday|wallClockUs"
@@ -41,27 +42,21 @@ def readers(root):
 
 
 def noticed(line):
-    with tempfile.TemporaryDirectory() as name:
-        folder = pathlib.Path(name) / "daemon"
-        folder.mkdir()
-        (folder / "planted.cpp").write_text(line + "\n", encoding="utf-8")
-        return list(readers(pathlib.Path(name))) != []
+    return finds({"daemon/planted.cpp": line + "\n"}, readers)
 
 
 def main():
-    results = {f"the check does not notice: {line}": noticed(line) for line in PLANTED}
-    results |= {f"the check takes for the wall clock: {line}": not noticed(line)
-                for line in HARMLESS}
+    results = Results()
+    for line in PLANTED:
+        results.expect(noticed(line), f"the check does not notice: {line}")
+    for line in HARMLESS:
+        results.expect(not noticed(line), f"the check takes for the wall clock: {line}")
     root = pathlib.Path(__file__).resolve().parents[2]
     found = set(readers(root))
     for path in sorted(found | set(SHOWN)):
-        results[f"{path}: reads the wall clock; allowed are " + ", ".join(SHOWN)] = path in SHOWN
-        results[f"{path}: is allowed to read the wall clock and does not"] = path in found
-    for text, passed in results.items():
-        if not passed:
-            print(text)
-    print(f"{sum(results.values())} passed, {len(results) - sum(results.values())} failed")
-    return not all(results.values())
+        results.expect(path in SHOWN, f"{path}: reads the wall clock; allowed are " + ", ".join(SHOWN))
+        results.expect(path in found, f"{path}: is allowed to read the wall clock and does not")
+    return results.end()
 
 
 if __name__ == "__main__":

@@ -8,7 +8,8 @@ Prints "N passed, N failed"."""
 import pathlib
 import re
 import sys
-import tempfile
+
+from _results import Results, in_tree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 ASKED = re.compile(r"\bmvrpCorrects(?:Now)?\(Correction::(\w+)")
@@ -46,14 +47,6 @@ def places(root):
             for name in ASKED.findall(path.read_text(encoding="utf-8")):
                 counts[name] = counts.get(name, 0) + 1
     return counts
-
-
-def planted():
-    with tempfile.TemporaryDirectory() as name:
-        folder = pathlib.Path(name) / "daemon"
-        folder.mkdir()
-        (folder / "planted.cpp").write_text(PLANTED, encoding="utf-8")
-        return places(pathlib.Path(name))
 
 
 def commands(path):
@@ -103,43 +96,38 @@ def planted_scenarios():
     """Whether pairs that are none are noticed: another command, and the same trace."""
     noticed = []
     for more, trace in (("start\n", "other"), ("", "same")):
-        with tempfile.TemporaryDirectory() as name:
-            folder = pathlib.Path(name) / "own-batch"
-            folder.mkdir()
-            for stem, word, text in (("x", "own-batch", ""), ("x" + WITHOUT, "none", more)):
-                (folder / f"{stem}.scn").write_text(f"correct {word}\n{text}", encoding="utf-8")
-                happens = trace if stem == "x" else "same"
-                (folder / f"{stem}.trace").write_text(f"> correct {word}\n  {happens}\n", encoding="utf-8")
-            results, shown = scenarios(pathlib.Path(name))
-            noticed.append(not all(results.values()) and not shown)
+        files = {}
+        for stem, word, text in (("x", "own-batch", ""), ("x" + WITHOUT, "none", more)):
+            happens = trace if stem == "x" else "same"
+            files[f"own-batch/{stem}.scn"] = f"correct {word}\n{text}"
+            files[f"own-batch/{stem}.trace"] = f"> correct {word}\n  {happens}\n"
+        results, shown = in_tree(files, scenarios)
+        noticed.append(not all(results.values()) and not shown)
     return all(noticed)
 
 
 def main():
     found = places(ROOT)
     header = (ROOT / "platform/contract/corrections.h").read_text(encoding="utf-8")
-    results = {
-        "the check does not notice a place": planted() == {"Admission": 1},
-        "the check does not know what the contract names": set(NAMED.findall(header)) == set(PLACES),
-    }
+    results = Results()
+    results.expect(in_tree({"daemon/planted.cpp": PLANTED}, places) == {"Admission": 1},
+                   "the check does not notice a place")
+    results.expect(set(NAMED.findall(header)) == set(PLACES),
+                   "the check does not know what the contract names")
     for name in sorted(set(found) | set(PLACES)):
         asked, expected = found.get(name, 0), PLACES.get(name, 0)
-        results[f"{name}: asked about in {asked} places, not in {expected}"] = asked == expected
+        results.expect(asked == expected, f"{name}: asked about in {asked} places, not in {expected}")
     cmake = (ROOT / "tests/simulation/CMakeLists.txt").read_text(encoding="utf-8")
     controls = re.findall(r"[a-z-]+", cmake)
     pairs, shown = scenarios(CASES)
-    results.update(pairs)
-    results["the check does not notice a pair that is none"] = planted_scenarios()
+    for text, right in pairs.items():
+        results.expect(right, text)
+    results.expect(planted_scenarios(), "the check does not notice a pair that is none")
     for name in re.findall(r'"([a-z-]+)"', NAMES.search(header).group(1)):
-        results[f"{name}: no scenario that shows the harm, with its double under that correction alone"] = (
-            name in shown
-        )
-        results[f"{name}: the simulation is not run without it"] = name in controls
-    for text, passed in results.items():
-        if not passed:
-            print(text)
-    print(f"{sum(results.values())} passed, {len(results) - sum(results.values())} failed")
-    return not all(results.values())
+        results.expect(name in shown, f"{name}: no scenario that shows the harm, with its double under "
+                                      "that correction alone")
+        results.expect(name in controls, f"{name}: the simulation is not run without it")
+    return results.end()
 
 
 if __name__ == "__main__":

@@ -7,9 +7,9 @@ import pathlib
 import re
 import subprocess
 import sys
-import tempfile
 
 import includes
+from _results import Results, in_tree
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
@@ -201,34 +201,18 @@ PLANTED = [
 
 def noticed_by(changed):
     """The checks that object to the sound tree with these files in it."""
-    with tempfile.TemporaryDirectory() as directory:
-        root = pathlib.Path(directory)
-        for path, content in (SOUND | changed).items():
-            if content is None:
-                continue
-            (root / path).parent.mkdir(parents=True, exist_ok=True)
-            (root / path).write_text(content, encoding="utf-8")
-        return [check for check in CHECKS if list(check(root))]
+    return in_tree(SOUND | changed, lambda root: [check for check in CHECKS if any(check(root))])
 
 
 def main():
-    passed = failed = 0
-    if noticed_by({}):
-        failed += 1
-        print(f"{noticed_by({})[0].__name__} objects to a sound tree")
+    results = Results()
+    results.expect(not noticed_by({}), "a check objects to a sound tree")
     for check, name, text in PLANTED:
-        good = check in noticed_by({name: text})
-        passed += good
-        failed += not good
-        if not good:
-            print(f"{check.__name__} does not notice {text!r} in {name}")
+        results.expect(check in noticed_by({name: text}),
+                       f"{check.__name__} does not notice {text!r} in {name}")
     for check in CHECKS:
-        found = list(check(ROOT))
-        print("\n".join(found), end="\n" if found else "")
-        passed += not found
-        failed += bool(found)
-    print(f"{passed} passed, {failed} failed")
-    return failed != 0
+        results.nothing(check(ROOT))
+    return results.end()
 
 
 if __name__ == "__main__":

@@ -10,7 +10,8 @@ import itertools
 import pathlib
 import re
 import sys
-import tempfile
+
+from _results import Results, finds
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.MULTILINE)
 STANDARD = re.compile(r"^[a-z_]+$")  # C++ standard headers have no suffix and no folder
@@ -145,10 +146,9 @@ def crowded(root):
                 yield f"{place.relative_to(root)}: {count} sources on one floor; allowed: {MOST_SOURCES}"
 
 
-def plant(root, folder, line):
-    """A tree with one file that holds one include."""
-    (root / folder).mkdir(parents=True, exist_ok=True)
-    (root / folder / "planted.cpp").write_text(line + "\n", encoding="utf-8")
+def planted(*includes):
+    """A tree with a file in each folder that holds one include: (folder, line)."""
+    return {f"{folder}/planted.cpp": line + "\n" for folder, line in includes}
 
 
 PLANTED = [
@@ -175,21 +175,9 @@ def planted_rooms(folder):
                     yield a, b, there > here or {a, b} <= ring
 
 
-def noticed(check, *files):
-    """Whether a check finds something in a tree of these (folder, line)."""
-    with tempfile.TemporaryDirectory() as name:
-        for folder, line in files:
-            plant(pathlib.Path(name), folder, line)
-        return any(check(pathlib.Path(name)))
-
-
 def crowds(count):
     """Whether so many sources in one folder are too many."""
-    with tempfile.TemporaryDirectory() as name:
-        plant(pathlib.Path(name), "cli/attic", "")
-        for number in range(1, count):
-            (pathlib.Path(name) / f"cli/attic/{number}.h").touch()
-        return any(crowded(pathlib.Path(name)))
+    return finds({f"cli/attic/{number}.h": "" for number in range(count)}, crowded)
 
 
 def trials():
@@ -197,40 +185,36 @@ def trials():
     for count in (MOST_SOURCES, MOST_SOURCES + 1):
         yield crowds(count) == (count > MOST_SOURCES), f"{count} sources in a folder"
     for folder, line in PLANTED:
-        yield noticed(lambda root: [found for rule in RULES for found in violations(root, rule)],
-                      (folder, line)), f"{line} in {folder}/"
+        yield finds(planted((folder, line)),
+                    lambda root: (found for rule in RULES for found in violations(root, rule))), \
+            f"{line} in {folder}/"
     for folder in FLOORS:
         def floors(root, folder=folder):
             return climbing(root, folder)
 
         for here, there, allowed in planted_rooms(folder):
             line = f'#include "{folder}/{there}/planted.h"'
-            yield noticed(floors, (f"{folder}/{here}", line)) != allowed, f"{line} in {here}/"
-        yield noticed(floors, (f"{folder}/attic", f'#include "{folder}/attic/planted.h"')), "a new room"
+            yield finds(planted((f"{folder}/{here}", line)), floors) != allowed, f"{line} in {here}/"
+        attic = planted((f"{folder}/attic", f'#include "{folder}/attic/planted.h"'))
+        yield finds(attic, floors), "a new room"
         base = f"{folder}/{FLOORS[folder][-1][0]}"
-        yield noticed(lambda root, folder=folder: circles(root, folder),
-                      (f"{base}/a", f'#include "{base}/b/planted.h"'),
-                      (f"{base}/b", f'#include "{base}/a/planted.h"')), f"a circle in {base}/"
+        yield finds(planted((f"{base}/a", f'#include "{base}/b/planted.h"'),
+                            (f"{base}/b", f'#include "{base}/a/planted.h"')),
+                    lambda root, folder=folder: circles(root, folder)), f"a circle in {base}/"
 
 
 def main():
-    passed = failed = 0
+    results = Results()
     for right, what in trials():
-        passed += right
-        failed += not right
-        if not right:
-            print(f"the check is wrong about {what}")
+        results.expect(right, f"the check is wrong about {what}")
     root = pathlib.Path(__file__).resolve().parents[2]
-    checks = [violations(root, folder) for folder in RULES]
-    checks += [check(root, folder) for check in (climbing, circles) for folder in FLOORS]
-    checks.append(crowded(root))
-    for check in checks:
-        found = list(check)
-        print("\n".join(found), end="\n" if found else "")
-        passed += not found
-        failed += bool(found)
-    print(f"{passed} passed, {failed} failed")
-    return failed != 0
+    for folder in RULES:
+        results.nothing(violations(root, folder))
+    for check in (climbing, circles):
+        for folder in FLOORS:
+            results.nothing(check(root, folder))
+    results.nothing(crowded(root))
+    return results.end()
 
 
 if __name__ == "__main__":

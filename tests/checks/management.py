@@ -9,6 +9,8 @@ import pathlib
 import re
 import sys
 
+from _results import Results
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 VOCABULARY = ROOT / "platform" / "contract" / "management.h"
 PROGRAMS = ("daemon", "platform", "cli", "plan")
@@ -116,24 +118,14 @@ HARMLESS = (
 
 def main():
     numbers = telling_numbers()
-    passed = failed = 0
-    trials = [(line, True) for line in PLANTED] + [(line, False) for line in HARMLESS]
-    for line, wrong in trials:
-        right = bool(list(copies("planted.cpp", line, numbers))) == wrong
-        passed += right
-        failed += not right
-        if not right:
-            print(f"the check is wrong about {line}")
-    checks = [copies(name, text, numbers) for name, text in sources(ROOT)]
-    checks += [stale(name, (ROOT / name).read_text(encoding="utf-8"), what)
-               for name, what in DOCUMENTS.items()]
-    for check in checks:
-        found = list(check)
-        print("\n".join(found), end="\n" if found else "")
-        passed += not found
-        failed += bool(found)
-    print(f"{passed} passed, {failed} failed")
-    return failed != 0
+    results = Results()
+    for line, wrong in [(line, True) for line in PLANTED] + [(line, False) for line in HARMLESS]:
+        results.expect(any(copies("planted.cpp", line, numbers)) == wrong, f"the check is wrong about {line}")
+    for name, text in sources(ROOT):
+        results.nothing(copies(name, text, numbers))
+    for name, what in DOCUMENTS.items():
+        results.nothing(stale(name, (ROOT / name).read_text(encoding="utf-8"), what))
+    return results.end()
 
 
 if __name__ == "__main__":
