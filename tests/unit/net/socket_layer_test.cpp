@@ -4,9 +4,6 @@
 #include "platform/net/sockets/socket_layer.h"
 
 #include <gtest/gtest.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,83 +14,10 @@
 #include <thread>
 
 #include "tests/scratch_directory.h"
+#include "tests/unit/net/sockets_harness.h"
 
 namespace platform {
 namespace {
-
-constexpr u32 kUnit = 3;
-const std::vector<u8> kFrame = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-
-/// Remembers what was sent.
-class FakeTransmitter final : public FrameTransmitter {
-  public:
-    int transmit(u32 unit, std::span<const u8> frame) override {
-        lastUnit = unit;
-        lastFrame.assign(frame.begin(), frame.end());
-        return result;
-    }
-    int result = 0;
-    u32 lastUnit = 0;
-    std::vector<u8> lastFrame;
-};
-
-FrameMeta groupMeta() {
-    FrameMeta meta;
-    meta.unit = kUnit;
-    meta.protocol = static_cast<u16>(kQorProtocolMvrp);
-    meta.pduOffset = 22;
-    meta.destination = {0x01, 0x80, 0xC2, 0, 0, 0x21};
-    meta.source = {2, 0, 0, 0, 0, 7};
-    return meta;
-}
-
-class SocketLayerTest : public testing::Test {
-  protected:
-    void SetUp() override {
-        layer_.setTransmitter(&transmitter_);
-        installSocketLayer(&layer_);
-        mvrp_ = qor_socket(kQorFamilyPacket, kQorTypeRaw, kQorProtocolMvrp);
-        gvrp_ = qor_socket(kQorFamilyPacket, kQorTypeRaw, kQorProtocolGvrp);
-        route_ = qor_socket(kQorFamilyRoute, kQorTypeDatagram, 0);
-        ASSERT_GT(mvrp_, 0);
-        ASSERT_GT(gvrp_, 0);
-        ASSERT_GT(route_, 0);
-    }
-    void TearDown() override {
-        qor_close(mvrp_);
-        qor_close(gvrp_);
-        qor_close(route_);
-        installSocketLayer(nullptr);
-    }
-
-    static int setWord(int socket, int level, int option, u32 value) {
-        return qor_setsockopt(socket, level, option, &value, sizeof value);
-    }
-    static s32 waiting(int socket) {
-        s32 bytes = -1;
-        EXPECT_EQ(qor_ioctl(socket, kQorIoctlBytesWaiting, &bytes), 0);
-        return bytes;
-    }
-    static void makeNonBlocking(int socket) {
-        s32 on = 1;
-        ASSERT_EQ(qor_ioctl(socket, kQorIoctlNonBlocking, &on), 0);
-    }
-    /// Waits on the three sockets as the protocol task does. @return qor_select()'s result
-    int waitForAny(fd_set& read, long microseconds) const {
-        FD_ZERO(&read);
-        FD_SET(mvrp_, &read);
-        FD_SET(gvrp_, &read);
-        FD_SET(route_, &read);
-        timeval timeout = {0, microseconds};
-        return qor_select(std::max({mvrp_, gvrp_, route_}) + 1, &read, nullptr, nullptr, &timeout);
-    }
-
-    SocketLayer layer_;
-    FakeTransmitter transmitter_;
-    int mvrp_ = -1;
-    int gvrp_ = -1;
-    int route_ = -1;
-};
 
 TEST_F(SocketLayerTest, UnknownSocketsAreRefused) {
     EXPECT_EQ(qor_socket(kQorFamilyPacket, kQorTypeRaw, 0x0800), -1);
@@ -409,29 +333,6 @@ TEST_F(SocketLayerTest, SelectWithTooManyDescriptorsIsRefused) {
 TEST(SocketLayerAbsent, EveryCallFails) {
     EXPECT_EQ(qor_socket(kQorFamilyPacket, kQorTypeRaw, kQorProtocolMvrp), -1);
     EXPECT_EQ(errno, EBADF);
-}
-
-// The yield test of the daemon's batches asks between any two frames.
-TEST_F(SocketLayerTest, BytesWaitingAndReadyRingsNeedNoSystemCall) {
-#if defined(MVRP_SANITIZE_ADDRESS) || defined(MVRP_SANITIZE_THREAD)
-    GTEST_SKIP() << "the sanitizers make system calls of their own";
-#endif
-    layer_.deliver(SocketKind::Mvrp, groupMeta(), kFrame);
-    layer_.deliver(SocketKind::Mvrp, groupMeta(), kFrame);
-    const pid_t child = fork();
-    if (child == 0) {
-        if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0)
-            _exit(2);
-        fd_set read;
-        std::array<u8, 64> buffer;
-        const bool good = waiting(mvrp_) > 0 && waiting(route_) == 0 && waitForAny(read, 0) == 1 &&
-                          qor_recv(mvrp_, buffer.data(), buffer.size(), 0) > 0;
-        syscall(SYS_exit, good ? 0 : 3);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
 TEST_F(SocketLayerTest, AClosedSocketTellsNothingOfWhatWaitedThere) {

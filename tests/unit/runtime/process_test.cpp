@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What ends a process, tried in children: signals and crashes.
+// What ends a process, tried in children: signals.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -8,7 +8,6 @@
 #include <cstdio>
 
 #include "platform/contract/process.h"
-#include "platform/contract/sil.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/signals.h"
 
@@ -39,12 +38,6 @@ namespace {
     sleepForEver();
 }
 
-[[noreturn, maybe_unused]] void crash() {
-    silCatchSegFault();
-    raise(SIGSEGV);
-    sleepForEver();
-}
-
 /// Children are new runs of the test program: threads of this one can not get in their way.
 class Process : public testing::Test {
   protected:
@@ -60,14 +53,6 @@ TEST_F(ProcessDeathTest, SigtermAndSigintEndItCleanlyWithStatus0) {
 
 TEST_F(ProcessDeathTest, SighupHasTheConfigurationReadAgain) {
     EXPECT_EXIT(reloadThenEnd(), testing::ExitedWithCode(0), "read again, .*SIGTERM: ending");
-}
-
-TEST_F(ProcessDeathTest, ACrashLeavesAStackTraceAndItsSignal) {
-#if defined(MVRP_SANITIZE_ADDRESS) || defined(MVRP_SANITIZE_THREAD)
-    GTEST_SKIP() << "the sanitizer reports crashes itself";
-#else
-    EXPECT_EXIT(crash(), testing::KilledBySignal(SIGSEGV), "ended by signal SEGV; stack");
-#endif
 }
 
 }  // namespace
