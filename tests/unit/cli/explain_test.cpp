@@ -3,10 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
 
 namespace cli {
 namespace {
+
+void setName(VlanOnPort& port, const std::string& name) {
+    name.copy(port.port.name.data(), port.port.name.size() - 1);
+}
 
 /// VLAN 20 on port p1, which runs MVRP and permits everything; nobody said anything yet.
 ExplainFacts facts() {
@@ -16,7 +20,7 @@ ExplainFacts facts() {
     facts.global.host.role = static_cast<u32>(platform::HostRole::Active);
     facts.global.host.driver = static_cast<u32>(platform::DriverKind::SoftwareSwitch);
     facts.port.port.unit = 1;
-    std::strcpy(facts.port.port.name.data(), "p1");
+    setName(facts.port, "p1");
     facts.port.port.link = 1;
     facts.port.port.eligible = 1;
     facts.port.port.wireForm = static_cast<u32>(platform::WireForm::Native);
@@ -139,7 +143,7 @@ TEST(Explain, NamesTheCorrectionThatDecided) {
     ExplainFacts f = facts();
     EXPECT_EQ(explainVlan(f).decision, "");
     VlanOnPort other;
-    std::strcpy(other.port.name.data(), "p2");
+    setName(other, "p2");
     other.machine = {9, 0, 2};
     f.others.push_back(other);
     f.port.machine = {5, 2, 1};
@@ -272,7 +276,7 @@ TEST(Explain, ARegistrationThatTheSwitchLacksWaitsOrWasRefused) {
 TEST(Explain, SaysWhichPortMakesItDeclareTheVlan) {
     ExplainFacts f = facts();
     VlanOnPort other;
-    std::strcpy(other.port.name.data(), "p2");
+    setName(other, "p2");
     other.machine = {9, 0, 2};
     f.others.push_back(other);
     f.port.machine = {5, 2, 1};
