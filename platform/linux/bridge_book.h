@@ -20,6 +20,14 @@ struct Lingering {
     u64 untilMs = 0;  ///< on the driver's clock
 };
 
+/// Entries of ours that others remove again and again.
+struct Dispute {
+    VlanBitmap vlans{};  ///< not written again before `untilMs`
+    u64 untilMs = 0;     ///< on the driver's clock, as `lastMs`
+    u64 lastMs = 0;      ///< of the last removal
+    u32 removals = 0;
+};
+
 struct BridgePort {
     KernelLink link;
     VlanBitmap
@@ -32,6 +40,7 @@ struct BridgePort {
     bool unsure = false;               ///< a change failed: `added` may name what is not there
     u32 generation = 0;                ///< a port that comes anew under an old index has another
     std::vector<Lingering> lingering;  ///< of `added`
+    Dispute dispute;
 
     VlanBitmap foreign() const;
     /// Entries of `added` that can not be ours any more: the daemon's are tagged only.

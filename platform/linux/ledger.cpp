@@ -10,16 +10,18 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <fstream>
 #include <optional>
+#include <span>
 
 #include "platform/runtime/log.h"
 
 namespace platform {
 namespace {
 
-constexpr std::array<char, 16> kMagic = {"mvrp ledger 1\n"};
+constexpr std::array<char, 16> kMagic = {"mvrp ledger 2\n"};
 constexpr const char* kBootIdFile = "/proc/sys/kernel/random/boot_id";
 constexpr std::size_t kNameField = 16;  ///< an interface's name with its end
 constexpr std::size_t kBlockBytes = 1024;
@@ -38,7 +40,8 @@ struct HeaderBlock {
     std::array<char, kNameField> bridge;
     u64 networkNamespace;
     u32 bridgeIndex;
-    std::array<u8, 916> reserved;
+    std::array<u8, 912> reserved;
+    u32 checksum;  ///< of all before it, as in a record
 };
 static_assert(sizeof(HeaderBlock) == kBlockBytes);
 
@@ -46,9 +49,21 @@ struct RecordBlock {
     u32 index;  ///< 0: free
     std::array<char, kNameField> name;
     VlanBitmap added;
-    std::array<u8, 492> reserved;
+    std::array<u8, 488> reserved;
+    u32 checksum;
 };
 static_assert(sizeof(RecordBlock) == kBlockBytes);
+
+/// FNV-1a of a block without its last field. It tells what a disk, or another program, has damaged;
+/// nobody else may write the file.
+template <typename Block>
+u32 checksumOf(const Block& block) {
+    static_assert(sizeof block == kBlockBytes && offsetof(Block, checksum) == kBlockBytes - 4);
+    u32 sum = 2166136261U;
+    for (const u8 byte : std::span(reinterpret_cast<const u8*>(&block), kBlockBytes - 4))
+        sum = (sum ^ byte) * 16777619U;
+    return sum;
+}
 
 template <std::size_t size>
 void copyText(std::array<char, size>& to, const std::string& text) {
@@ -62,6 +77,7 @@ HeaderBlock headerOf(const LedgerScope& scope) {
     copyText(header.bridge, scope.bridge);
     header.networkNamespace = scope.networkNamespace;
     header.bridgeIndex = scope.bridgeIndex;
+    header.checksum = checksumOf(header);
     return header;
 }
 
@@ -100,12 +116,17 @@ LedgerScope scopeOf(const HeaderBlock& header) {
 /// With the places that are free, so that the number of a record is its place.
 std::optional<LedgerContents> readContents(int file) {
     HeaderBlock header{};
-    if (!readBlock(file, &header, 0) || header.magic != kMagic)
+    if (!readBlock(file, &header, 0) || header.magic != kMagic ||
+        header.checksum != checksumOf(header))
         return std::nullopt;
     LedgerContents contents{scopeOf(header), {}};
     RecordBlock block{};
-    for (u32 number = 0; readBlock(file, &block, placeOf(number)); number++)
-        contents.records.push_back({block.index, textOf(block.name), block.added});
+    for (u32 number = 0; readBlock(file, &block, placeOf(number)); number++) {
+        const bool whole = block.checksum == checksumOf(block);
+        contents.damaged += whole || block.index == 0 ? 0 : 1;
+        contents.records.push_back(
+            whole ? LedgerRecord{block.index, textOf(block.name), block.added} : LedgerRecord{});
+    }
     return contents;
 }
 
@@ -168,6 +189,11 @@ void Ledger::adopt() {
         restart(scope_);
         return;
     }
+    if (contents->damaged != 0)
+        logMessage(LogPriority::Warning,
+                   "%s: %u records are damaged and not used: entries that they named count as "
+                   "configured by others",
+                   path_.c_str(), contents->damaged);
     for (u32 number = 0; number < contents->records.size(); number++) {
         const LedgerRecord& record = contents->records[number];
         if (record.index == 0)
@@ -175,6 +201,8 @@ void Ledger::adopt() {
         found_.push_back(record);
         slots_[record.index] = {number, record.name, record.added};
     }
+    if (contents->damaged != 0)
+        noteResult(writeAll());
 }
 
 void Ledger::restart(const LedgerScope& scope) {
@@ -226,6 +254,7 @@ bool Ledger::writeRecord(u32 number, u32 index, const Slot* slot) const {
         copyText(block.name, slot->name);
         block.added = slot->added;
     }
+    block.checksum = checksumOf(block);
     return writeBlock(file_.get(), &block, placeOf(number));
 }
 

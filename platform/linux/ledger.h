@@ -5,9 +5,10 @@
 // after one is removed, it always names at least what was added, also when the process was killed.
 //
 // The file is a header and one record for each port, of a fixed size and within one page each, so
-// that a write of a record is there as a whole or not at all. It is good for one boot, one network
-// namespace and one bridge interface; a file of another is not used. It outlives the process and
-// not the machine, whose bridge does not either, so nothing is synchronised to a disk.
+// that a write of a record is there as a whole or not at all; each ends with a checksum. It is good
+// for one boot, one network namespace and one bridge interface; a file of another is not used. It
+// outlives the process and not the machine, whose bridge does not either, so nothing is
+// synchronised to a disk.
 //
 // Locking: the caller's. Errors: what can not be written is logged once, until it can be again; the
 // records in memory go on.
@@ -46,6 +47,7 @@ struct LedgerRecord {
 struct LedgerContents {
     LedgerScope scope;
     std::vector<LedgerRecord> records;
+    u32 damaged = 0;  ///< records that are not what was written, and left out
 };
 
 /// Reads a ledger without taking it, beside the daemon that keeps it: a change under way may be

@@ -62,15 +62,22 @@ bool LinuxSwitch::endLinger() {
     for (BridgePort& port : book_.ports)
         std::erase_if(port.lingering,
                       [nowMs](const Lingering& entry) { return entry.untilMs <= nowMs; });
+    endDisputes();
     noteNextLinger();
     return true;
 }
 
 void LinuxSwitch::noteNextLinger() {
     u64 next = 0;
-    for (const BridgePort& port : book_.ports)
+    const auto note = [&next](u64 untilMs) {
+        next = next == 0 ? untilMs : std::min(next, untilMs);
+    };
+    for (const BridgePort& port : book_.ports) {
         for (const Lingering& entry : port.lingering)
-            next = next == 0 ? entry.untilMs : std::min(next, entry.untilMs);
+            note(entry.untilMs);
+        if (!vlanIsEmpty(port.dispute.vlans))
+            note(port.dispute.untilMs);
+    }
     const bool isNew = next != 0 && nextLingerMs_.exchange(next) == 0;
     if (next == 0)
         nextLingerMs_ = 0;

@@ -103,6 +103,7 @@ void LinuxSwitch::look(const Churn& told) {
             return a.generation == b.generation && a.link.name == b.link.name;
         });
     book_ = std::move(next);
+    noteNextLinger();
     const VlanBitmap before = staticVlans_;
     staticVlans_ = book_.staticVlans(config_.vlanOne);
     beginLinger(vlanDifference(before, staticVlans_));
@@ -169,6 +170,7 @@ void LinuxSwitch::carryOverPort(BridgePort& next, const BridgePort& old, bool wa
     next.guardFailed = old.guardFailed;
     next.added = old.added;
     next.lingering = old.lingering;
+    next.dispute = old.dispute;
     const VlanBitmap taken = next.takenOver();
     const VlanBitmap wiped =
         vlanDifference(vlanDifference(old.added, next.carried), lingeringOn(old));
@@ -185,9 +187,7 @@ void LinuxSwitch::carryOverPort(BridgePort& next, const BridgePort& old, bool wa
                  "%s was taken out of the bridge and put back: VLANs %s are written again", next,
                  wiped);
     else
-        logVlans(LogPriority::Warning,
-                 "%s: others removed VLANs %s, which the daemon had added: they are written again",
-                 next, wiped);
+        noteWiped(next, wiped);
 }
 
 /// A port that was not there before.

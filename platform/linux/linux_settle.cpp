@@ -48,7 +48,8 @@ bool LinuxSwitch::settle(BridgePort& port) {
 bool LinuxSwitch::writeDifference(BridgePort& port) {
     const VlanBitmap wanted = wantedOf(port);
     const VlanBitmap kept = vlanUnion(wanted, lingeringOn(port));
-    return addEntries(port, vlanDifference(wanted, port.carried)) &&
+    const VlanBitmap missing = vlanDifference(wanted, port.carried);
+    return addEntries(port, vlanDifference(missing, port.dispute.vlans)) &&
            removeEntries(port, vlanDifference(port.added, kept));
 }
 

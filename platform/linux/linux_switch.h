@@ -127,6 +127,11 @@ class LinuxSwitch final : public StateSwitch {
     /// Forgets what has lingered long enough. @return whether there was any
     bool endLinger();
     void noteNextLinger();
+    /// Others removed entries of the daemon's from a port: says so, and holds them back for a while
+    /// where that has happened too often.
+    void noteWiped(BridgePort& port, const VlanBitmap& wiped);
+    /// What was held back for long enough is wanted again.
+    void endDisputes();
     u32 lingerTimeOf(const BridgePort& port) const;
 
     /// The static VLANs that the port carries while it takes part.
@@ -154,7 +159,8 @@ class LinuxSwitch final : public StateSwitch {
     std::atomic<bool> unfinished_{false};
     std::atomic<BridgeState> bridgeState_{BridgeState::Missing};
     std::atomic<u32> changesAsked_{0};
-    std::atomic<u64> nextLingerMs_{0};  ///< when the first entry has lingered enough; 0: none does
+    std::atomic<u64> nextLingerMs_{
+        0};  ///< when the first entry has lingered, or was held back, enough; 0: none
     std::function<u64()> nowMs_;
     std::vector<KernelEvent> events_;  ///< the monitor thread's
 

@@ -113,6 +113,34 @@ TEST_F(LedgerTest, WhatIsNoLedgerIsBegunAnew) {
     EXPECT_TRUE(found(scope).empty()) << "a record that is not there as a whole";
 }
 
+TEST_F(LedgerTest, ADamagedRecordIsNotUsedAndTheOthersAre) {
+    fill();
+    {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(2 * 1024 + 100);  // a VLAN of the second record
+        file.put(1);
+    }
+    ::testing::internal::CaptureStderr();
+    const auto records = found(scope);
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("1 records are damaged"), std::string::npos) << log;
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_EQ(records[0].index, 5U);
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(found(scope).size(), 1U);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "") << "it is whole again";
+}
+
+TEST_F(LedgerTest, ADamagedHeaderMakesItNoLedger) {
+    fill();
+    {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(500);
+        file.put(1);
+    }
+    EXPECT_TRUE(found(scope).empty());
+}
+
 TEST_F(LedgerTest, TheFileIsForOneProcess) {
     Ledger first;
     Ledger second;

@@ -23,6 +23,9 @@ inline constexpr u32 kTap = 7;
 /// How long entries linger on a port with the standard times: a second and two join times.
 inline constexpr u32 kLingerMs = 1400;
 
+/// For no longer are entries held back that others remove again and again.
+inline constexpr u32 kLongestDisputeMs = 64'000;
+
 inline LinuxBridgeConfig bridgeConfig() {
     LinuxBridgeConfig config;
     config.bridge = "br0";

@@ -62,6 +62,7 @@ class World {
         node_.kernel.failChanges(0, 0);
         settle();
         node_.settleAfter(kLingerMs);
+        node_.settleAfter(kLongestDisputeMs);
         const VlanBitmap statics = staticVlans();
         for (const u32 port : kPorts) {
             VlanBitmap wanted = vlanUnion(others_[port], dynamicOf(port));

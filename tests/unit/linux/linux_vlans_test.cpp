@@ -267,5 +267,33 @@ TEST_F(LinuxVlans, OtherSettingsTakeEffectAtOnce) {
     EXPECT_EQ(node.carried(kEth0), "1");
 }
 
+/// A manager that knows nothing of the daemon takes its entry away whenever it sees it.
+TEST_F(LinuxVlans, WhatOthersRemoveAgainAndAgainIsWrittenLaterAndLaterAndThatIsSaid) {
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({10, 11})));
+    ::testing::internal::CaptureStderr();
+    const std::size_t before = node.kernel.requests.size();
+    constexpr u32 kSeconds = 100;
+    for (u32 tenth = 0; tenth < kSeconds * 10; tenth++) {
+        node.kernel.removeVlans(kEth0, vlanSet({10}));
+        node.settleAfter(100);
+    }
+    const std::string log = ::testing::internal::GetCapturedStderr();
+    EXPECT_LT(node.kernel.requests.size() - before, 15U) << "and not " << kSeconds * 10;
+    EXPECT_NE(log.find("VLANs 10 again and again"), std::string::npos) << log;
+    EXPECT_TRUE(vlanContains(node.kernel.vlansOf(kEth0).carried, 11))
+        << "the others are left alone";
+    EXPECT_EQ(node.dynamic(kEth0), "10-11");
+    // The manager has gone.
+    node.settleAfter(kLongestDisputeMs);
+    EXPECT_TRUE(vlanContains(node.kernel.vlansOf(kEth0).carried, 10));
+    // A long time after it a single removal is made good at once.
+    node.settleAfter(400'000);
+    node.kernel.removeVlans(kEth0, vlanSet({10}));
+    node.settle();
+    EXPECT_TRUE(vlanContains(node.kernel.vlansOf(kEth0).carried, 10));
+}
+
 }  // namespace
 }  // namespace platform::testing
