@@ -2,35 +2,34 @@
 #include "platform/channel/access.h"
 
 #include <grp.h>
-#include <pwd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <cerrno>
 #include <vector>
 
 namespace platform {
 namespace {
 
 constexpr uid_t kRoot = 0;
-constexpr int kMostGroups = 65536;  // of a user, as the kernel has it
+constexpr std::size_t kMostGroups = 65536;  // of a process, as the kernel has it
 
-bool supplementaryMember(uid_t user, gid_t primaryGroup, gid_t group) {
-    passwd entry{};
-    passwd* found = nullptr;
-    std::array<char, 4096> text{};
-    if (getpwuid_r(user, &entry, text.data(), text.size(), &found) != 0 || found == nullptr)
-        return false;
-    std::vector<gid_t> groups(64);
-    int count = static_cast<int>(groups.size());
-    while (getgrouplist(found->pw_name, primaryGroup, groups.data(), &count) < 0) {
-        if (count > kMostGroups || count <= static_cast<int>(groups.size()))
-            return false;
-        groups.resize(static_cast<std::size_t>(count));
+/// The supplementary groups of the peer; none when the kernel does not say.
+std::vector<gid_t> groupsOf(int socket) {
+    std::vector<gid_t> groups(32);
+    for (;;) {
+        auto bytes = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+        if (getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &bytes) == 0) {
+            groups.resize(bytes / sizeof(gid_t));
+            return groups;
+        }
+        // With ERANGE the length is what it takes.
+        const std::size_t wanted = bytes / sizeof(gid_t);
+        if (errno != ERANGE || wanted <= groups.size() || wanted > kMostGroups)
+            return {};
+        groups.resize(wanted);
     }
-    const auto end = groups.begin() + count;
-    return std::find(groups.begin(), end, group) != end;
 }
 
 }  // namespace
@@ -44,23 +43,25 @@ std::optional<gid_t> groupOf(const std::string& name) {
     return found->gr_gid;
 }
 
-bool userMayConnect(uid_t user, gid_t primaryGroup, const CommandAccess& access) {
+PeerRank rankOf(uid_t user, std::span<const gid_t> groups, const CommandAccess& access) {
     if (user == kRoot || user == geteuid())
-        return true;
-    if (!access.group)
-        return false;
-    return primaryGroup == *access.group || supplementaryMember(user, primaryGroup, *access.group);
+        return PeerRank::Owner;
+    const bool isMember = access.group && std::ranges::find(groups, *access.group) != groups.end();
+    return isMember ? PeerRank::Member : PeerRank::Stranger;
 }
 
-bool peerMayConnect(int socket, const CommandAccess& access, std::string& who) {
-    ucred peer{};
-    socklen_t length = sizeof peer;
-    if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0) {
-        who = "unknown";
-        return false;
-    }
-    who = "user " + std::to_string(peer.uid) + ", process " + std::to_string(peer.pid);
-    return userMayConnect(peer.uid, peer.gid, access);
+Peer peerOf(int socket, const CommandAccess& access) {
+    Peer peer;
+    ucred credentials{};
+    socklen_t length = sizeof credentials;
+    if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0)
+        return peer;
+    std::vector<gid_t> groups = groupsOf(socket);
+    groups.push_back(credentials.gid);
+    peer.who =
+        "user " + std::to_string(credentials.uid) + ", process " + std::to_string(credentials.pid);
+    peer.rank = rankOf(credentials.uid, groups, access);
+    return peer;
 }
 
 }  // namespace platform

@@ -78,13 +78,16 @@ u32 callAttribute(IcmAttributeHandler handler, const RequestHeader& header,
 }
 
 /// The request as a person may find it in the log.
-void releaseLocks(const RequestHeader& header) {
+void releaseLocks(const RequestHeader& header, LogLimit& limit) {
     const u32 depth = semReleaseHeldByCaller();
-    if (depth != 0)
+    if (depth == 0)
+        return;
+    if (const auto left = limit.mayLog())
         logMessage(LogPriority::Warning,
                    "request %u (unit %u, attribute %u) returned with the daemon's lock held %u "
-                   "deep; it was released",
-                   header.request, header.unit, header.attribute, depth);
+                   "deep; it was released%s",
+                   header.request, header.unit, header.attribute, depth,
+                   LogLimit::leftOut(*left).c_str());
 }
 
 }  // namespace
@@ -139,7 +142,7 @@ u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
         status = dispatchTable(header, value, reply);
     else if (const auto found = hostHandlers_.find(header.request); found != hostHandlers_.end())
         status = found->second(header, value, reply);
-    releaseLocks(header);
+    releaseLocks(header, lockHeld_);
     if (status == kStatusOk)
         done(header);
     return status;
@@ -157,7 +160,7 @@ u32 Dispatcher::callNumber(Request request, u32 unit, u32 attribute, u32& value)
 u32 Dispatcher::setNumber(Request request, u32 unit, u32 attribute, u32 value) const {
     const RequestHeader header{static_cast<u32>(request), unit, attribute, sizeof value};
     const u32 status = callNumber(request, unit, attribute, value);
-    releaseLocks(header);
+    releaseLocks(header, lockHeld_);
     if (status == kStatusOk)
         done(header);
     return status;

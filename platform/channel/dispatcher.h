@@ -16,6 +16,7 @@
 
 #include "platform/channel/protocol.h"
 #include "platform/contract/icm.h"
+#include "platform/runtime/log_limit.h"
 
 namespace platform {
 
@@ -58,6 +59,7 @@ class Dispatcher {
     std::span<const IcmFunc> table_;
     std::map<u32, HostHandler> hostHandlers_;
     std::vector<std::function<void(const RequestHeader&)>> onDone_;
+    mutable LogLimit lockHeld_;
 };
 
 }  // namespace platform

@@ -23,9 +23,11 @@ constexpr int kRetryAcceptMs = 1000;
 
 }  // namespace
 
-CommandServer::CommandServer(RequestServer requests, CommandAccess access)
+CommandServer::CommandServer(RequestServer requests, CommandAccess access,
+                             std::chrono::milliseconds idle)
     : requests_(std::move(requests)),
       access_(access),
+      idle_(idle),
       poll_(epoll_create1(EPOLL_CLOEXEC)),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     waitFor(wake_.get(), EPOLLIN, false);
@@ -99,25 +101,86 @@ void CommandServer::runPosted() {
 }
 
 void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
-    std::string who;
-    if (!peerMayConnect(connection.get(), access_, who)) {
-        logMessage(LogPriority::Warning, "%s: %s may not use it", listener.path.c_str(),
-                   who.c_str());
-        return;
-    }
-    if (clients_.size() == kMaxClients) {
-        logMessage(LogPriority::Warning, "%s: %s turned away, %zu clients are the most",
-                   listener.path.c_str(), who.c_str(), kMaxClients);
+    const Peer peer = peerOf(connection.get(), access_);
+    const bool may = peer.rank != PeerRank::Stranger;
+    if (!may || !makeRoom(peer.rank)) {
+        if (const auto left = turnedAway_.mayLog())
+            logMessage(LogPriority::Warning, "%s: %s %s%s", listener.path.c_str(), peer.who.c_str(),
+                       may ? "turned away, there are as many clients as are served at a time"
+                           : "may not use it",
+                       LogLimit::leftOut(*left).c_str());
         return;
     }
     const int descriptor = connection.get();
     waitFor(descriptor, EPOLLIN, false);
     Client& client = clients_[descriptor];
-    client.connection = std::make_unique<ClientConnection>(std::move(connection));
+    client.connection = std::make_unique<ClientConnection>(std::move(connection), malformed_);
+    client.rank = peer.rank;
     client.listener = listener.socket.get();
     client.counter = listener.clients;
     if (client.counter != nullptr)
         ++*client.counter;
+}
+
+bool CommandServer::makeRoom(PeerRank rank) {
+    if (clients_.size() < kMaxClients)
+        return true;
+    if (rank != PeerRank::Owner)
+        return false;
+    auto chosen = clients_.end();
+    const auto givesWay = [](const Client& client) {
+        return std::pair(client.rank, client.connection->lastActive());
+    };
+    for (auto client = clients_.begin(); client != clients_.end(); ++client)
+        if (!client->second.mayIdle() &&
+            (chosen == clients_.end() || givesWay(client->second) < givesWay(chosen->second)))
+            chosen = client;
+    if (chosen == clients_.end())
+        return false;
+    forget(chosen);
+    return true;
+}
+
+int CommandServer::endIdle() {
+    const auto now = ClientConnection::Clock::now();
+    auto next = ClientConnection::Clock::time_point::max();
+    for (auto client = clients_.begin(); client != clients_.end();) {
+        const auto until = client->second.connection->lastActive() + idle_;
+        if (client->second.mayIdle()) {
+            ++client;
+        } else if (until <= now) {
+            client = forget(client);
+        } else {
+            next = std::min(next, until);
+            ++client;
+        }
+    }
+    if (next == ClientConnection::Clock::time_point::max())
+        return kForEver;
+    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(next - now).count());
+}
+
+Descriptor CommandServer::takeDescriptor() {
+    return serving_ == nullptr ? Descriptor() : serving_->takeDescriptor();
+}
+
+void CommandServer::serve(ClientConnection& client) {
+    serving_ = &client;
+    client.serve(requests_);
+    serving_ = nullptr;
+}
+
+void CommandServer::working(bool begins) {
+    workingSince_ = begins ? ClientConnection::Clock::now().time_since_epoch().count() : 0;
+}
+
+std::chrono::milliseconds CommandServer::busyFor() const {
+    using Clock = ClientConnection::Clock;
+    const Clock::rep since = workingSince_;
+    if (since == 0)
+        return {};
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        Clock::now() - Clock::time_point(Clock::duration(since)));
 }
 
 CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client) {
@@ -172,7 +235,7 @@ void CommandServer::handle(int descriptor, u32 events) {
     }
     client.send();
     client.receive();
-    client.serve(requests_);
+    serve(client);
     settle(found);
 }
 
@@ -185,7 +248,7 @@ bool CommandServer::serveWaiting() {
             ++next;
             continue;
         }
-        client.serve(requests_);
+        serve(client);
         waiting = waiting || client.wantsToServe();
         next = settle(next);
     }
@@ -203,9 +266,12 @@ void CommandServer::run() {
     std::array<epoll_event, kEventsPerWait> events{};
     bool waiting = false;
     for (;;) {
-        const int wait = waiting ? 0 : acceptPaused_ ? kRetryAcceptMs : kForEver;
+        const int idle = endIdle();
+        const int wait = waiting ? 0 : acceptPaused_ ? kRetryAcceptMs : idle;
+        working(false);
         const int count =
             epoll_wait(poll_.get(), events.data(), static_cast<int>(events.size()), wait);
+        working(true);
         if (std::exchange(acceptPaused_, false))
             waitForListeners(EPOLLIN);
         for (int index = 0; index < count; index++)

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -18,21 +19,31 @@
 
 namespace platform {
 
-/// Most clients at a time; another is turned away.
+/// Most clients at a time. Another is turned away, unless it is root's or the daemon's own user's:
+/// then the one goes that has been idle for longest, of the group's members before any other.
 inline constexpr std::size_t kMaxClients = 64;
+/// A client that neither asks nor reads for so long is let go.
+inline constexpr std::chrono::milliseconds kClientIdle{60'000};
 
 class CommandServer {
   public:
-    CommandServer(RequestServer requests, CommandAccess access);
+    /// @param idle  how long a client may be idle
+    CommandServer(RequestServer requests, CommandAccess access,
+                  std::chrono::milliseconds idle = kClientIdle);
 
     /// Begins to listen at `path`: before run(), or in the command task.
-    /// @param clients  counts the clients of this socket, where given; it outlives the server
+    /// @param clients  counts the clients of this socket, where given; it outlives the server. They
+    ///                 may be idle for ever and give way to nobody: a peer's connection.
     /// @param error    receives what was wrong
     bool open(const std::string& path, std::string& error, std::atomic<u32>* clients = nullptr);
     /// Stops to listen at `path`. Its clients are served no further: each goes when it has the
     /// replies to what it asked before, the one whose request this is among them. In the command
     /// task, also while it serves a request.
     void close(const std::string& path);
+    /// The descriptor that came with the request that is being served, or none. From within it.
+    Descriptor takeDescriptor();
+    /// How long the command task has been at work on one thing; 0 while it waits. Any thread.
+    std::chrono::milliseconds busyFor() const;
     /// Serves until stop() is called. This is the body of the command task.
     void run();
     /// Has run() return. Any thread.
@@ -50,6 +61,8 @@ class CommandServer {
         std::unique_ptr<ClientConnection> connection;
         int listener = -1;                    ///< descriptor of the socket it came in at
         std::atomic<u32>* counter = nullptr;  ///< where that socket counts its clients
+        PeerRank rank = PeerRank::Stranger;
+        bool mayIdle() const { return counter != nullptr; }
     };
     using Clients = std::map<int, Client>;
 
@@ -57,6 +70,13 @@ class CommandServer {
     void waitForListeners(u32 events);
     void acceptClients(const Listener& listener);
     void acceptOne(const Listener& listener, Descriptor connection);
+    /// Whether there is a place for a newcomer of this rank, made if need be.
+    bool makeRoom(PeerRank rank);
+    /// Serves a client's turn.
+    void serve(ClientConnection& client);
+    /// Lets go who has been idle for too long. @return ms until the next may have been, -1 for none
+    int endIdle();
+    void working(bool begins);
     Clients::iterator forget(Clients::iterator client);
     void handle(int descriptor, u32 events);
     /// Watches a client for what it can do next, or lets it go. @return the client after it
@@ -68,6 +88,11 @@ class CommandServer {
 
     RequestServer requests_;
     CommandAccess access_;
+    const std::chrono::milliseconds idle_;
+    LogLimit turnedAway_;
+    LogLimit malformed_;
+    ClientConnection* serving_ = nullptr;
+    std::atomic<ClientConnection::Clock::rep> workingSince_{0};  ///< 0: it waits
     Descriptor poll_;
     Descriptor wake_;
     std::map<int, Listener> listeners_;  ///< by descriptor

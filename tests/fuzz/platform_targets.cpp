@@ -22,7 +22,8 @@ void runCommandChannel(std::span<const u8> input) {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0)
         fail("no sockets");
     platform::Descriptor client(ends[0]);
-    platform::ClientConnection connection{platform::Descriptor(ends[1])};
+    platform::LogLimit limit;
+    platform::ClientConnection connection{platform::Descriptor(ends[1]), limit};
     const std::size_t most = std::min(input.size(), kMostBytes);
     (void)!::send(client.get(), input.data(), most, MSG_NOSIGNAL);
     ::shutdown(client.get(), SHUT_WR);

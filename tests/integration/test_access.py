@@ -25,11 +25,11 @@ class Access(NetworkTest):
         shutil.copy(BUILD / "cli" / "mvrpctl", self.program)
         self.program.chmod(0o755)
 
-    def show_as(self, each, user, group):
+    def show_as(self, each, user, group, others=()):
         each.directory.chmod(0o755)
         return subprocess.run(
             [self.program, "--socket", each.directory / "mvrpcmd.socket", "show"], user=user,
-            group=group, extra_groups=[], cwd="/", capture_output=True, text=True, timeout=20,
+            group=group, extra_groups=list(others), cwd="/", capture_output=True, text=True, timeout=20,
             check=False)
 
     def test_another_user_is_kept_out_by_the_mode_of_the_socket(self):
@@ -55,6 +55,9 @@ class Access(NetworkTest):
         each.start()
         each.wait_ready()
         done = self.show_as(each, STRANGER.pw_uid, grp.getgrnam(GROUP).gr_gid)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        # As SupplementaryGroups= of a service: the database of users does not know of it.
+        done = self.show_as(each, STRANGER.pw_uid, STRANGER.pw_gid, [grp.getgrnam(GROUP).gr_gid])
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         done = self.show_as(each, STRANGER.pw_uid, STRANGER.pw_gid)
         self.assertEqual(done.returncode, 2)

@@ -54,6 +54,23 @@ bool ChannelClient::send(const std::vector<u8>& bytes) {
     return true;
 }
 
+bool ChannelClient::sendWith(const std::vector<u8>& bytes, const std::vector<int>& descriptors) {
+    const std::size_t length = descriptors.size() * sizeof(int);
+    std::vector<u8> control(CMSG_SPACE(length));
+    iovec part{const_cast<u8*>(bytes.data()), bytes.size()};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* const item = CMSG_FIRSTHDR(&message);
+    item->cmsg_level = SOL_SOCKET;
+    item->cmsg_type = SCM_RIGHTS;
+    item->cmsg_len = CMSG_LEN(length);
+    std::memcpy(CMSG_DATA(item), descriptors.data(), length);
+    return sendmsg(connection_.get(), &message, MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
 void ChannelClient::finish() {
     shutdown(connection_.get(), SHUT_WR);
 }

@@ -33,6 +33,8 @@ class ChannelClient {
     int descriptor() const { return connection_.get(); }
     /// Sends all of it. @return false when the other end is gone
     bool send(const std::vector<u8>& bytes);
+    /// The same, with descriptors beside the bytes.
+    bool sendWith(const std::vector<u8>& bytes, const std::vector<int>& descriptors);
     /// No more requests will follow.
     void finish();
     /// @return the next reply, or nothing when the connection ended
