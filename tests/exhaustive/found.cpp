@@ -16,8 +16,9 @@ constexpr u32 kExcusedAt = kLeaveAllsAt + kMostEnds;
 static_assert(kExcusedAt < 32);
 
 u32 packMove(const Move& move) {
-    return static_cast<u32>(move.kind) | static_cast<u32>(move.step) << 4U | move.station << 8U |
-           move.port << 12U | move.frame << 16U | (move.lost ? 1U : 0U) << 24U;
+    return static_cast<u32>(move.kind) | static_cast<u32>(move.step) << 4U |
+           u32{move.station} << 8U | u32{move.port} << 12U | u32{move.frame} << 16U |
+           (move.lost ? 1U : 0U) << 24U;
 }
 
 Move unpackMove(u32 bits) {
