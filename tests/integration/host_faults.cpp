@@ -110,6 +110,27 @@ ssize_t recv(int socket, void* bytes, std::size_t length, int flags) {
     return next(socket, bytes, part ? partOf(length) : length, flags);
 }
 
+/// Descriptors come with the part, as they come with the whole.
+ssize_t recvmsg(int socket, msghdr* message, int flags) {
+    ORIGINAL(recvmsg);
+    if (!isStream(socket))
+        return next(socket, message, flags);
+    if (strikes(Fault::Interrupted))
+        return failWith(EINTR);
+    if (message->msg_iovlen == 0 || !strikes(Fault::ReceiveIsShort))
+        return next(socket, message, flags);
+    iovec part = message->msg_iov[0];
+    part.iov_len = partOf(part.iov_len);
+    msghdr cut = *message;
+    cut.msg_iov = &part;
+    cut.msg_iovlen = 1;
+    const ssize_t got = next(socket, &cut, flags);
+    message->msg_namelen = cut.msg_namelen;
+    message->msg_controllen = cut.msg_controllen;
+    message->msg_flags = cut.msg_flags;
+    return got;
+}
+
 int recvmmsg(int socket, mmsghdr* messages, unsigned count, int flags, timespec* timeout) {
     ORIGINAL(recvmmsg);
     static constexpr std::array<int, 4> kErrors = {ENETDOWN, ECONNREFUSED, ENOMEM, EINTR};
