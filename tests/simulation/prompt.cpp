@@ -258,14 +258,14 @@ std::string Prompt::isToldAgain() {
     // What is declared is said twice; nobody says it a third time by himself.
     std::string problem = rightAfter(2 * joinMs(), vlan + " became static on two switches");
     const PortEnd forgets = cables[0].first;
-    const auto isRegistered = [this, forgets] {
-        return viewsOf(network_)[forgets.node].at(forgets.unit).learnt.test(vlans_[0]);
+    const auto isRegistered = [this](PortEnd end) {
+        return viewsOf(network_)[end.node].at(end.unit).learnt.test(vlans_[0]);
     };
-    if (!problem.empty() || !isRegistered())
-        return problem;  // it is not admitted
+    if (!problem.empty() || !isRegistered(forgets) || !isRegistered(cables[1].first))
+        return problem;  // it is not admitted, or not declared for the other
     switchOffAndOn(forgets);
     problem = later_(kSwitchedOnMs);
-    if (problem.empty() && !isRegistered())
+    if (problem.empty() && !isRegistered(forgets))
         problem = "switch " + std::to_string(forgets.node) + " port " +
                   std::to_string(forgets.unit) + ": was switched off and on " +
                   std::to_string(kSwitchedOnMs) + " ms ago, and is not told of " + vlan + " again";
