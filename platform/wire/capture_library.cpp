@@ -25,9 +25,9 @@ bool findFunctions(void* opened, CaptureLibrary& library) {
 }
 
 struct OpenedLibrary {
-    CaptureLibrary library{};
+    CaptureLibrary functions{};
     std::string error;
-    const bool found = openCaptureLibrary(kLibraryNames, library, error);
+    const bool found = openCaptureLibrary(kLibraryNames, functions, error);
 };
 
 }  // namespace
@@ -50,7 +50,7 @@ bool openCaptureLibrary(std::span<const char* const> names, CaptureLibrary& libr
 const CaptureLibrary* captureLibrary(std::string& error) {
     static const OpenedLibrary kOpened;
     if (kOpened.found)
-        return &kOpened.library;
+        return &kOpened.functions;
     error = kOpened.error;
     return nullptr;
 }

@@ -1,6 +1,16 @@
 # shows: the bridge deleted and made again, or made after the daemon; VLAN filtering off, at the start and while it runs
 # limit: 300
 
+# With the same ports, which are to be what they were.
+makeBridgeAgain() {
+    ip -n b1 link add br0 type bridge vlan_filtering 1
+    ip -n b1 link set br0 up
+    ip -n b1 link set b2 master br0
+    ip -n b1 link set h1 master br0
+    expect 25 exactly b1 h1 1,10
+    expect 15 exactly b2 b1 1,10
+}
+
 bridge b1
 bridge b2
 link b1 b2
@@ -15,12 +25,7 @@ say 'the bridge is deleted'
 ip -n b1 link del br0
 expect 40 exactly b2 b1 1
 say 'and made again, with the same ports'
-ip -n b1 link add br0 type bridge vlan_filtering 1
-ip -n b1 link set br0 up
-ip -n b1 link set b2 master br0
-ip -n b1 link set h1 master br0
-expect 25 exactly b1 h1 1,10
-expect 15 exactly b2 b1 1,10
+makeBridgeAgain
 
 say 'VLAN filtering off: said, and the ports take part no more'
 ip -n b1 link set br0 type bridge vlan_filtering 0
@@ -47,10 +52,5 @@ say 'a bridge that is not there at the start is taken when it comes'
 ip -n b1 link del br0
 startDaemon b1
 expect 10 grep -q 'there is no bridge br0 yet' "$scratch/b1/log"
-ip -n b1 link add br0 type bridge vlan_filtering 1
-ip -n b1 link set br0 up
-ip -n b1 link set b2 master br0
-ip -n b1 link set h1 master br0
-expect 25 exactly b1 h1 1,10
-expect 15 exactly b2 b1 1,10
+makeBridgeAgain
 stopDaemon b1
