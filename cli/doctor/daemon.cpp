@@ -2,8 +2,10 @@
 //
 // Whether there is a daemon, and whether it was told to do anything.
 #include <algorithm>
+#include <cerrno>
 
 #include "cli/doctor/doctor.h"
+#include "cli/print/words.h"
 #include "platform/contract/management.h"
 
 namespace cli {
@@ -80,6 +82,19 @@ void examineTimes(const PortView& view, std::vector<Finding>& findings) {
               std::to_string(std::max(settings.leaveTime, kMvrpLeaveAllTime.least))}});
 }
 
+/// What the port is connected to does not work: nothing is sent or heard there.
+void examineCable(const PortView& view, std::vector<Finding>& findings) {
+    if (view.port.cableError == 0)
+        return;
+    const bool isWant = view.port.cableError == EMFILE || view.port.cableError == ENFILE;
+    findings.push_back(
+        {Severity::Error, "cable-not-open", view.port.name.data(),
+         std::string(view.port.cable.data()) + " does not work: " + cableErrorText(view.port) +
+             "; the port neither sends nor hears until it does" +
+             (isWant ? ". The daemon may have more descriptors with LimitNOFILE= of its unit" : ""),
+         isWant ? std::vector<std::string>{"systemctl edit mvrp"} : std::vector<std::string>{}});
+}
+
 void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {
     if (daemon.global.host.role == static_cast<u32>(platform::HostRole::Standby))
         findings.push_back({Severity::Note,
@@ -103,9 +118,11 @@ void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) 
                             "daemon",
                             "the protocol is switched on, and on no port",
                             {"mvrpctl show ports", "mvrpctl set port PORT enable on"}});
-    for (const PortView& view : daemon.ports)
+    for (const PortView& view : daemon.ports) {
+        examineCable(view, findings);
         if (view.settings && view.settings->enabled)
             examineTimes(view, findings);
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdio>
+#include <system_error>
 
 #include "platform/contract/machine_states.h"
 
@@ -68,6 +69,12 @@ std::string registrarWords(const platform::MachineRecord& machine) {
         return machine.registrar == REG_STATE_MT ? "registered; the registrar is empty"
                                                  : "registered";
     return machine.registrar == REG_STATE_MT ? "not registered" : "not registered by a neighbour";
+}
+
+std::string cableErrorText(const platform::SwitchPortRecord& port) {
+    return port.cableError == 0
+               ? std::string()
+               : std::generic_category().message(static_cast<int>(port.cableError));
 }
 
 std::string durationText(u64 ms) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/channel/observations.h"
+#include "platform/channel/protocol.h"
 #include "platform/model/mac_address.h"
 
 namespace cli {
@@ -24,6 +25,9 @@ bool isPropagated(const platform::MachineRecord& machine);
 bool isLeaving(const platform::MachineRecord& machine);
 
 using platform::formatMac;
+
+/// What keeps the cable of a port from working: "Too many open files"; nothing when it works.
+std::string cableErrorText(const platform::SwitchPortRecord& port);
 
 /// "0.3 s", "12 s", "5 min", "3 h", "2 d".
 std::string durationText(u64 ms);

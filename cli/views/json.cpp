@@ -59,6 +59,7 @@ Json portOf(const PortView& view) {
         {"macAddress", formatMac(port.mac)},
         {"mtu", port.mtu},
         {"cable", port.cable.data()},
+        {"cableError", port.cableError == 0 ? Json(nullptr) : Json(cableErrorText(port))},
         {"memberOf", port.aggregation == 0 ? Json(nullptr) : Json(port.aggregation)},
         {"eligible", port.eligible == 1},
         {"mvrpProtocol", (port.protocols & 1U) != 0},

@@ -79,6 +79,10 @@ void addPorts(Writer& writer, const std::vector<PortView>& ports) {
     writer.family("port_link_up", "gauge", "Whether the link of the port is up (1).");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.port.link);
+    writer.family("port_cable_error", "gauge",
+                  "Number of the system's error that keeps the cable from working; 0: none.");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.port.cableError);
     writer.family("port_enabled", "gauge", "Whether MVRP is on (1) at the port.");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.settings && view.settings->enabled ? 1 : 0);

@@ -136,7 +136,10 @@ std::string portText(const PortView& view, const Style& style) {
     Sheet sheet;
     sheet.add("Port", {std::to_string(port.unit) + " " + port.name.data(), Colour::Strong});
     sheet.add("Link", linkCell(port));
-    sheet.add("Cable", orDash(port.cable.data()));
+    sheet.add("Cable", port.cableError == 0
+                           ? orDash(port.cable.data())
+                           : Cell{std::string(port.cable.data()) + ", " + cableErrorText(port),
+                                  Colour::Bad});
     sheet.add("Address", formatMac(port.mac) + ", MTU " + std::to_string(port.mtu));
     if (port.endType == static_cast<u32>(QorEndType::Aggregation))
         sheet.add("Kind", "aggregation");

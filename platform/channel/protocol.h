@@ -99,6 +99,7 @@ struct SwitchPortRecord {
     MacAddress peerMac;                   ///< source of the last protocol frame received
     std::array<char, kNameBytes> name;    ///< terminated
     std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
+    u32 cableError;  ///< errno value of what keeps the cable from working, 0 nothing
 };
 
 /// Bits and indices of corrections are those of Correction; places for more than there are.

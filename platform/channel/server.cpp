@@ -53,6 +53,7 @@ bool CommandServer::open(const std::string& path, std::string& error, std::atomi
     Descriptor socket = listenUnix(path, access_.group, error);
     if (!socket.isOpen())
         return false;
+    keepSpare();
     const int descriptor = socket.get();
     listeners_.emplace(descriptor, Listener{path, std::move(socket), clients});
     waitFor(descriptor, EPOLLIN, false);
@@ -189,7 +190,13 @@ CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client)
     return clients_.erase(client);  // closing the connection ends the polling
 }
 
+void CommandServer::keepSpare() {
+    if (!spare_.isOpen())
+        spare_ = Descriptor(eventfd(0, EFD_CLOEXEC));
+}
+
 void CommandServer::acceptClients(const Listener& listener) {
+    keepSpare();
     for (;;) {
         Descriptor connection(
             accept4(listener.socket.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
@@ -199,6 +206,10 @@ void CommandServer::acceptClients(const Listener& listener) {
         }
         if (errno == EINTR || errno == ECONNABORTED)
             continue;
+        if (errno == EMFILE && spare_.isOpen()) {
+            spare_ = Descriptor();
+            continue;
+        }
         if (errno != EAGAIN) {
             logMessage(LogPriority::Error, "%s: no new client: %s", listener.path.c_str(),
                        errorText(errno).c_str());

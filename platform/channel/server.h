@@ -69,6 +69,8 @@ class CommandServer {
     void waitFor(int descriptor, u32 events, bool known);
     void waitForListeners(u32 events);
     void acceptClients(const Listener& listener);
+    /// Has a descriptor ready again that a client may have when all others are taken.
+    void keepSpare();
     void acceptOne(const Listener& listener, Descriptor connection);
     /// Whether there is a place for a newcomer of this rank, made if need be.
     bool makeRoom(PeerRank rank);
@@ -95,6 +97,7 @@ class CommandServer {
     std::atomic<ClientConnection::Clock::rep> workingSince_{0};  ///< 0: it waits
     Descriptor poll_;
     Descriptor wake_;
+    Descriptor spare_;  ///< given up for a client when there are no other descriptors
     std::map<int, Listener> listeners_;  ///< by descriptor
     Clients clients_;                    ///< by descriptor
     bool acceptPaused_ = false;          ///< out of descriptors: try again later

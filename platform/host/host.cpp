@@ -13,6 +13,7 @@
 #include "platform/host/apply_management.h"
 #include "platform/host/corrections.h"
 #include "platform/host/debug_socket.h"
+#include "platform/host/descriptors.h"
 #include "platform/host/service.h"
 #include "platform/replication/adoption.h"
 #include "platform/requests/correction_requests.h"
@@ -96,6 +97,7 @@ void Host::registerRequests() {
 }
 
 bool Host::start(std::string& error) {
+    raiseDescriptors(config_);
     registerRequests();
     switch_.setRole(config_.standby.role);
     switch_.setRouteSink(&sockets_);
@@ -121,7 +123,7 @@ bool Host::startDriver(std::string& error) {
         return frames_.start(config_.network, error);
     const auto changed = [this] { server_.post([this] { portsChanged(); }); };
     return linux_->start(changed, error) &&
-           frames_.start(linux_->withPorts(config_.network), error);
+           frames_.start(linux_->withPorts(config_, OpenPorts::Configured), error);
 }
 
 void Host::installRuntime() {
@@ -213,6 +215,8 @@ void Host::settingChanged(const RequestHeader& header) {
     const std::optional<ChangedSetting> changed = changedSetting(header);
     if (linux_ != nullptr && changed == ChangedSetting::Enable)
         linux_->driver().setMvrpOn(isMvrpOn(dispatcher_));
+    if (changed == ChangedSetting::Enable || changed == ChangedSetting::PortEnable)
+        followProtocols();
     if (changed != ChangedSetting::PortEnable && changed != ChangedSetting::PortTimes)
         return;
     const std::optional<PortTimes> times = timesOf(dispatcher_, header.unit);

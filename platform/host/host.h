@@ -66,7 +66,10 @@ class Host {
     void reconfigureSwitch();
     // Frames and daemon are brought to the configuration, for the ports that are there.
     /// @param error  receives what could not be done
-    bool applyFrames(std::string& error);
+    bool applyFrames(OpenPorts open, std::string& error);
+    /// On a Linux bridge: the frames of ports that take part, and of no others. Not while a
+    /// configuration is applied, which does so at its end.
+    void followProtocols();
     /// @return how many settings were refused
     u32 applyManaged();
     void applyPorts();
@@ -91,6 +94,7 @@ class Host {
     const std::unique_ptr<LinuxHost> linux_;
     StateSwitch& switch_;
     ManagementConfig applied_;  ///< the command task's
+    bool applying_ = false;     ///< the command task's
     CorrectionBook corrections_;
     FrameNet frames_;
     Observation observation_;

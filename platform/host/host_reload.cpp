@@ -10,6 +10,7 @@
 #include "platform/config/reload/config_changes.h"
 #include "platform/config/reload/reload_check.h"
 #include "platform/host/apply_management.h"
+#include "platform/host/descriptors.h"
 #include "platform/host/host.h"
 #include "platform/host/service.h"
 #include "platform/runtime/log.h"
@@ -89,8 +90,10 @@ bool Host::applyConfig(HostConfig next, std::string& error) {
     config_.management = std::move(next.management);
     config_.otherPorts = next.otherPorts;
     carrier_.setSource(CommandSource::ConfigFile);
+    applying_ = true;
+    raiseDescriptors(config_);
     // What can fail comes first. Frames of a port that the switch does not have yet go nowhere.
-    bool done = applyFrames(error);
+    bool done = applyFrames(OpenPorts::Configured, error);
     if (done) {
         reconfigureSwitch();
         done = applyManaged() == 0;
@@ -99,6 +102,8 @@ bool Host::applyConfig(HostConfig next, std::string& error) {
     }
     if (!done)
         goBack(std::move(before), std::move(config));
+    applying_ = false;
+    followProtocols();
     carrier_.setSource(CommandSource::Management);
     return done;
 }
@@ -115,7 +120,7 @@ Host::Running Host::running() const {
 void Host::goBack(Running before, HostConfig config) {
     config_ = std::move(config);
     std::string error;
-    if (!applyFrames(error))
+    if (!applyFrames(OpenPorts::Configured, error))
         logMessage(LogPriority::Error, "the ports' frames, as they were: %s", error.c_str());
     if (before.soft)
         soft_->restore(std::move(*before.soft));
@@ -132,9 +137,15 @@ void Host::reconfigureSwitch() {
         soft_->reconfigure(config_.network);
 }
 
-bool Host::applyFrames(std::string& error) {
+bool Host::applyFrames(OpenPorts open, std::string& error) {
     return frames_.reconfigure(
-        linux_ == nullptr ? config_.network : linux_->withPorts(config_.network), error);
+        linux_ == nullptr ? config_.network : linux_->withPorts(config_, open), error);
+}
+
+void Host::followProtocols() {
+    std::string error;
+    if (linux_ != nullptr && !applying_ && !applyFrames(OpenPorts::TakingPart, error))
+        logMessage(LogPriority::Error, "the ports' frames: %s", error.c_str());
 }
 
 u32 Host::applyManaged() {
@@ -150,9 +161,12 @@ u32 Host::applyManaged() {
 
 void Host::applyPorts() {
     std::string error;
-    if (!applyFrames(error))
+    applying_ = true;
+    if (!applyFrames(OpenPorts::Configured, error))
         logMessage(LogPriority::Error, "the ports' frames: %s", error.c_str());
     applyManaged();
+    applying_ = false;
+    followProtocols();
 }
 
 void Host::portsChanged() {

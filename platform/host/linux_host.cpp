@@ -63,8 +63,10 @@ void LinuxHost::stop() {
     driver_.stop();
 }
 
-SwitchConfig LinuxHost::withPorts(SwitchConfig network) const {
+SwitchConfig LinuxHost::withPorts(const HostConfig& config, OpenPorts open) const {
+    SwitchConfig network = config.network;
     network.ports.clear();
+    const bool isOn = open == OpenPorts::Configured && config.management.enable == MVRP_ON;
     for (const LinuxPortFacts& facts : driver_.ports()) {
         const LinuxPortRule& rule = network.linuxBridge.ruleOf(facts.name);
         PortConfig port;
@@ -73,10 +75,13 @@ SwitchConfig LinuxHost::withPorts(SwitchConfig network) const {
         port.wireForm = rule.wireForm;
         port.recordFile = rule.recordFile;
         port.maxPdus = rule.maxPdus;
-        port.cable.kind = CableKind::Interface;
-        port.cable.interfaceName = facts.name;
-        port.cable.interfaceIndex = facts.unit;
-        port.cable.plugging = facts.generation;
+        if ((isOn && rule.management.enable == MVRP_ON) || !rule.recordFile.empty() ||
+            driver_.framePolicy(facts.unit).takesPart()) {
+            port.cable.kind = CableKind::Interface;
+            port.cable.interfaceName = facts.name;
+            port.cable.interfaceIndex = facts.unit;
+            port.cable.plugging = facts.generation;
+        }
         network.ports.push_back(std::move(port));
     }
     return network;

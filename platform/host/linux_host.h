@@ -20,6 +20,12 @@
 
 namespace platform {
 
+/// Which ports of a bridge have a packet socket.
+enum class OpenPorts {
+    TakingPart,  ///< those that take part now
+    Configured,  ///< and those that are about to, by the configuration
+};
+
 class LinuxHost {
   public:
     /// Throws std::runtime_error when the kernel can not be spoken to.
@@ -33,8 +39,9 @@ class LinuxHost {
     /// Ends the monitor, then the driver.
     void stop();
 
-    /// The network with a port for each that is there, as the frame layer takes it.
-    SwitchConfig withPorts(SwitchConfig network) const;
+    /// The network with a port for each that is there, as the frame layer takes it. A port that is
+    /// recorded is open in any case.
+    SwitchConfig withPorts(const HostConfig& config, OpenPorts open) const;
     /// The management settings of the file with those of each port that is there.
     ManagementConfig withPorts(ManagementConfig management, const LinuxBridgeConfig& bridge) const;
 

@@ -69,8 +69,8 @@ class UnixCable final : public Cable {
             return ENOBUFS;
         int failure = 0;
         for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            if (!connectPeer())
-                return 0;
+            if (const int absent = connectPeer(); absent != 0)
+                return isWant(absent) ? absent : 0;
             if (::send(transmit_.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >=
                 0) {
                 stalled_ = false;
@@ -89,17 +89,17 @@ class UnixCable final : public Cable {
   private:
     static constexpr int kAttempts = 3;
 
-    /// @return false while there is nobody at the other end
-    bool connectPeer() {
+    /// @return 0, or an errno value: of one that is no want there is nobody at the other end
+    int connectPeer() {
         if (transmit_.isOpen())
-            return true;
+            return 0;
         Descriptor next(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const sockaddr_un address = addressOf(peer_);
         if (!next.isOpen() ||
             connect(next.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            return false;
+            return errno;
         transmit_ = std::move(next);
-        return true;
+        return 0;
     }
 
     /// A peer that does not read is waited for once, not for each frame.
@@ -133,23 +133,31 @@ class InterfaceCable final : public Cable {
         return lost ? 0 : errno;
     }
 
+    /// The kernel takes the interface's index out of the address of its sockets when it goes.
+    bool isGone() const override {
+        sockaddr_ll address{};
+        socklen_t size = sizeof address;
+        return getsockname(packet_.get(), reinterpret_cast<sockaddr*>(&address), &size) == 0 &&
+               address.sll_ifindex <= 0;
+    }
+
   private:
     const Descriptor packet_;
 };
 
-std::shared_ptr<Cable> fail(std::string& error, const std::string& what) {
-    error = what + ": " + errorText(errno);
+std::shared_ptr<Cable> fail(CableFailure& failure, const std::string& what) {
+    failure = {errno, what + ": " + errorText(errno)};
     return nullptr;
 }
 
-std::shared_ptr<Cable> openUnix(const CableConfig& config, std::string& error) {
+std::shared_ptr<Cable> openUnix(const CableConfig& config, CableFailure& failure) {
     Descriptor receive(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!receive.isOpen())
-        return fail(error, "cable socket");
+        return fail(failure, "cable socket");
     if (config.localPath.size() >= sizeof(sockaddr_un::sun_path) ||
         config.peerPath.size() >= sizeof(sockaddr_un::sun_path)) {
-        error = "a socket path has at most " + std::to_string(sizeof(sockaddr_un::sun_path) - 1) +
-                " bytes";
+        failure = {0, "a socket path has at most " +
+                          std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " bytes"};
         return nullptr;
     }
     const sockaddr_un address = addressOf(config.localPath);
@@ -157,7 +165,7 @@ std::shared_ptr<Cable> openUnix(const CableConfig& config, std::string& error) {
     if (socketNumber(config.localPath) != 0)
         unlink(config.localPath.c_str());
     if (bind(receive.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return fail(error, "cable socket '" + config.localPath + "'");
+        return fail(failure, "cable socket '" + config.localPath + "'");
     return std::make_shared<UnixCable>(config, std::move(receive));
 }
 
@@ -195,24 +203,32 @@ bool bindInterface(int descriptor, int index) {
            bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-std::shared_ptr<Cable> openInterface(const CableConfig& config, std::string& error) {
+std::shared_ptr<Cable> openInterface(const CableConfig& config, CableFailure& failure) {
     const unsigned index = config.interfaceIndex != 0
                                ? config.interfaceIndex
                                : if_nametoindex(config.interfaceName.c_str());
     if (index == 0)
-        return fail(error, "interface '" + config.interfaceName + "'");
+        return fail(failure, "interface '" + config.interfaceName + "'");
     // Protocol 0: nothing is received before the filter is in place.
     Descriptor packet(socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!packet.isOpen()) {
-        return fail(error,
-                    "packet socket (needs CAP_NET_RAW, which [process] keep-net-raw = true keeps)");
-    }
+    if (!packet.isOpen())
+        return fail(failure, isWant(errno) ? "packet socket"
+                                           : "packet socket (needs CAP_NET_RAW, which [process] "
+                                             "keep-net-raw = true keeps)");
     if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index)))
-        return fail(error, "interface '" + config.interfaceName + "'");
+        return fail(failure, "interface '" + config.interfaceName + "'");
     return std::make_shared<InterfaceCable>(std::move(packet));
 }
 
 }  // namespace
+
+bool isWant(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
+
+bool CableFailure::mayPass() const {
+    return number == ENODEV || number == ENXIO || isWant(number);
+}
 
 FrameBatch::FrameBatch() {
     for (std::size_t i = 0; i < kMostFrames; ++i) {
@@ -245,12 +261,12 @@ ReceivedFrame FrameBatch::frame(std::size_t index) const {
     return {std::span(buffers_[index]).first(messages_[index].msg_len), tagged};
 }
 
-std::shared_ptr<Cable> openCable(const CableConfig& config, std::string& error) {
+std::shared_ptr<Cable> openCable(const CableConfig& config, CableFailure& failure) {
     switch (config.kind) {
         case CableKind::Unix:
-            return openUnix(config, error);
+            return openUnix(config, failure);
         case CableKind::Interface:
-            return openInterface(config, error);
+            return openInterface(config, failure);
         case CableKind::None:
             break;
     }

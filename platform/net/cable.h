@@ -51,6 +51,19 @@ class FrameBatch {
     std::array<mmsghdr, kMostFrames> messages_;
 };
 
+/// Why a cable could not be opened.
+struct CableFailure {
+    int number = 0;  ///< errno value; 0 when it was no call that failed
+    std::string text;
+
+    /// The interface is not there, or there is no descriptor or memory for it: it may be tried
+    /// again later.
+    bool mayPass() const;
+};
+
+/// Whether an errno value says that descriptors or memory have run out.
+bool isWant(int error);
+
 class Cable {
   public:
     virtual ~Cable() = default;
@@ -59,9 +72,11 @@ class Cable {
     /// @param mayWait  wait a bounded time (tens of milliseconds) for room at the other end
     /// @return 0 when sent or lost on the way, else an errno value
     virtual int send(std::span<const u8> frame, bool mayWait) = 0;
+    /// Whether what it was opened on does not exist any more: then it stays silent for good.
+    virtual bool isGone() const { return false; }
 };
 
-/// @return the cable; null for none, and on failure with the reason in `error`
-std::shared_ptr<Cable> openCable(const CableConfig& config, std::string& error);
+/// @return the cable; null for none, and on failure with the reason in `failure`
+std::shared_ptr<Cable> openCable(const CableConfig& config, CableFailure& failure);
 
 }  // namespace platform

@@ -71,6 +71,9 @@ struct CabledPort {
     // Of the port itself.
     CableConfig cableConfig;
     std::shared_ptr<Cable> cable;
+    /// errno value of what keeps the cable from being opened, or from being sent into; 0: nothing.
+    int cableError = 0;
+    bool awaited = false;  ///< `cable` is null and is opened as soon as that is possible
     std::string recordFile;
     std::optional<PcapWriter> recorder;
     std::shared_ptr<Replay> replay;

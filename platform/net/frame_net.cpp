@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <utility>
 
 #include "platform/net/clock.h"
 #include "platform/runtime/log.h"
@@ -118,39 +119,57 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
     CableConfig renamed = before;
     renamed.interfaceName = now.interfaceName;
     if (now.interfaceIndex == 0 || renamed != now)
-        return plug(unit, now, error);
+        return plug(unit, now, Patience::Await, error);
     // Its interface has another name: who was heard on it is still there.
     const std::lock_guard lock(mutex_);
     cabledPort(unit).cableConfig = now;
     return true;
 }
 
-bool FrameNet::plug(u32 unit, const CableConfig& config, std::string& error) {
-    std::shared_ptr<Cable> cable = openCable(config, error);
-    if (cable == nullptr && config.kind != CableKind::None)
+bool FrameNet::plug(u32 unit, const CableConfig& config, Patience patience, std::string& error) {
+    CableFailure failure;
+    std::shared_ptr<Cable> cable = openCable(config, failure);
+    const bool failed = cable == nullptr && config.kind != CableKind::None;
+    if (failed && (patience == Patience::Refuse || !failure.mayPass())) {
+        error = failure.text;
         return false;
-    std::shared_ptr<Cable> old;
-    const std::lock_guard lock(mutex_);
-    CabledPort& cabled = cabledPort(unit);
-    old = std::move(cabled.cable);
-    if (old != nullptr)
-        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, old->descriptor(), nullptr);
-    if (cable != nullptr) {
-        epoll_event event{};
-        event.events = EPOLLIN;
-        event.data.u64 = unit;
-        if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cable->descriptor(), &event) != 0) {
-            error = "event descriptors: " + errorText(errno);
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        CabledPort& cabled = cabledPort(unit);
+        if (!install(unit, cabled, cable, error)) {
             cabled.cableConfig = {};
             return false;
         }
+        cabled.cableConfig = config;
+        if (failed)
+            await(cabled, failure.number);
     }
-    cabled.cable = std::move(cable);
-    cabled.cableConfig = config;
+    if (failed)
+        sayAwaited(unit, failure);
+    return true;
+}
+
+bool FrameNet::install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cable,
+                       std::string& error) {
+    std::swap(cabled.cable, cable);
+    cabled.awaited = false;
+    cabled.cableError = 0;
     // Whoever is at the other end now has not been heard yet.
     cabled.heard = 0;
     cabled.heardIeee = false;
-    return true;
+    if (cable != nullptr)
+        epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, cable->descriptor(), nullptr);
+    if (cabled.cable == nullptr)
+        return true;
+    epoll_event event{};
+    event.events = EPOLLIN;
+    event.data.u64 = unit;
+    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cabled.cable->descriptor(), &event) == 0)
+        return true;
+    error = "event descriptors: " + errorText(errno);
+    cabled.cable.reset();
+    return false;
 }
 
 int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
@@ -175,17 +194,28 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         cable = cabled.cable;
     }
     const int error = cable == nullptr ? 0 : cable->send(sent, true);
+    if (noteSending(unit, port, sent, cable != nullptr, error))
+        logMessage(LogPriority::Error, "port %u: its frames can not be sent: %s", port,
+                   errorText(error).c_str());
+    return error;
+}
+
+bool FrameNet::noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error) {
     const std::lock_guard lock(mutex_);
-    if (observer_ != nullptr && cable != nullptr)
+    if (observer_ != nullptr && hasCable)
         observer_->frameSent(unit, sent, error);
     PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
-    } else if (cable != nullptr) {
+    } else if (hasCable) {
         ++counters.framesOut;
         counters.bytesOut += sent.size();
     }
-    return error;
+    if (!hasCable)
+        return false;
+    // A full queue passes by itself, and is counted; a want of descriptors lasts.
+    const int lasting = error == EMFILE || error == ENFILE ? error : 0;
+    return std::exchange(cabledPort(port).cableError, lasting) == 0 && lasting != 0;
 }
 
 CableState FrameNet::cableState(u32 unit) const {
@@ -195,7 +225,8 @@ CableState FrameNet::cableState(u32 unit) const {
     state.cable = formatCable({});
     if (found != ports_.end()) {
         const CabledPort& cabled = found->second;
-        state = {cabled.form, cabled.heard, cabled.peer, formatCable(cabled.cableConfig)};
+        state = {cabled.form, cabled.heard, cabled.peer, formatCable(cabled.cableConfig),
+                 cabled.cableError};
     }
     return state;
 }
@@ -212,7 +243,7 @@ HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& er
         error = "the cable is \"" + text + "\"; allowed is " + kCableAllowed;
         return HostStatus::BadArgument;
     }
-    return plug(unit, *config, error) ? HostStatus::Ok : HostStatus::BadArgument;
+    return plug(unit, *config, Patience::Refuse, error) ? HostStatus::Ok : HostStatus::BadArgument;
 }
 
 HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {

@@ -88,7 +88,19 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// @param startUs  when the capture begins; nothing: when the port first takes part
     HostStatus feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
                     std::string& error);
-    bool plug(u32 unit, const CableConfig& config, std::string& error);
+    /// What becomes of a cable that can not be opened for a reason that may pass.
+    enum class Patience { Refuse, Await };
+    bool plug(u32 unit, const CableConfig& config, Patience patience, std::string& error);
+    /// Exchanges a port's cable for another, or for none: `cable` has the one that was there
+    /// afterwards, which the caller lets go of without the lock, because that takes time.
+    /// @param error  receives what failed; there is no cable then
+    /// @pre mutex_ is held
+    bool install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cable, std::string& error);
+    /// The cable of a port is opened as soon as that is possible. @pre mutex_ is held
+    void await(CabledPort& cabled, int error);
+    void sayAwaited(u32 unit, const CableFailure& failure) const;
+    /// Counts a frame that left, or did not. @return whether what failed is worth a line
+    bool noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
     bool replug(u32 unit, const CableConfig& before, const CableConfig& now, std::string& error);
 
     void receiveLoop();
@@ -98,6 +110,11 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     int runReplays();
     /// @return when the port's capture has its next frame due, ULLONG_MAX when it is over
     u64 runReplay(u32 unit, const std::shared_ptr<Replay>& replay, u64 nowUs);
+    /// Opens cables that could not be opened before. @return ms until the next try, -1 when none
+    int runAwaited();
+    void openAwaited(u32 unit, const CableConfig& config);
+    /// A cable had an error: it may be gone.
+    void checkCable(u32 unit);
     /// Sends what was asked for and is due. @return ms until the next is, -1 when none
     int runAsks();
     void sendAsk(u32 unit, bool renew);
@@ -145,6 +162,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::vector<std::pair<u32, std::shared_ptr<Replay>>> replays_;
     std::vector<std::pair<u32, bool>> dueAsks_;    ///< unit, and whether to renew
     std::vector<std::pair<u32, u32>> overBudget_;  ///< unit, and its budget
+    std::vector<std::pair<u32, CableConfig>> awaited_;
+    u64 nextTryUs_ = 0;  ///< to open cables
     u64 lastFrameUs_ = 0;
     u64 framesSinceUs_ = 0;  ///< the first frame that the observer has not looked around after
 
@@ -152,7 +171,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     Descriptor wakeUp_;
     std::atomic<bool> running_{false};
     std::atomic<bool> asksWhenForwarding_{false};
-    std::atomic<bool> asking_{false};  ///< a port may have an ask
+    std::atomic<bool> asking_{false};    ///< a port may have an ask
+    std::atomic<bool> awaiting_{false};  ///< a port may wait for its cable
     std::thread thread_;
 };
 

@@ -45,12 +45,14 @@ void FrameNet::receiveLoop() {
     std::array<epoll_event, kMostEvents> events;
     while (running_) {
         int waitMs = sooner(runReplays(), runAsks());
-        waitMs = sooner(waitMs, lookAround());
+        waitMs = sooner(waitMs, sooner(lookAround(), runAwaited()));
         const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
         for (int i = 0; i < count; ++i) {
             const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
             if (unit != 0) {
                 receiveFrom(static_cast<u32>(unit));
+                if ((events[static_cast<std::size_t>(i)].events & EPOLLERR) != 0)
+                    checkCable(static_cast<u32>(unit));
                 lastFrameUs_ = monotonicUs();
                 framesSinceUs_ = framesSinceUs_ == 0 ? lastFrameUs_ : framesSinceUs_;
                 continue;

@@ -20,6 +20,7 @@ struct CableState {
     u32 heard = 0;                     ///< WireForm of the last MVRP frame received, 0 none
     MacAddress peer{};                 ///< source of the last protocol frame received
     std::string cable;                 ///< as the configuration writes it
+    int cableError = 0;                ///< errno value of what keeps it from working; 0: nothing
 };
 
 class PortCables {

@@ -45,6 +45,7 @@ SwitchPortRecord recordOf(const PortSummary& port, const PortCables* cables) {
     record.heardForm = cable.heard;
     record.peerMac = cable.peer;
     copyText(record.cable, cable.cable);
+    record.cableError = static_cast<u32>(cable.cableError);
     return record;
 }
 

@@ -5,6 +5,7 @@
 #include <sys/un.h>
 
 #include <cerrno>
+#include <vector>
 
 #include "tests/unit/net/net_node.h"
 
@@ -14,10 +15,10 @@ namespace {
 class UnixCables : public ::testing::Test {
   protected:
     std::shared_ptr<Cable> open(const std::string& local, const std::string& peer) {
-        std::string error;
-        auto cable =
-            openCable({CableKind::Unix, directory_.path(local), directory_.path(peer), ""}, error);
-        EXPECT_NE(cable, nullptr) << error;
+        CableFailure failure;
+        auto cable = openCable({CableKind::Unix, directory_.path(local), directory_.path(peer), ""},
+                               failure);
+        EXPECT_NE(cable, nullptr) << failure.text;
         return cable;
     }
     bool exists(const std::string& name) {
@@ -50,6 +51,48 @@ TEST_F(UnixCables, SendWithoutPeerIsLostAndNotAnError) {
     EXPECT_EQ(drain(*b), 1U);
 }
 
+/// Takes all descriptors that the process may have, as long as it lives.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        for (int next = dup(0); next >= 0; next = dup(0))
+            taken_.emplace_back(next);
+        EXPECT_EQ(errno, EMFILE);
+    }
+    void giveBack(std::size_t count) { taken_.resize(taken_.size() - count); }
+
+  private:
+    std::vector<Descriptor> taken_;
+};
+
+TEST_F(UnixCables, AWantOfDescriptorsIsNotTakenForNobodyThere) {
+    const auto a = open("a", "b");
+    const auto b = open("b", "a");
+    NoDescriptors none;
+    EXPECT_EQ(a->send(frame_, true), EMFILE);
+    none.giveBack(1);
+    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(drain(*b), 1U);
+}
+
+TEST_F(UnixCables, ACableForWhichThereIsNoDescriptorIsOpenedWhenThereIs) {
+    NetNode node;
+    node.start();
+    node.enable(3);
+    SwitchConfig config = smallSwitch();
+    for (PortConfig& port : config.ports)
+        if (port.unit == 3)
+            port.cable = {CableKind::Unix, directory_.path("a"), directory_.path("b"), ""};
+    std::string error;
+    {
+        const NoDescriptors none;
+        EXPECT_TRUE(node.net.reconfigure(config, error)) << error;
+        EXPECT_EQ(node.net.cableState(3).cableError, EMFILE);
+    }
+    EXPECT_TRUE(await([&node] { return node.net.cableState(3).cableError == 0; }));
+    EXPECT_TRUE(exists("a"));
+}
+
 TEST_F(UnixCables, PeerThatRestartsIsFoundAgain) {
     const auto a = open("a", "b");
     auto b = open("b", "a");
@@ -74,9 +117,10 @@ TEST_F(UnixCables, StaleSocketIsReplacedAndAFileIsNot) {
     FILE* file = std::fopen(directory_.path("file").c_str(), "w");
     ASSERT_NE(file, nullptr);
     std::fclose(file);
-    std::string error;
-    EXPECT_EQ(openCable({CableKind::Unix, directory_.path("file"), "x", ""}, error), nullptr);
-    EXPECT_NE(error.find("file"), std::string::npos);
+    CableFailure failure;
+    EXPECT_EQ(openCable({CableKind::Unix, directory_.path("file"), "x", ""}, failure), nullptr);
+    EXPECT_NE(failure.text.find("file"), std::string::npos);
+    EXPECT_FALSE(failure.mayPass());
     EXPECT_TRUE(exists("file"));
 }
 
@@ -113,16 +157,16 @@ TEST_F(UnixCables, LongDatagramsAreCutToTheBatchesBuffer) {
 }
 
 TEST(Cables, NoneIsNoCable) {
-    std::string error;
-    EXPECT_EQ(openCable({}, error), nullptr);
-    EXPECT_EQ(error, "");
+    CableFailure failure;
+    EXPECT_EQ(openCable({}, failure), nullptr);
+    EXPECT_EQ(failure.text, "");
 }
 
 TEST(Cables, PathsThatDoNotFitAreRefused) {
-    std::string error;
-    EXPECT_EQ(openCable({CableKind::Unix, "/tmp/" + std::string(200, 'x'), "y", ""}, error),
+    CableFailure failure;
+    EXPECT_EQ(openCable({CableKind::Unix, "/tmp/" + std::string(200, 'x'), "y", ""}, failure),
               nullptr);
-    EXPECT_NE(error.find("107"), std::string::npos);
+    EXPECT_NE(failure.text.find("107"), std::string::npos);
 }
 
 }  // namespace

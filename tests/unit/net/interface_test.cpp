@@ -45,9 +45,9 @@ class InterfaceCables : public ::testing::Test {
             GTEST_SKIP() << obstacle;
     }
     std::shared_ptr<Cable> open(const std::string& name) {
-        std::string error;
-        auto cable = openCable({CableKind::Interface, "", "", name}, error);
-        EXPECT_NE(cable, nullptr) << error;
+        CableFailure failure;
+        auto cable = openCable({CableKind::Interface, "", "", name}, failure);
+        EXPECT_NE(cable, nullptr) << failure.text;
         return cable;
     }
     /// Waits for frames. @return how many came
