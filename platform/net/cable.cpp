@@ -6,6 +6,7 @@
 #include <linux/if_ether.h>
 #include <net/if.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -24,6 +25,9 @@ namespace {
 /// How long a send waits for room at the other end. The queue of a UNIX datagram socket may be as
 /// short as ten frames, less than one burst of declarations.
 constexpr int kSendWaitMs = 20;
+
+/// Descriptors that cables leave to the rest of the daemon: its own sockets and its clients.
+constexpr rlim_t kKeptBack = 24;
 
 sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
@@ -262,15 +266,17 @@ ReceivedFrame FrameBatch::frame(std::size_t index) const {
 }
 
 std::shared_ptr<Cable> openCable(const CableConfig& config, CableFailure& failure) {
-    switch (config.kind) {
-        case CableKind::Unix:
-            return openUnix(config, failure);
-        case CableKind::Interface:
-            return openInterface(config, failure);
-        case CableKind::None:
-            break;
-    }
-    return nullptr;
+    std::shared_ptr<Cable> cable;
+    if (config.kind == CableKind::Unix)
+        cable = openUnix(config, failure);
+    else if (config.kind == CableKind::Interface)
+        cable = openInterface(config, failure);
+    rlimit limit{};
+    if (cable == nullptr || getrlimit(RLIMIT_NOFILE, &limit) != 0 ||
+        static_cast<rlim_t>(cable->descriptor()) + kKeptBack < limit.rlim_cur)
+        return cable;
+    errno = EMFILE;
+    return fail(failure, "cable");
 }
 
 }  // namespace platform

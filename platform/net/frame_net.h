@@ -113,8 +113,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Opens cables that could not be opened before. @return ms until the next try, -1 when none
     int runAwaited();
     void openAwaited(u32 unit, const CableConfig& config);
-    /// A cable had an error: it may be gone.
+    /// Lets go of a cable whose interface is gone, and waits for another.
     void checkCable(u32 unit);
+    void checkCables();
     /// Sends what was asked for and is due. @return ms until the next is, -1 when none
     int runAsks();
     void sendAsk(u32 unit, bool renew);
@@ -163,7 +164,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::vector<std::pair<u32, bool>> dueAsks_;    ///< unit, and whether to renew
     std::vector<std::pair<u32, u32>> overBudget_;  ///< unit, and its budget
     std::vector<std::pair<u32, CableConfig>> awaited_;
-    u64 nextTryUs_ = 0;  ///< to open cables
+    u64 nextTryUs_ = 0;      ///< to open cables
+    bool watching_ = false;  ///< a cable had an error: its interface is down, or is going
     u64 lastFrameUs_ = 0;
     u64 framesSinceUs_ = 0;  ///< the first frame that the observer has not looked around after
 

@@ -50,12 +50,20 @@ void FrameNet::checkCable(u32 unit) {
                nameOf(driver_, unit).c_str(), cable.c_str());
 }
 
+/// An interface goes down first, which its socket tells, and then away, which it does not.
+void FrameNet::checkCables() {
+    if (watching_)
+        for (const u32 unit : units())
+            checkCable(unit);
+}
+
 int FrameNet::runAwaited() {
-    if (!awaiting_)
+    if (!awaiting_ && !watching_)
         return -1;
     const u64 nowUs = monotonicUs();
     if (nowUs >= nextTryUs_) {
         nextTryUs_ = nowUs + kTryAgainUs;
+        checkCables();
         {
             const std::lock_guard lock(mutex_);
             for (const auto& [unit, cabled] : ports_)

@@ -52,7 +52,7 @@ void FrameNet::receiveLoop() {
             if (unit != 0) {
                 receiveFrom(static_cast<u32>(unit));
                 if ((events[static_cast<std::size_t>(i)].events & EPOLLERR) != 0)
-                    checkCable(static_cast<u32>(unit));
+                    watching_ = true;
                 lastFrameUs_ = monotonicUs();
                 framesSinceUs_ = framesSinceUs_ == 0 ? lastFrameUs_ : framesSinceUs_;
                 continue;

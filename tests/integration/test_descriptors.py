@@ -10,7 +10,7 @@ import unittest
 
 from support import NetworkTest
 
-PORTS = [f"p{number}" for number in range(1, 61)]
+PORTS = [f"q{number}" for number in range(1, 41)]
 EMFILE_TEXT = "Too many open files"
 
 

@@ -45,7 +45,7 @@ class Interfaces(NetworkTest):
         return self.each.query("show port out")["ports"][0]["cableError"]
 
     def sent(self):
-        return self.each.query("show counters out")["ports"][0]["framesOut"]
+        return self.each.query("show counters out")["counters"][0]["framesOut"]
 
     def test_an_interface_that_is_missing_at_the_start_is_opened_when_it_appears(self):
         self.assertEqual(self.error(), ABSENT)
