@@ -399,6 +399,9 @@ TEST(FrameNetConfiguration, PortsAreSetUpAndChangedByTheirConfiguration) {
     EXPECT_EQ(node.net.cableState(5).cable, "none");
     config.ports[0].cable = {};
     config.ports[1].cable = {CableKind::Interface, "", "", "nosuchinterface"};
+    EXPECT_TRUE(node.net.reconfigure(config, error)) << error;
+    EXPECT_EQ(node.net.cableState(5).cableError, ENODEV) << "it may come";
+    config.ports[1].cable = {CableKind::Unix, directory.path("absent/a"), "b", ""};
     EXPECT_FALSE(node.net.reconfigure(config, error));
     EXPECT_NE(error.find("port 5"), std::string::npos);
     EXPECT_EQ(node.net.cableState(3).cable, "none") << "the rest is in force";
