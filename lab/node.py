@@ -64,11 +64,12 @@ class Node:
     def configuration_file(self):
         return self.directory / "mvrp.toml"
 
-    def start(self):
+    def start(self, log=None):
+        """log: a descriptor, in place of the node's log file"""
         self.directory.mkdir(parents=True, exist_ok=True)
         self.configuration_file.write_text(
             configuration(self.switch) + self.extra_configuration, encoding="utf-8")
-        with open(self.log, "ab") as log:
+        with open(self.log if log is None else log, "ab", closefd=log is None) as log:
             self.process = subprocess.Popen(
                 [self.mvrp, "--config", self.configuration_file], stdin=subprocess.DEVNULL,
                 stdout=log, stderr=log, env=self.environment, start_new_session=True)

@@ -3,7 +3,9 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pwd.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -25,6 +27,15 @@ constexpr std::size_t kReadBytes = 65536;
 
 void append(std::vector<std::byte>& buffer, std::span<const std::byte> bytes) {
     buffer.insert(buffer.end(), bytes.begin(), bytes.end());
+}
+
+/// Who may serve a socket wherever it is: root, who runs this, and the service's user.
+bool isTrusted(uid_t user) {
+    constexpr const char* kServiceUser = "mvrp";
+    if (user == 0 || user == geteuid())
+        return true;
+    const passwd* service = getpwnam(kServiceUser);
+    return service != nullptr && service->pw_uid == user;
 }
 
 std::string connectFailure(const std::string& path, int error) {
@@ -77,6 +88,50 @@ void Client::connect() {
                                               : connectFailure(path, error));
     }
     fcntl(socket_, F_SETFL, fcntl(socket_, F_GETFL) | O_NONBLOCK);
+    checkServer();
+}
+
+void Client::checkServer() {
+    struct stat directory {};
+    struct stat file {};
+    const std::size_t slash = path_.rfind('/');
+    const std::string parent = slash == std::string::npos ? "." : path_.substr(0, slash + 1);
+    if (stat(parent.c_str(), &directory) == 0 && (directory.st_mode & S_IWOTH) == 0)
+        return;
+    ucred server{};
+    socklen_t length = sizeof server;
+    const bool known = getsockopt(socket_, SOL_SOCKET, SO_PEERCRED, &server, &length) == 0;
+    const bool made = lstat(path_.c_str(), &file) == 0 && S_ISSOCK(file.st_mode);
+    if ((known && isTrusted(server.uid)) || (known && made && isTrusted(file.st_uid)))
+        return;
+    disconnect();
+    throw ConnectionError(path_ + " is in a directory that everybody may write to, and user " +
+                          (known ? std::to_string(server.uid) : "unknown") +
+                          " serves it; allowed there are root, you, and the user mvrp: have the "
+                          "daemon use a directory "
+                          "of its own ($MVRP_RUNTIME_DIR)");
+}
+
+ssize_t Client::sendBytes(std::span<const std::byte> bytes) {
+    const int passed = std::exchange(passing_, -1);
+    if (passed < 0)
+        return send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    alignas(cmsghdr) std::array<std::byte, CMSG_SPACE(sizeof passed)> control{};
+    iovec part{const_cast<std::byte*>(bytes.data()), bytes.size()};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    cmsghdr* const item = CMSG_FIRSTHDR(&message);
+    item->cmsg_level = SOL_SOCKET;
+    item->cmsg_type = SCM_RIGHTS;
+    item->cmsg_len = CMSG_LEN(sizeof passed);
+    std::memcpy(CMSG_DATA(item), &passed, sizeof passed);
+    const ssize_t count = sendmsg(socket_, &message, MSG_NOSIGNAL);
+    if (count < 0)
+        passing_ = passed;
+    return count;
 }
 
 Client::~Client() {
@@ -93,6 +148,7 @@ void Client::disconnect() {
 }
 
 Reply Client::exchange(const Request& request) {
+    passing_ = request.descriptor;
     return std::move(exchange(std::span(&request, 1)).front());
 }
 
@@ -144,7 +200,7 @@ void Client::sendSome() {
     const std::span rest = std::span(sendBuffer_).subspan(sent_);
     if (rest.empty())
         return;
-    const ssize_t count = send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);
+    const ssize_t count = sendBytes(rest);
     if (count >= 0)
         sent_ += static_cast<std::size_t>(count);
     else if (errno != EAGAIN && errno != EINTR && errno != EPIPE && errno != ECONNRESET)

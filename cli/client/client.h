@@ -8,6 +8,8 @@
 // belongs to one thread.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <span>
 #include <stdexcept>
@@ -29,6 +31,8 @@ struct Request {
     u32 unit = 0;
     u32 attribute = 0;
     std::vector<std::byte> value = {};
+    /// Goes along with the request, which is then asked by itself; -1: none. The caller's.
+    int descriptor = -1;
 };
 
 struct Reply {
@@ -72,6 +76,9 @@ class Client {
     void fillSendBuffer(std::span<const Request> requests);
     void waitReady();
     void sendSome();
+    ssize_t sendBytes(std::span<const std::byte> bytes);
+    /// Believes nobody who could have put himself into a directory that everybody writes to.
+    void checkServer();
     void receiveSome();
     void takeReplies(std::vector<Reply>& replies);
     /// What is said of a daemon that does not answer.
@@ -85,6 +92,7 @@ class Client {
     std::size_t answered_ = 0;  ///< replies of this exchange
     std::vector<std::byte> sendBuffer_;
     std::size_t sent_ = 0;  ///< bytes of sendBuffer_ that are gone
+    int passing_ = -1;      ///< to go with the next byte that is sent; -1: nothing
     std::vector<std::byte> receiveBuffer_;
 };
 

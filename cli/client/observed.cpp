@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "cli/client/names.h"
+#include "cli/client/safe_text.h"
 
 namespace cli {
 
@@ -39,7 +40,7 @@ std::vector<Reply> askEach(Client& client, platform::Request question,
 void throwIfRefused(const Reply& reply) {
     if (reply.status == 0)
         return;
-    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    const std::string text = textOf(reply);
     throw RefusedError(reply.status, text.empty() ? statusText(reply.status) : text);
 }
 

@@ -8,6 +8,7 @@
 #include <span>
 
 #include "cli/client/names.h"
+#include "cli/client/safe_text.h"
 #include "platform/contract/machine_states.h"
 #include "platform/contract/management.h"
 #include "platform/contract/qor_vlan.h"
@@ -41,7 +42,7 @@ std::vector<std::byte> bytesOf(u32 value) {
 
 /// The status of a refusal, and its text: the platform's own requests may answer with one.
 [[noreturn]] void refused(const Reply& reply) {
-    const std::string text(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    const std::string text = textOf(reply);
     throw RefusedError(reply.status, text.empty() ? statusText(reply.status) : text);
 }
 
@@ -164,13 +165,13 @@ GlobalView queryGlobal(Client& client) {
     const std::vector<Reply> replies = client.exchange(requests);
     GlobalView view;
     view.host = decode<platform::HostInfoRecord>(replies[0]);
+    makeSafe(view.host.name);
     view.enabled = decode<u32>(replies[1]) == MVRP_ON;
     view.compliance = decode<u32>(replies[2]) == MVRP_ON;
     view.debugMask = decode<u32>(replies[3]);
     view.pendingPairs = decode<u32>(replies[4]);
     if (replies[5].status == kStatusOk)
-        for (const std::byte letter : replies[5].value)
-            view.version += static_cast<char>(letter);
+        view.version = safeText(textOf(replies[5]));
     if (replies[6].status == kStatusOk)
         view.corrections = decode<platform::CorrectionsRecord>(replies[6]);
     return view;
@@ -180,9 +181,13 @@ std::vector<SwitchPortRecord> queryPortList(Client& client) {
     std::vector<SwitchPortRecord> ports;
     u32 above = 0;
     for (;;) {
-        const auto more = decodeList<SwitchPortRecord>(client.exchange({Number::PortList, above}));
+        auto more = decodeList<SwitchPortRecord>(client.exchange({Number::PortList, above}));
         if (more.empty() || more.back().unit <= above)
             return ports;
+        for (SwitchPortRecord& port : more) {
+            makeSafe(port.name);
+            makeSafe(port.cable);
+        }
         ports.insert(ports.end(), more.begin(), more.end());
         above = ports.back().unit;
     }

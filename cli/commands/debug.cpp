@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <sstream>
 
+#include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 
@@ -13,10 +14,6 @@ using platform::Request;
 
 constexpr u32 kAnyNumber = 0xFFFFFFFF;
 constexpr u32 kNoFilter = 0;
-
-std::string textOf(const Reply& reply) {
-    return {reinterpret_cast<const char*>(reply.value.data()), reply.value.size()};
-}
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
 
 namespace cli {
@@ -7,8 +8,7 @@ namespace {
 
 void takeOver(const Context& context) {
     const Reply reply = context.client.exchange({platform::Request::StandbyTakeOver});
-    context.finish(reply.status,
-                   {reinterpret_cast<const char*>(reply.value.data()), reply.value.size()});
+    context.finish(reply.status, textOf(reply));
 }
 
 constexpr Command kCommands[] = {

@@ -3,7 +3,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/passed_file.h"
 #include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
 
@@ -40,13 +42,14 @@ void putText(SwitchChangeRecord& record, const std::string& text) {
     std::ranges::copy(text, record.text.begin());
 }
 
-void send(const Context& context, const SwitchChangeRecord& record) {
+/// @param passed  goes along with the request; it may be none
+void send(const Context& context, const SwitchChangeRecord& record,
+          const platform::Descriptor& passed = platform::Descriptor()) {
     const auto bytes = std::as_bytes(std::span(&record, 1));
     const Reply reply = context.client.exchange(
-        {platform::Request::SwitchChange, 0, 0, {bytes.begin(), bytes.end()}});
+        {platform::Request::SwitchChange, 0, 0, {bytes.begin(), bytes.end()}, passed.get()});
     // The switch may say more about a refusal than its status does.
-    const std::string refusal(reinterpret_cast<const char*>(reply.value.data()),
-                              reply.value.size());
+    const std::string refusal = textOf(reply);
     context.finish(reply.status, reply.status == MVRP_ERR_ARGUMENT && refusal.empty()
                                      ? "the switch does not allow this change"
                                      : refusal);
@@ -95,14 +98,15 @@ void portReplay(const Context& context) {
     SwitchChangeRecord record = portChange(context, SwitchChangeKind::PortReplay, 0);
     putText(record, context.text(1));
     record.value = context.count() > 2 ? context.number(2, 0, kMaxReplaySpeed) : 1;
-    send(context, record);
+    send(context, record, fileToRead(context.text(1)));
 }
 
 void portRecord(const Context& context) {
     SwitchChangeRecord record = portChange(context, SwitchChangeKind::PortRecord, 0);
-    if (context.text(1) != "none")
-        putText(record, context.text(1));
-    send(context, record);
+    if (context.text(1) == "none")
+        return send(context, record);
+    putText(record, context.text(1));
+    send(context, record, fileToWrite(context.text(1)));
 }
 
 void portPvid(const Context& context) {
@@ -200,12 +204,12 @@ constexpr Command kCommands[] = {
     {"switch port replay",
      "feed the frames of a pcap file into a port",
      {{kPort,
-       {"file", "path of the pcap file, as the daemon sees it"},
+       {"file", "path of the pcap file"},
        {"speed", "1 (the default) as captured, N so many times faster, 0 at once", true}}},
      portReplay},
     {"switch port record",
      "record the frames of a port, both ways, in a pcap file",
-     {{kPort, {"file", "path of the pcap file, as the daemon sees it, or none"}}},
+     {{kPort, {"file", "path of the pcap file, or none"}}},
      portRecord},
     {"switch vlan create", "create static VLANs", {{kVlans}}, vlanPlain<Kind::VlanCreate>},
     {"switch vlan delete", "delete VLANs", {{kVlans}}, vlanPlain<Kind::VlanDelete>},

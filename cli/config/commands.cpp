@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "cli/client/observed.h"
+#include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
 #include "cli/config/running_config.h"
 #include "cli/views/json.h"
@@ -26,7 +27,7 @@ constexpr u32 kWrongFile = 22;
 std::string daemonsFile(const Context& context) {
     const Reply reply = context.client.exchange({platform::Request::ConfigSource});
     throwIfRefused(reply);
-    const std::string file(reinterpret_cast<const char*>(reply.value.data()), reply.value.size());
+    const std::string file = textOf(reply);
     return file.empty() ? kDefaultFile : file;
 }
 

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "cli/client/observed.h"
+#include "cli/client/safe_text.h"
 #include "platform/model/vlan_algebra.h"
 
 namespace cli {
@@ -113,9 +114,7 @@ void addUnrenewed(Client& client, DaemonFacts& facts) {
 
 std::string configSource(Client& client) {
     const Reply reply = client.exchange({platform::Request::ConfigSource});
-    return reply.status == kStatusOk
-               ? std::string(reinterpret_cast<const char*>(reply.value.data()), reply.value.size())
-               : "";
+    return reply.status == kStatusOk ? textOf(reply) : "";
 }
 
 /// The directory that a socket lies in.
@@ -183,6 +182,22 @@ std::string findingsJson(const std::vector<Finding>& findings) {
     return answer.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";
 }
 
+namespace {
+
+/// Names that this system's users chose, of interfaces and of programs.
+void makeSafe(platform::SystemFacts& facts) {
+    for (platform::KernelLink& link : facts.links)
+        link.name = safeText(link.name);
+    for (platform::PacketListener& listener : facts.listeners)
+        listener.program = safeText(listener.program);
+    for (platform::VlanDevice& device : facts.vlanDevices)
+        device.name = safeText(device.name);
+    for (platform::LedgerRecord& record : facts.ledger)
+        record.name = safeText(record.name);
+}
+
+}  // namespace
+
 int runDoctor(const std::string& socketPath, const std::string& configFile, bool json,
               const Style& style) {
     DoctorFacts facts;
@@ -191,6 +206,7 @@ int runDoctor(const std::string& socketPath, const std::string& configFile, bool
     if (file.empty())
         file = kUsualConfig;
     facts.system = platform::collectSystemFacts(file, directoryOf(socketPath));
+    makeSafe(facts.system);
     const std::vector<Finding> findings = examine(facts);
     const std::string text = json ? findingsJson(findings) : findingsText(findings, style);
     std::fwrite(text.data(), 1, text.size(), stdout);

@@ -183,6 +183,7 @@ struct StandbyConfig {
 /// What the process itself may do.
 struct ProcessConfig {
     std::string user;         ///< to change to when it is started as root; empty: see privileges.h
+    bool keepRoot = false;    ///< stay root where nothing else is said and root started it
     bool keepNetRaw = false;  ///< keep CAP_NET_RAW: interfaces may be plugged in while it runs
 
     bool operator==(const ProcessConfig&) const = default;
@@ -197,6 +198,8 @@ struct HostConfig {
     PortManagement otherPorts;  ///< of ports that `management` does not name
     ProcessConfig process;
     std::string commandGroup;  ///< group whose members may use the command channel; empty: none
+    /// Where requests may name files and sockets; nothing: in the runtime and state directories.
+    std::optional<std::vector<std::string>> requestDirectories;
     bool debugSocket = false;  ///< run the daemon's debug socket server
     StandbyConfig standby;
     std::string storeFile;  ///< configuration store; empty: none

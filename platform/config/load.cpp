@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "platform/config/load.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <utility>
 
 #include "platform/config/load_sections.h"
 #include "platform/config/reload/setting_names.h"
+#include "platform/runtime/descriptor.h"
 
 namespace platform {
 namespace {
@@ -52,14 +56,22 @@ LoadedConfig parseConfig(std::string_view document) {
 }
 
 LoadedConfig loadConfig(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
+    // Whatever it is, nothing is waited for: a reload runs in the command task.
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat facts {};
+    if (!file.isOpen() || fstat(file.get(), &facts) != 0)
         return refused(std::string("can not be read: ") + std::strerror(errno));
+    if (!S_ISREG(facts.st_mode))
+        return refused("can not be read: not a file (a FIFO, a device or a directory is none)");
     std::string document(kMaxConfigBytes + 1, '\0');
-    file.read(document.data(), static_cast<std::streamsize>(document.size()));
-    if (file.bad() || (file.fail() && !file.eof()))
-        return refused("can not be read: not a file");
-    document.resize(static_cast<std::size_t>(file.gcount()));
+    std::size_t length = 0;
+    ssize_t count = 0;
+    while (length < document.size() &&
+           (count = read(file.get(), document.data() + length, document.size() - length)) > 0)
+        length += static_cast<std::size_t>(count);
+    if (count < 0)
+        return refused(std::string("can not be read: ") + std::strerror(errno));
+    document.resize(length);
     if (document.size() > kMaxConfigBytes)
         return refused("is larger than the " + std::to_string(kMaxConfigBytes) + " bytes allowed");
     return parseConfig(document);

@@ -19,6 +19,9 @@ void loadProcess(ConfigReader& top, ProcessConfig& process) {
     process.user = table->text("user", kMaxUserName).value_or("");
     if (!process.user.empty() && getpwnam(process.user.c_str()) == nullptr)
         table->refuse("user", "the name of a user of this system");
+    process.keepRoot = table->boolean("keep-root").value_or(false);
+    if (process.keepRoot && !process.user.empty())
+        table->refuse("keep-root", "false, or no user");
     process.keepNetRaw = table->boolean("keep-net-raw").value_or(false);
     table->finish();
 }

@@ -3,6 +3,7 @@
 // [mvrp], [command], [debug], [standby] and [store].
 #include <grp.h>
 
+#include <algorithm>
 #include <climits>
 
 #include "platform/config/load_sections.h"
@@ -19,6 +20,25 @@ void loadOption(ConfigReader& table, const char* key, u32 most, HostConfig& conf
         config.options[std::string("mvrp.") + key] = std::to_string(*value);
 }
 
+/// A list of directories. @return nothing when it is absent or wrong
+std::optional<std::vector<std::string>> loadDirectories(ConfigReader& table, const char* key) {
+    const ConfigValue* value = table.find(key);
+    if (value == nullptr)
+        return std::nullopt;
+    const auto isDirectory = [](const ConfigValue& item) {
+        return item.kind == ConfigKind::Text && item.text.starts_with('/') &&
+               item.text.size() < PATH_MAX;
+    };
+    if (value->kind != ConfigKind::Array || !std::ranges::all_of(value->items, isDirectory)) {
+        table.refuse(key, "a list of absolute paths of directories, each a text");
+        return std::nullopt;
+    }
+    std::vector<std::string> directories;
+    for (const ConfigValue& item : value->items)
+        directories.push_back(item.text);
+    return directories;
+}
+
 void loadCommand(ConfigReader& top, HostConfig& config) {
     auto table = top.table("command");
     if (!table)
@@ -26,6 +46,7 @@ void loadCommand(ConfigReader& top, HostConfig& config) {
     config.commandGroup = table->text("group", kMaxGroupName).value_or("");
     if (!config.commandGroup.empty() && getgrnam(config.commandGroup.c_str()) == nullptr)
         table->refuse("group", "the name of a group of this system");
+    config.requestDirectories = loadDirectories(*table, "directories");
     table->finish();
 }
 

@@ -20,8 +20,10 @@
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/requests/switch_requests.h"
+#include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
+#include "platform/runtime/places.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/start_gate.h"
 
@@ -56,7 +58,9 @@ Host::Host(HostConfig config, std::string configFile)
       role_(config_.standby, server_, [this] { becomeActive(); }) {}
 
 void Host::registerRequests() {
-    registerSwitchRequests(dispatcher_, {switch_, &frames_});
+    registerSwitchRequests(dispatcher_,
+                           {switch_, &frames_, [this] { return server_.takeDescriptor(); }});
+    frames_.setPlaces(RequestPlaces(config_.requestDirectories.value_or(standardPlaces())));
     HostFacts facts;
     facts.switchName = [this] { return config_.network.name; };
     facts.driver = switch_.kind();
@@ -172,8 +176,7 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
     if (!commandPath_.empty())
         return true;
     // The daemon does not look at the result, and is of no use without its command channel.
-    std::fflush(nullptr);
-    _exit(1);
+    leaveProcess(1);
 }
 
 void Host::becomeActive() {
@@ -245,7 +248,10 @@ void Host::end() {
         removeDebugSocket();
     if (!commandPath_.empty())
         unlink(commandPath_.c_str());
-    carrier_.store().flush();
+    constexpr std::chrono::milliseconds kLastSettings{400};
+    if (!carrier_.store().flush(kLastSettings))
+        logMessage(LogPriority::Error, "%s: the last settings are not in it: the disk is too slow",
+                   config_.storeFile.c_str());
 }
 
 }  // namespace platform

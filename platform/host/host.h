@@ -37,6 +37,8 @@ class Host {
     bool start(std::string& error);
     /// What this daemon does, in a line, for the service manager. Any thread, after start().
     std::string status() const;
+    /// How long the command task has been at one thing. Any thread.
+    std::chrono::milliseconds commandsBusyFor() const { return server_.busyFor(); }
 
   private:
     void registerRequests();

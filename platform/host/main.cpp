@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <memory>
@@ -19,8 +20,10 @@
 #include "platform/host/host.h"
 #include "platform/host/privileges.h"
 #include "platform/host/service.h"
+#include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/paths.h"
+#include "platform/runtime/tasks/log_writer.h"
 #include "platform/runtime/tasks/signals.h"
 
 namespace {
@@ -30,6 +33,8 @@ using namespace platform;
 constexpr const char* kDefaultConfig = "/etc/mvrp/mvrp.toml";
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+/// What the log may take at an end before the start.
+constexpr std::chrono::milliseconds kLastLines{200};
 
 struct Arguments {
     std::string configFile;
@@ -105,17 +110,19 @@ int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
     }
     if (!becomeLeast(config, arguments.configFile))
         return kExitFailed;
+    startLogWriter();
     auto host = std::make_unique<Host>(std::move(config), arguments.configFile);
     std::string error;
     if (!host->start(error)) {
+        flushConsole(kLastLines);
         std::fprintf(stderr, "mvrp: %s\n", error.c_str());
         return kExitFailed;
     }
-    startService([running = host.get()] { return running->status(); });
+    startService([running = host.get()] { return running->status(); },
+                 [running = host.get()] { return running->commandsBusyFor(); });
     mvrpProcessMain(argc, argv);
-    // The daemon has said in the log what it could not do. Its tasks may run: no destructors.
-    std::fflush(nullptr);
-    _exit(kExitFailed);
+    // The daemon has said in the log what it could not do. Its tasks may run.
+    leaveProcess(kExitFailed);
 }
 
 int start(int argc, char** argv) {
@@ -145,6 +152,7 @@ int main(int argc, char** argv) {
     try {
         return start(argc, argv);
     } catch (const std::exception& error) {
+        flushConsole(kLastLines);
         std::fprintf(stderr, "mvrp: %s\n", error.what());
         return kExitFailed;
     }

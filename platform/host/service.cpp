@@ -67,40 +67,42 @@ std::string statusLine(std::string text) {
 /// The thread's own.
 class Reporter {
   public:
-    Reporter(std::function<std::string()> status, std::optional<microseconds> watchdog)
-        : status_(std::move(status)), watchdog_(watchdog) {}
+    Reporter(std::function<std::string()> status, std::function<std::chrono::milliseconds()> busy,
+             std::optional<microseconds> watchdog)
+        : status_(std::move(status)), busy_(std::move(busy)), watchdog_(watchdog) {
+        if (watchdog_)
+            watch_.emplace(*watchdog_);
+    }
 
     [[noreturn]] void run() {
         gSettled.wait(false);
-        progress_.look(processRuntime().protocolRounds, microseconds(0));
+        if (watch_)
+            watch_->look(processRuntime().protocolRounds, microseconds(0), microseconds(0));
         told_ = status_();
         notifyService("READY=1\n" + statusLine(told_));
         const microseconds pause = watchdog_ ? *watchdog_ / kLooks : kStatusTime;
         for (;;) {
             std::this_thread::sleep_for(pause);
-            if (watchdog_)
-                checkRounds(pause);
+            if (watch_)
+                checkTasks(pause);
             tellStatus();
         }
     }
 
   private:
-    void checkRounds(microseconds pause) {
-        if (progress_.look(processRuntime().protocolRounds, pause)) {
+    void checkTasks(microseconds pause) {
+        const bool told = watch_->stalled() != nullptr;
+        if (watch_->look(processRuntime().protocolRounds, busy_(), pause))
             notifyService("WATCHDOG=1");
-            reported_ = false;
-            return;
-        }
-        if (reported_ || progress_.stalledFor() < *watchdog_ / 2)
-            return;
-        reported_ = true;
-        logMessage(LogPriority::Error,
-                   "the protocol task has made no round for %lld ms; the watchdog is not fed",
-                   static_cast<long long>(progress_.stalledFor().count() / 1000));
+        else if (!told && watch_->stalled() != nullptr)
+            logMessage(LogPriority::Error, "%s has not moved for %lld ms; the watchdog is not fed",
+                       watch_->stalled(),
+                       static_cast<long long>(watch_->stalledFor().count() / 1000));
     }
 
     void tellStatus() {
-        std::string now = reported_ ? "the protocol task does not move" : status_();
+        const char* const stalled = watch_ ? watch_->stalled() : nullptr;
+        std::string now = stalled != nullptr ? std::string(stalled) + " does not move" : status_();
         if (now == told_)
             return;
         notifyService(statusLine(now));
@@ -108,10 +110,10 @@ class Reporter {
     }
 
     std::function<std::string()> status_;
+    std::function<std::chrono::milliseconds()> busy_;
     std::optional<microseconds> watchdog_;
-    ProgressWatch progress_;
+    std::optional<TaskWatch> watch_;
     std::string told_;
-    bool reported_ = false;  ///< the present stall is in the log
 };
 
 }  // namespace
@@ -132,6 +134,16 @@ bool ProgressWatch::look(u64 rounds, microseconds elapsed) {
     return moved;
 }
 
+bool TaskWatch::look(u64 rounds, microseconds busy, microseconds elapsed) {
+    const bool protocolMoves = rounds_.look(rounds, elapsed);
+    const bool commandsMove = busy < watchdog_ / 2;
+    since_ = commandsMove ? rounds_.stalledFor() : busy;
+    stalled_ = since_ < watchdog_ / 2 ? nullptr
+               : commandsMove         ? "the protocol task"
+                                      : "the command task";
+    return protocolMoves && commandsMove;
+}
+
 bool notifyService(std::string_view text) {
     sockaddr_un address{};
     const socklen_t length = addressOf(std::getenv(kNotifySocketVariable), address);
@@ -143,7 +155,8 @@ bool notifyService(std::string_view text) {
                                   length) == static_cast<ssize_t>(text.size());
 }
 
-void startService(std::function<std::string()> status) {
+void startService(std::function<std::string()> status,
+                  std::function<std::chrono::milliseconds()> busy) {
     if (std::getenv(kNotifySocketVariable) == nullptr)
         return;
     const auto watchdog = watchdogTime(std::getenv(kWatchdogTimeVariable),
@@ -154,7 +167,7 @@ void startService(std::function<std::string()> status) {
             "the watchdog time is %lld ms; an idle daemon makes a round about once a second: "
             "give it 4 s or more (WatchdogSec=)",
             static_cast<long long>(watchdog->count() / 1000));
-    const auto reporter = std::make_shared<Reporter>(std::move(status), watchdog);
+    const auto reporter = std::make_shared<Reporter>(std::move(status), std::move(busy), watchdog);
     if (!startThread("mvrpservice", kServiceStack, [reporter] { reporter->run(); }))
         logMessage(LogPriority::Error, "no thread to report to the service manager");
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service manager is told: that the daemon is ready, what it does, and that the protocol
-// task moves. Speaks the notification protocol of systemd, one datagram of NAME=VALUE lines each,
+// What the service manager is told: that the daemon is ready, what it does, and that its two tasks
+// move. Speaks the notification protocol of systemd, one datagram of NAME=VALUE lines each,
 // and does nothing where the manager gave no socket.
 //
 // Locking: any thread. Errors: none that stop the daemon; a notification that can not be sent is
@@ -52,15 +52,38 @@ class ProgressWatch {
     std::chrono::microseconds stalled_{0};
 };
 
+/// Whether both tasks move, for a watchdog of some time.
+class TaskWatch {
+  public:
+    explicit TaskWatch(std::chrono::microseconds watchdog) : watchdog_(watchdog) {}
+
+    /// @param rounds   of the protocol task, the count now
+    /// @param busy     how long the command task has been at one thing
+    /// @param elapsed  since the look before
+    /// @return whether the watchdog may be fed
+    bool look(u64 rounds, std::chrono::microseconds busy, std::chrono::microseconds elapsed);
+    /// Who has not moved for half of the watchdog's time; null: both do, or it is too early to say.
+    const char* stalled() const { return stalled_; }
+    std::chrono::microseconds stalledFor() const { return since_; }
+
+  private:
+    const std::chrono::microseconds watchdog_;
+    ProgressWatch rounds_;
+    const char* stalled_ = nullptr;
+    std::chrono::microseconds since_{0};
+};
+
 /// Sends one notification, for example "STOPPING=1".
 /// @return whether it was sent
 bool notifyService(std::string_view text);
 
 /// Starts a thread that reports readiness once settleService() was called, its status whenever it
-/// is different, and the rounds of the protocol task to the watchdog. Does nothing without a
-/// service manager. @param status  what the daemon does, in a line; asked from that thread until
-/// the end
-void startService(std::function<std::string()> status);
+/// is different, and to the watchdog that both tasks move: that the protocol task makes rounds, and
+/// that the command task is done with what it began. Does nothing without a service manager.
+/// @param status  what the daemon does, in a line; asked from that thread until the end
+/// @param busy    how long the command task has been at one thing; asked likewise
+void startService(std::function<std::string()> status,
+                  std::function<std::chrono::milliseconds()> busy);
 
 /// The daemon's tasks run, and the ports have their settings.
 void settleService();

@@ -2,19 +2,21 @@
 #include "platform/net/cable.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/if_ether.h>
 #include <net/if.h>
 #include <poll.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <optional>
+#include <utility>
 
+#include "platform/net/cable_socket.h"
 #include "platform/net/sockets/frame_socket.h"
 #include "platform/runtime/log.h"
 #include "platform/wire/frame.h"
@@ -29,27 +31,14 @@ constexpr int kSendWaitMs = 20;
 /// Descriptors that cables leave to the rest of the daemon: its own sockets and its clients.
 constexpr rlim_t kKeptBack = 24;
 
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    return address;
-}
-
-/// The file system's number of the socket at a path; 0 when there is none.
-ino_t socketNumber(const std::string& path) {
-    struct stat entry {};
-    return lstat(path.c_str(), &entry) == 0 && S_ISSOCK(entry.st_mode) ? entry.st_ino : 0;
-}
-
 /// Receives on a bound socket and sends through a connected one of its own: so the other end, which
 /// is not connected to us, may come and go, and a full queue there can be waited for.
 class UnixCable final : public Cable {
   public:
-    UnixCable(const CableConfig& config, Descriptor receive)
-        : local_(config.localPath),
-          localNumber_(socketNumber(config.localPath)),
-          peer_(config.peerPath),
+    UnixCable(Place local, Place peer, Descriptor receive)
+        : local_(std::move(local)),
+          localNumber_(socketNumberAt(local_)),
+          peer_(std::move(peer)),
           receive_(std::move(receive)) {}
 
     UnixCable(const UnixCable&) = delete;
@@ -59,11 +48,13 @@ class UnixCable final : public Cable {
 
     /// Takes its own socket away, not that of a cable that replaced it.
     ~UnixCable() override {
-        if (localNumber_ != 0 && socketNumber(local_) == localNumber_)
-            unlink(local_.c_str());
+        if (localNumber_ != 0 && socketNumberAt(local_) == localNumber_)
+            unlinkat(local_.directory.isOpen() ? local_.directory.get() : AT_FDCWD,
+                     local_.name.c_str(), 0);
     }
 
     int descriptor() const override { return receive_.get(); }
+    ino_t socketNumber() const override { return localNumber_; }
 
     int send(std::span<const u8> frame, bool mayWait) override {
         std::unique_lock lock(mutex_, std::defer_lock);
@@ -97,13 +88,9 @@ class UnixCable final : public Cable {
     int connectPeer() {
         if (transmit_.isOpen())
             return 0;
-        Descriptor next(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        const sockaddr_un address = addressOf(peer_);
-        if (!next.isOpen() ||
-            connect(next.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            return errno;
-        transmit_ = std::move(next);
-        return 0;
+        errno = ENOENT;
+        transmit_ = connectSocket(peer_);
+        return transmit_.isOpen() ? 0 : errno;
     }
 
     /// A peer that does not read is waited for once, not for each frame.
@@ -115,9 +102,9 @@ class UnixCable final : public Cable {
         return false;
     }
 
-    const std::string local_;
+    const Place local_;
     const ino_t localNumber_;
-    const std::string peer_;
+    const Place peer_;
     const Descriptor receive_;
     std::mutex mutex_;
     Descriptor transmit_;   ///< guarded by mutex_; closed while there is no peer
@@ -154,23 +141,25 @@ std::shared_ptr<Cable> fail(CableFailure& failure, const std::string& what) {
     return nullptr;
 }
 
-std::shared_ptr<Cable> openUnix(const CableConfig& config, CableFailure& failure) {
-    Descriptor receive(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    if (!receive.isOpen())
-        return fail(failure, "cable socket");
-    if (config.localPath.size() >= sizeof(sockaddr_un::sun_path) ||
-        config.peerPath.size() >= sizeof(sockaddr_un::sun_path)) {
-        failure = {0, "a socket path has at most " +
-                          std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " bytes"};
+std::shared_ptr<Cable> openUnix(const CableConfig& config, const CableRules& rules,
+                                CableFailure& failure) {
+    std::string& error = failure.text;
+    std::optional<Place> local = Place::ofPath(config.localPath);
+    std::optional<Place> peer = Place::ofPath(config.peerPath);
+    if (rules.places != nullptr) {
+        local = rules.places->find(config.localPath, error);
+        peer = local ? rules.places->find(config.peerPath, error) : std::nullopt;
+    }
+    if (!local || !peer)
+        return nullptr;
+    const ino_t own = rules.before == nullptr ? 0 : rules.before->socketNumber();
+    errno = 0;
+    Descriptor receive = bindSocket(*local, own, rules.places != nullptr, error);
+    if (!receive.isOpen()) {
+        failure = {errno, "cable socket '" + config.localPath + "': " + error};
         return nullptr;
     }
-    const sockaddr_un address = addressOf(config.localPath);
-    // What a daemon that crashed left at our path is removed; nothing but a socket is.
-    if (socketNumber(config.localPath) != 0)
-        unlink(config.localPath.c_str());
-    if (bind(receive.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return fail(failure, "cable socket '" + config.localPath + "'");
-    return std::make_shared<UnixCable>(config, std::move(receive));
+    return std::make_shared<UnixCable>(std::move(*local), std::move(*peer), std::move(receive));
 }
 
 /// Lets through what is sent to 01-80-C2-00-00-21. The filter runs before a tag would be seen, so a
@@ -265,10 +254,11 @@ ReceivedFrame FrameBatch::frame(std::size_t index) const {
     return {std::span(buffers_[index]).first(messages_[index].msg_len), tagged};
 }
 
-std::shared_ptr<Cable> openCable(const CableConfig& config, CableFailure& failure) {
+std::shared_ptr<Cable> openCable(const CableConfig& config, const CableRules& rules,
+                                 CableFailure& failure) {
     std::shared_ptr<Cable> cable;
     if (config.kind == CableKind::Unix)
-        cable = openUnix(config, failure);
+        cable = openUnix(config, rules, failure);
     else if (config.kind == CableKind::Interface)
         cable = openInterface(config, failure);
     rlimit limit{};

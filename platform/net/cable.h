@@ -8,6 +8,7 @@
 
 #include <linux/if_packet.h>
 #include <sys/socket.h>
+#include <sys/types.h>
 
 #include <array>
 #include <memory>
@@ -16,6 +17,7 @@
 
 #include "platform/contract/types.h"
 #include "platform/model/cable.h"
+#include "platform/runtime/places.h"
 
 namespace platform {
 
@@ -74,9 +76,20 @@ class Cable {
     virtual int send(std::span<const u8> frame, bool mayWait) = 0;
     /// Whether what it was opened on does not exist any more: then it stays silent for good.
     virtual bool isGone() const { return false; }
+    /// The file system's number of the socket that it made; 0: none.
+    virtual ino_t socketNumber() const { return 0; }
+};
+
+struct CableRules {
+    /// Where its sockets may be, of which its own may belong to no other user then; null: anywhere.
+    const RequestPlaces* places = nullptr;
+    /// The cable that it takes the place of, whose socket it may replace; null: none. No other
+    /// socket that is in use is replaced.
+    const Cable* before = nullptr;
 };
 
 /// @return the cable; null for none, and on failure with the reason in `failure`
-std::shared_ptr<Cable> openCable(const CableConfig& config, CableFailure& failure);
+std::shared_ptr<Cable> openCable(const CableConfig& config, const CableRules& rules,
+                                 CableFailure& failure);
 
 }  // namespace platform

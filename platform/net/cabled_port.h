@@ -10,6 +10,7 @@
 
 #include "platform/model/port.h"
 #include "platform/net/cable.h"
+#include "platform/net/recording.h"
 #include "platform/net/replay.h"
 #include "platform/net/sockets/frame_socket.h"
 #include "platform/switch/switch_driver.h"
@@ -74,8 +75,7 @@ struct CabledPort {
     /// errno value of what keeps the cable from being opened, or from being sent into; 0: nothing.
     int cableError = 0;
     bool awaited = false;  ///< `cable` is null and is opened as soon as that is possible
-    std::string recordFile;
-    std::optional<PcapWriter> recorder;
+    std::unique_ptr<Recording> recorder;
     std::shared_ptr<Replay> replay;
 
     bool speaksIeee() const {

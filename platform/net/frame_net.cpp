@@ -88,13 +88,35 @@ bool FrameNet::applyPort(const PortConfig& port, const PortConfig* before, std::
         const std::lock_guard lock(mutex_);
         cabledPort(port.unit).budget.perSecond = port.maxPdus;
     }
-    if (port.recordFile != old.recordFile &&
-        setRecording(port.unit, port.recordFile, error) != HostStatus::Ok)
+    if (port.recordFile != old.recordFile && !recordAsConfigured(port, error))
         return false;
     if (port.cable != old.cable && !replug(port.unit, old.cable, port.cable, error))
         return false;
-    return port.replayFile.empty() || port.replayFile == old.replayFile ||
-           feed(port.unit, port.replayFile, 1, std::nullopt, error) == HostStatus::Ok;
+    if (port.replayFile.empty() || port.replayFile == old.replayFile)
+        return true;
+    const Descriptor file = openReplay(port.replayFile, error);
+    return file.isOpen() &&
+           feed(port.unit, file, port.replayFile, 1, std::nullopt, error) == HostStatus::Ok;
+}
+
+bool FrameNet::recordAsConfigured(const PortConfig& port, std::string& error) {
+    std::unique_ptr<Recording> recording;
+    if (!port.recordFile.empty()) {
+        recording = Recording::open(port.recordFile, error);
+        if (recording == nullptr)
+            return false;
+    }
+    putRecording(port.unit, std::move(recording));
+    return true;
+}
+
+void FrameNet::putRecording(u32 unit, std::unique_ptr<Recording> recording) {
+    {
+        const std::lock_guard lock(mutex_);
+        std::swap(cabledPort(unit).recorder, recording);
+    }
+    if (recording != nullptr)
+        recording->finish();
 }
 
 void FrameNet::stop() {
@@ -103,10 +125,16 @@ void FrameNet::stop() {
     if (thread_.joinable())
         thread_.join();
     const std::lock_guard serial(configMutex_);
-    const std::lock_guard lock(mutex_);
-    ports_.clear();
-    nearPorts_ = {};
+    std::map<u32, CabledPort> gone;
+    {
+        const std::lock_guard lock(mutex_);
+        gone.swap(ports_);
+        nearPorts_ = {};
+    }
     config_ = {};
+    for (auto& [unit, cabled] : gone)
+        if (cabled.recorder != nullptr)
+            cabled.recorder->finish();
 }
 
 void FrameNet::wake() {
@@ -119,18 +147,24 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
     CableConfig renamed = before;
     renamed.interfaceName = now.interfaceName;
     if (now.interfaceIndex == 0 || renamed != now)
-        return plug(unit, now, Patience::Await, error);
+        return plug(unit, now, {nullptr, Patience::Await}, error);
     // Its interface has another name: who was heard on it is still there.
     const std::lock_guard lock(mutex_);
     cabledPort(unit).cableConfig = now;
     return true;
 }
 
-bool FrameNet::plug(u32 unit, const CableConfig& config, Patience patience, std::string& error) {
+bool FrameNet::plug(u32 unit, const CableConfig& config, const PlugRules& rules,
+                    std::string& error) {
+    std::shared_ptr<Cable> before;
+    {
+        const std::lock_guard lock(mutex_);
+        before = cabledPort(unit).cable;
+    }
     CableFailure failure;
-    std::shared_ptr<Cable> cable = openCable(config, failure);
+    std::shared_ptr<Cable> cable = openCable(config, {rules.places, before.get()}, failure);
     const bool failed = cable == nullptr && config.kind != CableKind::None;
-    if (failed && (patience == Patience::Refuse || !failure.mayPass())) {
+    if (failed && (rules.patience == Patience::Refuse || !failure.mayPass())) {
         error = failure.text;
         return false;
     }
@@ -243,7 +277,8 @@ HostStatus FrameNet::setCable(u32 unit, const std::string& text, std::string& er
         error = "the cable is \"" + text + "\"; allowed is " + kCableAllowed;
         return HostStatus::BadArgument;
     }
-    return plug(unit, *config, Patience::Refuse, error) ? HostStatus::Ok : HostStatus::BadArgument;
+    return plug(unit, *config, {&places_, Patience::Refuse}, error) ? HostStatus::Ok
+                                                                    : HostStatus::BadArgument;
 }
 
 HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {
@@ -252,27 +287,27 @@ HostStatus FrameNet::setWireForm(u32 unit, WireForm form) {
     return HostStatus::Ok;
 }
 
-HostStatus FrameNet::setRecording(u32 unit, const std::string& file, std::string& error) {
-    std::optional<PcapWriter> recorder;
-    if (!file.empty()) {
-        recorder = PcapWriter::open(file, error);
-        if (!recorder)
+HostStatus FrameNet::setRecording(u32 unit, NamedFile file, std::string& error) {
+    std::unique_ptr<Recording> recording;
+    if (!file.path.empty()) {
+        recording = Recording::open(std::move(file), places_, error);
+        if (recording == nullptr)
             return HostStatus::BadArgument;
     }
-    const std::lock_guard lock(mutex_);
-    CabledPort& cabled = cabledPort(unit);
-    cabled.recordFile = file;
-    cabled.recorder = std::move(recorder);
+    putRecording(unit, std::move(recording));
     return HostStatus::Ok;
 }
 
-HostStatus FrameNet::replay(u32 unit, const std::string& file, u32 speed, std::string& error) {
-    return feed(unit, file, speed, monotonicUs(), error);
+HostStatus FrameNet::replay(u32 unit, NamedFile file, u32 speed, std::string& error) {
+    const std::string name = file.path;
+    const Descriptor opened = openReplay(std::move(file), places_, error);
+    return opened.isOpen() ? feed(unit, opened, name, speed, monotonicUs(), error)
+                           : HostStatus::BadArgument;
 }
 
-HostStatus FrameNet::feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
-                          std::string& error) {
-    std::optional<PcapFrames> frames = readPcap(file, error);
+HostStatus FrameNet::feed(u32 unit, const Descriptor& file, const std::string& name, u32 speed,
+                          std::optional<u64> startUs, std::string& error) {
+    std::optional<PcapFrames> frames = readPcap(file.get(), name, error);
     if (!frames)
         return HostStatus::BadArgument;
     {
@@ -293,6 +328,7 @@ std::vector<u32> FrameNet::units() const {
 }
 
 void FrameNet::forget(u32 unit) {
+    putRecording(unit, nullptr);
     const std::lock_guard lock(mutex_);
     const auto found = ports_.find(unit);
     if (found == ports_.end())
@@ -314,11 +350,8 @@ CabledPort& FrameNet::cabledPort(u32 unit) {
 }
 
 void FrameNet::record(CabledPort& cabled, std::span<const u8> frame) {
-    if (cabled.recorder && !cabled.recorder->write(frame, wallClockUs())) {
-        logMessage(LogPriority::Warning, "recording to '%s' ends: %s", cabled.recordFile.c_str(),
-                   errorText(errno).c_str());
-        cabled.recorder.reset();
-    }
+    if (cabled.recorder != nullptr)
+        cabled.recorder->take(frame, wallClockUs());
 }
 
 }  // namespace platform

@@ -46,6 +46,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Before start(); null: nobody looks on. It outlives the frame layer.
     void setObserver(FrameObserver* observer) { observer_ = observer; }
 
+    /// Where requests may name files and sockets. Before start(); nowhere unless it is called.
+    void setPlaces(RequestPlaces places) { places_ = std::move(places); }
+
     /// Plugs the configured cables in and starts the receive thread.
     /// @return false with the reason in `error`: nothing runs then
     bool start(const SwitchConfig& config, std::string& error);
@@ -72,8 +75,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     PortCountersRecord counters(u32 unit) const override;
     HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
     HostStatus setWireForm(u32 unit, WireForm form) override;
-    HostStatus setRecording(u32 unit, const std::string& file, std::string& error) override;
-    HostStatus replay(u32 unit, const std::string& file, u32 speed, std::string& error) override;
+    HostStatus setRecording(u32 unit, NamedFile file, std::string& error) override;
+    HostStatus replay(u32 unit, NamedFile file, u32 speed, std::string& error) override;
     void forget(u32 unit) override;
 
     /// A frame as it comes out of a port's cable; called by the receive thread, and by tests
@@ -86,11 +89,19 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Changes one port to what its configuration says. @return false with the reason in `error`
     bool applyPort(const PortConfig& port, const PortConfig* before, std::string& error);
     /// @param startUs  when the capture begins; nothing: when the port first takes part
-    HostStatus feed(u32 unit, const std::string& file, u32 speed, std::optional<u64> startUs,
-                    std::string& error);
+    /// @param file  open; the caller found it by `name`
+    HostStatus feed(u32 unit, const Descriptor& file, const std::string& name, u32 speed,
+                    std::optional<u64> startUs, std::string& error);
+    bool recordAsConfigured(const PortConfig& port, std::string& error);
+    /// Puts a recording in place of the one that was there, which is finished. Null: none.
+    void putRecording(u32 unit, std::unique_ptr<Recording> recording);
     /// What becomes of a cable that can not be opened for a reason that may pass.
     enum class Patience { Refuse, Await };
-    bool plug(u32 unit, const CableConfig& config, Patience patience, std::string& error);
+    struct PlugRules {
+        const RequestPlaces* places;  ///< where its sockets may be; null: anywhere
+        Patience patience;
+    };
+    bool plug(u32 unit, const CableConfig& config, const PlugRules& rules, std::string& error);
     /// Exchanges a port's cable for another, or for none: `cable` has the one that was there
     /// afterwards, which the caller lets go of without the lock, because that takes time.
     /// @param error  receives what failed; there is no cable then
@@ -135,7 +146,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
     /// The other ports that a frame of this one goes out of. @pre mutex_ is held
     void collectTargets(u32 port, const FramePolicy& policy);
-    void record(CabledPort& cabled, std::span<const u8> frame);
+    static void record(CabledPort& cabled, std::span<const u8> frame);
     /// What is kept for a unit, made when it is not there yet. @pre mutex_ is held
     CabledPort& cabledPort(u32 unit);
     void wake();
@@ -144,6 +155,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     const SwitchFacts* const facts_;
     SocketLayer& sockets_;
     FrameObserver* observer_ = nullptr;
+    RequestPlaces places_;
 
     mutable std::mutex mutex_;
     std::map<u32, CabledPort> ports_;  ///< guarded by mutex_

@@ -12,6 +12,7 @@
 #include "platform/model/host.h"
 #include "platform/model/mac_address.h"
 #include "platform/model/port.h"
+#include "platform/net/recording.h"
 
 namespace platform {
 
@@ -31,14 +32,15 @@ class PortCables {
     virtual PortCountersRecord counters(u32 unit) const = 0;
 
     // The unit exists. On a result other than Ok nothing changed and `error` says what was wrong.
+    // Files and sockets lie where requests may name them (RequestPlaces).
     /// @param text  the cable as the configuration writes it
     virtual HostStatus setCable(u32 unit, const std::string& text, std::string& error) = 0;
     virtual HostStatus setWireForm(u32 unit, WireForm form) = 0;
-    /// @param file  pcap file that is created or emptied; empty: stop recording
-    virtual HostStatus setRecording(u32 unit, const std::string& file, std::string& error) = 0;
+    /// @param file  pcap file that is created or emptied; with an empty path: stop recording
+    virtual HostStatus setRecording(u32 unit, NamedFile file, std::string& error) = 0;
     /// Feeds a pcap file into the port. @param speed  0: as fast as possible; n: n times the speed
     /// of the capture
-    virtual HostStatus replay(u32 unit, const std::string& file, u32 speed, std::string& error) = 0;
+    virtual HostStatus replay(u32 unit, NamedFile file, u32 speed, std::string& error) = 0;
     /// The unit was deleted from the switch.
     virtual void forget(u32 unit) = 0;
 };

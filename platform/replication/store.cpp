@@ -134,9 +134,9 @@ void CommandStore::supersede(const ManagementCommand& command) {
         changed();
 }
 
-void CommandStore::flush() {
+bool CommandStore::flush(std::chrono::milliseconds within) {
     std::unique_lock lock(guard_);
-    settled_.wait(lock, [this] { return !running_ || (!dirty_ && !writing_); });
+    return settled_.wait_for(lock, within, [this] { return !running_ || (!dirty_ && !writing_); });
 }
 
 void CommandStore::writerLoop() {

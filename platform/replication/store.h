@@ -12,6 +12,7 @@
 // Locking: any thread.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <span>
@@ -43,8 +44,9 @@ class CommandStore {
     /// The configuration file has set this: what is kept of it is no longer later.
     void supersede(const ManagementCommand& command);
 
-    /// Waits until all that was recorded is in the file, or could not be written.
-    void flush();
+    /// Waits until all that was recorded is in the file, or could not be written, but no longer
+    /// than `within`. @return whether it is done
+    bool flush(std::chrono::milliseconds within = std::chrono::hours(1));
 
   private:
     void writerLoop();

@@ -64,8 +64,13 @@ bool isCableChange(SwitchChangeKind kind, DriverKind driver) {
     }
 }
 
-HostStatus changeCable(PortCables& cables, const SwitchChangeRecord& record, std::string& error) {
+HostStatus changeCable(const ServedSwitch& served, const SwitchChangeRecord& record,
+                       std::string& error) {
+    PortCables& cables = *served.cables;
     const std::string text(record.text.data());
+    const auto file = [&] {
+        return NamedFile{text, served.takeDescriptor ? served.takeDescriptor() : Descriptor()};
+    };
     switch (static_cast<SwitchChangeKind>(record.kind)) {
         case SwitchChangeKind::PortCable:
             return cables.setCable(record.unit, text, error);
@@ -78,9 +83,9 @@ HostStatus changeCable(PortCables& cables, const SwitchChangeRecord& record, std
             }
             return cables.setWireForm(record.unit, static_cast<WireForm>(record.value));
         case SwitchChangeKind::PortReplay:
-            return cables.replay(record.unit, text, record.value, error);
+            return cables.replay(record.unit, file(), record.value, error);
         default:
-            return cables.setRecording(record.unit, text, error);
+            return cables.setRecording(record.unit, file(), error);
     }
 }
 
@@ -104,7 +109,7 @@ HostStatus applyRecord(const ServedSwitch& served, const SwitchChangeRecord& rec
         error = "the ports of this switch have no cables";
         return HostStatus::Unsupported;
     }
-    return changeCable(*cables, record, error);
+    return changeCable(served, record, error);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 // Called by the command thread, without the daemon's lock.
 #pragma once
 
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -17,10 +18,12 @@
 
 namespace platform {
 
-/// What the requests are about. Both outlive the dispatcher; without cables a port has none.
+/// What the requests are about. All outlive the dispatcher; without cables a port has none.
 struct ServedSwitch {
     SwitchDriver& driver;
     PortCables* cables = nullptr;
+    /// The descriptor that came with the request that is being served; absent: there never is one.
+    std::function<Descriptor()> takeDescriptor = {};
 };
 
 /// Registers PortList, PortVlans, SwitchVlans, PortCounters and SwitchChange.

@@ -38,7 +38,8 @@ void syncDirectoryOf(const std::string& path) {
 
 bool writeNew(const std::string& path, const std::string& text) {
     constexpr mode_t kMode = S_IRUSR | S_IWUSR;
-    const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
+    const Descriptor file(
+        open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_CLOEXEC, kMode));
     return file.isOpen() && writeAll(file.get(), text) && fsync(file.get()) == 0;
 }
 

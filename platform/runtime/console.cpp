@@ -14,12 +14,10 @@ namespace {
 
 thread_local ConsoleCapture* callerCapture = nullptr;
 
-int printed(std::FILE* console, std::string_view text) {
+int printed(ConsoleStream console, std::string_view text) {
     if (callerCapture != nullptr)
         callerCapture->append(text);
-    return std::fwrite(text.data(), 1, text.size(), console) == text.size()
-               ? static_cast<int>(text.size())
-               : EOF;
+    return writeConsole(console, text) ? static_cast<int>(text.size()) : EOF;
 }
 
 }  // namespace
@@ -67,13 +65,13 @@ int __wrap_printf(const char* format, ...) {
     va_end(arguments);
     if (wanted < 0)
         return wanted;
-    return printed(stdout,
+    return printed(platform::ConsoleStream::Output,
                    {text.data(), std::min(static_cast<std::size_t>(wanted), text.size() - 1)});
 }
 
 void __wrap_perror(const char* text) {
     const std::string reason = platform::errorText(errno);
-    printed(stderr, std::string(text) + ": " + reason + "\n");
+    printed(platform::ConsoleStream::Error, std::string(text) + ": " + reason + "\n");
 }
 
 // NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)

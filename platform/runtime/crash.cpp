@@ -5,6 +5,7 @@
 #include "platform/runtime/crash.h"
 
 #include <execinfo.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -25,6 +26,7 @@ constexpr bool kSanitizerReports = false;
 #endif
 
 constexpr std::size_t kCrashStackBytes = std::size_t{64} * 1024;
+constexpr int kLastLinesMs = 50;
 constexpr std::array kCrashSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 /// Only what is safe inside a signal handler: no allocation, no buffered output.
@@ -34,6 +36,8 @@ void writeText(const char* text) {
 }
 
 void onCrash(int signalNumber) {
+    // What the daemon had to say before it is still being written, by another thread.
+    poll(nullptr, 0, kLastLinesMs);
     writeText("mvrp: ended by signal ");
     const char* name = sigabbrev_np(signalNumber);
     writeText(name == nullptr ? "?" : name);

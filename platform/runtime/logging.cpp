@@ -9,8 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <memory>
+#include <utility>
 
 #include "platform/contract/logging.h"
+#include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
@@ -19,6 +22,9 @@ namespace {
 constexpr std::string_view kLineEnds = "\r\n";
 constexpr u32 kNoLogId = 0;
 constexpr u32 kLeastPriority = static_cast<u32>(LogPriority::Debug);
+
+/// There until the end of the process, past all destructors.
+ConsoleSink* consoleSink = nullptr;
 
 const char* priorityName(LogPriority priority) {
     switch (priority) {
@@ -66,16 +72,15 @@ std::string_view strippedText(std::string_view text) {
 }
 
 void writeLine(LogPriority priority, u32 logId, const char* format, va_list arguments) {
-    static const LogForm form = detectForm();
     std::array<char, kMaxLogLine> text;
     // The callers have started the list. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
     const auto length =
         std::clamp<std::size_t>(static_cast<std::size_t>(std::max(wanted, 0)), 0, text.size() - 1);
     std::array<char, kMaxLogLine> line;
-    const u32 lineLength = formatLogLine(line.data(), form, priority, logId, {text.data(), length});
-    const auto ignored = write(STDERR_FILENO, line.data(), lineLength);
-    (void)ignored;
+    const u32 lineLength =
+        formatLogLine(line.data(), logForm(), priority, logId, {text.data(), length});
+    writeConsole(ConsoleStream::Error, {line.data(), lineLength});
 }
 
 }  // namespace
@@ -93,11 +98,40 @@ u32 formatLogLine(char* line, LogForm form, LogPriority priority, u32 logId,
     return static_cast<u32>(used);
 }
 
+LogForm logForm() {
+    static const LogForm form = detectForm();
+    return form;
+}
+
+void setConsoleSink(std::unique_ptr<ConsoleSink> sink) {
+    consoleSink = sink.release();
+}
+
+bool writeConsole(ConsoleStream stream, std::string_view text) {
+    if (consoleSink != nullptr)
+        return consoleSink->put(stream, text);
+    if (stream == ConsoleStream::Error)
+        return write(STDERR_FILENO, text.data(), text.size()) >= 0;
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+}
+
+bool flushConsole(std::chrono::milliseconds within) {
+    return consoleSink == nullptr || consoleSink->flush(within);
+}
+
 void logMessage(LogPriority priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     writeLine(priority, kNoLogId, format, arguments);
     va_end(arguments);
+}
+
+void leaveProcess(int status) {
+    constexpr std::chrono::milliseconds kLastLines{200};
+    if (consoleSink == nullptr)
+        std::fflush(nullptr);
+    flushConsole(kLastLines);
+    _exit(status);
 }
 
 std::string errorText(int error) {

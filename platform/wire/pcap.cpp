@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/wire/pcap.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 
@@ -13,8 +17,6 @@ namespace {
 
 constexpr u32 kMagicMicroseconds = 0xA1B2C3D4;
 constexpr u32 kLinkTypeEthernet = 1;
-constexpr std::size_t kFileHeaderBytes = 24;
-constexpr std::size_t kRecordHeaderBytes = 16;
 constexpr u64 kMicrosecondsPerSecond = 1'000'000;
 constexpr std::size_t kLargestFile = std::size_t{64} << 20;
 
@@ -27,7 +29,7 @@ struct FileHeader {
     u32 snapLength;
     u32 linkType;
 };
-static_assert(sizeof(FileHeader) == kFileHeaderBytes);
+static_assert(sizeof(FileHeader) == kPcapFileHeaderBytes);
 
 struct RecordHeader {
     u32 seconds;
@@ -35,7 +37,7 @@ struct RecordHeader {
     u32 captured;
     u32 original;
 };
-static_assert(sizeof(RecordHeader) == kRecordHeaderBytes);
+static_assert(sizeof(RecordHeader) == kPcapRecordHeaderBytes);
 
 std::string systemError(const std::string& path) {
     return "'" + path + "': " + std::strerror(errno);
@@ -79,11 +81,22 @@ void collectRecords(const CaptureLibrary& library, pcap_t* capture, PcapFrames& 
 
 }  // namespace
 
+std::array<u8, kPcapFileHeaderBytes> pcapFileHeader() {
+    return std::bit_cast<std::array<u8, kPcapFileHeaderBytes>>(
+        FileHeader{kMagicMicroseconds, 2, 4, 0, 0, kPcapLongestRecord, kLinkTypeEthernet});
+}
+
+std::array<u8, kPcapRecordHeaderBytes> pcapRecordHeader(std::size_t frameBytes, u64 timeUs) {
+    const u32 kept = static_cast<u32>(std::min<std::size_t>(frameBytes, kPcapLongestRecord));
+    return std::bit_cast<std::array<u8, kPcapRecordHeaderBytes>>(RecordHeader{
+        static_cast<u32>(timeUs / kMicrosecondsPerSecond),
+        static_cast<u32>(timeUs % kMicrosecondsPerSecond), kept, static_cast<u32>(frameBytes)});
+}
+
 std::optional<PcapWriter> PcapWriter::open(const std::string& path, std::string& error) {
     FileHandle file(std::fopen(path.c_str(), "wbe"));
-    const FileHeader header = {kMagicMicroseconds, 2, 4, 0, 0, kPcapLongestRecord,
-                               kLinkTypeEthernet};
-    if (!file || std::fwrite(&header, sizeof header, 1, file.get()) != 1 ||
+    const auto header = pcapFileHeader();
+    if (!file || std::fwrite(header.data(), header.size(), 1, file.get()) != 1 ||
         std::fflush(file.get()) != 0) {
         error = systemError(path);
         return std::nullopt;
@@ -92,11 +105,9 @@ std::optional<PcapWriter> PcapWriter::open(const std::string& path, std::string&
 }
 
 bool PcapWriter::write(std::span<const u8> frame, u64 timeUs) {
-    const u32 length = static_cast<u32>(std::min<std::size_t>(frame.size(), kPcapLongestRecord));
-    const RecordHeader header = {static_cast<u32>(timeUs / kMicrosecondsPerSecond),
-                                 static_cast<u32>(timeUs % kMicrosecondsPerSecond), length,
-                                 static_cast<u32>(frame.size())};
-    return std::fwrite(&header, sizeof header, 1, file_.get()) == 1 &&
+    const std::size_t length = std::min<std::size_t>(frame.size(), kPcapLongestRecord);
+    const auto header = pcapRecordHeader(frame.size(), timeUs);
+    return std::fwrite(header.data(), header.size(), 1, file_.get()) == 1 &&
            (length == 0 || std::fwrite(frame.data(), length, 1, file_.get()) == 1) &&
            std::fflush(file_.get()) == 0;
 }
@@ -118,23 +129,20 @@ std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error) {
     return frames;
 }
 
-std::optional<PcapFrames> readPcap(const std::string& path, std::string& error) {
-    const FileHandle file(std::fopen(path.c_str(), "rbe"));
-    if (!file) {
-        error = systemError(path);
-        return std::nullopt;
-    }
+namespace {
+
+std::optional<PcapFrames> readPcap(std::FILE* file, const std::string& path, std::string& error) {
     std::vector<u8> bytes;
     std::array<u8, 65536> chunk;
     std::size_t got = 0;
-    while ((got = std::fread(chunk.data(), 1, chunk.size(), file.get())) > 0) {
+    while ((got = std::fread(chunk.data(), 1, chunk.size(), file)) > 0) {
         bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(got));
         if (bytes.size() > kLargestFile) {
             error = "'" + path + "': larger than 64 MiB";
             return std::nullopt;
         }
     }
-    if (std::ferror(file.get()) != 0) {
+    if (std::ferror(file) != 0) {
         error = systemError(path);
         return std::nullopt;
     }
@@ -142,6 +150,27 @@ std::optional<PcapFrames> readPcap(const std::string& path, std::string& error) 
     if (!frames)
         error = "'" + path + "': " + error;
     return frames;
+}
+
+}  // namespace
+
+std::optional<PcapFrames> readPcap(const std::string& path, std::string& error) {
+    const FileHandle file(std::fopen(path.c_str(), "rbe"));
+    if (file)
+        return readPcap(file.get(), path, error);
+    error = systemError(path);
+    return std::nullopt;
+}
+
+std::optional<PcapFrames> readPcap(int file, const std::string& name, std::string& error) {
+    const int own = fcntl(file, F_DUPFD_CLOEXEC, 0);
+    const FileHandle stream(own < 0 ? nullptr : ::fdopen(own, "rb"));
+    if (stream && std::fseek(stream.get(), 0, SEEK_SET) == 0)
+        return readPcap(stream.get(), name, error);
+    error = systemError(name);
+    if (!stream && own >= 0)
+        close(own);
+    return std::nullopt;
 }
 
 }  // namespace platform

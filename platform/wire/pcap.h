@@ -7,6 +7,7 @@
 // Not locked: one user at a time per object. Errors are texts for the operator.
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -20,6 +21,13 @@ namespace platform {
 
 /// Longest record that the reader accepts.
 inline constexpr u32 kPcapLongestRecord = 65535;
+
+inline constexpr std::size_t kPcapFileHeaderBytes = 24;
+inline constexpr std::size_t kPcapRecordHeaderBytes = 16;
+/// What a capture begins with, and what stands before each frame.
+std::array<u8, kPcapFileHeaderBytes> pcapFileHeader();
+/// @param timeUs  microseconds since the epoch
+std::array<u8, kPcapRecordHeaderBytes> pcapRecordHeader(std::size_t frameBytes, u64 timeUs);
 
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
@@ -62,5 +70,7 @@ struct PcapFrames {
 std::optional<PcapFrames> parsePcap(std::vector<u8> bytes, std::string& error);
 /// Reads a file of at most 64 MiB.
 std::optional<PcapFrames> readPcap(const std::string& path, std::string& error);
+/// The same from an open file, from its beginning. @param name  for the errors
+std::optional<PcapFrames> readPcap(int file, const std::string& name, std::string& error);
 
 }  // namespace platform

@@ -28,7 +28,8 @@ RULES = {
                                  "platform/wire/frame.h", "daemon/")),
     "cli": (False, ("cli/", "platform/contract/", "platform/model/", "platform/channel/protocol.h",
                     "platform/channel/observations.h", "platform/config/load.h",
-                    "platform/inspect/", "platform/wire/events.h", "platform/wire/pcap.h")),
+                    "platform/inspect/", "platform/runtime/descriptor.h", "platform/wire/events.h",
+                    "platform/wire/pcap.h")),
 }
 
 # folder -> its floors, the highest first. The rooms of one floor know nothing of each other, but for

@@ -35,8 +35,10 @@ class Guide(NetworkTest):
         ports = re.sub(r"^\[management\].*?(?=^\[command\])", "", example,
                        flags=re.MULTILINE | re.DOTALL)
         cable = re.search(r"^cable = .unix:.*$", ports, re.MULTILINE)[0]
-        self.write("standby.toml", (ports.replace(cable, "") + standby).replace(
-            "/run/mvrp-a", "/run/mvrp-b"))
+        standby = (ports.replace(cable, "") + standby).replace("/run/mvrp-a", "/run/mvrp-b")
+        # When it takes over it takes the active's sockets.
+        self.write("standby.toml", standby.replace('directories = ["/run/mvrp-b"',
+                                                   'directories = ["/run/mvrp-a"'))
         self.running = []
 
     def write(self, name, text):

@@ -61,7 +61,8 @@ class Pair(NetworkTest):
         self.net = self.run_topology(self.plan, {
             "active": f'\n[standby]\nrole = "active"\npeer = "{self.link}"\n',
             "standby": f'\n[standby]\nrole = "standby"\nlisten = "{self.link}"\n'
-                       + self.standby_options})
+                       + self.standby_options
+                       + f'[command]\ndirectories = ["{self.directory}"]\n'})
         self.active, self.standby, self.neighbour = (
             self.net.nodes[name] for name in ("active", "standby", "neighbour"))
 

@@ -211,7 +211,9 @@ std::vector<std::string> fixedChanges(const HostConfig& before, const HostConfig
     add(before.corrections != next.corrections, "[mvrp] corrections");
     add(before.network.driver != next.network.driver, "[switch] driver");
     add(before.network.linuxBridge.bridge != next.network.linuxBridge.bridge, "[switch] bridge");
-    add(before.commandGroup != next.commandGroup, "[command]");
+    add(before.commandGroup != next.commandGroup ||
+            before.requestDirectories != next.requestDirectories,
+        "[command]");
     add(before.debugSocket != next.debugSocket, "[debug]");
     add(before.standby != next.standby, "[standby]");
     add(before.process != next.process, "[process]");

@@ -11,11 +11,13 @@
 namespace platform {
 namespace {
 
-/// Waits for a connection to the debug socket: only the task that serves that socket may call it.
-constexpr std::string_view kWaitingFunction = "mvrpDbgServer";
+/// Of the debug socket, for whoever serves it alone: one waits for a connection, the other opens
+/// the socket anew, each time with another descriptor.
+constexpr std::array<std::string_view, 2> kSocketFunctions = {"mvrpDbgServer", "mvrpDbgSockInit"};
 
 bool callable(const ShellFunc& function) {
-    return function.call != nullptr && kWaitingFunction != function.name;
+    return function.call != nullptr &&
+           std::ranges::find(kSocketFunctions, function.name) == kSocketFunctions.end();
 }
 
 }  // namespace

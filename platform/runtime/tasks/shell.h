@@ -20,8 +20,8 @@ struct ShellResult {
 /// Calls the function `name`. It runs with every lock of the daemon held, since the functions take
 /// none themselves; what it prints goes to the console too.
 /// @param limit  most bytes of text kept
-/// @return nothing when procShellInit() was not called, there is no such function, or it would wait
-///         for a connection
+/// @return nothing when procShellInit() was not called, there is no such function, or it is one
+///         that the debug socket's own server calls
 std::optional<ShellResult> shellCall(std::string_view name, const std::array<u32, 3>& parameters,
                                      std::size_t limit);
 

@@ -5,10 +5,10 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 
 #include "platform/contract/process.h"
+#include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/thread.h"
@@ -33,8 +33,7 @@ sigset_t takenSignals() {
     logMessage(LogPriority::Notice, "SIG%s: ending", sigabbrev_np(signalNumber));
     if (processRuntime().onEnd)
         processRuntime().onEnd();
-    std::fflush(nullptr);
-    _exit(0);
+    leaveProcess(0);
 }
 
 void signalTask() {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "cli/client/safe_text.h"
 #include "platform/contract/management.h"
 #include "tests/unit/cli/fake_server.h"
 
@@ -53,6 +54,37 @@ void answerPort(FakeServer& server, const Arrived& request) {
         default:
             server.reply(22);
     }
+}
+
+TEST(HostileServer, NamesThatDoNotEndAreCutAndWhatATerminalObeysIsNotPassedOn) {
+    FakeServer server([](FakeServer& s) {
+        for (Arrived request; s.next(request);) {
+            if (request.header.unit == 2) {
+                s.reply(0);
+                continue;
+            }
+            std::array<SwitchPortRecord, 2> ports{};
+            ports[0] = portRecord(1, "a\x1b]0;x\x07\xc2\x9b\xc3\xbc\xff");
+            ports[1].unit = 2;
+            ports[1].name.fill('n');
+            ports[1].cable.fill('c');
+            s.reply(0, std::as_bytes(std::span(ports)));
+        }
+    });
+    Client client(server.path());
+    const std::vector<SwitchPortRecord> ports = queryPortList(client);
+    ASSERT_EQ(ports.size(), 2U);
+    EXPECT_STREQ(ports[0].name.data(), "a?]0;x???\xc3\xbc?");
+    EXPECT_EQ(std::string(ports[1].name.data()), std::string(ports[1].name.size() - 1, 'n'));
+    EXPECT_EQ(std::string(ports[1].cable.data()), std::string(ports[1].cable.size() - 1, 'c'));
+    EXPECT_THROW(findPort(client, "no such port"), RefusedError);
+}
+
+TEST(HostileServer, TextsKeepTheirLinesAndNothingElseThatMovesACursor) {
+    EXPECT_EQ(safeText("a\tb\r\nc\rd\x1b[2J\x7f", true), "a\tb\r\nc?d?[2J?");
+    EXPECT_EQ(safeText("a\nb"), "a?b");
+    EXPECT_EQ(safeText("\xe2\x82\xac \xf0\x9f\x90\x80"), "\xe2\x82\xac \xf0\x9f\x90\x80");
+    EXPECT_EQ(safeText("\xc0\x80 \xed\xa0\x80 \xe2\x82"), "?? ??? ??");
 }
 
 TEST(QueryPorts, ReadsSettingsMachinesAndVlans) {

@@ -104,5 +104,22 @@ TEST_F(Notifications, AreNotSentToWhatIsNoSocket) {
     EXPECT_FALSE(notifyService("READY=1"));
 }
 
+TEST(TaskWatch, FeedsWhileBothTasksMoveAndNamesTheOneThatDoesNot) {
+    using std::chrono::seconds;
+    TaskWatch watch{seconds(20)};
+    EXPECT_TRUE(watch.look(1, seconds(0), seconds(5)));
+    EXPECT_TRUE(watch.look(2, seconds(3), seconds(5)));
+    EXPECT_EQ(watch.stalled(), nullptr);
+    EXPECT_FALSE(watch.look(2, seconds(0), seconds(5)));
+    EXPECT_EQ(watch.stalled(), nullptr) << "an idle task may be seen between two rounds";
+    EXPECT_FALSE(watch.look(2, seconds(0), seconds(5)));
+    EXPECT_STREQ(watch.stalled(), "the protocol task");
+    EXPECT_TRUE(watch.look(3, seconds(0), seconds(5)));
+    EXPECT_EQ(watch.stalled(), nullptr);
+    EXPECT_FALSE(watch.look(4, seconds(10), seconds(5)));
+    EXPECT_STREQ(watch.stalled(), "the command task");
+    EXPECT_TRUE(watch.look(5, seconds(0), seconds(5)));
+}
+
 }  // namespace
 }  // namespace platform

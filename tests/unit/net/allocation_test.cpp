@@ -75,7 +75,7 @@ TEST(Frames, CostNoAllocation) {
     node.enable(3, kProtocolGvrp);
     node.plug(3, "unix:" + directory.path("a") + "," + directory.path("b"));
     std::string error;
-    ASSERT_EQ(node.net.setRecording(3, directory.path("r.pcap"), error), HostStatus::Ok);
+    ASSERT_EQ(node.net.setRecording(3, {directory.path("r.pcap")}, error), HostStatus::Ok);
     node.net.setWireForm(3, WireForm::Ieee);
     exchange(node, in, out);  // what is kept for a port is made by its first frame
     gAllocations = 0;

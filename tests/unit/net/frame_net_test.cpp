@@ -267,12 +267,12 @@ TEST_F(TwoNodes, RecordingHoldsBothDirectionsAsTheyStoodOnTheWire) {
     std::string error;
     left_.net.setWireForm(3, WireForm::Ieee);
     const std::string file = directory_.path("record.pcap");
-    ASSERT_EQ(left_.net.setRecording(3, file, error), HostStatus::Ok) << error;
+    ASSERT_EQ(left_.net.setRecording(3, {file}, error), HostStatus::Ok) << error;
     left_.send(left_.mvrp, 3, kJoin10);
     expectJoin10AtRight();
     right_.send(right_.mvrp, 3, kJoin10);
     EXPECT_EQ(left_.receive(left_.mvrp).frame, kJoin10);
-    ASSERT_EQ(left_.net.setRecording(3, "", error), HostStatus::Ok);
+    ASSERT_EQ(left_.net.setRecording(3, {}, error), HostStatus::Ok);
     const auto capture = readPcap(file, error);
     ASSERT_TRUE(capture) << error;
     ASSERT_EQ(capture->records.size(), 2U);
@@ -282,7 +282,7 @@ TEST_F(TwoNodes, RecordingHoldsBothDirectionsAsTheyStoodOnTheWire) {
 
 TEST_F(TwoNodes, CaptureIsFedIntoThePort) {
     std::string error;
-    ASSERT_EQ(right_.net.replay(3, MVRP_TEST_DATA "/captures/mvrp-one-vlan.pcap", 0, error),
+    ASSERT_EQ(right_.net.replay(3, {MVRP_TEST_DATA "/captures/mvrp-one-vlan.pcap"}, 0, error),
               HostStatus::Ok)
         << error;
     for (int i = 0; i < 6; ++i) {
@@ -301,8 +301,11 @@ TEST_F(TwoNodes, BadCablesAndFilesSayWhatIsAllowed) {
     EXPECT_NE(error.find("nosuchinterface"), std::string::npos);
     EXPECT_EQ(left_.net.setCable(3, "unix:/nonexistent/a,/b", error), HostStatus::BadArgument);
     EXPECT_NE(error.find("/nonexistent/a"), std::string::npos);
-    EXPECT_EQ(left_.net.replay(3, "/nonexistent", 1, error), HostStatus::BadArgument);
-    EXPECT_EQ(left_.net.setRecording(3, "/nonexistent/x", error), HostStatus::BadArgument);
+    EXPECT_EQ(left_.net.replay(3, {"/nonexistent"}, 1, error), HostStatus::BadArgument);
+    EXPECT_EQ(left_.net.setRecording(3, {"/nonexistent/x"}, error), HostStatus::BadArgument);
+    EXPECT_EQ(left_.net.setCable(3, "unix:" + directory_.path("x") + ",/etc/peer", error),
+              HostStatus::BadArgument);
+    EXPECT_NE(error.find("/etc/peer"), std::string::npos);
     // The cable that was there still works.
     left_.send(left_.mvrp, 3, kJoin10);
     expectJoin10AtRight();
@@ -405,6 +408,16 @@ TEST(FrameNetConfiguration, PortsAreSetUpAndChangedByTheirConfiguration) {
     EXPECT_FALSE(node.net.reconfigure(config, error));
     EXPECT_NE(error.find("port 5"), std::string::npos);
     EXPECT_EQ(node.net.cableState(3).cable, "none") << "the rest is in force";
+}
+
+TEST_F(TwoNodes, ACableIsPluggedAnewOverItsOwnSocketAndNotOverOneThatIsInUse) {
+    std::string error;
+    const std::string again = left_.net.cableState(3).cable;
+    ASSERT_EQ(left_.net.setCable(3, again, error), HostStatus::Ok) << error;
+    EXPECT_EQ(left_.net.setCable(5, again, error), HostStatus::BadArgument);
+    EXPECT_NE(error.find("in use"), std::string::npos) << error;
+    left_.send(left_.mvrp, 3, kJoin10);
+    expectJoin10AtRight();
 }
 
 TEST(FrameNetConfiguration, WireFormOfAnOperatorStaysUntilTheConfigurationSaysAnother) {

@@ -46,7 +46,7 @@ class InterfaceCables : public ::testing::Test {
     }
     std::shared_ptr<Cable> open(const std::string& name) {
         CableFailure failure;
-        auto cable = openCable({CableKind::Interface, "", "", name}, failure);
+        auto cable = openCable({CableKind::Interface, "", "", name}, {}, failure);
         EXPECT_NE(cable, nullptr) << failure.text;
         return cable;
     }

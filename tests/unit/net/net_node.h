@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -43,6 +44,7 @@ class NetNode {
     explicit NetNode(const SwitchConfig& config = smallSwitch())
         : soft(config), net(soft, sockets) {
         sockets.setTransmitter(&net);
+        net.setPlaces(RequestPlaces({std::filesystem::temp_directory_path(), MVRP_TEST_DATA}));
         soft.setRouteSink(&sockets);
         mvrp = sockets.open(kQorFamilyPacket, kQorTypeRaw, kQorProtocolMvrp);
         gvrp = sockets.open(kQorFamilyPacket, kQorTypeRaw, kQorProtocolGvrp);

@@ -28,13 +28,14 @@ class DecodedOutside : public ::testing::Test {
         if (std::system("command -v tshark >/dev/null 2>&1") != 0)
             GTEST_SKIP() << "tshark is not installed";
         node_.enable(3);
-        ASSERT_EQ(node_.net.setRecording(3, file_, error_), HostStatus::Ok) << error_;
+        ASSERT_EQ(node_.net.setRecording(3, {file_}, error_), HostStatus::Ok) << error_;
     }
     void send(const frames::Bytes& frame) {
         ASSERT_EQ(node_.send(node_.mvrp, 3, frame), static_cast<ssize_t>(frame.size()));
     }
     /// The named fields of each frame, separated by bars.
     std::string fields(const std::string& names) {
+        EXPECT_EQ(node_.net.setRecording(3, {}, error_), HostStatus::Ok);  // all of it is there
         std::string command = "tshark -r '" + file_ + "' -T fields -E separator='|'";
         for (std::size_t at = 0; at < names.size();) {
             const std::size_t end = std::min(names.find(' ', at), names.size());

@@ -34,13 +34,13 @@ class FakeCables final : public PortCables {
         asked = "form " + std::to_string(unit) + " " + std::to_string(static_cast<u32>(form));
         return HostStatus::Ok;
     }
-    HostStatus setRecording(u32 unit, const std::string& file, std::string& /*error*/) override {
-        asked = "record " + std::to_string(unit) + " " + file;
+    HostStatus setRecording(u32 unit, NamedFile file, std::string& /*error*/) override {
+        asked = "record " + std::to_string(unit) + " " + file.path +
+                (file.passed.isOpen() ? " passed" : "");
         return HostStatus::Ok;
     }
-    HostStatus replay(u32 unit, const std::string& file, u32 speed,
-                      std::string& /*error*/) override {
-        asked = "replay " + std::to_string(unit) + " " + file + " " + std::to_string(speed);
+    HostStatus replay(u32 unit, NamedFile file, u32 speed, std::string& /*error*/) override {
+        asked = "replay " + std::to_string(unit) + " " + file.path + " " + std::to_string(speed);
         return HostStatus::Ok;
     }
     void forget(u32 unit) override { asked = "forget " + std::to_string(unit); }

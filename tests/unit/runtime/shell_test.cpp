@@ -33,6 +33,7 @@ constexpr std::array<ShellFunc, 3> kFunctions = {{
     {"printParameters", 3, printParameters},
     {"lockStatus", 0, lockStatus},
     {"mvrpDbgServer", 0, printParameters},
+    {"mvrpDbgSockInit", 0, printParameters},
 }};
 
 }  // namespace
@@ -67,6 +68,7 @@ TEST_F(Shell, UnknownNamesAndTheFunctionThatWouldWaitAreRefused) {
     EXPECT_FALSE(shellCall("noSuchFunction", {}, 100));
     EXPECT_FALSE(shellCall("", {}, 100));
     EXPECT_FALSE(shellCall("mvrpDbgServer", {}, 100));
+    EXPECT_FALSE(shellCall("mvrpDbgSockInit", {}, 100));
 }
 
 TEST_F(Shell, TheNamesAreListed) {

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+//
+// The log and the console of a daemon, written by threads of their own.
+#pragma once
+
+namespace platform {
+
+/// From now on lines of the log, and what the daemon prints, wait in rings for their threads: a
+/// reader that stands still holds nobody up. What finds no room is left out, and a line says how
+/// much that was. Once, before there are tasks; without threads all stays as it was.
+void startLogWriter();
+
+}  // namespace platform
