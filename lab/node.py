@@ -68,11 +68,18 @@ class Node:
         """log: a descriptor, in place of the node's log file"""
         self.directory.mkdir(parents=True, exist_ok=True)
         self.configuration_file.write_text(
-            configuration(self.switch) + self.extra_configuration, encoding="utf-8")
+            configuration(self.switch) + self.extra_configuration + self.as_it_is_started(),
+            encoding="utf-8")
         with open(self.log if log is None else log, "ab", closefd=log is None) as log:
             self.process = subprocess.Popen(
                 [self.mvrp, "--config", self.configuration_file], stdin=subprocess.DEVNULL,
                 stdout=log, stderr=log, env=self.environment, start_new_session=True)
+
+    def as_it_is_started(self):
+        """Directories of a lab belong to whoever runs it; root's would be of no use to another."""
+        if os.geteuid() != 0 or "[process]" in self.extra_configuration:
+            return ""
+        return "\n[process]\nkeep-root = true\n"
 
     def wait_ready(self, timeout=30):
         """Waits until the daemon answers and the ports that its configuration manages run the

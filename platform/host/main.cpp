@@ -86,6 +86,11 @@ bool becomeLeast(const HostConfig& config, const std::string& configFile) {
         return false;
     }
     logMessage(LogPriority::Notice, "running as %s", heldPrivileges().c_str());
+    if (geteuid() == 0 && !config.process.keepRoot && config.process.user.empty())
+        logMessage(LogPriority::Warning,
+                   "it stays root, since this system has no user '%s': name another ([process] "
+                   "user), or say that this is meant (keep-root = true)",
+                   kOwnUser);
     if (!configFile.empty() && access(configFile.c_str(), R_OK) != 0)
         logMessage(LogPriority::Warning,
                    "%s is not readable for this user: SIGHUP will not be able to read it again",

@@ -166,11 +166,12 @@ PrivilegeNeeds privilegesFor(const HostConfig& config) {
     PrivilegeNeeds needs;
     needs.user = config.process.user;
     needs.group = config.commandGroup;
+    if (needs.user.empty() && !config.process.keepRoot) {
+        needs.user = kOwnUser;
+        needs.userOptional = true;
+    }
     if (config.network.driver == DriverKind::LinuxBridge) {
         needs.required = {CAP_NET_ADMIN, CAP_NET_RAW};
-        needs.userOptional = needs.user.empty();
-        if (needs.user.empty())
-            needs.user = kOwnUser;
         return needs;
     }
     const bool anyInterface = std::ranges::any_of(config.network.ports, [](const PortConfig& port) {

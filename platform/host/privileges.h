@@ -17,8 +17,8 @@
 
 namespace platform {
 
-/// The user that a daemon with the Linux driver changes to when the file names none and the system
-/// has it.
+/// The user that a daemon which root started changes to when the file names none and the system has
+/// it, unless the file says keep-root.
 inline constexpr const char* kOwnUser = "mvrp";
 
 /// What a configuration needs.

@@ -30,9 +30,21 @@ HostConfig linuxBridge() {
     return config;
 }
 
-TEST(PrivilegeNeeds, ASoftwareSwitchNeedsNothing) {
-    EXPECT_EQ(privilegesFor(softSwitch(CableKind::Unix)), PrivilegeNeeds{});
-    EXPECT_EQ(privilegesFor(softSwitch(CableKind::None)), PrivilegeNeeds{});
+TEST(PrivilegeNeeds, ASoftwareSwitchNeedsNothingAndIsNotRootWhereThereIsAUserForIt) {
+    PrivilegeNeeds nothing;
+    nothing.user = kOwnUser;
+    nothing.userOptional = true;
+    EXPECT_EQ(privilegesFor(softSwitch(CableKind::Unix)), nothing);
+    EXPECT_EQ(privilegesFor(softSwitch(CableKind::None)), nothing);
+}
+
+TEST(PrivilegeNeeds, RootStaysRootWhereTheFileSaysSo) {
+    HostConfig config = softSwitch(CableKind::None);
+    config.process.keepRoot = true;
+    EXPECT_EQ(privilegesFor(config), PrivilegeNeeds{});
+    config = linuxBridge();
+    config.process.keepRoot = true;
+    EXPECT_EQ(privilegesFor(config).user, "");
 }
 
 TEST(PrivilegeNeeds, ACableToAnInterfaceKeepsRawSocketsWhereTheyAreAllowed) {
