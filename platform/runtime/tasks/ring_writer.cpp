@@ -52,7 +52,7 @@ bool RingWriter::put(std::span<const u8> first, std::span<const u8> second) {
     const std::lock_guard lock(shared_->guard);
     if (shared_->failure != 0)
         return false;
-    if (first.size() + second.size() > shared_->ring.size() - shared_->used) {
+    if (first.size() + second.size() > shared_->size - shared_->used) {
         shared_->lost++;
         return false;
     }
@@ -86,9 +86,9 @@ bool RingWriter::flush(std::chrono::milliseconds within) {
 
 void RingWriter::Shared::append(std::span<const u8> bytes) {
     while (!bytes.empty()) {
-        const std::size_t end = (begin + used) % ring.size();
-        const std::size_t part = std::min(bytes.size(), ring.size() - end);
-        std::copy_n(bytes.begin(), part, ring.begin() + static_cast<std::ptrdiff_t>(end));
+        const std::size_t end = (begin + used) % size;
+        const std::size_t part = std::min(bytes.size(), size - end);
+        std::copy_n(bytes.begin(), part, ring.get() + end);
         used += part;
         bytes = bytes.subspan(part);
     }
@@ -96,8 +96,8 @@ void RingWriter::Shared::append(std::span<const u8> bytes) {
 
 /// What is to be written next: it stays in place until it is taken off.
 std::span<const u8> RingWriter::Shared::next() {
-    return std::span<const u8>(ring).subspan(begin,
-                                             std::min({used, ring.size() - begin, kMostAtOnce}));
+    return std::span<const u8>(ring.get(), size)
+        .subspan(begin, std::min({used, size - begin, kMostAtOnce}));
 }
 
 void RingWriter::Shared::run() {
@@ -125,7 +125,7 @@ void RingWriter::Shared::take(ssize_t count, std::size_t tried, int error) {
         failure = error;
         done = used;
     }
-    begin = (begin + done) % ring.size();
+    begin = (begin + done) % size;
     used -= done;
 }
 

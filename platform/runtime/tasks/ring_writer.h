@@ -16,7 +16,6 @@
 #include <span>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "platform/contract/types.h"
 #include "platform/runtime/descriptor.h"
@@ -59,16 +58,20 @@ class RingWriter {
     /// Of both ends, so that it outlives whichever goes first.
     struct Shared {
         Shared(Descriptor out, std::size_t bytes, OnFailure action)
-            : file(std::move(out)), onFailure(action), ring(bytes) {}
+            : file(std::move(out)),
+              onFailure(action),
+              size(bytes),
+              ring(std::make_unique_for_overwrite<u8[]>(bytes)) {}
 
         const Descriptor file;
         const OnFailure onFailure;
-        std::mutex guard;                 ///< of all below
-        std::condition_variable filled;   ///< there is something to write, or an end to it
-        std::condition_variable written;  ///< nothing waits any more
-        std::vector<u8> ring;
-        std::size_t begin = 0;  ///< of what waits
-        std::size_t used = 0;   ///< bytes that wait
+        const std::size_t size;
+        std::mutex guard;                  ///< of all below
+        std::condition_variable filled;    ///< there is something to write, or an end to it
+        std::condition_variable written;   ///< nothing waits any more
+        const std::unique_ptr<u8[]> ring;  ///< costs memory as far as it was filled once
+        std::size_t begin = 0;             ///< of what waits
+        std::size_t used = 0;              ///< bytes that wait
         u64 lost = 0;
         int failure = 0;
         bool ending = false;
