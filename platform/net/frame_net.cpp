@@ -210,6 +210,7 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     std::array<u8, kLongestNativeFrame> converted;
     std::span<const u8> sent = frame;
     std::shared_ptr<Cable> cable;
+    u32 port = 0;
     {
         const std::lock_guard lock(mutex_);
         CabledPort& own = cabledPort(unit);
@@ -223,7 +224,8 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
             if (sent.empty())
                 return 0;
         }
-        CabledPort& cabled = cabledPort(answers.egress);
+        port = answers.egress;
+        CabledPort& cabled = cabledPort(port);
         record(cabled, sent);
         cable = cabled.cable;
     }

@@ -80,7 +80,7 @@ int FrameNet::runAwaited() {
 
 void FrameNet::openAwaited(u32 unit, const CableConfig& config) {
     CableFailure failure;
-    std::shared_ptr<Cable> cable = openCable(config, failure);
+    std::shared_ptr<Cable> cable = openCable(config, CableRules{}, failure);
     {
         const std::lock_guard lock(mutex_);
         const auto found = ports_.find(unit);

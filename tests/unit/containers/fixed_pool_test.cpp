@@ -19,7 +19,7 @@ class FixedPool : public testing::Test {
     void create(u32 count, u32 itemSize) {
         ASSERT_TRUE(fixedPoolInit(pool_, "test", count, itemSize));
     }
-    ~FixedPool() override { fixedPoolDestroy(pool_); }
+    void TearDown() override { fixedPoolDestroy(pool_); }
 
     SilMemPool pool_{};
 };
@@ -79,7 +79,7 @@ TEST_F(FixedPool, APoolOfMoreThanFourGigabytesTouchesOnlyWhatIsUsed) {
     ASSERT_NE(fixedPoolAlloc(pool_), nullptr);
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     u8* last = pool_.items + std::size_t{8400} * 599'999;
-    auto* lastPage = reinterpret_cast<u8*>(reinterpret_cast<std::uintptr_t>(last) / page * page);
+    u8* lastPage = last - reinterpret_cast<std::uintptr_t>(last) % page;
     unsigned char resident = 1;
     ASSERT_EQ(mincore(lastPage, page, &resident), 0);
     EXPECT_EQ(resident & 1, 0);

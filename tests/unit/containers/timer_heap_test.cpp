@@ -19,8 +19,8 @@ u32 ignore(void*) {
 
 class TimerHeap : public testing::Test {
   protected:
-    TimerHeap() { timerHeapInit(list_); }
-    ~TimerHeap() override { timerHeapDestroy(list_); }
+    void SetUp() override { timerHeapInit(list_); }
+    void TearDown() override { timerHeapDestroy(list_); }
 
     void start(SilTimerNode& node, u64 dueMs) {
         ASSERT_TRUE(timerHeapStart(list_, node, dueMs, ignore, nullptr));

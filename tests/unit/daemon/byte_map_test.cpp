@@ -157,9 +157,12 @@ TEST(BitmapWalk, FindsTheNextSetAndTheNextClearBit) {
     std::mt19937_64 random{7};
     for (int round = 0; round < 200; ++round) {
         MvrpVlanBitmap bitmap;
-        for (u8& byte : bitmap)
-            byte = static_cast<u8>(round % 2 == 0 ? random() & random() & random()
-                                                  : random() | random() | random());
+        for (u8& byte : bitmap) {
+            u64 bits = random();
+            for (int more = 0; more < 2; ++more)
+                bits = round % 2 == 0 ? bits & random() : bits | random();
+            byte = static_cast<u8>(bits);
+        }
         for (const bool set : {true, false}) {
             u32 expected = kMvrpBitmapBits;
             for (u32 index = kMvrpBitmapBits; index-- > 0;) {

@@ -45,7 +45,7 @@ TEST(Progress, IsARoundSinceTheLookBefore) {
 /// A service manager's socket.
 class Notifications : public testing::Test {
   protected:
-    ~Notifications() override { unsetenv(kNotifySocketVariable); }
+    void TearDown() override { unsetenv(kNotifySocketVariable); }
 
     void listenAt(const std::string& name) {
         sockaddr_un address{};

@@ -41,12 +41,10 @@ TEST(PacketSockets, AreReadFromTheKernelsList) {
 
 class Files : public testing::Test {
   protected:
-    Files() : root_(testing::TempDir() + "/inspect." + std::to_string(getpid())) {
-        fs::create_directories(root_);
-    }
-    ~Files() override { fs::remove_all(root_); }
+    void SetUp() override { fs::create_directories(root_); }
+    void TearDown() override { fs::remove_all(root_); }
 
-    const std::string root_;
+    const std::string root_ = testing::TempDir() + "/inspect." + std::to_string(getpid());
 };
 
 TEST_F(Files, TellWhichProcessASocketBelongsTo) {

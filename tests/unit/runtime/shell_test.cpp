@@ -29,7 +29,7 @@ u32 lockStatus(u32, u32, u32) {
     return status;
 }
 
-constexpr std::array<ShellFunc, 3> kFunctions = {{
+constexpr std::array<ShellFunc, 4> kFunctions = {{
     {"printParameters", 3, printParameters},
     {"lockStatus", 0, lockStatus},
     {"mvrpDbgServer", 0, printParameters},
