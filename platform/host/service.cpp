@@ -33,6 +33,9 @@ constexpr int kLooks = 4;
 /// How often the status is told anew where there is no watchdog.
 constexpr microseconds kStatusTime = std::chrono::seconds(5);
 
+/// A reader of the log that stands still holds up the end of a reload for so long.
+constexpr std::chrono::milliseconds kReloadLines{100};
+
 std::optional<u64> numberOf(const char* text) {
     u64 number = 0;
     if (text == nullptr)
@@ -182,6 +185,8 @@ ServiceReload::ServiceReload() {
 }
 
 ServiceReload::~ServiceReload() {
+    // Who reads the log when the manager says that it is over finds all of it there.
+    flushConsole(kReloadLines);
     notifyService("READY=1");
 }
 

@@ -151,6 +151,8 @@ enable = true
                          timers={"join": 200, "leave": 450, "leave-all": 60000})
         middle = net.nodes["middle"]
         self.assert_state(net, middle={"learnt": "10"}, east={"learnt": "10"})
+        # The second of west's joins, after the port is on again, would be passed on.
+        self.await_true(lambda: re.search("Applicant +QO", middle.control("explain west 10").stdout))
         for word in ("off", "on"):
             middle.change(f"set port east enable {word}")
         self.await_seen(middle, "not-passed-on", "east", ": 10$")

@@ -17,11 +17,13 @@ thread_local unsigned tTaken = 0;
 }  // namespace
 
 extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the linker's.
 int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     ++tTaken;
     return __real_pthread_mutex_lock(mutex);
 }
+// NOLINTEND(bugprone-reserved-identifier)
 }
 
 namespace platform::testing {

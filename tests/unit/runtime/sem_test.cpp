@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -144,9 +145,9 @@ TEST_F(SemTest, KeepsAPlainCounterRightAmongManyThreads) {
     constexpr int kThreads = 4;
     constexpr int kRounds = 5000;
     int counter = 0;
-    std::vector<std::thread> threads;
-    for (int index = 0; index < kThreads; index++)
-        threads.emplace_back([this, &counter] {
+    std::array<std::thread, kThreads> threads;
+    for (auto& thread : threads)
+        thread = std::thread([this, &counter] {
             for (int round = 0; round < kRounds; round++) {
                 silTakeSem(sem_, kForEver);
                 counter++;

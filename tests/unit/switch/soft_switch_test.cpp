@@ -269,7 +269,7 @@ TEST_F(SoftSwitchChanges, LargeChangesAreSplitIntoReadsOfTheDaemon) {
 
 TEST_F(SoftSwitchChanges, UnknownPortsKindsAndVlansAreRefused) {
     EXPECT_EQ(change(SwitchChangeKind::PortLink, 4, 1), HostStatus::NoSuchPort);
-    EXPECT_NE(error_.find("4"), std::string::npos);
+    EXPECT_NE(error_.find('4'), std::string::npos);
     EXPECT_EQ(change(static_cast<SwitchChangeKind>(999), 3), HostStatus::Unsupported);
     EXPECT_EQ(change(SwitchChangeKind::PortLink, 3, 2), HostStatus::BadArgument);
     EXPECT_EQ(change(SwitchChangeKind::PortEligible, 3, 2), HostStatus::BadArgument);

@@ -51,6 +51,7 @@ std::vector<NativePdu> pdusOf(const platform::PcapFrames& capture, std::size_t n
 
 std::vector<Event> eventsOf(const std::vector<u32>& vids, u32 event) {
     std::vector<Event> events;
+    events.reserve(vids.size());
     for (const u32 vid : vids)
         events.push_back({vid, event});
     return events;
