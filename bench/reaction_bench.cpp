@@ -15,7 +15,7 @@
 #include "bench/pair.h"
 #include "daemon/core/task.h"
 #include "platform/net/frame_net.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 #include "tests/scratch_directory.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "platform/channel/protocol.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 #include "tests/scratch_directory.h"
 
 namespace bench {

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace cli {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

@@ -12,7 +12,7 @@
 
 #include "platform/config/load_sections.h"
 #include "platform/config/reload/setting_names.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 namespace {

@@ -10,8 +10,8 @@
 
 #include "platform/contract/process.h"
 #include "platform/runtime/close_hook.h"
+#include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
-#include "platform/runtime/paths.h"
 #include "platform/runtime/tasks/sem.h"
 #include "platform/runtime/tasks/thread.h"
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "platform/channel/server.h"
-#include "platform/runtime/descriptor_limit.h"
+#include "platform/runtime/files/descriptor_limit.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

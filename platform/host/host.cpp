@@ -21,9 +21,9 @@
 #include "platform/requests/reply.h"
 #include "platform/requests/switch_requests.h"
 #include "platform/runtime/ending.h"
+#include "platform/runtime/files/paths.h"
+#include "platform/runtime/files/places.h"
 #include "platform/runtime/log.h"
-#include "platform/runtime/paths.h"
-#include "platform/runtime/places.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/start_gate.h"
 

@@ -9,7 +9,7 @@
 #include "platform/config/management_commands.h"
 #include "platform/contract/management.h"
 #include "platform/linux/netlink/rtnl_kernel.h"
-#include "platform/runtime/paths.h"
+#include "platform/runtime/files/paths.h"
 
 namespace platform {
 namespace {

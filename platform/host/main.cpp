@@ -21,8 +21,8 @@
 #include "platform/host/privileges.h"
 #include "platform/host/service.h"
 #include "platform/runtime/ending.h"
+#include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
-#include "platform/runtime/paths.h"
 #include "platform/runtime/tasks/log_writer.h"
 #include "platform/runtime/tasks/signals.h"
 

@@ -15,7 +15,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/thread.h"

@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "platform/model/vlan_ranges.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

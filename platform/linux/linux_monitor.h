@@ -13,7 +13,7 @@
 
 #include "platform/linux/kernel.h"
 #include "platform/linux/linux_switch.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

@@ -17,7 +17,7 @@
 
 #include "platform/contract/types.h"
 #include "platform/model/cable.h"
-#include "platform/runtime/places.h"
+#include "platform/runtime/files/places.h"
 
 namespace platform {
 

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/runtime/places.h"
+#include "platform/runtime/files/places.h"
 
 namespace platform {
 

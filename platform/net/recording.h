@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/contract/types.h"
-#include "platform/runtime/places.h"
+#include "platform/runtime/files/places.h"
 #include "platform/runtime/tasks/ring_writer.h"
 
 namespace platform {

@@ -20,7 +20,7 @@
 #include "platform/config/management_commands.h"
 #include "platform/contract/corrections.h"
 #include "platform/replication/peer_channel.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <utility>
 
-#include "platform/runtime/atomic_file.h"
+#include "platform/runtime/files/atomic_file.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/thread.h"
 

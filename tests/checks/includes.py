@@ -28,7 +28,7 @@ RULES = {
                                  "platform/wire/frame.h", "daemon/")),
     "cli": (False, ("cli/", "platform/contract/", "platform/model/", "platform/channel/protocol.h",
                     "platform/channel/observations.h", "platform/config/load.h",
-                    "platform/inspect/", "platform/runtime/descriptor.h", "platform/wire/events.h",
+                    "platform/inspect/", "platform/runtime/files/descriptor.h", "platform/wire/events.h",
                     "platform/wire/pcap.h")),
 }
 
@@ -52,6 +52,7 @@ FLOORS = {
         ("net/sockets",),
         ("switch", "channel"),
         ("wire", "config", "runtime/tasks"),
+        ("runtime/files",),
         ("model", "containers", "runtime"),
         ("contract",),
     ),

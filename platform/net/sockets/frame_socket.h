@@ -12,7 +12,7 @@
 
 #include "platform/contract/qor_socket.h"
 #include "platform/net/sockets/frame_ring.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 #include "platform/switch/route_message.h"
 
 namespace platform {

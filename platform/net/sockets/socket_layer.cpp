@@ -13,8 +13,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
-#include "platform/runtime/paths.h"
 
 namespace platform {
 namespace {

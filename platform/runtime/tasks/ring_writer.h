@@ -18,7 +18,7 @@
 #include <utility>
 
 #include "platform/contract/types.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

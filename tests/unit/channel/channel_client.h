@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "platform/channel/protocol.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 

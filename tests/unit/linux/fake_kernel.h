@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "platform/linux/kernel.h"
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform::testing {
 

@@ -155,7 +155,8 @@ TEST_F(UnixCables, OfARequestLieInItsPlacesBothEndsAndBehindNoLink) {
     const RequestPlaces places({directory_.path()});
     CableFailure failure;
     const auto refused = [&](const std::string& local, const std::string& peer) {
-        return openCable({CableKind::Unix, local, peer, ""}, {&places, nullptr}, failure) == nullptr;
+        return openCable({CableKind::Unix, local, peer, ""}, {&places, nullptr}, failure) ==
+               nullptr;
     };
     EXPECT_TRUE(refused(elsewhere.path("a"), directory_.path("b")));
     EXPECT_TRUE(refused(directory_.path("a"), elsewhere.path("b")));

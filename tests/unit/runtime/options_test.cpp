@@ -9,7 +9,7 @@
 
 #include "platform/contract/qor_hwil.h"
 #include "platform/contract/sil.h"
-#include "platform/runtime/paths.h"
+#include "platform/runtime/files/paths.h"
 #include "platform/runtime/process_runtime.h"
 
 namespace platform {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/runtime/places.h"
+#include "platform/runtime/files/places.h"
 
 #include <fcntl.h>
 
@@ -9,8 +9,8 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
-#include "platform/runtime/paths.h"
 
 namespace platform {
 namespace {

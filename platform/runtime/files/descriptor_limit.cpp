@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/runtime/descriptor_limit.h"
+#include "platform/runtime/files/descriptor_limit.h"
 
 #include <sys/resource.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/runtime/paths.h"
+#include "platform/runtime/files/paths.h"
 
 #include <cstdlib>
 #include <string_view>

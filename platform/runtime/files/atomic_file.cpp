@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/runtime/atomic_file.h"
+#include "platform/runtime/files/atomic_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 #include "platform/runtime/log.h"
 
 namespace platform {

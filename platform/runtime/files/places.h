@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/runtime/descriptor.h"
+#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 
