@@ -13,6 +13,11 @@ namespace {
 
 /// Receive buffer of a socket that sets none.
 constexpr std::size_t kDefaultLimitBytes = 212992;
+
+/// A neighbour that declares or withdraws all VLANs in their dearest form sends a dozen frames.
+constexpr u32 kFramesOfAPort = 128;
+constexpr u32 kNotifications = 512;
+constexpr u32 kAllNotifications = 0;  ///< their one source
 constexpr std::size_t kMostMatches = 8192;
 constexpr std::size_t kMostGroups = 64;
 
@@ -38,12 +43,14 @@ bool readValue(const void* value, socklen_t length, Value& out) {
 FrameSocket::FrameSocket(SocketKind kind, Descriptor ready, std::atomic<u32>* waitingBytes)
     : kind_(kind),
       ready_(std::move(ready)),
-      ring_(ready_.get(), kDefaultLimitBytes, waitingBytes) {}
+      queues_(ready_.get(),
+              {kind == SocketKind::Route ? kNotifications : kFramesOfAPort, kDefaultLimitBytes},
+              waitingBytes) {}
 
 Delivery FrameSocket::deliver(const FrameMeta& meta, std::span<const u8> frame) {
     if (isTunnelled(meta))
         return Delivery::Tunnel;
-    return ring_.push(meta, frame) ? Delivery::Delivered : Delivery::Overflow;
+    return queues_.push(meta.unit, meta, frame) ? Delivery::Delivered : Delivery::Overflow;
 }
 
 Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
@@ -52,7 +59,8 @@ Delivery FrameSocket::deliver(const RouteDatagram& datagram) {
         return Delivery::NoSocket;
     FrameMeta meta;
     meta.unit = group;
-    return ring_.push(meta, datagram.bytes) ? Delivery::Delivered : Delivery::Overflow;
+    return queues_.push(kAllNotifications, meta, datagram.bytes) ? Delivery::Delivered
+                                                                 : Delivery::Overflow;
 }
 
 int FrameSocket::setOption(int level, int option, const void* value, socklen_t length) {
@@ -69,7 +77,7 @@ int FrameSocket::setOption(int level, int option, const void* value, socklen_t l
         return 0;
     }
     if (level == kQorLevelSocket && option == kQorOptionReceiveBuffer) {
-        ring_.setLimit(word);
+        queues_.setLimit(word);
         return 0;
     }
     if (level == kQorLevelPacket && option == kQorOptionPacketInfo && kind_ != SocketKind::Route) {

@@ -270,12 +270,12 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
     PollSet polled;
     if (count < 0 || count > FD_SETSIZE || !polled.collect(count, read, write, except))
         return failWith(EINVAL);
-    // A ring that holds something needs no system call; other descriptors then wait for the next
-    // call, in which they are asked as soon as the rings are empty.
+    // A socket of ours on which something waits needs no system call; other descriptors then wait
+    // for the next call, in which they are asked as soon as nothing waits on ours.
     bool anyReady = false;
     for (pollfd& item : polled.items()) {
         const SocketPointer own = find(item.fd);
-        if (own != nullptr && !own->ring().isEmpty() && (item.events & POLLIN) != 0) {
+        if (own != nullptr && !own->queues().isEmpty() && (item.events & POLLIN) != 0) {
             item.revents = POLLIN;
             anyReady = true;
         }
@@ -295,7 +295,7 @@ ssize_t SocketLayer::take(FrameSocket& socket, int flags, FrameMeta& meta, std::
     for (;;) {
         {
             const std::lock_guard lock(mutex_);
-            const ssize_t length = socket.ring().pop(meta, out);
+            const ssize_t length = socket.queues().pop(meta, out);
             if (length >= 0)
                 return length;
         }

@@ -2,9 +2,6 @@
 #include "platform/net/sockets/frame_ring.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <deque>
 #include <random>
@@ -15,10 +12,10 @@ namespace {
 
 class FrameRingTest : public testing::Test {
   protected:
-    ~FrameRingTest() override { close(ready_); }
-    bool isReadable() const {
-        pollfd item = {ready_, POLLIN, 0};
-        return poll(&item, 1, 0) == 1;
+    static constexpr u32 kGuaranteedFrames = 512;
+
+    bool push(const FrameMeta& meta, std::span<const u8> frame) {
+        return ring_.push(meta, frame, limitBytes_);
     }
     std::vector<u8> pop() {
         std::vector<u8> frame(FrameRing::kLongestFrame);
@@ -27,8 +24,8 @@ class FrameRingTest : public testing::Test {
         return frame;
     }
 
-    int ready_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    FrameRing ring_{ready_, 4096};
+    std::size_t limitBytes_ = 4096;
+    FrameRing ring_{kGuaranteedFrames};
     FrameMeta meta_;
 };
 
@@ -46,10 +43,9 @@ TEST_F(FrameRingTest, GivesFramesBackInOrderWithWhatCameBesideThem) {
     meta.pduOffset = 22;
     meta.destination = {1, 2, 3, 4, 5, 6};
     meta.source = {6, 5, 4, 3, 2, 1};
-    ASSERT_TRUE(ring_.push(meta, frameOf(60, 1)));
+    ASSERT_TRUE(push(meta, frameOf(60, 1)));
     meta.unit = 5;
-    ASSERT_TRUE(ring_.push(meta, frameOf(61, 2)));
-    EXPECT_EQ(ring_.waitingBytes(), 121U);
+    ASSERT_TRUE(push(meta, frameOf(61, 2)));
     EXPECT_EQ(pop(), frameOf(60, 1));
     EXPECT_EQ(meta_.unit, 3U);
     EXPECT_EQ(meta_.protocol, 0x88F5);
@@ -57,49 +53,35 @@ TEST_F(FrameRingTest, GivesFramesBackInOrderWithWhatCameBesideThem) {
     EXPECT_EQ(meta_.destination, meta.destination);
     EXPECT_EQ(meta_.source, meta.source);
     EXPECT_EQ(pop(), frameOf(61, 2));
-    EXPECT_EQ(ring_.waitingBytes(), 0U);
     EXPECT_EQ(ring_.pop(meta_, {}), -1);
-}
-
-TEST_F(FrameRingTest, DescriptorIsReadableWhileSomethingWaits) {
-    EXPECT_FALSE(isReadable());
-    ring_.push({}, frameOf(60, 1));
-    ring_.push({}, frameOf(60, 2));
-    EXPECT_TRUE(isReadable());
-    pop();
-    EXPECT_TRUE(isReadable());
-    pop();
-    EXPECT_FALSE(isReadable());
-    ring_.push({}, frameOf(60, 3));
-    EXPECT_TRUE(isReadable());
 }
 
 TEST_F(FrameRingTest, LongestFramesFitUpToTheGuaranteedNumber) {
     u32 pushed = 0;
-    while (pushed < 100'000 && ring_.push({}, frameOf(FrameRing::kLongestFrame, pushed)))
+    while (pushed < 100'000 && push({}, frameOf(FrameRing::kLongestFrame, pushed)))
         ++pushed;
-    EXPECT_EQ(pushed, FrameRing::kGuaranteedFrames);
+    EXPECT_EQ(pushed, kGuaranteedFrames);
     for (u32 i = 0; i < pushed; ++i)
         ASSERT_EQ(pop(), frameOf(FrameRing::kLongestFrame, i));
 }
 
 TEST_F(FrameRingTest, ByteLimitHoldsBeyondTheGuaranteedNumber) {
-    ring_.setLimit(100'000);
+    limitBytes_ = 100'000;
     u32 pushed = 0;
-    while (pushed < 100'000 && ring_.push({}, frameOf(60, pushed)))
+    while (pushed < 100'000 && push({}, frameOf(60, pushed)))
         ++pushed;
-    EXPECT_GT(pushed, FrameRing::kGuaranteedFrames);
+    EXPECT_GT(pushed, kGuaranteedFrames);
     EXPECT_LE(pushed * 60, 100'000U);
 }
 
 TEST_F(FrameRingTest, RefusesAFrameThatIsTooLong) {
-    EXPECT_FALSE(ring_.push({}, frameOf(FrameRing::kLongestFrame + 1, 0)));
+    EXPECT_FALSE(push({}, frameOf(FrameRing::kLongestFrame + 1, 0)));
     EXPECT_TRUE(ring_.isEmpty());
 }
 
 TEST_F(FrameRingTest, SmallBufferCutsTheFrameAndNotTheNext) {
-    ring_.push({}, frameOf(60, 1));
-    ring_.push({}, frameOf(60, 2));
+    push({}, frameOf(60, 1));
+    push({}, frameOf(60, 2));
     std::vector<u8> small(10);
     EXPECT_EQ(ring_.pop(meta_, small), 60);
     EXPECT_EQ(small, frameOf(10, 1));
@@ -110,14 +92,14 @@ TEST_F(FrameRingTest, KeepsOrderAroundTheEndOfItsStorage) {
     std::mt19937 random(1);
     std::deque<std::vector<u8>> expected;
     std::size_t total = 0;
-    while (total < 3 * FrameRing::kStorageBytes) {
+    while (total < 3 * FrameRing::storageBytes(kGuaranteedFrames)) {
         const auto frame =
             frameOf(1 + random() % FrameRing::kLongestFrame, static_cast<u32>(random()));
-        if (ring_.push({}, frame)) {
+        if (push({}, frame)) {
             total += frame.size();
             expected.push_back(frame);
         } else {
-            ASSERT_GE(expected.size(), FrameRing::kGuaranteedFrames);
+            ASSERT_GE(expected.size(), kGuaranteedFrames);
         }
         if (expected.size() > 400 && random() % 2 == 0) {
             ASSERT_EQ(pop(), expected.front());
@@ -128,7 +110,7 @@ TEST_F(FrameRingTest, KeepsOrderAroundTheEndOfItsStorage) {
         ASSERT_EQ(pop(), expected.front());
         expected.pop_front();
     }
-    EXPECT_EQ(ring_.waitingBytes(), 0U);
+    EXPECT_TRUE(ring_.isEmpty());
 }
 
 }  // namespace
