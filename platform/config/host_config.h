@@ -170,11 +170,14 @@ struct ManagementConfig {
     bool operator==(const ManagementConfig&) const = default;
 };
 
+inline constexpr u32 kStandardLostAfterMs = 1000;
+
 struct StandbyConfig {
     bool configured = false;  ///< false: a single card, never a peer
     HostRole role = HostRole::Active;
-    std::string listenPath;  ///< of a standby: the stream socket that it listens on
-    std::string peerPath;    ///< of an active: the standby's socket
+    std::string listenPath;                  ///< of a standby: the stream socket that it listens on
+    std::string peerPath;                    ///< of an active: the standby's socket
+    u32 lostAfterMs = kStandardLostAfterMs;  ///< a peer that says nothing for so long is lost
     u32 takeOverAfterS = 0;  ///< a standby without its active for so long takes over; 0: never
 
     bool operator==(const StandbyConfig&) const = default;

@@ -13,6 +13,8 @@ namespace {
 
 constexpr std::size_t kMaxGroupName = 32;
 constexpr u32 kMostTakeOverSeconds = 86400;
+constexpr u32 kLeastLostAfterMs = 200;
+constexpr u32 kMostLostAfterMs = 60000;
 
 void loadOption(ConfigReader& table, const char* key, u32 most, HostConfig& config) {
     const auto value = table.number(key, 0, most);
@@ -61,6 +63,9 @@ void loadStandby(ConfigReader& top, StandbyConfig& standby) {
     standby.role = static_cast<HostRole>(role.value_or(static_cast<u32>(standby.role)));
     standby.peerPath = table->text("peer", kMaxSocketPath).value_or("");
     standby.listenPath = table->text("listen", kMaxSocketPath).value_or("");
+    standby.lostAfterMs =
+        table->number("lost-after", kLeastLostAfterMs, kMostLostAfterMs, "milliseconds")
+            .value_or(kStandardLostAfterMs);
     standby.takeOverAfterS =
         table->number("take-over-after", 0, kMostTakeOverSeconds, "seconds").value_or(0);
     table->finish();

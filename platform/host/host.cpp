@@ -51,9 +51,12 @@ Host::Host(HostConfig config, std::string configFile)
       corrections_(config_.corrections),
       frames_(switch_, sockets_),
       observation_(switch_, frames_),
-      server_([this](const RequestHeader& header, std::span<const u8> value,
-                     std::vector<u8>& reply) { return dispatcher_.dispatch(header, value, reply); },
-              accessOf(config_)),
+      server_(
+          [this](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
+              carrier_.newRequest();
+              return dispatcher_.dispatch(header, value, reply);
+          },
+          accessOf(config_)),
       carrier_(config_.storeFile, config_.standby, config_.corrections),
       role_(config_.standby, server_, [this] { becomeActive(); }) {}
 
@@ -148,6 +151,7 @@ void Host::installRuntime() {
 }
 
 void Host::serveCommands() {
+    carrier_.newRequest();
     if (linux_ != nullptr) {
         applyPorts();
         keepAdopted();

@@ -42,6 +42,7 @@ struct Host::Running {
 
 void Host::onReload() {
     const ServiceReload reloading;
+    carrier_.newRequest();
     reload(ConfigForce::No);
 }
 

@@ -11,7 +11,8 @@ CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig
                                CorrectionSet corrections)
     : store_(storeFile) {
     if (standby.configured && standby.role == HostRole::Active)
-        link_ = std::make_unique<StandbyLink>(standby.peerPath, corrections);
+        link_ = std::make_unique<StandbyLink>(standby.peerPath, corrections,
+                                              std::chrono::milliseconds(standby.lostAfterMs));
 }
 
 void CommandCarrier::start() {
@@ -31,7 +32,7 @@ u32 CommandCarrier::carry(u32 unit, u32 command, void* value) {
                    : link_->carryPacket({static_cast<const u8*>(packet.data), packet.length});
     }
     parsed->value = *static_cast<const u32*>(value);
-    const u32 status = link_ == nullptr ? kStatusOk : link_->carry(*parsed);
+    const u32 status = link_ == nullptr ? kStatusOk : link_->carry(*parsed, until_);
     if (status != kStatusOk)
         return status;
     if (source_ == CommandSource::Management)

@@ -33,8 +33,12 @@ class CommandCarrier {
     void setSource(CommandSource source) { source_ = source; }
     CommandSource source() const { return source_; }
 
-    /// Arguments and result are those of qorHwilCmdSyncApi(). Settings come from the command task,
-    /// synchronisation packets from any.
+    /// A person asks for something, or a file is read: all settings that follow from it wait for
+    /// the standby for kPeerWait together. Command task.
+    void newRequest() { until_ = std::chrono::steady_clock::now() + kPeerWait; }
+
+    /// Arguments and result are those of qorHwilCmdSyncApi(). Settings come from the command task
+    /// and wait for the standby; synchronisation packets come from any and do not.
     u32 carry(u32 unit, u32 command, void* value);
 
     bool standbyConnected() const { return link_ != nullptr && link_->connected(); }
@@ -44,6 +48,7 @@ class CommandCarrier {
     CommandStore store_;
     std::unique_ptr<StandbyLink> link_;  ///< of an active with a peer
     CommandSource source_ = CommandSource::StartUp;
+    Deadline until_{};  ///< the command task's
 };
 
 }  // namespace platform

@@ -16,7 +16,7 @@ bool await(int connection, short events, Deadline deadline) {
     pollfd entry{connection, events, 0};
     int ready = 0;
     do {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
         ready = poll(&entry, 1, static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     } while (ready < 0 && errno == EINTR);

@@ -2,8 +2,10 @@
 #include "platform/replication/standby_link.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <thread>
 #include <utility>
 
@@ -46,11 +48,16 @@ void reportRefusal(const ManagementCommand& command, u32 status) {
 
 }  // namespace
 
-StandbyLink::StandbyLink(std::string peerPath, CorrectionSet corrections)
-    : path_(std::move(peerPath)), corrections_(corrections) {}
+StandbyLink::StandbyLink(std::string peerPath, CorrectionSet corrections,
+                         std::chrono::milliseconds lostAfter)
+    : path_(std::move(peerPath)),
+      corrections_(corrections),
+      lostAfter_(lostAfter),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 StandbyLink::~StandbyLink() {
     stopping_ = true;
+    eventfd_write(wake_.get(), 1);
     while (running_)
         std::this_thread::sleep_for(kLook / 10);
 }
@@ -66,25 +73,25 @@ bool StandbyLink::start() {
     return started;
 }
 
-u32 StandbyLink::exchange(const RequestHeader& header, std::span<const u8> value) {
-    if (!connected_)
-        return kStatusOk;
-    const auto status = requestStatus(connection_.get(), header, value, in(kPeerWait));
-    if (status)
-        return *status;
-    logMessage(LogPriority::Error, "the standby did not answer within %lld ms; it is cut off",
-               static_cast<long long>(kPeerWait.count()));
-    connected_ = false;
-    shutdown(connection_.get(), SHUT_RDWR);  // the thread notices and closes it
-    return kStatusOk;
+void StandbyLink::wake() {
+    if (std::exchange(asleep_, false))
+        eventfd_write(wake_.get(), 1);
 }
 
-u32 StandbyLink::carry(const ManagementCommand& command) {
-    const std::lock_guard lock(guard_);
-    const u32 status = exchange(headerOf(command), valueOf(command));
-    if (status != kStatusOk) {
-        reportRefusal(command, status);
-        return status;
+u32 StandbyLink::carry(const ManagementCommand& command, Deadline until) {
+    std::unique_lock lock(guard_);
+    if (connected_ && waiting_.size() >= kMostWaitingSettings) {
+        overrun_ = true;
+    } else if (connected_) {
+        const auto setting = std::make_shared<Setting>(Setting{command});
+        waiting_.push_back(setting);
+        wake();
+        settled_.wait_until(lock, until, [&setting] { return setting->done; });
+        setting->awaited = false;
+        if (setting->status != kStatusOk) {
+            reportRefusal(command, setting->status);
+            return setting->status;
+        }
     }
     applyCommand(settings_, command);
     version_++;
@@ -92,12 +99,53 @@ u32 StandbyLink::carry(const ManagementCommand& command) {
 }
 
 u32 StandbyLink::carryPacket(std::span<const u8> packet) {
-    if (packet.size() > kMaxValueBytes)
-        return static_cast<u32>(HostStatus::BadArgument);
     const std::lock_guard lock(guard_);
-    return exchange({static_cast<u32>(Request::ScalarSync), 0, MVRP_SCALAR_SYNC_PACKET,
-                     static_cast<u32>(packet.size())},
-                    packet);
+    if (!connected_)
+        return kStatusOk;
+    if (!lists_.put(packet))
+        return static_cast<u32>(HostStatus::BadArgument);
+    wake();
+    return kStatusOk;
+}
+
+bool StandbyLink::takeNext(Next& next) {
+    const std::lock_guard lock(guard_);
+    next.setting = waiting_.empty() ? nullptr : waiting_.front();
+    if (overrun_ || (next.setting == nullptr && !lists_.take(next.list)))
+        return false;
+    if (const u64 dropped = lists_.dropped(); dropped != reportedDropped_) {
+        logMessage(LogPriority::Warning,
+                   "the standby is too far behind: %llu lists of ports were not told",
+                   static_cast<unsigned long long>(dropped - reportedDropped_));
+        reportedDropped_ = dropped;
+    }
+    return true;
+}
+
+void StandbyLink::answered(Setting& setting, u32 status) {
+    const std::lock_guard lock(guard_);
+    setting.done = true;
+    setting.status = status;
+    waiting_.pop_front();
+    settled_.notify_all();
+    if (status != kStatusOk && !setting.awaited)
+        reportRefusal(setting.command, status);
+}
+
+bool StandbyLink::exchange(const Next& next) {
+    const Deadline deadline = in(lostAfter_);
+    const RequestHeader listHeader{static_cast<u32>(Request::ScalarSync), 0,
+                                   MVRP_SCALAR_SYNC_PACKET, kVlanListBytes};
+    const auto status = next.setting == nullptr
+                            ? requestStatus(connection_.get(), listHeader, next.list, deadline)
+                            : requestStatus(connection_.get(), headerOf(next.setting->command),
+                                            valueOf(next.setting->command), deadline);
+    if (status && next.setting != nullptr)
+        answered(*next.setting, *status);
+    if (!status && std::chrono::steady_clock::now() >= deadline)
+        logMessage(LogPriority::Error, "the standby did not answer within %lld ms; it is cut off",
+                   static_cast<long long>(lostAfter_.count()));
+    return status.has_value();
 }
 
 bool StandbyLink::replay(int connection, const std::vector<ManagementCommand>& commands) const {
@@ -153,6 +201,7 @@ bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
             continue;
         connection_ = std::move(connection);
         connected_ = true;
+        overrun_ = false;
         logMessage(LogPriority::Notice, "the standby at %s is connected and told %zu settings",
                    path_.c_str(), commands.size());
         return true;
@@ -160,16 +209,39 @@ bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
     return false;
 }
 
-/// Returns when the standby went away, or was cut off.
-void StandbyLink::awaitLoss() {
-    while (connected_ && !stopping_) {
-        pollfd entry{connection_.get(), POLLRDHUP, 0};
-        if (poll(&entry, 1, static_cast<int>(kLook.count())) != 0)
-            break;
+bool StandbyLink::waitForWork() {
+    {
+        const std::lock_guard lock(guard_);
+        if (overrun_ || !waiting_.empty() || !lists_.empty())
+            return !overrun_;
+        asleep_ = true;
     }
+    std::array<pollfd, 2> entries = {{{connection_.get(), POLLRDHUP, 0}, {wake_.get(), POLLIN, 0}}};
+    poll(entries.data(), entries.size(), -1);
+    eventfd_t ignored = 0;
+    eventfd_read(wake_.get(), &ignored);
+    const std::lock_guard lock(guard_);
+    asleep_ = false;
+    return entries[0].revents == 0;
+}
+
+void StandbyLink::sendWhatWaits() {
+    Next next;
+    while (!stopping_ && waitForWork())
+        while (takeNext(next))
+            if (!exchange(next))
+                return;
+}
+
+void StandbyLink::disconnect() {
     const std::lock_guard lock(guard_);
     connected_ = false;
     connection_ = Descriptor();
+    lists_.clear();
+    for (const auto& setting : waiting_)
+        setting->done = true;
+    waiting_.clear();
+    settled_.notify_all();
     if (!stopping_)
         logMessage(LogPriority::Warning, "the standby at %s is gone", path_.c_str());
 }
@@ -186,7 +258,8 @@ void StandbyLink::keepConnected() {
         Descriptor connection = connectUnix(path_, error);
         if (connection.isOpen() && bringUp(std::move(connection), error)) {
             reported_.clear();
-            awaitLoss();
+            sendWhatWaits();
+            disconnect();
         } else if (error != reported_) {
             logMessage(LogPriority::Warning, "no standby at %s (%s); looking for it every %lld ms",
                        path_.c_str(), error.c_str(), static_cast<long long>(kPeerRetry.count()));

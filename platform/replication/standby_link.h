@@ -4,28 +4,39 @@
 // second mvrp process that serves them as requests 5 and 8 of a command channel of its own.
 //
 // A thread keeps the connection: it connects, tells the standby what was set so far, and from then
-// on the daemon's tasks carry each command themselves and wait for the answer, at most kPeerWait.
+// on sends what waits. The protocol's lists of VLANs are only put down for it, so that nothing of
+// the protocol waits for a standby. A setting goes ahead of them, and whoever makes it waits for
+// the answer until a time that he gives; then it is in force here, and the standby is still told.
 // A standby that runs with other corrections is refused. One that does not answer in time is cut
 // off and connected anew; meanwhile the active goes on by itself.
 //
-// Locking: any thread; one guard, held while a command waits for its answer.
+// Locking: any thread; one guard, never held while something is sent or awaited from the standby.
 #pragma once
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "platform/config/management_commands.h"
 #include "platform/contract/corrections.h"
+#include "platform/replication/outbox.h"
 #include "platform/replication/peer_channel.h"
 #include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 
-/// Longest that a command holds up the daemon on the active.
+/// Longest that what a person asks for is held up by the standby, with all of its settings.
 inline constexpr std::chrono::milliseconds kPeerWait{500};
+/// Ports whose lists wait at a time, and settings; with more settings the standby is told all anew.
+inline constexpr u32 kMostWaitingPorts = 1024;
+inline constexpr std::size_t kMostWaitingSettings = 1024;
 /// Longest that the standby may take to be told all settings.
 inline constexpr std::chrono::milliseconds kReplayWait{5000};
 /// Between two attempts to connect.
@@ -35,7 +46,10 @@ class StandbyLink {
   public:
     /// @param peerPath  socket that the standby listens on
     /// @param corrections  that this process runs with
-    explicit StandbyLink(std::string peerPath, CorrectionSet corrections = {});
+    /// @param lostAfter  how long the standby may take for an answer
+    explicit StandbyLink(
+        std::string peerPath, CorrectionSet corrections = {},
+        std::chrono::milliseconds lostAfter = std::chrono::milliseconds(kStandardLostAfterMs));
     ~StandbyLink();
     StandbyLink(const StandbyLink&) = delete;
     StandbyLink& operator=(const StandbyLink&) = delete;
@@ -48,14 +62,41 @@ class StandbyLink {
     bool connected() const { return connected_.load(std::memory_order_relaxed); }
 
     /// Carries a setting, and remembers it for a standby that connects later.
-    /// @return the standby's status; 0 without one, or when it was lost
-    u32 carry(const ManagementCommand& command);
-    /// Carries a synchronisation packet, which is not remembered: the daemon repeats them.
+    /// @param until  when to go on without the answer
+    /// @return the standby's status; 0 without one, when it was lost, or when it took longer: what
+    /// it
+    ///         refuses then is logged
+    u32 carry(const ManagementCommand& command, Deadline until);
+    /// Has a synchronisation packet sent, which is not remembered: the daemon repeats them. Never
+    /// waits, and allocates nothing.
+    /// @return 0, also without a standby; bad argument for what is no list of a port
     u32 carryPacket(std::span<const u8> packet);
 
   private:
-    /// Sends one request over the connection and drops that when there is no answer. Guard held.
-    u32 exchange(const RequestHeader& header, std::span<const u8> value);
+    /// A setting on its way.
+    struct Setting {
+        ManagementCommand command;
+        bool awaited = true;  ///< somebody waits for its status
+        bool done = false;    ///< it was answered, or the standby is lost
+        u32 status = kStatusOk;
+    };
+    /// What goes next: a setting, or else a list.
+    struct Next {
+        std::shared_ptr<Setting> setting;
+        VlanList list;
+    };
+
+    /// Whether something was there to send.
+    bool takeNext(Next& next);
+    /// @return whether it was answered in time
+    bool exchange(const Next& next);
+    void answered(Setting& setting, u32 status);
+    /// Has the thread look at what waits. Guard held.
+    void wake();
+    /// @return false when the standby is gone, or has to be told all anew
+    bool waitForWork();
+    /// Returns when the standby went away, or was cut off.
+    void sendWhatWaits();
     void keepConnected();
     /// Tells the standby all settings and puts the connection in force.
     /// @param error  receives why it is not
@@ -63,19 +104,27 @@ class StandbyLink {
     /// Whether the standby runs with our corrections. @param error  receives why not
     bool agree(int connection, std::string& error) const;
     bool replay(int connection, const std::vector<ManagementCommand>& commands) const;
-    void awaitLoss();
+    void disconnect();
     /// Waits before the next attempt. @return whether there is to be one
     bool pause();
 
     const std::string path_;
     const CorrectionSet corrections_;
+    const std::chrono::milliseconds lostAfter_;
     std::atomic<bool> connected_{false};
     std::atomic<bool> stopping_{false};
     std::atomic<bool> running_{false};
-    std::string reported_;  ///< the thread's own: why there is no standby, as it was logged last
+    std::string reported_;   ///< the thread's own: why there is no standby, as it was logged last
+    Descriptor connection_;  ///< the thread's own
+    Descriptor wake_;
 
-    std::mutex guard_;           ///< of all below
-    Descriptor connection_;      ///< closed by the thread only
+    std::mutex guard_;  ///< of all below
+    std::condition_variable settled_;
+    std::deque<std::shared_ptr<Setting>> waiting_;  ///< the first may be on its way already
+    Outbox lists_{kMostWaitingPorts};
+    u64 reportedDropped_ = 0;
+    bool asleep_ = false;        ///< the thread waits for work
+    bool overrun_ = false;       ///< more settings than are kept: the standby is told all anew
     ManagementConfig settings_;  ///< what the daemon was told since its start
     u64 version_ = 0;            ///< counts the changes of settings_
 };

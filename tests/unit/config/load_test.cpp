@@ -191,6 +191,7 @@ TEST(Config, ServicesAreTaken) {
         role = "standby"
         listen = "/run/s"
         take-over-after = 30
+        lost-after = 1500
         [store]
         file = "/var/lib/mvrp/store")");
     EXPECT_EQ(config.commandGroup, "root");
@@ -199,6 +200,7 @@ TEST(Config, ServicesAreTaken) {
     EXPECT_EQ(config.standby.role, HostRole::Standby);
     EXPECT_EQ(config.standby.listenPath, "/run/s");
     EXPECT_EQ(config.standby.takeOverAfterS, 30U);
+    EXPECT_EQ(config.standby.lostAfterMs, 1500U);
     EXPECT_EQ(config.storeFile, "/var/lib/mvrp/store");
     EXPECT_EQ(load("[store]\nfile = \"\"").storeFile, "");
 }

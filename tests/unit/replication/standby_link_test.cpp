@@ -18,6 +18,9 @@
 namespace platform {
 namespace {
 
+/// Time that no test needs.
+constexpr std::chrono::seconds kLong{30};
+
 constexpr ManagementCommand kEnable{false, 0, MVRP_SCALAR_ENABLE, MVRP_ON};
 
 constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
@@ -42,11 +45,37 @@ Descriptor agreeAndFallSilent(int listener) {
     return connection;
 }
 
+/// A request that carries a number, as it arrives at a standby.
+RequestHeader takeSetting(int connection) {
+    struct {
+        RequestHeader header;
+        u32 value;
+    } request{};
+    EXPECT_EQ(recv(connection, &request, sizeof request, MSG_WAITALL),
+              static_cast<ssize_t>(sizeof request));
+    EXPECT_EQ(request.header.length, sizeof request.value);
+    return request.header;
+}
+
+std::vector<u8> list(VlanListKind kind, u32 unit) {
+    std::vector<u8> bytes(kVlanListBytes, 0x5A);
+    bytes[0] = static_cast<u8>(kind);
+    bytes[4] = bytes[5] = 0;
+    bytes[6] = static_cast<u8>(unit >> 8U);
+    bytes[7] = static_cast<u8>(unit);
+    return bytes;
+}
+
 class Standby : public ServerFixture {
   protected:
-    void startLink(CorrectionSet corrections = {}) {
-        link_ = std::make_unique<StandbyLink>(path_, corrections);
+    void startLink(CorrectionSet corrections = {},
+                   std::chrono::milliseconds lostAfter = std::chrono::seconds(2)) {
+        link_ = std::make_unique<StandbyLink>(path_, corrections, lostAfter);
         ASSERT_TRUE(link_->start());
+    }
+
+    u32 carry(const ManagementCommand& command, std::chrono::milliseconds time = kLong) const {
+        return link_->carry(command, std::chrono::steady_clock::now() + time);
     }
 
     void awaitConnected(bool connected) const {
@@ -59,12 +88,22 @@ class Standby : public ServerFixture {
         return fake::daemon().calls;
     }
 
+    static std::vector<u8> packetOfStandby() {
+        const std::lock_guard lock(fake::daemon().guard);
+        return fake::daemon().packet;
+    }
+
+    static void awaitPacket(const std::vector<u8>& packet) {
+        while (packetOfStandby() != packet)
+            std::this_thread::yield();
+    }
+
     std::unique_ptr<StandbyLink> link_;
 };
 
 TEST_F(Standby, WithoutAStandbyEveryCommandSucceeds) {
     startLink();
-    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_EQ(carry(kEnable), 0U);
     EXPECT_EQ(link_->carryPacket(std::vector<u8>(520)), 0U);
     EXPECT_FALSE(link_->connected());
 }
@@ -73,18 +112,18 @@ TEST_F(Standby, ACommandReachesTheStandbysSyncHandler) {
     start();
     startLink();
     awaitConnected(true);
-    EXPECT_EQ(link_->carry(kEnable), 0U);
-    EXPECT_EQ(link_->carry(port(3, 2, 2)), 0U);
+    EXPECT_EQ(carry(kEnable), 0U);
+    EXPECT_EQ(carry(port(3, 2, 2)), 0U);
     EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1", "set port 3 2 = 2"}));
 }
 
 TEST_F(Standby, WhatWasSetBeforeTheStandbyConnectedIsToldFirst) {
     startLink();
-    link_->carry(kEnable);
-    link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
-    link_->carry(port(3, 5, 300));
-    link_->carry(port(9, MVRP_PORT_ENABLE, MVRP_ON));
-    link_->carry(port(9, MVRP_PORT_ENABLE, MVRP_OFF));
+    carry(kEnable);
+    carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
+    carry(port(3, 5, 300));
+    carry(port(9, MVRP_PORT_ENABLE, MVRP_ON));
+    carry(port(9, MVRP_PORT_ENABLE, MVRP_OFF));
     start();
     awaitConnected(true);
     EXPECT_EQ(callsOfStandby(),
@@ -96,11 +135,11 @@ TEST_F(Standby, TimesAreToldUntilTheyFitTogether) {
     fake::daemon().checksTimes = true;
     fake::daemon().attributes = {{{3, 5}, 200}, {{3, 6}, 450}, {{3, 7}, 650}};
     startLink();
-    link_->carry(kEnable);
-    link_->carry(port(3, 5, 6000));
-    link_->carry(port(3, 6, 30000));
-    link_->carry(port(3, 7, 120000));
-    link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
+    carry(kEnable);
+    carry(port(3, 5, 6000));
+    carry(port(3, 6, 30000));
+    carry(port(3, 7, 120000));
+    carry(port(3, MVRP_PORT_ENABLE, MVRP_ON));
     start();
     awaitConnected(true);
     const std::lock_guard lock(fake::daemon().guard);
@@ -112,19 +151,41 @@ TEST_F(Standby, APacketArrivesAsItIs) {
     start();
     startLink();
     awaitConnected(true);
-    const std::vector<u8> packet(520, 0x5A);
+    const std::vector<u8> packet = list(VlanListKind::Applied, 3);
     EXPECT_EQ(link_->carryPacket(packet), 0U);
-    EXPECT_EQ(fake::daemon().packet, packet);
-    EXPECT_EQ(link_->carryPacket(std::vector<u8>(kMaxValueBytes + 1)), 22U);
+    awaitPacket(packet);
     EXPECT_TRUE(link_->connected());
+}
+
+TEST_F(Standby, WhatIsNoListOfAPortIsNotSent) {
+    start();
+    startLink();
+    awaitConnected(true);
+    EXPECT_EQ(link_->carryPacket(std::vector<u8>(kMaxValueBytes + 1)), 22U);
+    EXPECT_EQ(link_->carryPacket(std::vector<u8>(kVlanListBytes)), 22U);
+    EXPECT_EQ(link_->carryPacket({}), 22U);
+    EXPECT_EQ(carry(kEnable), 0U);
+    EXPECT_TRUE(packetOfStandby().empty());
+}
+
+TEST_F(Standby, APacketDoesNotWaitForAStandbyThatDoesNotAnswer) {
+    std::string error;
+    const Descriptor listener = listenUnix(path_, {}, error);
+    ASSERT_TRUE(listener.isOpen()) << error;
+    startLink({}, kLong);
+    const Descriptor silent = agreeAndFallSilent(listener.get());
+    awaitConnected(true);
+    for (u32 unit = 1; unit <= 2 * kMostWaitingPorts; unit++)
+        EXPECT_EQ(link_->carryPacket(list(VlanListKind::Applied, unit)), 0U);
+    EXPECT_TRUE(link_->connected()) << "it was awaited until it was cut off";
 }
 
 TEST_F(Standby, ARefusalComesBackAndIsNotRemembered) {
     start();
     startLink();
     awaitConnected(true);
-    EXPECT_EQ(link_->carry(port(4, 2, 2)), fake::kNoSuchPort);
-    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_EQ(carry(port(4, 2, 2)), fake::kNoSuchPort);
+    EXPECT_EQ(carry(kEnable), 0U);
     EXPECT_TRUE(link_->connected());
 }
 
@@ -132,10 +193,10 @@ TEST_F(Standby, AStandbyThatGoesAwayAndComesBackIsToldAgain) {
     start();
     startLink();
     awaitConnected(true);
-    link_->carry(kEnable);
+    carry(kEnable);
     server_.post([this] { server_.close(path_); });
     awaitConnected(false);
-    EXPECT_EQ(link_->carry(port(3, MVRP_PORT_ENABLE, MVRP_ON)), 0U);
+    EXPECT_EQ(carry(port(3, MVRP_PORT_ENABLE, MVRP_ON)), 0U);
     fake::reset();
     server_.post([this] {
         std::string error;
@@ -152,9 +213,45 @@ TEST_F(Standby, AStandbyThatDoesNotAnswerIsCutOff) {
     startLink();
     const Descriptor silent = agreeAndFallSilent(listener.get());  // nothing else to tell
     awaitConnected(true);
-    EXPECT_EQ(link_->carry(kEnable), 0U);
+    EXPECT_EQ(carry(kEnable), 0U);
     EXPECT_FALSE(link_->connected());
-    EXPECT_EQ(link_->carry(port(3, 2, 2)), 0U);
+    EXPECT_EQ(carry(port(3, 2, 2)), 0U);
+}
+
+TEST_F(Standby, ASettingIsInForceWhenItsTimeIsOverAndTheStandbyIsStillTold) {
+    std::string error;
+    const Descriptor listener = listenUnix(path_, {}, error);
+    ASSERT_TRUE(listener.isOpen()) << error;
+    startLink({}, kLong);
+    const Descriptor slow = agreeAndFallSilent(listener.get());
+    awaitConnected(true);
+    EXPECT_EQ(carry(kEnable, std::chrono::milliseconds(0)), 0U);
+    EXPECT_EQ(carry(port(3, 2, 2), std::chrono::milliseconds(0)), 0U);
+    EXPECT_TRUE(link_->connected());
+    for (const u32 attribute : {u32{MVRP_SCALAR_ENABLE}, 2U}) {
+        EXPECT_EQ(takeSetting(slow.get()).attribute, attribute);
+        const ReplyHeader done{};
+        EXPECT_EQ(send(slow.get(), &done, sizeof done, MSG_NOSIGNAL),
+                  static_cast<ssize_t>(sizeof done));
+    }
+    EXPECT_TRUE(link_->connected());
+}
+
+TEST_F(Standby, ASettingGoesAheadOfTheListsThatWait) {
+    std::string error;
+    const Descriptor listener = listenUnix(path_, {}, error);
+    ASSERT_TRUE(listener.isOpen()) << error;
+    startLink({}, kLong);
+    const Descriptor slow = agreeAndFallSilent(listener.get());
+    awaitConnected(true);
+    EXPECT_EQ(carry(kEnable, std::chrono::milliseconds(0)), 0U);
+    EXPECT_EQ(takeSetting(slow.get()).attribute, MVRP_SCALAR_ENABLE);  // not answered yet
+    EXPECT_EQ(link_->carryPacket(list(VlanListKind::Applied, 3)), 0U);
+    EXPECT_EQ(carry(port(3, 2, 2), std::chrono::milliseconds(0)), 0U);
+    const ReplyHeader done{};
+    EXPECT_EQ(send(slow.get(), &done, sizeof done, MSG_NOSIGNAL),
+              static_cast<ssize_t>(sizeof done));
+    EXPECT_EQ(takeSetting(slow.get()).attribute, 2U);
 }
 
 TEST_F(Standby, AStandbyWithOtherCorrectionsIsRefusedUntilItHasTheSame) {
@@ -176,7 +273,7 @@ TEST_F(Standby, AStandbyWithOtherCorrectionsIsRefusedUntilItHasTheSame) {
     while (asked == 0)
         std::this_thread::yield();
     EXPECT_FALSE(link_->connected());
-    EXPECT_EQ(link_->carry(kEnable), 0U) << "the active goes on by itself";
+    EXPECT_EQ(carry(kEnable), 0U) << "the active goes on by itself";
     EXPECT_TRUE(callsOfStandby().empty());
     own = CorrectionSet::all().bits();
     awaitConnected(true);
@@ -225,17 +322,18 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
         CommandCarrier sync(file, config, {});
         sync.start();
         sync.setSource(CommandSource::Management);
+        sync.newRequest();
         while (!sync.standbyConnected())
             std::this_thread::yield();
         u32 value = MVRP_ON;
         EXPECT_EQ(sync.carry(0, 0xFC001, &value), 0U);
         EXPECT_EQ(sync.carry(4, 0x040A8001, &value), fake::kNoSuchPort);
-        std::array<u8, 3> bytes = {1, 2, 3};
-        QorBuffer packet{bytes.data(), 3};
+        std::vector<u8> bytes = list(VlanListKind::NotApplied, 3);
+        QorBuffer packet{bytes.data(), kVlanListBytes};
         EXPECT_EQ(sync.carry(0, 0xFC004, &packet), 0U);
         EXPECT_EQ(sync.carry(0, 0xFC001, nullptr), 22U);
         EXPECT_EQ(sync.carry(0, 7, &value), 22U);
-        EXPECT_EQ(fake::daemon().packet, (std::vector<u8>{1, 2, 3}));
+        awaitPacket(bytes);
         sync.store().flush();
         EXPECT_EQ(sync.store().appliedTo({}).enable, MVRP_ON);
         EXPECT_TRUE(sync.store().appliedTo({}).ports.empty());
