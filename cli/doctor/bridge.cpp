@@ -143,13 +143,38 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
              "the guard is not there: the bridge forwards the neighbour's frames, "
              "and others learn from them",
              {"systemctl restart mvrp", "tc filter show dev " + link.name + " ingress"}});
+    const auto removal = [&link](u16 preference) {
+        return "tc filter del dev " + link.name + " ingress pref " + std::to_string(preference);
+    };
     if (!allowed && guard->present)
         findings.push_back({Severity::Warning,
                             "guard-left",
                             link.name,
                             "a guard is left where the protocol is not on: frames to "
                             "01-80-C2-00-00-21 end here",
-                            {"tc filter del dev " + link.name + " ingress pref 33"}});
+                            {removal(guard->preference)}});
+    if (guard->strange != 0)
+        findings.push_back({Severity::Warning,
+                            "guard-strange",
+                            link.name,
+                            "a guard is left that the daemon of another bridge made, of which it "
+                            "was a port: frames to 01-80-C2-00-00-21 end here",
+                            {removal(guard->strange)}});
+}
+
+/// Others take the guard away again and again.
+void examineGuardDispute(const PortView& view, std::vector<Finding>& findings) {
+    if (view.port.guardDisputed == 0)
+        return;
+    const std::string name = view.port.name.data();
+    findings.push_back({Severity::Warning,
+                        "guard-disputed",
+                        name,
+                        "others remove the guard again and again (" +
+                            std::to_string(view.port.guardLost) +
+                            " times): it is put back later and later, and until then the bridge "
+                            "forwards protocol frames",
+                        {"tc monitor", "tc filter show dev " + name + " ingress"}});
 }
 
 /// Entries that the ledger names as the daemon's own and that the bridge does not have. Those that
@@ -242,8 +267,10 @@ void examineBridge(const DoctorFacts& facts, std::vector<Finding>& findings) {
         examineGuard(facts, link, findings);
         examineLedger(facts, link, findings);
     }
-    for (const PortView& view : facts.daemon.ports)
+    for (const PortView& view : facts.daemon.ports) {
         examineVlans(facts.system, view, findings);
+        examineGuardDispute(view, findings);
+    }
 }
 
 }  // namespace cli

@@ -83,6 +83,11 @@ void addPorts(Writer& writer, const std::vector<PortView>& ports) {
                   "Number of the system's error that keeps the cable from working; 0: none.");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.port.cableError);
+    writer.family("port_guard_lost", "counter",
+                  "How often others took away the guard of the port, which keeps a Linux bridge "
+                  "from forwarding protocol frames.");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.port.guardLost);
     writer.family("port_enabled", "gauge", "Whether MVRP is on (1) at the port.");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.settings && view.settings->enabled ? 1 : 0);

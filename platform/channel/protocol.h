@@ -99,7 +99,9 @@ struct SwitchPortRecord {
     MacAddress peerMac;                   ///< source of the last protocol frame received
     std::array<char, kNameBytes> name;    ///< terminated
     std::array<char, kCableBytes> cable;  ///< what the port is connected to, terminated
-    u32 cableError;  ///< errno value of what keeps the cable from working, 0 nothing
+    u32 cableError;     ///< errno value of what keeps the cable from working, 0 nothing
+    u32 guardLost;      ///< how often others took away the port's guard (Linux driver)
+    u32 guardDisputed;  ///< 1: they do so again and again, and it is put back with delay
 };
 
 /// Bits and indices of corrections are those of Correction; places for more than there are.

@@ -2,6 +2,7 @@
 #include "platform/host/linux_host.h"
 
 #include <chrono>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -18,9 +19,9 @@ namespace {
 constexpr std::chrono::milliseconds kForgetWithin{1000};
 constexpr std::chrono::milliseconds kForgetLook{5};
 
-std::unique_ptr<Kernel> openKernel() {
+std::shared_ptr<Kernel> openKernel(const std::string& bridge) {
     KernelResult result;
-    std::unique_ptr<Kernel> kernel = RtnlKernel::open(result);
+    std::shared_ptr<Kernel> kernel = RtnlKernel::open(bridge, result);
     if (kernel == nullptr)
         throw std::runtime_error("the kernel can not be asked about bridges: " + result.what);
     return kernel;
@@ -43,9 +44,9 @@ void awaitForgotten(const Dispatcher& dispatcher, u32 unit) {
 }  // namespace
 
 LinuxHost::LinuxHost(const LinuxBridgeConfig& config)
-    : kernel_(openKernel()),
-      driver_(*kernel_, config, ledgerPath(config.bridge)),
-      monitor_(*kernel_, driver_) {}
+    : kernel_(openKernel(config.bridge)),
+      driver_(kernel_, config, ledgerPath(config.bridge)),
+      monitor_(kernel_, driver_) {}
 
 bool LinuxHost::start(std::function<void()> portsChanged, std::string& error) {
     driver_.setListeners({std::move(portsChanged), [this] { monitor_.wake(); }});

@@ -10,13 +10,13 @@
 
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
 
 #include "platform/channel/dispatcher.h"
 #include "platform/config/host_config.h"
 #include "platform/linux/linux_monitor.h"
 #include "platform/linux/linux_switch.h"
+#include "platform/linux/patient_kernel.h"
 
 namespace platform {
 
@@ -50,7 +50,7 @@ class LinuxHost {
     ManagementConfig stillApplied(ManagementConfig applied, const Dispatcher& dispatcher);
 
   private:
-    std::unique_ptr<Kernel> kernel_;
+    PatientKernel kernel_;
     LinuxSwitch driver_;
     LinuxMonitor monitor_;
     std::map<u32, u32> generations_;  ///< of the ports that settings were applied to, by unit

@@ -57,8 +57,11 @@ void readConfig(SystemFacts& facts) {
 void readGuards(NetlinkSocket& socket, SystemFacts& facts) {
     for (const KernelLink& link : facts.links) {
         GuardState state;
-        if (link.bridgePort && dumpGuard(socket, link.index, state))
-            facts.guards.push_back({link.index, state.present});
+        const auto bridge = std::ranges::find(facts.links, link.master, &KernelLink::index);
+        if (link.bridgePort && bridge != facts.links.end() &&
+            dumpGuard(socket, link.index, bridge->name, state))
+            facts.guards.push_back(
+                {link.index, state.present, state.place.preference, state.strange});
     }
 }
 

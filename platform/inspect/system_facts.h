@@ -42,7 +42,9 @@ struct NetworkManager {
 /// The guard of an interface (guard.h).
 struct GuardFact {
     u32 index = 0;
-    bool present = false;
+    bool present = false;  ///< that of the daemon of its bridge
+    u16 preference = 0;    ///< of it, among the filters
+    u16 strange = 0;       ///< preference of one of another bridge's daemon, 0: none
 };
 
 struct SystemFacts {

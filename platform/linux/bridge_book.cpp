@@ -98,6 +98,8 @@ SwitchPort describePort(const BridgePort& port, const VlanBitmap& staticVlans,
     port.link.name.copy(seen.name.data(), seen.name.size() - 1);
     const LinuxPortRule& rule = config.ruleOf(port.link.name);
     seen.maxVlans = rule.maxVlans;
+    seen.guardLost = port.guardLost;
+    seen.guardDisputedUntilMs = port.guardDispute.disputedUntilMs();
     VlanBitmap permitted = rule.permit;
     if (config.staticVlans == StaticVlans::AsConfigured)
         permitted = vlanUnion(vlanDifference(permitted, staticVlans), port.foreign());

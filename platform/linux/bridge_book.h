@@ -20,12 +20,17 @@ struct Lingering {
     u64 untilMs = 0;  ///< on the driver's clock
 };
 
-/// Entries of ours that others remove again and again.
+/// Something of ours that others remove: it is put back at once a few times, then later and later.
+/// Times are on the driver's clock.
 struct Dispute {
-    VlanBitmap vlans{};  ///< not written again before `untilMs`
-    u64 untilMs = 0;     ///< on the driver's clock, as `lastMs`
-    u64 lastMs = 0;      ///< of the last removal
+    u64 untilMs = 0;  ///< it is not put back before; 0: at any time
+    u64 lastMs = 0;   ///< of the last removal
     u32 removals = 0;
+
+    /// Others removed it once more. @return how long it is held back, ms; 0: it is put back at once
+    u64 note(u64 nowMs);
+    /// Until when it counts as disputed; 0: it does not.
+    u64 disputedUntilMs() const;
 };
 
 struct BridgePort {
@@ -35,12 +40,15 @@ struct BridgePort {
     VlanBitmap untagged{};             ///< of these
     u32 pvid = 0;                      ///< 0 none
     VlanBitmap added{};                ///< entries that the daemon made, as in the ledger
-    bool guard = false;                ///< ours is on the port
-    bool guardFailed = false;          ///< and that was said
+    bool guard = false;                ///< ours is on the port, as last read or set
+    bool guardFailed = false;          ///< it could not be set or removed, and that was said
+    u32 guardLost = 0;                 ///< how often others took it away
+    Dispute guardDispute;              ///< about the guard
     bool unsure = false;               ///< a change failed: `added` may name what is not there
     u32 generation = 0;                ///< a port that comes anew under an old index has another
     std::vector<Lingering> lingering;  ///< of `added`
-    Dispute dispute;
+    VlanBitmap disputed{};             ///< entries that are held back
+    Dispute dispute;                   ///< about entries
 
     VlanBitmap foreign() const;
     /// Entries of `added` that can not be ours any more: the daemon's are tagged only.

@@ -42,6 +42,11 @@ bool isAsKnown(const KernelVlans& vlans, const BridgeBook& book) {
                                vlans.pvid == port->pvid);
 }
 
+/// A guard that could not be set has a reason that may have gone with another filter.
+bool isAsKnown(const BridgePort* port, bool guarded) {
+    return port == nullptr || (guarded == port->guard && !port->guardFailed);
+}
+
 void weighLink(const KernelLink& link, bool last, const BridgeBook& book, const std::string& bridge,
                Churn& churn) {
     const BridgePort* port = book.find(link.index);
@@ -60,6 +65,7 @@ Churn weighEvents(std::span<const KernelEvent> events, const BridgeBook& book,
     Churn churn;
     Later links;
     Later vlans;
+    Later guards;
     for (std::size_t left = events.size(); left > 0; left--) {
         const KernelEvent& event = events[left - 1];
         const u32 index = event.link.index;
@@ -84,6 +90,10 @@ Churn weighEvents(std::span<const KernelEvent> events, const BridgeBook& book,
             case KernelEventKind::Vlans:
                 if (vlans.isLast(event.vlans.index))
                     churn.look |= !isAsKnown(event.vlans, book);
+                break;
+            case KernelEventKind::Guard:
+                if (guards.isLast(index))
+                    churn.look |= !isAsKnown(book.find(index), event.guarded);
                 break;
         }
     }

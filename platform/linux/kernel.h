@@ -12,6 +12,7 @@
 
 #include <array>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -68,6 +69,7 @@ enum class KernelEventKind {
     LinkGone,     ///< `link.index` does not exist any more
     PortRemoved,  ///< `link.index` left its bridge, with all its VLAN entries
     Vlans,        ///< `vlans` holds all entries of a port or bridge as they are now
+    Guard,        ///< filters of `link.index` changed: `guarded` says whether our guard is there
     Lost,         ///< notifications were lost (ENOBUFS): read everything again
 };
 
@@ -75,6 +77,7 @@ struct KernelEvent {
     KernelEventKind kind = KernelEventKind::Lost;
     KernelLink link;
     KernelVlans vlans;
+    bool guarded = false;
 };
 
 /// How a call ended. Everything but Ok has a text.
@@ -102,10 +105,11 @@ class Kernel {
     virtual KernelResult changeVlans(u32 port, VlanChange change, const VlanBitmap& vlans) = 0;
     /// Drops what is sent to 01-80-C2-00-00-21 at the port's ingress, after packet sockets saw it,
     /// so that the bridge does not forward it. Setting a guard that is there, or removing one that
-    /// is not, succeeds; a clsact qdisc and filters of others stay as they are.
+    /// is not, succeeds; a clsact qdisc and filters of others, among them the guards of other
+    /// bridges' daemons, stay as they are.
     virtual KernelResult setGuard(u32 port, bool on) = 0;
-    /// Whether our guard is on the port.
-    virtual KernelResult readGuard(u32 port, bool& on) = 0;
+    /// Which of the ports have our guard, as it was made. One that is not there has none.
+    virtual KernelResult readGuards(std::span<const u32> ports, std::vector<u32>& guarded) = 0;
 
     /// Readable when readEvents() has something.
     virtual int waitDescriptor() const = 0;

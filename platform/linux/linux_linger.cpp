@@ -75,8 +75,9 @@ void LinuxSwitch::noteNextLinger() {
     for (const BridgePort& port : book_.ports) {
         for (const Lingering& entry : port.lingering)
             note(entry.untilMs);
-        if (!vlanIsEmpty(port.dispute.vlans))
-            note(port.dispute.untilMs);
+        for (const Dispute* dispute : {&port.dispute, &port.guardDispute})
+            if (dispute->untilMs != 0)
+                note(dispute->untilMs);
     }
     const bool isNew = next != 0 && nextLingerMs_.exchange(next) == 0;
     if (next == 0)

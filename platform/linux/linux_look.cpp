@@ -3,6 +3,7 @@
 // What the kernel tells the driver: each look reads all of the bridge, carries over what is the
 // daemon's, reports what became different, and has the rest settled.
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "platform/linux/linux_switch.h"
@@ -70,13 +71,38 @@ void LinuxSwitch::handleEvents() {
 
 bool LinuxSwitch::readKernel(BridgeBook& book, std::vector<KernelLink>& links,
                              KernelResult& result) {
+    result = readBridge(book, links);
+    isUnanswered(result);
+    return static_cast<bool>(result);
+}
+
+KernelResult LinuxSwitch::readBridge(BridgeBook& book, std::vector<KernelLink>& links) {
     std::vector<KernelVlans> vlans;
-    result = kernel_.readLinks(links);
+    KernelResult result = kernel_.readLinks(links);
     if (result)
         result = kernel_.readVlans(vlans);
-    if (result)
-        book = readBook(links, vlans, config_.bridge);
-    return static_cast<bool>(result);
+    if (!result)
+        return result;
+    book = readBook(links, vlans, config_.bridge);
+    std::vector<u32> ports;
+    for (const BridgePort& port : book.ports)
+        ports.push_back(port.link.index);
+    std::vector<u32> guarded;
+    result = kernel_.readGuards(ports, guarded);
+    for (BridgePort& port : book.ports)
+        port.guard = contains(guarded, port.link.index);
+    return result;
+}
+
+bool LinuxSwitch::isUnanswered(const KernelResult& result) {
+    const bool is = result.error == ETIMEDOUT;
+    if (is && !unanswered_)
+        logMessage(LogPriority::Error, "%s: what is to be done is tried again until it does",
+                   result.what.c_str());
+    else if (!is && unanswered_)
+        logMessage(LogPriority::Notice, "the kernel answers again");
+    unanswered_ = is;
+    return is;
 }
 
 void LinuxSwitch::look(const Churn& told) {
@@ -85,11 +111,13 @@ void LinuxSwitch::look(const Churn& told) {
     KernelResult result;
     unfinished_ = false;
     if (!readKernel(next, links, result)) {
-        logMessage(LogPriority::Error, "the bridge can not be read, it is tried again: %s",
-                   result.what.c_str());
+        if (!std::exchange(unreadable_, true) && !unanswered_)
+            logMessage(LogPriority::Error, "the bridge can not be read, it is tried again: %s",
+                       result.what.c_str());
         setUnfinished();
         return;
     }
+    unreadable_ = false;
     reportBridge(next);
     Churn churn = told;
     if (next.bridge.index != book_.bridge.index)
@@ -166,11 +194,16 @@ void LinuxSwitch::carryOver(BridgeBook& next, const Churn& churn) {
 
 void LinuxSwitch::carryOverPort(BridgePort& next, const BridgePort& old, bool wasRemoved) {
     next.generation = old.generation;
-    next.guard = old.guard;
     next.guardFailed = old.guardFailed;
+    next.guardLost = old.guardLost;
+    next.guardDispute = old.guardDispute;
     next.added = old.added;
     next.lingering = old.lingering;
+    next.disputed = old.disputed;
     next.dispute = old.dispute;
+    // One that was to be removed, without an answer, was removed by ourselves.
+    if (old.guard && !next.guard && !old.guardFailed && wantsGuard(old))
+        noteGuardLost(next);
     const VlanBitmap taken = next.takenOver();
     const VlanBitmap wiped =
         vlanDifference(vlanDifference(old.added, next.carried), lingeringOn(old));
@@ -196,9 +229,6 @@ void LinuxSwitch::welcomePort(BridgePort& port) {
     port.generation = ++generations_;
     ledger_.prepare(index, port.link.name);
     ledger_.store(index, port.added);
-    // An earlier daemon may have left its guard.
-    if (!kernel_.readGuard(index, port.guard))
-        port.guard = false;
 }
 
 SwitchState LinuxSwitch::stateOf(const BridgeBook& book, const Churn& churn) {

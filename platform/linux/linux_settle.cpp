@@ -36,6 +36,8 @@ void LinuxSwitch::settleAll() {
 bool LinuxSwitch::settle(BridgePort& port) {
     if (writeDifference(port))
         return true;
+    if (unanswered_)
+        return false;
     // Nobody knows how much of it was done. What was not may be added by others next, and must not
     // be taken for ours then.
     readAgain(port);
@@ -49,7 +51,7 @@ bool LinuxSwitch::writeDifference(BridgePort& port) {
     const VlanBitmap wanted = wantedOf(port);
     const VlanBitmap kept = vlanUnion(wanted, lingeringOn(port));
     const VlanBitmap missing = vlanDifference(wanted, port.carried);
-    return addEntries(port, vlanDifference(missing, port.dispute.vlans)) &&
+    return addEntries(port, vlanDifference(missing, port.disputed)) &&
            removeEntries(port, vlanDifference(port.added, kept));
 }
 
@@ -80,8 +82,8 @@ bool LinuxSwitch::request(BridgePort& port, VlanChange change, const VlanBitmap&
     changesAsked_++;
     const KernelResult result = kernel_.changeVlans(port.link.index, change, vlans);
     port.unsure = !result;
-    // A port that is just being deleted is not worth a line.
-    if (!result && result.error != ENODEV)
+    // A port that is just being deleted is not worth a line, nor each request without an answer.
+    if (!isUnanswered(result) && !result && result.error != ENODEV)
         logMessage(LogPriority::Warning, "%s: VLANs could not be %s: %s", port.link.name.c_str(),
                    change == VlanChange::Add ? "added" : "removed", result.what.c_str());
     return static_cast<bool>(result);
@@ -124,12 +126,17 @@ void LinuxSwitch::settleGuards() {
 
 void LinuxSwitch::settleGuard(BridgePort& port) {
     const bool wanted = wantsGuard(port);
-    if (wanted == port.guard || (port.guard && adopting_))
+    const bool heldBack = wanted && port.guardDispute.untilMs != 0;
+    if (wanted == port.guard)
+        port.guardFailed = false;
+    if (wanted == port.guard || (port.guard && adopting_) || heldBack)
         return;
     const KernelResult result = kernel_.setGuard(port.link.index, wanted);
     if (result)
         port.guard = wanted;
-    else if (!port.guardFailed && result.error != ENODEV)
+    if (isUnanswered(result))
+        setUnfinished();
+    else if (!result && !port.guardFailed && result.error != ENODEV)
         logMessage(LogPriority::Error,
                    "%s: the bridge can not be kept from forwarding protocol frames of the port: %s",
                    port.link.name.c_str(), result.what.c_str());

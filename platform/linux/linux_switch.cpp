@@ -4,6 +4,9 @@
 // linux_settle.cpp how the kernel is brought to what is wanted.
 #include "platform/linux/linux_switch.h"
 
+#include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "platform/model/vlan_algebra.h"
@@ -11,6 +14,15 @@
 #include "platform/runtime/tasks/timer.h"
 
 namespace platform {
+
+namespace {
+
+/// At boot others may hold the kernel's lock for long: half a minute is less than what a service
+/// manager allows for a start.
+constexpr u32 kStartTries = 300;
+constexpr std::chrono::milliseconds kStartPause{100};
+
+}  // namespace
 
 LinuxSwitch::LinuxSwitch(Kernel& kernel, LinuxBridgeConfig config, std::string ledgerPath)
     : StateSwitch(SwitchState(), false),
@@ -24,7 +36,11 @@ bool LinuxSwitch::start(std::string& error) {
     BridgeBook first;
     std::vector<KernelLink> links;
     KernelResult result;
-    if (!readKernel(first, links, result)) {
+    for (u32 left = kStartTries; !readKernel(first, links, result); left--) {
+        if (result.error == ETIMEDOUT && left > 1) {
+            std::this_thread::sleep_for(kStartPause);
+            continue;
+        }
         error = "the bridge can not be read: " + result.what;
         return false;
     }
@@ -130,7 +146,8 @@ bool LinuxSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {
     return true;
 }
 
-/// Changes the memory, then the kernel; when that refuses, both are put back. That something else
+/// Changes the memory, then the kernel; when that refuses, both are put back. No answer is no
+/// refusal. That something else
 /// of the port could not be settled is no reason to refuse.
 /// @param change  of the memory
 /// @param isDone  whether the port has, after a failure, what was asked for
@@ -144,7 +161,7 @@ bool LinuxSwitch::changeMemberships(u32 unit, Change change, IsDone isDone) {
     if (stopped_ || port == nullptr || settle(*port))
         return true;
     setUnfinished();
-    if (isDone(*port))
+    if (unanswered_ || isDone(*port))
         return true;
     {
         const std::lock_guard lock(mutex_);

@@ -8,7 +8,9 @@
 // and while it takes part every static VLAN of its permit list. One procedure makes the difference
 // between that and what the kernel has, at every occasion. What is ours is in the ledger, and
 // nothing else is ever removed. An entry for a VLAN that is static no more lingers: a neighbour
-// that still needs the VLAN is to have declared it before it would be taken off.
+// that still needs the VLAN is to have declared it before it would be taken off. A kernel that does
+// not answer in time (PatientKernel) refuses nothing: what was asked for stays wanted, and the next
+// look finds what became of it.
 //
 // Locking: as StateSwitch; changeMutex_ is also held for every call of the kernel but readEvents(),
 // so a look at the kernel sees all that was changed before. handleEvents() belongs to the monitor
@@ -106,6 +108,10 @@ class LinuxSwitch final : public StateSwitch {
 
     // All below: changeMutex_ is held, mutex_ only where it is said.
     bool readKernel(BridgeBook& book, std::vector<KernelLink>& links, KernelResult& result);
+    KernelResult readBridge(BridgeBook& book, std::vector<KernelLink>& links);
+    /// Says, once, that the kernel does not answer, and that it does again.
+    /// @return whether there was no answer: what was asked for may still be done
+    bool isUnanswered(const KernelResult& result);
     void adoptLedger();
     SwitchState adoptedState();
     void look(const Churn& told);
@@ -130,6 +136,8 @@ class LinuxSwitch final : public StateSwitch {
     /// Others removed entries of the daemon's from a port: says so, and holds them back for a while
     /// where that has happened too often.
     void noteWiped(BridgePort& port, const VlanBitmap& wiped);
+    /// Others took away the guard of a port: says so, and holds it back for a while likewise.
+    void noteGuardLost(BridgePort& port);
     /// What was held back for long enough is wanted again.
     void endDisputes();
     u32 lingerTimeOf(const BridgePort& port) const;
@@ -175,7 +183,9 @@ class LinuxSwitch final : public StateSwitch {
     };
     std::map<u32, Times> times_;  ///< of ports that were told, by unit
     bool mvrpOn_ = false;
-    bool adopting_ = true;  ///< guards of an earlier daemon stay
+    bool unanswered_ = false;  ///< the kernel did not answer the last request in time
+    bool unreadable_ = false;  ///< the last look could not read the bridge, and that was said
+    bool adopting_ = true;     ///< guards of an earlier daemon stay
     bool stopped_ = false;
     u32 generations_ = 0;
 };

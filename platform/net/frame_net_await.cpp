@@ -4,7 +4,6 @@
 // The receive thread tries them again once a second.
 #include <cerrno>
 
-#include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
 #include "platform/runtime/log.h"

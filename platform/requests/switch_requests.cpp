@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/requests/reply.h"
+#include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
@@ -46,6 +47,8 @@ SwitchPortRecord recordOf(const PortSummary& port, const PortCables* cables) {
     record.peerMac = cable.peer;
     copyText(record.cable, cable.cable);
     record.cableError = static_cast<u32>(cable.cableError);
+    record.guardLost = port.guardLost;
+    record.guardDisputed = port.guardDisputedUntilMs > monotonicMs() ? 1 : 0;
     return record;
 }
 

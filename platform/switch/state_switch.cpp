@@ -285,7 +285,9 @@ std::vector<PortSummary> StateSwitch::listPorts(u32 unit, std::size_t limit) con
              port->mvrp,
              port->gvrp,
              port->aggregation,
-             port->name.data()});
+             port->name.data(),
+             port->guardLost,
+             port->guardDisputedUntilMs});
     }
     return list;
 }

@@ -98,6 +98,12 @@ struct PortSummary {
     bool gvrp;
     u32 aggregation;  ///< unit of the aggregation the port is a member of, 0 none
     std::string name;
+    /// How often others took away what keeps the switch from forwarding the port's protocol frames,
+    /// where it takes something.
+    u32 guardLost = 0;
+    /// They do so again and again: until then, monotonic ms, that counts as going on; 0: they do
+    /// not.
+    u64 guardDisputedUntilMs = 0;
 };
 
 class SwitchDriver {

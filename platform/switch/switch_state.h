@@ -43,6 +43,8 @@ struct SwitchPort {
     u32 maxVlans = 0;      ///< VLANs that may be registered at a time, 0 no limit
     VlanBitmap kept{};     ///< of `tagged`: not permitted any more, and registered still
     RecentlyAdmitted admitted;
+    u32 guardLost = 0;             ///< as PortSummary
+    u64 guardDisputedUntilMs = 0;  ///< as PortSummary
 };
 
 struct SwitchState {

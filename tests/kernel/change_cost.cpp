@@ -141,7 +141,7 @@ int main(int argc, char** argv) {
             for (auto& request : requests)
                 must(bare.request(request));
         }));
-        auto kernel = RtnlKernel::open(result);
+        auto kernel = RtnlKernel::open("br0", result);
         must(result);
         must(kernel->changeVlans(port, VlanChange::Remove, all));
         times.kernel.push_back(milliseconds([&] {

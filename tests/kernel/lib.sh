@@ -305,14 +305,14 @@ probe() { at "$1" "$KERNEL_BUILD/tests/kernel/kernel-probe" "${@:2}"; }
 daemon() {
     local dir=$scratch/$1 setting
     local -A set=([ports]='*' [permit]=1-4094 [wire-format]=auto [static]=carried [on-stop]=remove
-        [compliance]=false [leave-all]=10000 [corrections]=${KERNEL_CORRECTIONS:-all})
+        [compliance]=false [leave-all]=10000 [bridge]=br0 [corrections]=${KERNEL_CORRECTIONS:-all})
     for setting in "${@:2}"; do set[${setting%%=*}]=${setting#*=}; done
     mkdir -p "$dir"
     chmod 777 "$dir"
     cat >"$dir/mvrp.toml" <<END
 [switch]
 driver = "linux"
-bridge = "br0"
+bridge = "${set[bridge]}"
 static = "${set[static]}"
 on-stop = "${set[on-stop]}"
 

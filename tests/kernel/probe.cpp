@@ -98,6 +98,10 @@ void show(const KernelEvent& event) {
         case KernelEventKind::Vlans:
             show(event.vlans);
             break;
+        case KernelEventKind::Guard:
+            std::printf("guard %s %s\n", nameOf(event.link.index).c_str(),
+                        event.guarded ? "on" : "off");
+            break;
         case KernelEventKind::Lost:
             std::printf("lost\n");
             break;
@@ -136,10 +140,10 @@ int guard(RtnlKernel& kernel, const std::string& port, const std::string& wish) 
     const u32 index = if_nametoindex(port.c_str());
     if (wish != "show")
         return finish(kernel.setGuard(index, wish == "on"));
-    bool on = false;
-    const KernelResult result = kernel.readGuard(index, on);
+    std::vector<u32> guarded;
+    const KernelResult result = kernel.readGuards(std::array{index}, guarded);
     if (result)
-        std::printf("%s\n", on ? "on" : "off");
+        std::printf("%s\n", guarded.empty() ? "off" : "on");
     return finish(result);
 }
 
@@ -218,7 +222,7 @@ int main(int argc, char** argv) {
     if (verb == "receive")
         return receiveProbes(argv[2]);
     KernelResult result;
-    const auto kernel = RtnlKernel::open(result);
+    const auto kernel = RtnlKernel::open("br0", result);
     if (!kernel)
         return finish(result);
     return run(*kernel, {argv + 1, argv + argc});

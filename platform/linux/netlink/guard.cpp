@@ -4,6 +4,7 @@
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
 
+#include <bit>
 #include <cerrno>
 #include <string>
 #include <string_view>
@@ -15,7 +16,7 @@ namespace platform {
 namespace {
 
 constexpr std::string_view kCookie = "mvrp guard";             ///< the qdisc was there before
-constexpr std::string_view kCookieWithQdisc = "mvrp guard+q";  ///< it came with the guard
+constexpr std::string_view kCookieWithQdisc = "mvrp guard+q";  ///< it came with a guard
 constexpr size_t kMaxCookie = 16;                              ///< what the kernel takes
 static_assert(kCookie.size() <= kMaxCookie && kCookieWithQdisc.size() <= kMaxCookie);
 
@@ -44,76 +45,119 @@ KernelResult hasIngressQdisc(NetlinkSocket& socket, u32 port, bool& found) {
                         [&](const TrafficControl& qdisc) { found |= qdisc.parent == TC_H_CLSACT; });
 }
 
-KernelResult hasFilters(NetlinkSocket& socket, u32 port, bool& found) {
+/// Whether there are filters beside the guard, of which the dumps also show an empty head of its
+/// preference.
+KernelResult hasOtherFilters(NetlinkSocket& socket, u32 port, GuardPlace own, bool& found) {
     KernelResult result;
     found = false;
     for (const FilterSide side : {FilterSide::Ingress, FilterSide::Egress}) {
         GuardBuffer buffer;
         if (result)
             result = dumpControls(socket, makeFilterDump(buffer, port, side), port,
-                                  [&](const TrafficControl&) { found = true; });
+                                  [&](const TrafficControl& filter) {
+                                      const bool isHead = filter.place.handle == 0;
+                                      const bool isOwn =
+                                          side == FilterSide::Ingress &&
+                                          (filter.place == own ||
+                                           (isHead && filter.place.preference == own.preference));
+                                      found |= !isOwn;
+                                  });
     }
     return result;
 }
 
-}  // namespace
-
-KernelResult dumpGuard(NetlinkSocket& socket, u32 port, GuardState& state) {
-    GuardBuffer buffer;
-    state = {};
-    return dumpControls(socket, makeFilterDump(buffer, port, FilterSide::Ingress), port,
-                        [&](const TrafficControl& filter) {
-                            if (filter.preference != kGuardPreference)
-                                return;
-                            const bool ours =
-                                filter.cookie == kCookie || filter.cookie == kCookieWithQdisc;
-                            if (ours) {
-                                state.present = true;
-                                state.ownQdisc = filter.cookie == kCookieWithQdisc;
-                            } else if (filter.handle != 0 || filter.kind != "flower") {
-                                state.placeTaken = true;
-                            }
-                        });
+/// Enters one filter at the ingress.
+void enter(const TrafficControl& filter, u32 handle, u32& taken, GuardState& state) {
+    const GuardPlace place = filter.place;
+    if (place.preference < kFirstGuardPreference || place.preference > kLastGuardPreference)
+        return;
+    const bool marked = filter.cookie == kCookie || filter.cookie == kCookieWithQdisc;
+    if (place.handle == handle || (place.handle == kSharedGuardHandle && marked)) {
+        state.present = marked && filter.guards;
+        state.changed = !state.present;
+        state.place = place;
+    } else if (marked) {
+        state.strange = place.preference;
+        taken |= 1U << (place.preference - kFirstGuardPreference);
+    } else if (place.handle != 0 || filter.kind != "flower") {
+        state.placeTaken = true;
+    }
+    state.ownQdisc |= filter.cookie == kCookieWithQdisc;
 }
 
-KernelResult addGuard(NetlinkSocket& socket, u32 port) {
+/// Two daemons that do this at once can meet at one place, or at a qdisc that comes or goes.
+bool isMeeting(const KernelResult& result) {
+    return result.error == EEXIST || result.error == ENOENT || result.error == EINVAL;
+}
+
+KernelResult tryAddGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) {
     GuardState state;
     bool qdisc = false;
-    KernelResult result = dumpGuard(socket, port, state);
+    KernelResult result = dumpGuard(socket, port, bridge, state);
     if (result && !state.present)
         result = hasIngressQdisc(socket, port, qdisc);
     if (!result || state.present)
         return result;
     if (state.placeTaken)
-        return {EEXIST, "a filter of somebody else has preference " +
-                            std::to_string(kGuardPreference) +
-                            " at the port's ingress; give it another one (tc filter)"};
-    // Both in one call: nothing ends this process between the two.
+        return {EBUSY, "a filter of somebody else has a preference from " +
+                           std::to_string(kFirstGuardPreference) + " to " +
+                           std::to_string(kLastGuardPreference) +
+                           " at the port's ingress; give it another one (tc filter)"};
+    // All in one call: nothing ends this process in between.
     GuardBuffer buffer;
     size_t used = 0;
     if (!qdisc)
         putAddClsact(buffer, used, port);
-    putAddGuardFilter(buffer, used, port, qdisc ? kCookie : kCookieWithQdisc);
+    if (state.changed)
+        putRemoveGuardFilter(buffer, used, port, state.place);
+    putAddGuardFilter(buffer, used, port, {state.place.preference, guardHandle(bridge)},
+                      qdisc && !state.ownQdisc ? kCookie : kCookieWithQdisc);
     return socket.request(std::span(buffer).first(used));
 }
 
-KernelResult removeGuard(NetlinkSocket& socket, u32 port) {
+}  // namespace
+
+KernelResult dumpGuard(NetlinkSocket& socket, u32 port, std::string_view bridge,
+                       GuardState& state) {
+    GuardBuffer buffer;
+    u32 taken = 0;
+    const u32 handle = guardHandle(bridge);
+    state = {};
+    KernelResult result =
+        dumpControls(socket, makeFilterDump(buffer, port, FilterSide::Ingress), port,
+                     [&](const TrafficControl& filter) { enter(filter, handle, taken, state); });
+    if (state.place.preference == 0)
+        state.place = {static_cast<u16>(kFirstGuardPreference + std::countr_one(taken)), handle};
+    if (state.place.preference > kLastGuardPreference)
+        state.placeTaken = true;
+    return result;
+}
+
+KernelResult addGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) {
+    constexpr int kTries = 4;
+    KernelResult result = tryAddGuard(socket, port, bridge);
+    for (int again = 1; again < kTries && isMeeting(result); again++)
+        result = tryAddGuard(socket, port, bridge);
+    return result;
+}
+
+KernelResult removeGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) {
     GuardState state;
-    KernelResult result = dumpGuard(socket, port, state);
-    if (!result || !state.present)
+    KernelResult result = dumpGuard(socket, port, bridge, state);
+    if (!result || (!state.present && !state.changed))
+        return result;
+    bool others = true;
+    if (state.ownQdisc)
+        result = hasOtherFilters(socket, port, state.place, others);
+    if (!result)
         return result;
     GuardBuffer buffer;
     size_t used = 0;
-    putRemoveGuardFilter(buffer, used, port);
+    if (others)
+        putRemoveGuardFilter(buffer, used, port, state.place);
+    else
+        putRemoveClsact(buffer, used, port);  // with the filter
     result = socket.request(std::span(buffer).first(used));
-    bool others = true;
-    if (result && state.ownQdisc)
-        result = hasFilters(socket, port, others);
-    if (result && !others) {
-        used = 0;
-        putRemoveClsact(buffer, used, port);
-        result = socket.request(std::span(buffer).first(used));
-    }
     return isGone(result) ? KernelResult() : result;
 }
 

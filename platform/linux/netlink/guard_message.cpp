@@ -9,6 +9,8 @@
 #include <linux/tc_act/tc_gact.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+
 #include "platform/linux/netlink/netlink_attributes.h"
 
 namespace platform {
@@ -51,11 +53,11 @@ void putQdisc(GuardBuffer& buffer, size_t& used, u16 type, u16 flags, u32 port) 
     mnl_attr_put_strz(headerAt(buffer, used), TCA_KIND, "clsact");
 }
 
-void putFilter(GuardBuffer& buffer, size_t& used, u16 type, u16 flags, u32 port) {
+void putFilter(GuardBuffer& buffer, size_t used, u16 type, u16 flags, u32 port, GuardPlace place) {
     tcmsg& record = putHead(buffer, used, type, flags, port);
     record.tcm_parent = parentOf(FilterSide::Ingress);
-    record.tcm_handle = kGuardHandle;
-    record.tcm_info = TC_H_MAKE(static_cast<u32>(kGuardPreference) << 16, htons(ETH_P_ALL));
+    record.tcm_handle = place.handle;
+    record.tcm_info = TC_H_MAKE(static_cast<u32>(place.preference) << 16, htons(ETH_P_ALL));
     mnl_attr_put_strz(headerAt(buffer, used), TCA_KIND, "flower");
 }
 
@@ -71,22 +73,52 @@ void putDrop(nlmsghdr* header, std::string_view cookie) {
     mnl_attr_nest_end(header, action);
 }
 
-/// The cookie of the first action among a flower filter's options.
-std::string_view cookieOf(std::span<const u8> options) {
-    std::string_view cookie;
+bool isWhole(const nlattr& attribute, const std::array<u8, ETH_ALEN>& mac) {
+    return std::ranges::equal(payloadOf(attribute), mac);
+}
+
+/// What a gact action does, with the kernel's numbers (TC_ACT_...).
+std::optional<int> verdictOf(std::span<const u8> options) {
+    std::optional<int> verdict;
     forEachAttribute(options, [&](const nlattr& option) {
-        if (typeOf(option) != TCA_FLOWER_ACT)
-            return;
-        forEachAttribute(payloadOf(option), [&](const nlattr& action) {
-            if (typeOf(action) != kFirstAction)
-                return;
-            forEachAttribute(payloadOf(action), [&](const nlattr& attribute) {
-                if (typeOf(attribute) == TCA_ACT_COOKIE)
-                    cookie = textOf(attribute);
-            });
-        });
+        if (typeOf(option) == TCA_GACT_PARMS)
+            if (const auto parameters = valueOf<tc_gact>(option))
+                verdict = parameters->action;
     });
-    return cookie;
+    return verdict;
+}
+
+/// The first action of a flower filter. @return whether it drops
+bool readAction(std::span<const u8> action, TrafficControl& control) {
+    bool isGact = false;
+    std::optional<int> verdict;
+    forEachAttribute(action, [&](const nlattr& attribute) {
+        if (typeOf(attribute) == TCA_ACT_COOKIE)
+            control.cookie = textOf(attribute);
+        else if (typeOf(attribute) == TCA_ACT_KIND)
+            isGact = textOf(attribute) == "gact";
+        else if (typeOf(attribute) == TCA_ACT_OPTIONS)
+            verdict = verdictOf(payloadOf(attribute));
+    });
+    return isGact && verdict == TC_ACT_SHOT;
+}
+
+void readFlower(std::span<const u8> options, TrafficControl& control) {
+    bool toProtocol = false;
+    bool whole = false;
+    bool drops = false;
+    forEachAttribute(options, [&](const nlattr& option) {
+        if (typeOf(option) == TCA_FLOWER_KEY_ETH_DST)
+            toProtocol = isWhole(option, kProtocolMac);
+        else if (typeOf(option) == TCA_FLOWER_KEY_ETH_DST_MASK)
+            whole = isWhole(option, kWholeMac);
+        else if (typeOf(option) == TCA_FLOWER_ACT)
+            forEachAttribute(payloadOf(option), [&](const nlattr& action) {
+                if (typeOf(action) == kFirstAction)
+                    drops = readAction(payloadOf(action), control);
+            });
+    });
+    control.guards = toProtocol && whole && drops;
 }
 
 }  // namespace
@@ -101,8 +133,9 @@ void putRemoveClsact(GuardBuffer& buffer, size_t& used, u32 port) {
     finish(buffer, used);
 }
 
-void putAddGuardFilter(GuardBuffer& buffer, size_t& used, u32 port, std::string_view cookie) {
-    putFilter(buffer, used, RTM_NEWTFILTER, NLM_F_CREATE | NLM_F_EXCL, port);
+void putAddGuardFilter(GuardBuffer& buffer, size_t& used, u32 port, GuardPlace place,
+                       std::string_view cookie) {
+    putFilter(buffer, used, RTM_NEWTFILTER, NLM_F_CREATE | NLM_F_EXCL, port, place);
     nlmsghdr* header = headerAt(buffer, used);
     nlattr* options = mnl_attr_nest_start(header, TCA_OPTIONS);
     mnl_attr_put(header, TCA_FLOWER_KEY_ETH_DST, kProtocolMac.size(), kProtocolMac.data());
@@ -114,8 +147,8 @@ void putAddGuardFilter(GuardBuffer& buffer, size_t& used, u32 port, std::string_
     finish(buffer, used);
 }
 
-void putRemoveGuardFilter(GuardBuffer& buffer, size_t& used, u32 port) {
-    putFilter(buffer, used, RTM_DELTFILTER, 0, port);
+void putRemoveGuardFilter(GuardBuffer& buffer, size_t& used, u32 port, GuardPlace place) {
+    putFilter(buffer, used, RTM_DELTFILTER, 0, port, place);
     finish(buffer, used);
 }
 
@@ -136,8 +169,7 @@ std::optional<TrafficControl> readTrafficControl(std::span<const u8> payload) {
     TrafficControl control;
     control.index = static_cast<u32>(record->tcm_ifindex);
     control.parent = record->tcm_parent;
-    control.handle = record->tcm_handle;
-    control.preference = static_cast<u16>(record->tcm_info >> 16);
+    control.place = {static_cast<u16>(record->tcm_info >> 16), record->tcm_handle};
     std::span<const u8> options;
     forEachAttribute(attributesBehind(payload, sizeof(*record)), [&](const nlattr& attribute) {
         if (typeOf(attribute) == TCA_KIND)
@@ -146,8 +178,15 @@ std::optional<TrafficControl> readTrafficControl(std::span<const u8> payload) {
             options = payloadOf(attribute);
     });
     if (control.kind == "flower")
-        control.cookie = cookieOf(options);
+        readFlower(options, control);
     return control;
+}
+
+std::optional<u32> trafficControlIndex(std::span<const u8> payload) {
+    const auto record = leadingValue<tcmsg>(payload);
+    if (!record || record->tcm_ifindex <= 0)
+        return std::nullopt;
+    return static_cast<u32>(record->tcm_ifindex);
 }
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 
 #include <linux/netlink.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -19,6 +20,13 @@ constexpr size_t kReceiveBytes = 65536;
 
 KernelResult failure(int error, const char* doing) {
     return {error, std::string(doing) + ": " + errorText(error)};
+}
+
+/// @param length  as NetlinkSocket::receive() returns it, negative
+KernelResult noAnswer(ssize_t length) {
+    if (length == -EAGAIN)
+        return {ETIMEDOUT, "the kernel has not answered"};
+    return failure(static_cast<int>(-length), "receiving from the kernel");
 }
 
 /// The errno value of a status that the kernel gave: 0, or a negative number.
@@ -73,13 +81,16 @@ KernelResult readAnswer(const NetlinkMessage& message) {
     return result;
 }
 
-KernelResult NetlinkSocket::open(bool blocking) {
+KernelResult NetlinkSocket::open(bool blocking, std::chrono::milliseconds answerTime) {
     socket_.reset(
         mnl_socket_open2(NETLINK_ROUTE, blocking ? SOCK_CLOEXEC : SOCK_CLOEXEC | SOCK_NONBLOCK));
     if (!socket_)
         return failure(errno, "opening a netlink socket");
     if (mnl_socket_bind(socket_.get(), 0, MNL_SOCKET_AUTOPID) < 0)
         return failure(errno, "binding a netlink socket");
+    const timeval limit{answerTime.count() / 1000, answerTime.count() % 1000 * 1000};
+    if (setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0)
+        return failure(errno, "limiting the time of a netlink socket");
     // Both only make errors say more and answers shorter; a kernel without them serves as well.
     int on = 1;
     mnl_socket_setsockopt(socket_.get(), NETLINK_EXT_ACK, &on, sizeof(on));
@@ -142,7 +153,7 @@ KernelResult NetlinkSocket::request(std::span<u8> messages) {
     while (waiting != 0) {
         const ssize_t length = receive();
         if (length < 0)
-            return failure(static_cast<int>(-length), "receiving from the kernel");
+            return noAnswer(length);
         forEachMessage({buffer_.data(), static_cast<size_t>(length)},
                        [&](const NetlinkMessage& message) {
                            if (message.type != NLMSG_ERROR || message.sequence - first >= count)
@@ -167,7 +178,7 @@ KernelResult NetlinkSocket::dump(nlmsghdr& message,
     while (!done) {
         const ssize_t length = receive();
         if (length < 0)
-            return failure(static_cast<int>(-length), "reading from the kernel");
+            return noAnswer(length);
         forEachMessage({buffer_.data(), static_cast<size_t>(length)},
                        [&](const NetlinkMessage& part) {
                            if (part.sequence != sequence_ || done)

@@ -9,6 +9,7 @@
 
 #include <libmnl/libmnl.h>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <span>
@@ -18,6 +19,8 @@
 #include "platform/linux/kernel.h"
 
 namespace platform {
+
+inline constexpr std::chrono::milliseconds kAnswerTime{2000};
 
 /// One netlink message: its type and what follows its header.
 struct NetlinkMessage {
@@ -46,8 +49,11 @@ class NetlinkSocket {
     };
 
     /// Opens the socket. Must succeed before anything else is called.
-    /// @param blocking  whether request() and dump() are to be used, or readWaiting()
-    KernelResult open(bool blocking);
+    /// @param blocking    whether request() and dump() are to be used, or readWaiting()
+    /// @param answerTime  how long an answer is waited for. A kernel answers before a request
+    ///                    returns from it, so what is not there by then was lost. The time in the
+    ///                    kernel, which may wait for its lock, is not counted: PatientKernel
+    KernelResult open(bool blocking, std::chrono::milliseconds answerTime = kAnswerTime);
     /// Asks for room for `bytes` of unread messages; takes what the kernel grants.
     void setReceiveBuffer(int bytes);
     /// Joins a group of notifications (RTNLGRP_...).
@@ -57,10 +63,11 @@ class NetlinkSocket {
     /// Sends `messages`, one or several whole ones that all ask for an answer (NLM_F_ACK), and
     /// waits for all answers. Their sequence numbers are assigned here. The kernel works through
     /// all of them even if this process is killed meanwhile.
-    /// @return the first failure
+    /// @return the first failure; ETIMEDOUT: an answer was lost
     KernelResult request(std::span<u8> messages);
     /// Sends a dump request and visits each message of the answer.
-    /// @return EINTR when things changed meanwhile and the dump has to be made again
+    /// @return ETIMEDOUT as request(); EINTR when things changed meanwhile and the dump has to be
+    /// made again
     KernelResult dump(nlmsghdr& message, const std::function<void(const NetlinkMessage&)>& visit);
     /// Reads one datagram of notifications without waiting.
     Read readWaiting(const std::function<void(const NetlinkMessage&)>& visit);

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 
 #include "platform/linux/netlink/bridge_vlan_message.h"
+#include "platform/linux/netlink/guard.h"
 #include "platform/linux/netlink/rtnl_dump.h"
 #include "platform/runtime/log.h"
 
@@ -30,6 +31,8 @@ KernelResult RtnlEvents::open() {
     result = notifications_.join(RTNLGRP_LINK);
     if (result)
         result = notifications_.join(RTNLGRP_BRVLAN);
+    if (result)
+        result = notifications_.join(RTNLGRP_TC);
     return result ? remember() : result;
 }
 
@@ -47,6 +50,10 @@ void RtnlEvents::take(const NetlinkMessage& message, std::vector<KernelEvent>& e
     if (message.type == RTM_NEWVLAN || message.type == RTM_DELVLAN) {
         if (const auto index = vlanMessageIndex(message.payload))
             incomplete_.insert(*index);
+        return;
+    }
+    if (message.type >= RTM_NEWQDISC && message.type <= RTM_GETTFILTER) {
+        takeTrafficControl(message);
         return;
     }
     // A bridge tells the removal of VLANs with RTM_DELLINK, too, and some additions with
@@ -81,6 +88,7 @@ void RtnlEvents::takeLink(KernelLink link, std::vector<KernelEvent>& events) {
 void RtnlEvents::takeLinkGone(KernelLink link, std::vector<KernelEvent>& events) {
     links_.erase(link.index);
     incomplete_.erase(link.index);
+    filtered_.erase(link.index);
     events.push_back({KernelEventKind::LinkGone, std::move(link), {}});
 }
 
@@ -102,6 +110,13 @@ void RtnlEvents::takeBridgePort(const BridgePortMessage& message,
     events.push_back({KernelEventKind::Vlans, {}, *message.vlans});
 }
 
+void RtnlEvents::takeTrafficControl(const NetlinkMessage& message) {
+    const auto index = trafficControlIndex(message.payload);
+    const auto known = index ? links_.find(*index) : links_.end();
+    if (known != links_.end() && known->second.bridgePort)
+        filtered_.insert(*index);
+}
+
 void RtnlEvents::readIncomplete(std::vector<KernelEvent>& events) {
     std::vector<KernelVlans> vlans;
     for (const u32 index : incomplete_) {
@@ -113,6 +128,16 @@ void RtnlEvents::readIncomplete(std::vector<KernelEvent>& events) {
         events.push_back({KernelEventKind::Vlans, {}, vlans.front()});
     }
     incomplete_.clear();
+    for (const u32 index : filtered_) {
+        GuardState state;
+        if (!dumpGuard(queries_, index, bridge_, state))
+            continue;
+        KernelEvent& event = events.emplace_back();
+        event.kind = KernelEventKind::Guard;
+        event.link.index = index;
+        event.guarded = state.present;
+    }
+    filtered_.clear();
 }
 
 void RtnlEvents::lose(std::vector<KernelEvent>& events) {
@@ -121,6 +146,7 @@ void RtnlEvents::lose(std::vector<KernelEvent>& events) {
     while (read != NetlinkSocket::Read::Empty)
         read = notifications_.readWaiting([](const NetlinkMessage&) {});
     incomplete_.clear();
+    filtered_.clear();
     if (const KernelResult result = remember(); !result)
         logMessage(LogPriority::Error, "the interfaces cannot be read again: %s",
                    result.what.c_str());

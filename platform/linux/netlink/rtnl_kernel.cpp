@@ -7,8 +7,8 @@
 
 namespace platform {
 
-std::unique_ptr<RtnlKernel> RtnlKernel::open(KernelResult& result) {
-    std::unique_ptr<RtnlKernel> kernel(new RtnlKernel);
+std::unique_ptr<RtnlKernel> RtnlKernel::open(const std::string& bridge, KernelResult& result) {
+    std::unique_ptr<RtnlKernel> kernel(new RtnlKernel(bridge));
     result = kernel->requests_.open(true);
     if (result)
         result = kernel->events_.open();
@@ -33,14 +33,19 @@ KernelResult RtnlKernel::changeVlans(u32 port, VlanChange change, const VlanBitm
 }
 
 KernelResult RtnlKernel::setGuard(u32 port, bool on) {
-    return on ? addGuard(requests_, port) : removeGuard(requests_, port);
+    return on ? addGuard(requests_, port, bridge_) : removeGuard(requests_, port, bridge_);
 }
 
-KernelResult RtnlKernel::readGuard(u32 port, bool& on) {
-    GuardState state;
-    KernelResult result = dumpGuard(requests_, port, state);
-    on = state.present;
-    return result;
+KernelResult RtnlKernel::readGuards(std::span<const u32> ports, std::vector<u32>& guarded) {
+    guarded.clear();
+    for (const u32 port : ports) {
+        GuardState state;
+        if (KernelResult result = dumpGuard(requests_, port, bridge_, state); !result)
+            return result;
+        if (state.present)
+            guarded.push_back(port);
+    }
+    return {};
 }
 
 }  // namespace platform

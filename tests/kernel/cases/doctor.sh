@@ -29,8 +29,10 @@ expect 5 has '^error: br0: .*vlan_filtering is 0' diagnosis b1
 at b1 bash -c "$(diagnosis b1 | grep -o 'ip link set dev br0 type bridge vlan_filtering 1')"
 expect 15 has '^Nothing found' diagnosis b1
 
-at b1 tc filter del dev b2 ingress pref 33
+removesGuard() { at b1 tc filter del dev b2 ingress pref 33 2>/dev/null; }
+for _ in 1 2 3 4 5 6 7; do expect 5 removesGuard; done
 expect 5 has '^error: b2: the guard is not there' diagnosis b1
+has '^warning: b2: others remove the guard again and again' diagnosis b1
 stopDaemon b1
 expect 5 has '^error: daemon: ' diagnosis b1
 startDaemon b1

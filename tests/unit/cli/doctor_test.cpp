@@ -15,6 +15,7 @@ namespace {
 constexpr u32 kBridge = 5;
 constexpr u32 kUplink = 7;
 constexpr u32 kTap = 9;
+constexpr u16 kGuardPlace = 33;
 
 platform::KernelLink link(u32 index, const char* name, u32 master) {
     platform::KernelLink made;
@@ -73,7 +74,7 @@ DoctorFacts healthy() {
     vlans.index = kUplink;
     platform::vlanInsert(vlans.carried, 10);
     system.vlans = {vlans};
-    system.guards = {{kUplink, true}, {kTap, false}};
+    system.guards = {{kUplink, true, kGuardPlace}, {kTap, false, kGuardPlace}};
     return facts;
 }
 
@@ -234,6 +235,10 @@ const std::vector<Case> kCases = {
      }},
     {"guard-left", Severity::Warning, "tap0", "tc filter del dev tap0 ingress pref 33",
      [](DoctorFacts& facts) { systemOf(facts).guards[1].present = true; }},
+    {"guard-strange", Severity::Warning, "tap0", "tc filter del dev tap0 ingress pref 34",
+     [](DoctorFacts& facts) { systemOf(facts).guards[1].strange = 34; }},
+    {"guard-disputed", Severity::Warning, "uplink", "tc monitor",
+     [](DoctorFacts& facts) { facts.daemon.ports[0].port.guardDisputed = 1; }},
     {"vlans-missing", Severity::Error, "uplink", "bridge monitor vlan",
      [](DoctorFacts& facts) { systemOf(facts).vlans.clear(); }},
     {"ledger-differs", Severity::Warning, "uplink", "bridge monitor vlan",

@@ -4,7 +4,9 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "platform/model/vlan_algebra.h"
 
@@ -40,6 +42,7 @@ bool FakeKernel::dies(bool after) {
 }
 
 KernelResult FakeKernel::readLinks(std::vector<KernelLink>& links) {
+    const std::lock_guard gate(gate_);
     if (readFailures_ != 0) {
         readFailures_--;
         return failed(ENOBUFS);
@@ -51,6 +54,7 @@ KernelResult FakeKernel::readLinks(std::vector<KernelLink>& links) {
 }
 
 KernelResult FakeKernel::readVlans(std::vector<KernelVlans>& vlans) {
+    const std::lock_guard gate(gate_);
     reads++;
     vlans.clear();
     for (const auto& [index, entries] : vlans_)
@@ -59,6 +63,7 @@ KernelResult FakeKernel::readVlans(std::vector<KernelVlans>& vlans) {
 }
 
 KernelResult FakeKernel::changeVlans(u32 port, VlanChange change, const VlanBitmap& vlans) {
+    const std::lock_guard gate(gate_);
     if (dies(false))
         throw Killed();
     requests.push_back({port, change, vlans});
@@ -79,6 +84,7 @@ KernelResult FakeKernel::changeVlans(u32 port, VlanChange change, const VlanBitm
 }
 
 KernelResult FakeKernel::setGuard(u32 port, bool on) {
+    const std::lock_guard gate(gate_);
     if (guardsFail_)
         return failed(EOPNOTSUPP);
     if (!links_.contains(port))
@@ -87,14 +93,30 @@ KernelResult FakeKernel::setGuard(u32 port, bool on) {
         guards_.insert(port);
     else
         guards_.erase(port);
+    guardChanges++;
+    tellGuard(port);
     return {};
 }
 
-KernelResult FakeKernel::readGuard(u32 port, bool& on) {
-    if (!links_.contains(port))
-        return failed(ENODEV);
-    on = guarded(port);
+KernelResult FakeKernel::readGuards(std::span<const u32> ports, std::vector<u32>& guarded) {
+    const std::lock_guard gate(gate_);
+    guarded.clear();
+    std::ranges::copy_if(ports, std::back_inserter(guarded),
+                         [this](u32 port) { return this->guarded(port); });
     return {};
+}
+
+void FakeKernel::removeGuard(u32 index) {
+    guards_.erase(index);
+    tellGuard(index);
+}
+
+void FakeKernel::tellGuard(u32 index) {
+    KernelEvent event;
+    event.kind = KernelEventKind::Guard;
+    event.link = links_.at(index);
+    event.guarded = guarded(index);
+    tell(event);
 }
 
 void FakeKernel::readEvents(std::vector<KernelEvent>& events) {

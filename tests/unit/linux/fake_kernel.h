@@ -28,7 +28,7 @@ class FakeKernel final : public Kernel {
     KernelResult readVlans(std::vector<KernelVlans>& vlans) override;
     KernelResult changeVlans(u32 port, VlanChange change, const VlanBitmap& vlans) override;
     KernelResult setGuard(u32 port, bool on) override;
-    KernelResult readGuard(u32 port, bool& on) override;
+    KernelResult readGuards(std::span<const u32> ports, std::vector<u32>& guarded) override;
     int waitDescriptor() const override { return ready_.get(); }
     void readEvents(std::vector<KernelEvent>& events) override;
 
@@ -49,6 +49,8 @@ class FakeKernel final : public Kernel {
     void removeVlans(u32 index, const VlanBitmap& vlans);
     /// Of a port or the bridge itself.
     const KernelVlans& vlansOf(u32 index) const { return vlans_.at(index); }
+    /// As deleting the qdisc that it hangs at.
+    void removeGuard(u32 index);
     bool guarded(u32 index) const { return guards_.contains(index); }
 
     // Faults.
@@ -62,7 +64,13 @@ class FakeKernel final : public Kernel {
         failure_ = error;
     }
     void failGuards(bool fail) { guardsFail_ = fail; }
+    /// Something changed among the filters of a port.
+    void tellGuard(u32 index);
     void failReads(u32 count) { readFailures_ = count; }
+    /// From now on requests sleep in it, as they do while somebody has the kernel's lock, until it
+    /// is let go. They are made by another thread then.
+    void holdLock() { gate_.lock(); }
+    void letGo() { gate_.unlock(); }
     /// Throws Killed at the n-th call from now, counted from 1, before or after it has done its
     /// work; 0: never.
     void killAt(u32 call, bool after) {
@@ -76,7 +84,8 @@ class FakeKernel final : public Kernel {
         VlanBitmap vlans;
     };
     std::vector<Request> requests;
-    u32 reads = 0;  ///< of all VLANs
+    u32 reads = 0;         ///< of all VLANs
+    u32 guardChanges = 0;  ///< asked for by the driver
 
   private:
     void tell(const KernelEvent& event);
@@ -89,6 +98,7 @@ class FakeKernel final : public Kernel {
     std::map<u32, KernelLink> links_;
     std::map<u32, KernelVlans> vlans_;
     std::set<u32> guards_;
+    std::mutex gate_;
     std::mutex eventsMutex_;  ///< the monitor reads them without the driver's lock
     std::vector<KernelEvent> events_;
     Descriptor ready_;

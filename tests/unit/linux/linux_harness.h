@@ -47,7 +47,7 @@ class LinuxNode {
     void start() {
         driver.reset();
         kernel.dropEvents();
-        driver = std::make_unique<LinuxSwitch>(kernel, config, ledger());
+        driver = std::make_unique<LinuxSwitch>(*asked, config, ledger());
         driver->setRouteSink(&log);
         driver->setClock([this] { return nowMs; });
         driver->setListeners({[this] { portsChanged++; }, [this] { tryAgain++; }});
@@ -95,6 +95,7 @@ class LinuxNode {
 
     ScratchDirectory scratch;
     FakeKernel kernel;
+    Kernel* asked = &kernel;  ///< by the driver
     MessageLog log;
     LinuxBridgeConfig config;
     std::unique_ptr<LinuxSwitch> driver;

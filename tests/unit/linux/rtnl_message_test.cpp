@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <random>
+#include <set>
 #include <vector>
 
 #include "platform/linux/netlink/bridge_vlan_message.h"
@@ -115,10 +116,12 @@ std::vector<u8> vlanPayload() {
     return draft.payload();
 }
 
+constexpr GuardPlace kPlace{kFirstGuardPreference, guardHandle("br0")};
+
 std::vector<u8> filterPayload() {
     alignas(4) GuardBuffer buffer;
     size_t used = 0;
-    putAddGuardFilter(buffer, used, kPort, "mvrp guard");
+    putAddGuardFilter(buffer, used, kPort, kPlace, "mvrp guard");
     const u8* first = buffer.data() + sizeof(nlmsghdr);
     return std::vector<u8>(first, static_cast<const u8*>(buffer.data()) + used);
 }
@@ -172,6 +175,35 @@ TEST(RtnlMessage, GuardFilterBearsItsMark) {
     EXPECT_EQ(filter->index, kPort);
     EXPECT_EQ(filter->kind, "flower");
     EXPECT_EQ(filter->cookie, "mvrp guard");
+    EXPECT_EQ(filter->place, kPlace);
+    EXPECT_TRUE(filter->guards);
+    EXPECT_EQ(trafficControlIndex(payload), kPort);
+}
+
+TEST(RtnlMessage, AFilterThatDropsSomethingElseIsNoGuard) {
+    const std::array<u8, 6> address{0x01, 0x80, 0xC2, 0x00, 0x00, 0x21};
+    std::vector<u8> payload = filterPayload();
+    const auto at = std::ranges::search(payload, address).begin();
+    ASSERT_NE(at, payload.end());
+    at[5] = 0x0E;
+    const auto filter = readTrafficControl(payload);
+    ASSERT_TRUE(filter);
+    EXPECT_EQ(filter->cookie, "mvrp guard");
+    EXPECT_FALSE(filter->guards);
+}
+
+TEST(RtnlMessage, AnAnswerThatDoesNotComeIsNotWaitedForWithoutEnd) {
+    NetlinkSocket socket;
+    ASSERT_TRUE(socket.open(true, std::chrono::milliseconds(20)));
+    // Nobody asked for an answer to it.
+    nlmsghdr nothing{sizeof(nlmsghdr), NLMSG_NOOP, NLM_F_REQUEST, 0, 0};
+    EXPECT_EQ(socket.request({reinterpret_cast<u8*>(&nothing), sizeof nothing}).error, ETIMEDOUT);
+}
+
+TEST(RtnlMessage, EachBridgeHasGuardsOfItsOwn) {
+    std::set<u32> handles{0, kSharedGuardHandle};
+    for (const char* bridge : {"br0", "br1", "br01", "vmbr0", "a-bridge-of-15ch"})
+        EXPECT_TRUE(handles.insert(guardHandle(bridge)).second) << bridge;
 }
 
 TEST(RtnlMessage, AnswersSayWhatTheKernelSaid) {
