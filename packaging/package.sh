@@ -15,7 +15,7 @@ case ${1:-} in
     --test)
         try=true
         missing=''
-        for program in dpkg-buildpackage dh lintian ninja cmake; do
+        for program in dpkg-buildpackage dh dh_apparmor lintian ninja cmake; do
             command -v $program >/dev/null || missing="$program is not installed"
         done
         ((EUID == 0)) || missing='only root can mount a root to install into'

@@ -58,6 +58,7 @@ expect 'manual page mvrp.toml.5' test -s /usr/share/man/man5/mvrp.toml.5.gz
 expect 'manual page mvrp.7' test -s /usr/share/man/man7/mvrp.7.gz
 expect 'completion for bash' test -s /usr/share/bash-completion/completions/mvrpctl
 expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl
+expect 'the AppArmor profile' apparmor_parser --skip-kernel-load --skip-cache /etc/apparmor.d/mvrp
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
 # shellcheck disable=SC2016  # the inner shell's
 expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
@@ -78,7 +79,7 @@ expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpct
 expect 'it purges' apt-get purge -y -q mvrp
 # shellcheck disable=SC2016  # the inner shell's
 expect 'nothing of it is left' bash -c '
-    left=$(find /etc/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
+    left=$(find /etc/mvrp /etc/apparmor.d/mvrp /etc/apparmor.d/local/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
         /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* 2>/dev/null)
     echo "$left"; [[ -z $left ]]'
 

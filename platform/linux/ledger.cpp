@@ -171,7 +171,9 @@ bool Ledger::open(const std::string& path, const LedgerScope& scope, std::string
         return false;
     }
     if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-        error = path + ": another daemon drives this bridge; allowed: one";
+        error = path + ": " +
+                (errno == EWOULDBLOCK ? "another daemon drives this bridge; allowed: one"
+                                      : "it can not be locked: " + errorText(errno));
         return false;
     }
     file_ = std::move(file);

@@ -8,8 +8,9 @@
 #include <memory>
 #include <optional>
 
+#include "platform/model/cable.h"
 #include "platform/model/port.h"
-#include "platform/net/cable.h"
+#include "platform/net/cables/cable.h"
 #include "platform/net/recording.h"
 #include "platform/net/replay.h"
 #include "platform/net/sockets/frame_socket.h"

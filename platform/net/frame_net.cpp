@@ -11,6 +11,7 @@
 #include <chrono>
 #include <utility>
 
+#include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/runtime/log.h"
 
@@ -199,6 +200,7 @@ bool FrameNet::install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cab
     epoll_event event{};
     event.events = EPOLLIN;
     event.data.u64 = unit;
+    cabled.cable->watchRoom(epoll_.get(), unit | kRoomEvent);
     if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cabled.cable->descriptor(), &event) == 0)
         return true;
     error = "event descriptors: " + errorText(errno);
@@ -229,7 +231,7 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         record(cabled, sent);
         cable = cabled.cable;
     }
-    const int error = cable == nullptr ? 0 : cable->send(sent, true);
+    const int error = cable == nullptr ? 0 : cable->send(sent, NoRoom::Keep);
     if (noteSending(unit, port, sent, cable != nullptr, error))
         logMessage(LogPriority::Error, "port %u: its frames can not be sent: %s", port,
                    errorText(error).c_str());
@@ -243,6 +245,8 @@ bool FrameNet::noteSending(u32 unit, u32 port, std::span<const u8> sent, bool ha
     PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
+        if (isWant(error))
+            askWhenCalm(cabledPort(unit));
     } else if (hasCable) {
         ++counters.framesOut;
         counters.bytesOut += sent.size();

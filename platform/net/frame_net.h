@@ -84,6 +84,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     void frameArrived(u32 port, std::span<const u8> bytes, bool tagged);
 
   private:
+    /// In the data of an event, beside the port: its cable has room for kept frames.
+    static constexpr u64 kRoomEvent = u64{1} << 32;
+
     /// All units that anything is known about.
     std::vector<u32> units() const;
     /// Changes one port to what its configuration says. @return false with the reason in `error`
@@ -116,6 +119,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
 
     void receiveLoop();
     int lookAround();
+    std::shared_ptr<Cable> cableOf(u32 port);
     void receiveFrom(u32 port);
     /// Feeds due frames of captures. @return ms until the next is due, -1 when none
     int runReplays();
@@ -130,6 +134,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Sends what was asked for and is due. @return ms until the next is, -1 when none
     int runAsks();
     void sendAsk(u32 unit, bool renew);
+    /// Has the neighbours asked, and the daemon renew, a second after what was lost last.
+    /// @pre mutex_ is held
+    void askWhenCalm(CabledPort& cabled);
     /// Whether a PDU is beyond the port's budget; when the PDUs calm, the neighbours are asked.
     /// @pre mutex_ is held
     bool isOverBudget(CabledPort& cabled);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Asking the neighbours of a port to declare again, and when that is due: a link came up, or a port
-// had more PDUs than it takes, so that some were not read.
+// Asking the neighbours of a port to declare again, and when that is due: a link came up; a port
+// had more PDUs than it takes, so that some were not read; or its cable took fewer than were sent.
+// Which declarations, and which withdrawals, were lost then nobody knows. A LeaveAll that both ends
+// hear mends all of it: the daemon declares anew what it has to declare, and what it does not is
+// gone at the neighbour within the leave time.
 #include <algorithm>
 #include <climits>
 #include <utility>
@@ -14,7 +17,7 @@
 namespace platform {
 namespace {
 
-/// A second without a dropped PDU is calm.
+/// A second without a dropped PDU, or without one that could not be sent, is calm.
 constexpr u64 kCalmUs = 1'000'000;
 /// A port says so often that it drops PDUs.
 constexpr u64 kSayAgainUs = 60'000'000;
@@ -86,8 +89,8 @@ void FrameNet::sendAsk(u32 unit, bool renew) {
     const std::size_t size =
         writeLeaveAll(isGvrp ? FrameKind::Gvrp : FrameKind::NativeMvrp, state.mac, bytes);
     const std::span<const u8> frame = std::span(bytes).first(size);
-    transmit(unit, frame);
-    if (!renew)
+    // What could not be sent is asked again when it calms, and nobody answers it before.
+    if (transmit(unit, frame) != 0 || !renew)
         return;
     FrameMeta meta;
     meta.unit = unit;
@@ -95,7 +98,20 @@ void FrameNet::sendAsk(u32 unit, bool renew) {
     meta.pduOffset = isGvrp ? u8{kGvrpHeaderBytes} : u8{kNativeHeaderBytes};
     meta.destination = kMvrpGroupAddress;
     meta.source = state.mac;
-    sockets_.deliver(isGvrp ? SocketKind::Gvrp : SocketKind::Mvrp, meta, frame);
+    const SocketKind kind = isGvrp ? SocketKind::Gvrp : SocketKind::Mvrp;
+    if (sockets_.deliver(kind, meta, frame) != Delivery::Overflow)
+        return;
+    const std::lock_guard lock(mutex_);
+    askWhenCalm(cabledPort(unit));
+}
+
+void FrameNet::askWhenCalm(CabledPort& cabled) {
+    const bool isNew = !cabled.ask;
+    cabled.ask = CabledPort::Ask{monotonicUs() + kCalmUs, true};
+    asking_ = true;
+    // The receive thread may wait for longer than that.
+    if (isNew)
+        wake();
 }
 
 bool FrameNet::isOverBudget(CabledPort& cabled) {
@@ -104,8 +120,7 @@ bool FrameNet::isOverBudget(CabledPort& cabled) {
     const u64 nowUs = monotonicUs();
     if (cabled.budget.take(nowUs))
         return false;
-    cabled.ask = CabledPort::Ask{nowUs + kCalmUs, true};
-    asking_ = true;
+    askWhenCalm(cabled);
     if (cabled.budgetSaidUs == 0 || nowUs - cabled.budgetSaidUs >= kSayAgainUs) {
         cabled.budgetSaidUs = nowUs;
         cabled.saysBudget = true;

@@ -4,6 +4,7 @@
 // The receive thread tries them again once a second.
 #include <cerrno>
 
+#include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
 #include "platform/runtime/log.h"

@@ -49,6 +49,11 @@ void FrameNet::receiveLoop() {
         const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
         for (int i = 0; i < count; ++i) {
             const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
+            if ((unit & kRoomEvent) != 0) {
+                if (const std::shared_ptr<Cable> cable = cableOf(static_cast<u32>(unit)))
+                    cable->sendKept();
+                continue;
+            }
             if (unit != 0) {
                 receiveFrom(static_cast<u32>(unit));
                 if ((events[static_cast<std::size_t>(i)].events & EPOLLERR) != 0)
@@ -78,14 +83,14 @@ int FrameNet::lookAround() {
     return framesSinceUs_ == 0 ? -1 : static_cast<int>(kQuietUs / 1000);
 }
 
+std::shared_ptr<Cable> FrameNet::cableOf(u32 port) {
+    const std::lock_guard lock(mutex_);
+    const auto found = ports_.find(port);
+    return found == ports_.end() ? nullptr : found->second.cable;
+}
+
 void FrameNet::receiveFrom(u32 port) {
-    std::shared_ptr<Cable> cable;
-    {
-        const std::lock_guard lock(mutex_);
-        const auto found = ports_.find(port);
-        if (found != ports_.end())
-            cable = found->second.cable;
-    }
+    const std::shared_ptr<Cable> cable = cableOf(port);
     if (cable == nullptr)
         return;
     const std::size_t count = batch_->receiveFrom(cable->descriptor());
@@ -159,7 +164,7 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
             return;
     }
     for (const std::shared_ptr<Cable>& cable : targets_)
-        cable->send(bytes, false);
+        cable->send(bytes, NoRoom::Drop);
     targets_.clear();
 }
 

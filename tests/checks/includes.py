@@ -49,6 +49,7 @@ FLOORS = {
         ("requests", "inspect"),
         ("observe", "linux/netlink"),
         ("net", "linux", "replication", "virtual"),
+        ("net/cables",),
         ("net/sockets",),
         ("switch", "channel"),
         ("wire", "config", "runtime/tasks"),

@@ -36,12 +36,13 @@ fi
 
 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
     '-DMVRP_SANITIZE=address;undefined' >/dev/null
-ninja -C build-fuzz fuzz-daemon fuzz-platform
+ninja -C build-fuzz fuzz-daemon fuzz-platform fuzz-running
 for target in "${targets[@]}"; do
     found=out/fuzz/$target
     mkdir -p "$found"
     case $target in
         command_channel | config_toml) program=fuzz-platform ;;
+        passed_descriptors | reload) program=fuzz-running ;;
         *) program=fuzz-daemon ;;
     esac
     echo "== $target, $seconds s"

@@ -2,6 +2,7 @@
 """Faults of the host around a running daemon: too many clients, clients that do not read, sockets
 removed under it, empty frames, and a flood on one port."""
 
+import itertools
 import os
 import pathlib
 import socket
@@ -18,21 +19,21 @@ JOINS = bytes([129])  # three JoinMt
 GROUP_ADDRESS = bytes.fromhex("0180c2000021")
 
 
-def join_frame(first, events):
-    """JoinMt of 3 VLANs for each byte of events."""
-    vector = struct.pack(">HH", 3 * len(events), first) + events
+def join_frame(first, events, count=None):
+    """JoinMt of 3 VLANs for each byte of events, or of the first of them only."""
+    vector = struct.pack(">HH", count or 3 * len(events), first) + events
     pdu = bytes.fromhex("aaaa0300000088f5000101") + vector + bytes(2)
     return GROUP_ADDRESS + bytes.fromhex("02000000aa01") + struct.pack(">H", len(pdu)) + pdu
 
 
 class Faults(NetworkTest):
-    def start_with_peers(self, count):
+    def start_with_peers(self, count, timers=TIMERS):
         """A switch whose ports' far ends are sockets of this test. Sets node, ports and peers."""
         ends = [(self.directory / f"port{n}", self.directory / f"peer{n}") for n in range(count)]
         switch = topology.Switch("sw", "10")
         self.peers = []
         for number, (port, peer) in enumerate(ends):
-            switch.add_port(f"p{number + 1}", cable=f"unix:{port},{peer}", timers=TIMERS)
+            switch.add_port(f"p{number + 1}", cable=f"unix:{port},{peer}", timers=timers)
             line = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM | socket.SOCK_NONBLOCK)
             self.addCleanup(line.close)
             line.bind(str(peer))
@@ -107,6 +108,39 @@ class Faults(NetworkTest):
         again.bind(str(self.directory / "peer0"))
         again.settimeout(15)
         self.assertEqual(again.recv(2048)[:6], GROUP_ADDRESS)
+
+    def test_neighbours_that_do_not_read_are_told_everything_when_they_do(self):
+        """Six of them. They are not told by a LeaveAll that was due anyway."""
+        self.start_with_peers(7, TIMERS | {"leave-all": 300000})
+        *lazy, busy = range(7)
+        vlans = iter(range(100, 4000))
+        self.peers[busy].setblocking(True)
+
+        def join_more():
+            for vlan in itertools.islice(vlans, 100):
+                self.peers[busy].sendto(join_frame(vlan, JOINS, 1), self.ports[busy])
+            return all(self.counters(number + 1)["sendFailed"] for number in lazy)
+
+        self.await_true(join_more, within=60)
+        join_more()
+        last = next(vlans) - 1  # nobody has been told
+        self.await_true(lambda: self.registered(busy + 1, last))
+        for number in lazy:
+            self.await_declared(self.peers[number], last)
+
+    def await_declared(self, peer, vlan):
+        """Reads until a LeaveAll has come and, after it, a vector that holds the VLAN."""
+        peer.settimeout(30)
+        asked = False
+        while True:
+            pdu = peer.recv(2048)[25:]
+            while pdu[:2] != bytes(2):
+                count, begin = struct.unpack_from(">HH", pdu)
+                asked = asked or count & 0x2000 != 0
+                count &= 0x1fff
+                if asked and begin <= vlan < begin + count:
+                    return
+                pdu = pdu[4 + (count + 2) // 3:]
 
     def test_empty_frames_are_nothing(self):
         self.start_with_peers(1)

@@ -109,7 +109,7 @@ done
 boot() {
     TMPDIR=$scratch timeout --kill-after=5 "$seconds" \
         env LD_PRELOAD="$build/tests/kernel/libprocessor_state.so" linux.uml "mem=$memory" root=/dev/root \
-        rootfstype=hostfs rootflags=/ rw "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
+        rootfstype=hostfs rootflags=/ rw lsm=apparmor "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
         "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
         "KERNEL_CORRECTIONS=$corrections" \
         </dev/null 2>"$out/kernel.$1.err" | sed -u 's/\r//g' | tee "$out/kernel.$1.log" |

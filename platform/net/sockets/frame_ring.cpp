@@ -27,18 +27,24 @@ bool FrameRing::push(const FrameMeta& meta, std::span<const u8> frame, std::size
 }
 
 ssize_t FrameRing::pop(FrameMeta& meta, std::span<u8> out) {
+    const ssize_t length = peek(meta, out);
+    if (length < 0)
+        return length;
+    const std::size_t taken = sizeof(Header) + static_cast<std::size_t>(length);
+    used_ -= taken;
+    --frames_;
+    // The same pages again, not all of the storage in turn.
+    head_ = used_ == 0 ? 0 : (head_ + taken) % storageBytes_;
+    return length;
+}
+
+ssize_t FrameRing::peek(FrameMeta& meta, std::span<u8> out) const {
     if (frames_ == 0)
         return -1;
     Header header{};
-    copyOut(&header, sizeof header);
+    copyOut(0, &header, sizeof header);
     meta = header.meta;
-    const std::size_t copied = std::min<std::size_t>(out.size(), header.length);
-    copyOut(out.data(), copied);
-    skip(header.length - copied);
-    used_ -= sizeof header + header.length;
-    --frames_;
-    if (used_ == 0)
-        head_ = 0;  // the same pages again, not all of the storage in turn
+    copyOut(sizeof header, out.data(), std::min<std::size_t>(out.size(), header.length));
     return static_cast<ssize_t>(header.length);
 }
 
@@ -52,13 +58,13 @@ void FrameRing::copyIn(const void* from, std::size_t count) {
     used_ += count;
 }
 
-void FrameRing::copyOut(void* to, std::size_t count) {
-    const std::size_t first = std::min(count, storageBytes_ - head_);
+void FrameRing::copyOut(std::size_t offset, void* to, std::size_t count) const {
+    const std::size_t from = (head_ + offset) % storageBytes_;
+    const std::size_t first = std::min(count, storageBytes_ - from);
     if (count != 0) {
-        std::memcpy(to, storage_.get() + head_, first);
+        std::memcpy(to, storage_.get() + from, first);
         std::memcpy(static_cast<u8*>(to) + first, storage_.get(), count - first);
     }
-    skip(count);
 }
 
 }  // namespace platform

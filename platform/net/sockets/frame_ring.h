@@ -46,6 +46,9 @@ class FrameRing {
     /// @return its full length, or nothing when the ring is empty (-1)
     ssize_t pop(FrameMeta& meta, std::span<u8> out);
 
+    /// As pop(), and the frame stays.
+    ssize_t peek(FrameMeta& meta, std::span<u8> out) const;
+
     bool isEmpty() const { return frames_ == 0; }
 
   private:
@@ -57,8 +60,8 @@ class FrameRing {
     static_assert(sizeof(Header) <= kMostHeaderBytes);
 
     void copyIn(const void* from, std::size_t count);
-    void copyOut(void* to, std::size_t count);
-    void skip(std::size_t count) { head_ = (head_ + count) % storageBytes_; }
+    /// @param offset  behind where the oldest frame begins
+    void copyOut(std::size_t offset, void* to, std::size_t count) const;
 
     const u32 guaranteedFrames_;
     const std::size_t storageBytes_;

@@ -3,6 +3,7 @@
 // When a port asks its neighbours to declare again, and how many PDUs it takes.
 #include <gtest/gtest.h>
 
+#include "platform/net/cables/open_cable.h"
 #include "tests/unit/net/net_node.h"
 
 namespace platform::testing {
@@ -189,6 +190,36 @@ TEST_F(Ask, IsMadeWhenPdusBeyondTheBudgetHaveCalmed) {
     while (own.frame == kJoin10)
         own = left_.receive(left_.mvrp);
     EXPECT_EQ(own.frame, leaveAll());
+}
+
+/// Of a neighbour that does not read; a second later it is tried, and again.
+TEST_F(Ask, IsMadeWhenACableThatWasFullTakesFramesAgain) {
+    std::string error;
+    ASSERT_TRUE(left_.net.start(smallSwitch(), error)) << error;
+    left_.enable(kPort);
+    left_.plug(kPort, "unix:" + a_ + "," + b_);
+    CableFailure failure;
+    const auto neighbour = openCable({CableKind::Unix, b_, a_, ""}, {}, failure);
+    ASSERT_NE(neighbour, nullptr) << failure.text;
+    while (left_.send(left_.mvrp, kPort, kJoin10) > 0) {
+    }
+    EXPECT_EQ(left_.net.counters(kPort).sendFailed, 1U);
+    ASSERT_TRUE(await([this] { return left_.net.counters(kPort).sendFailed > 2; }));
+    EXPECT_TRUE(left_.receive(left_.mvrp, false).frame.empty())
+        << "nobody would answer, so the daemon is not to hear it";
+    const auto batch = std::make_unique<FrameBatch>();
+    u64 joins = 0;
+    EXPECT_TRUE(await([&] {
+        const std::size_t count = batch->receiveFrom(neighbour->descriptor());
+        for (std::size_t i = 0; i < count; ++i) {
+            if (std::ranges::equal(batch->frame(i).bytes, leaveAll()))
+                return true;
+            joins += std::ranges::equal(batch->frame(i).bytes, kJoin10) ? 1 : 0;
+        }
+        return false;
+    }));
+    EXPECT_EQ(joins, sent() - 1) << "what was taken came, and before it";
+    EXPECT_EQ(left_.receive(left_.mvrp).frame, leaveAll()) << "the daemon declares anew";
 }
 
 TEST(Budget, WhatIsBeyondItIsDroppedUnreadAndCounted) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/cable.h"
+#include "platform/net/cables/open_cable.h"
 
 #include <gtest/gtest.h>
+#include <sys/epoll.h>
 #include <sys/un.h>
 
 #include <cerrno>
 #include <vector>
 
+#include "platform/net/cables/unix_cable.h"
 #include "tests/unit/net/net_node.h"
 
 namespace platform::testing {
@@ -35,8 +37,8 @@ class UnixCables : public ::testing::Test {
 TEST_F(UnixCables, FrameIsOneDatagram) {
     const auto a = open("a", "b");
     const auto b = open("b", "a");
-    EXPECT_EQ(a->send(frame_, true), 0);
-    EXPECT_EQ(a->send({}, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
+    EXPECT_EQ(a->send({}, NoRoom::Keep), 0);
     ASSERT_EQ(drain(*b), 2U);
     const ReceivedFrame first = batch_->frame(0);
     EXPECT_TRUE(std::ranges::equal(first.bytes, frame_));
@@ -46,9 +48,9 @@ TEST_F(UnixCables, FrameIsOneDatagram) {
 
 TEST_F(UnixCables, SendWithoutPeerIsLostAndNotAnError) {
     const auto a = open("a", "b");
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     const auto b = open("b", "a");
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     EXPECT_EQ(drain(*b), 1U);
 }
 
@@ -70,9 +72,9 @@ TEST_F(UnixCables, AWantOfDescriptorsIsNotTakenForNobodyThere) {
     const auto a = open("a", "b");
     const auto b = open("b", "a");
     NoDescriptors none;
-    EXPECT_EQ(a->send(frame_, true), EMFILE);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), EMFILE);
     none.giveBack(1);
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     EXPECT_EQ(drain(*b), 1U);
 }
 
@@ -97,13 +99,14 @@ TEST_F(UnixCables, ACableForWhichThereIsNoDescriptorIsOpenedWhenThereIs) {
 TEST_F(UnixCables, PeerThatRestartsIsFoundAgain) {
     const auto a = open("a", "b");
     auto b = open("b", "a");
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     b.reset();
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     b = open("b", "a");
-    EXPECT_EQ(a->send(frame_, true), 0);
+    EXPECT_EQ(a->send(frame_, NoRoom::Keep), 0);
     EXPECT_EQ(drain(*b), 1U);
-    EXPECT_EQ(b->send(frame_, true), 0) << "the peer's first frame after a restart arrives too";
+    EXPECT_EQ(b->send(frame_, NoRoom::Keep), 0)
+        << "the peer's first frame after a restart arrives too";
     EXPECT_EQ(drain(*a), 1U);
 }
 
@@ -147,7 +150,7 @@ TEST_F(UnixCables, ASocketInUseIsNotReplacedOfWhateverKind) {
     const CableConfig over{CableKind::Unix, directory_.path("s"), directory_.path("c"), ""};
     EXPECT_EQ(openCable(over, {}, failure), nullptr);
     EXPECT_TRUE(exists("s"));
-    EXPECT_EQ(first->send(frame_, true), 0);
+    EXPECT_EQ(first->send(frame_, NoRoom::Keep), 0);
 }
 
 TEST_F(UnixCables, OfARequestLieInItsPlacesBothEndsAndBehindNoLink) {
@@ -169,11 +172,11 @@ TEST_F(UnixCables, OfARequestLieInItsPlacesBothEndsAndBehindNoLink) {
     const auto victim =
         openCable({CableKind::Unix, elsewhere.path("v"), elsewhere.path("w"), ""}, {}, failure);
     ASSERT_EQ(symlink(elsewhere.path("v").c_str(), directory_.path("b").c_str()), 0);
-    EXPECT_EQ(cable->send(frame_, true), 0);
+    EXPECT_EQ(cable->send(frame_, NoRoom::Keep), 0);
     EXPECT_EQ(drain(*victim), 0U);
     ASSERT_EQ(unlink(directory_.path("b").c_str()), 0);
     const auto peer = open("b", "a", {&places, nullptr});
-    EXPECT_EQ(cable->send(frame_, true), 0);
+    EXPECT_EQ(cable->send(frame_, NoRoom::Keep), 0);
     EXPECT_EQ(drain(*peer), 1U);
 }
 
@@ -196,25 +199,103 @@ TEST_F(UnixCables, OfARequestTakesNoSocketOfAnotherUser) {
     EXPECT_TRUE(exists("stale"));
 }
 
-TEST_F(UnixCables, PeerThatDoesNotReadIsReportedAndComesBack) {
-    const auto a = open("a", "b");
-    const auto b = open("b", "a");
-    int result = 0;
-    for (int i = 0; i < 10'000 && result == 0; ++i)
-        result = a->send(frame_, true);
-    EXPECT_EQ(result, ENOBUFS);
-    EXPECT_EQ(a->send(frame_, true), ENOBUFS);
-    EXPECT_EQ(a->send(frame_, false), ENOBUFS);
-    while (drain(*b) != 0) {
+/// A cable whose other end reads only when it is told to. Frames have numbers.
+class CrowdedCable : public UnixCables {
+  protected:
+    CrowdedCable() { cable_->watchRoom(epoll_.get(), kEventData); }
+
+    /// Sends until a frame is refused. @return frames sent
+    u32 fill() {
+        const u32 before = sent_;
+        while (sent_ - before < 10'000 && send() == 0)
+            ++sent_;
+        EXPECT_EQ(send(), ENOBUFS);
+        return sent_ - before;
     }
-    EXPECT_EQ(a->send(frame_, false), 0);
-    EXPECT_EQ(drain(*b), 1U);
+    int send(NoRoom noRoom = NoRoom::Keep) {
+        const frames::Bytes frame = {static_cast<u8>(sent_ >> 8), static_cast<u8>(sent_)};
+        return cable_->send(frame, noRoom);
+    }
+    /// Reads what there is, and expects it in the order in which it was sent. @return frames
+    std::size_t read() {
+        std::size_t all = 0;
+        for (std::size_t count = drain(*peer_); count != 0; count = drain(*peer_)) {
+            all += count;
+            for (std::size_t i = 0; i < count; ++i, ++read_) {
+                const std::span<const u8> bytes = batch_->frame(i).bytes;
+                EXPECT_EQ(u32{bytes[0]} << 8 | bytes[1], read_);
+            }
+        }
+        return all;
+    }
+    bool hasRoomEvent(int waitMs) {
+        epoll_event event{};
+        return epoll_wait(epoll_.get(), &event, 1, waitMs) == 1 && event.data.u64 == kEventData;
+    }
+
+    static constexpr u64 kEventData = 77;
+    const Descriptor epoll_{epoll_create1(EPOLL_CLOEXEC)};
+    const std::shared_ptr<Cable> cable_ = open("a", "b");
+    std::shared_ptr<Cable> peer_ = open("b", "a");
+    u32 sent_ = 0;
+    u32 read_ = 0;
+};
+
+TEST_F(CrowdedCable, KeepsABurstAndSendsItInOrderAsSoonAsThereIsRoom) {
+    const u32 sent = fill();
+    EXPECT_GT(sent, UnixCable::kKeptFrames);
+    EXPECT_FALSE(hasRoomEvent(0));
+    std::size_t arrived = read();
+    while (arrived < sent && hasRoomEvent(20'000)) {
+        cable_->sendKept();
+        arrived += read();
+    }
+    EXPECT_EQ(arrived, sent);
+    EXPECT_FALSE(hasRoomEvent(0)) << "nothing is kept any more";
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(read(), 1U);
+}
+
+TEST_F(CrowdedCable, OvertakesNoKeptFrame) {
+    fill();
+    read();
+    EXPECT_EQ(send(NoRoom::Drop), ENOBUFS);
+    EXPECT_EQ(send(NoRoom::Keep), ENOBUFS) << "as many as may wait do";
+    cable_->sendKept();
+    EXPECT_EQ(send(NoRoom::Keep), 0) << "behind what is kept still, or at once";
+}
+
+TEST_F(CrowdedCable, WhatIsNotToBeKeptIsDropped) {
+    while (send(NoRoom::Drop) == 0 && sent_ < 10'000)
+        ++sent_;
+    EXPECT_EQ(send(NoRoom::Drop), ENOBUFS);
+    const u32 sent = sent_;
+    EXPECT_EQ(read(), sent);
+    cable_->sendKept();
+    EXPECT_EQ(read(), 0U);
+}
+
+TEST_F(CrowdedCable, WhatIsKeptForAPeerThatGoesIsLostAndItsSuccessorIsHeard) {
+    fill();
+    peer_.reset();
+    EXPECT_TRUE(hasRoomEvent(20'000));
+    cable_->sendKept();
+    EXPECT_EQ(send(), 0) << "a cable that is not plugged in takes everything";
+    peer_ = open("b", "a");
+    read_ = sent_;
+    EXPECT_EQ(send(), 0);
+    EXPECT_EQ(read(), 1U);
+    ++sent_;
+    read_ = sent_;
+    EXPECT_GT(fill(), UnixCable::kKeptFrames) << "room is awaited on another socket now";
+    read();
+    EXPECT_TRUE(hasRoomEvent(20'000));
 }
 
 TEST_F(UnixCables, LongDatagramsAreCutToTheBatchesBuffer) {
     const auto a = open("a", "b");
     const auto b = open("b", "a");
-    EXPECT_EQ(a->send(frames::Bytes(9000, 1), true), 0);
+    EXPECT_EQ(a->send(frames::Bytes(9000, 1), NoRoom::Keep), 0);
     ASSERT_EQ(drain(*b), 1U);
     EXPECT_EQ(batch_->frame(0).bytes.size(), FrameBatch::kBufferBytes);
 }

@@ -88,6 +88,19 @@ TEST_F(FrameRingTest, SmallBufferCutsTheFrameAndNotTheNext) {
     EXPECT_EQ(pop(), frameOf(60, 2));
 }
 
+TEST_F(FrameRingTest, APeekLeavesTheFrame) {
+    EXPECT_EQ(ring_.peek(meta_, {}), -1);
+    FrameMeta meta;
+    meta.unit = 3;
+    push(meta, frameOf(60, 1));
+    std::vector<u8> frame(60);
+    EXPECT_EQ(ring_.peek(meta_, frame), 60);
+    EXPECT_EQ(frame, frameOf(60, 1));
+    EXPECT_EQ(meta_.unit, 3U);
+    EXPECT_EQ(pop(), frameOf(60, 1));
+    EXPECT_TRUE(ring_.isEmpty());
+}
+
 TEST_F(FrameRingTest, KeepsOrderAroundTheEndOfItsStorage) {
     std::mt19937 random(1);
     std::deque<std::vector<u8>> expected;

@@ -10,6 +10,7 @@
 #include <functional>
 #include <thread>
 
+#include "platform/net/cables/open_cable.h"
 #include "tests/unit/net/net_node.h"
 
 namespace platform::testing {
@@ -65,7 +66,7 @@ TEST_F(InterfaceCables, FrameCrossesAndIsNotHeardByItsSender) {
     inNamespace([this] {
         const auto one = open("veth1");
         const auto two = open("veth2");
-        ASSERT_EQ(one->send(frame_, true), 0);
+        ASSERT_EQ(one->send(frame_, NoRoom::Keep), 0);
         ASSERT_EQ(receive(*two), 1U);
         EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes, frame_));
         EXPECT_FALSE(batch_->frame(0).tagged);
@@ -77,10 +78,10 @@ TEST_F(InterfaceCables, LengthFramesOfBothProtocolsAreReceived) {
     inNamespace([this] {
         const auto one = open("veth1");
         const auto two = open("veth2");
-        ASSERT_EQ(one->send(frames::nativeFrame("00 01 01 0000"), true), 0);
+        ASSERT_EQ(one->send(frames::nativeFrame("00 01 01 0000"), NoRoom::Keep), 0);
         ASSERT_EQ(receive(*two), 1U);
         EXPECT_EQ(classifyFrame(batch_->frame(0).bytes).kind, FrameKind::NativeMvrp);
-        ASSERT_EQ(one->send(frames::gvrpFrame("0001 01 02 00 00 00"), true), 0);
+        ASSERT_EQ(one->send(frames::gvrpFrame("0001 01 02 00 00 00"), NoRoom::Keep), 0);
         ASSERT_EQ(receive(*two), 1U);
         EXPECT_EQ(classifyFrame(batch_->frame(0).bytes).kind, FrameKind::Gvrp);
     });
@@ -92,11 +93,11 @@ TEST_F(InterfaceCables, OtherDestinationsAreFilteredOut) {
         const auto two = open("veth2");
         frames::Bytes other = frame_;
         other[5] = 0x20;
-        ASSERT_EQ(one->send(other, true), 0);
+        ASSERT_EQ(one->send(other, NoRoom::Keep), 0);
         other = frame_;
         other[0] = 0xFF;
-        ASSERT_EQ(one->send(other, true), 0);
-        ASSERT_EQ(one->send(frame_, true), 0);
+        ASSERT_EQ(one->send(other, NoRoom::Keep), 0);
+        ASSERT_EQ(one->send(frame_, NoRoom::Keep), 0);
         ASSERT_EQ(receive(*two), 1U);
         EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes, frame_));
     });
@@ -108,7 +109,7 @@ TEST_F(InterfaceCables, TaggedFramesAreToldApart) {
         const auto two = open("veth2");
         const frames::Bytes tagged = frames::operator+(
             frames::kAddresses, frames::hex("8100 000a 88f5 00 01 02 0001 000a 24 0000 0000"));
-        ASSERT_EQ(one->send(tagged, true), 0);
+        ASSERT_EQ(one->send(tagged, NoRoom::Keep), 0);
         ASSERT_EQ(receive(*two), 1U);
         const ReceivedFrame received = batch_->frame(0);
         EXPECT_TRUE(received.tagged || classifyFrame(received.bytes).reason == DropReason::Tagged);
@@ -120,15 +121,15 @@ TEST_F(InterfaceCables, InterfaceThatIsDownLosesFramesAndComesBack) {
         const auto one = open("veth1");
         const auto two = open("veth2");
         ASSERT_TRUE(run("ip link set veth1 down"));
-        EXPECT_EQ(one->send(frame_, true), 0);
+        EXPECT_EQ(one->send(frame_, NoRoom::Keep), 0);
         EXPECT_EQ(receiveNow(*two), 0U);
         receiveNow(*one);  // takes the error that the socket was given
         ASSERT_TRUE(run("ip link set veth1 up"));
         ASSERT_TRUE(isUp("veth1") && isUp("veth2"));
-        ASSERT_EQ(one->send(frame_, true), 0);
+        ASSERT_EQ(one->send(frame_, NoRoom::Keep), 0);
         EXPECT_EQ(receive(*two), 1U);
         ASSERT_TRUE(run("ip link del veth1"));
-        EXPECT_EQ(one->send(frame_, true), 0);
+        EXPECT_EQ(one->send(frame_, NoRoom::Keep), 0);
     });
 }
 
@@ -139,7 +140,7 @@ TEST_F(InterfaceCables, PortOnAnInterfaceDeliversToTheDaemon) {
         node.enable(3);
         node.plug(3, "interface:veth1");
         const auto host = open("veth2");
-        ASSERT_EQ(host->send(frame_, true), 0);
+        ASSERT_EQ(host->send(frame_, NoRoom::Keep), 0);
         EXPECT_EQ(node.receive(node.mvrp).frame, frames::nativeFrame("00 01 01 0001 000a 24 0000"));
         node.net.setWireForm(3, WireForm::Auto);
         node.send(node.mvrp, 3, frames::nativeFrame("00 01 01 0001 0014 24 0000"));
@@ -163,7 +164,7 @@ TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
         ASSERT_TRUE(node.net.start(config, error)) << error;
         node.enable(3);
         const auto host = open("veth2");
-        ASSERT_EQ(host->send(frame_, true), 0);
+        ASSERT_EQ(host->send(frame_, NoRoom::Keep), 0);
         ASSERT_FALSE(node.receive(node.mvrp).frame.empty());
         ASSERT_TRUE(run("ip link set veth1 down") && run("ip link set veth1 name uplink") &&
                     run("ip link set uplink up"));
@@ -172,7 +173,7 @@ TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
         ASSERT_TRUE(node.net.reconfigure(config, error)) << error;
         EXPECT_EQ(node.net.cableState(3).cable, "interface:uplink");
         EXPECT_EQ(node.net.cableState(3).heard, static_cast<u32>(WireForm::Ieee)) << "still heard";
-        ASSERT_EQ(host->send(frame_, true), 0);
+        ASSERT_EQ(host->send(frame_, NoRoom::Keep), 0);
         EXPECT_FALSE(node.receive(node.mvrp).frame.empty());
         cable.plugging++;
         ASSERT_TRUE(node.net.reconfigure(config, error)) << error;

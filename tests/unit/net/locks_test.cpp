@@ -1,18 +1,22 @@
 // SPDX-License-Identifier: MIT
 //
-// How many locks a received and a sent frame take. The program is linked so that
-// pthread_mutex_lock(), which every std::mutex comes to, passes through here.
+// How many locks a received and a sent frame take, and that none waits. The program is linked so
+// that pthread_mutex_lock(), which every std::mutex comes to, and poll() pass through here.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <cerrno>
 
+#include "platform/net/cables/open_cable.h"
 #include "platform/requests/observation.h"
 #include "tests/unit/net/net_node.h"
 
 namespace {
 
 thread_local unsigned tTaken = 0;
+thread_local unsigned tWaited = 0;
 
 }  // namespace
 
@@ -22,6 +26,11 @@ int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
     ++tTaken;
     return __real_pthread_mutex_lock(mutex);
+}
+int __real_poll(pollfd* items, nfds_t count, int timeout);
+int __wrap_poll(pollfd* items, nfds_t count, int timeout) {
+    ++tWaited;
+    return __real_poll(items, count, timeout);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 }
@@ -89,6 +98,25 @@ TEST_F(ReceivedFrame, AsksTheSwitchAgainOnlyAfterItChanged) {
 
 TEST_F(SentFrame, TakesTheLockOfFramesBeforeAndAfterItIsSent) {
     EXPECT_EQ(send(), 2U);
+}
+
+/// Six neighbours that do not read cost no more than any that does.
+TEST_F(SentFrame, IntoACableThatIsNotReadWaitsForNothing) {
+    const ScratchDirectory directory;
+    const std::string end = directory.path("b");
+    node_.plug(3, "unix:" + directory.path("a") + "," + end);
+    CableFailure failure;
+    const auto neighbour = openCable({CableKind::Unix, end, directory.path("a"), ""}, {}, failure);
+    ASSERT_NE(neighbour, nullptr) << failure.text;
+    const unsigned before = tWaited;
+    unsigned most = 0;
+    while (node_.net.counters(3).sendFailed < 100) {
+        const unsigned taken = tTaken;
+        node_.net.transmit(3, kJoin10);
+        most = std::max(most, tTaken - taken);
+    }
+    EXPECT_EQ(tWaited, before);
+    EXPECT_EQ(most, 3U) << "those of frames, and the cable's";
 }
 
 TEST_F(SentFrame, AsksTheSwitchAgainOnlyAfterItChanged) {

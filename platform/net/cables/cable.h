@@ -3,7 +3,7 @@
 // What a port is connected to: a UNIX datagram socket to a port of another daemon, or a real
 // interface. A frame is one datagram: the whole Ethernet frame from its destination address on.
 //
-// Locking: receive() belongs to the receive thread; send() may be called by any thread.
+// Locking: the batch and isGone() belong to the receive thread, the rest any thread may call.
 #pragma once
 
 #include <linux/if_packet.h>
@@ -16,8 +16,6 @@
 #include <string>
 
 #include "platform/contract/types.h"
-#include "platform/model/cable.h"
-#include "platform/runtime/files/places.h"
 
 namespace platform {
 
@@ -63,33 +61,33 @@ struct CableFailure {
     bool mayPass() const;
 };
 
-/// Whether an errno value says that descriptors or memory have run out.
+/// Whether an errno value says that descriptors, memory or room have run out.
 bool isWant(int error);
+
+/// What becomes of a frame for which there is no room at the other end now.
+enum class NoRoom {
+    Keep,  ///< it goes when there is, in its order, if the cable can tell and not too many wait
+    Drop,
+};
 
 class Cable {
   public:
     virtual ~Cable() = default;
     /// Readable when frames wait.
     virtual int descriptor() const = 0;
-    /// @param mayWait  wait a bounded time (tens of milliseconds) for room at the other end
-    /// @return 0 when sent or lost on the way, else an errno value
-    virtual int send(std::span<const u8> frame, bool mayWait) = 0;
+    /// Never waits.
+    /// @return 0 when sent, kept, or lost on the way; else an errno value, of which one that
+    ///         isWant() says passes by itself
+    virtual int send(std::span<const u8> frame, NoRoom noRoom) = 0;
+    /// Where room for kept frames is told: as an event of these data on an epoll descriptor that
+    /// outlives the cable. Then sendKept() is to be called.
+    virtual void watchRoom(int /*epoll*/, u64 /*eventData*/) {}
+    /// Sends kept frames, as many as there is room for.
+    virtual void sendKept() {}
     /// Whether what it was opened on does not exist any more: then it stays silent for good.
     virtual bool isGone() const { return false; }
     /// The file system's number of the socket that it made; 0: none.
     virtual ino_t socketNumber() const { return 0; }
 };
-
-struct CableRules {
-    /// Where its sockets may be, of which its own may belong to no other user then; null: anywhere.
-    const RequestPlaces* places = nullptr;
-    /// The cable that it takes the place of, whose socket it may replace; null: none. No other
-    /// socket that is in use is replaced.
-    const Cable* before = nullptr;
-};
-
-/// @return the cable; null for none, and on failure with the reason in `failure`
-std::shared_ptr<Cable> openCable(const CableConfig& config, const CableRules& rules,
-                                 CableFailure& failure);
 
 }  // namespace platform

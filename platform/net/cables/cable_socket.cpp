@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/cable_socket.h"
+#include "platform/net/cables/cable_socket.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

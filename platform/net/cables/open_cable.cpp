@@ -1,124 +1,40 @@
 // SPDX-License-Identifier: MIT
-#include "platform/net/cable.h"
+#include "platform/net/cables/open_cable.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/if_ether.h>
 #include <net/if.h>
-#include <poll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <optional>
 #include <utility>
 
-#include "platform/net/cable_socket.h"
-#include "platform/net/sockets/frame_socket.h"
+#include "platform/net/cables/cable_socket.h"
+#include "platform/net/cables/unix_cable.h"
 #include "platform/runtime/log.h"
 #include "platform/wire/frame.h"
 
 namespace platform {
 namespace {
 
-/// How long a send waits for room at the other end. The queue of a UNIX datagram socket may be as
-/// short as ten frames, less than one burst of declarations.
-constexpr int kSendWaitMs = 20;
-
 /// Descriptors that cables leave to the rest of the daemon: its own sockets and its clients.
 constexpr rlim_t kKeptBack = 24;
-
-/// Receives on a bound socket and sends through a connected one of its own: so the other end, which
-/// is not connected to us, may come and go, and a full queue there can be waited for.
-class UnixCable final : public Cable {
-  public:
-    UnixCable(Place local, Place peer, Descriptor receive)
-        : local_(std::move(local)),
-          localNumber_(socketNumberAt(local_)),
-          peer_(std::move(peer)),
-          receive_(std::move(receive)) {}
-
-    UnixCable(const UnixCable&) = delete;
-    UnixCable& operator=(const UnixCable&) = delete;
-    UnixCable(UnixCable&&) = delete;
-    UnixCable& operator=(UnixCable&&) = delete;
-
-    /// Takes its own socket away, not that of a cable that replaced it.
-    ~UnixCable() override {
-        if (localNumber_ != 0 && socketNumberAt(local_) == localNumber_)
-            unlinkat(local_.directory.isOpen() ? local_.directory.get() : AT_FDCWD,
-                     local_.name.c_str(), 0);
-    }
-
-    int descriptor() const override { return receive_.get(); }
-    ino_t socketNumber() const override { return localNumber_; }
-
-    int send(std::span<const u8> frame, bool mayWait) override {
-        std::unique_lock lock(mutex_, std::defer_lock);
-        if (mayWait)
-            lock.lock();
-        else if (!lock.try_lock())
-            return ENOBUFS;
-        int failure = 0;
-        for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            if (const int absent = connectPeer(); absent != 0)
-                return isWant(absent) ? absent : 0;
-            if (::send(transmit_.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >=
-                0) {
-                stalled_ = false;
-                return 0;
-            }
-            failure = errno;
-            if (failure != EAGAIN)
-                transmit_ = Descriptor();
-            else if (!waitForRoom(mayWait))
-                return ENOBUFS;
-        }
-        // A peer that went in between is a cable that is not plugged in.
-        return failure == ECONNREFUSED || failure == ECONNRESET ? 0 : failure;
-    }
-
-  private:
-    static constexpr int kAttempts = 3;
-
-    /// @return 0, or an errno value: of one that is no want there is nobody at the other end
-    int connectPeer() {
-        if (transmit_.isOpen())
-            return 0;
-        errno = ENOENT;
-        transmit_ = connectSocket(peer_);
-        return transmit_.isOpen() ? 0 : errno;
-    }
-
-    /// A peer that does not read is waited for once, not for each frame.
-    bool waitForRoom(bool mayWait) {
-        pollfd item = {transmit_.get(), POLLOUT, 0};
-        if (mayWait && !stalled_ && poll(&item, 1, kSendWaitMs) == 1)
-            return true;
-        stalled_ = true;
-        return false;
-    }
-
-    const Place local_;
-    const ino_t localNumber_;
-    const Place peer_;
-    const Descriptor receive_;
-    std::mutex mutex_;
-    Descriptor transmit_;   ///< guarded by mutex_; closed while there is no peer
-    bool stalled_ = false;  ///< guarded by mutex_
-};
 
 class InterfaceCable final : public Cable {
   public:
     explicit InterfaceCable(Descriptor packet) : packet_(std::move(packet)) {}
     int descriptor() const override { return packet_.get(); }
 
-    int send(std::span<const u8> frame, bool /*mayWait*/) override {
+    int send(std::span<const u8> frame, NoRoom /*noRoom*/) override {
         if (::send(packet_.get(), frame.data(), frame.size(), MSG_DONTWAIT) >= 0)
             return 0;
+        if (errno == EAGAIN)
+            return ENOBUFS;
         // An interface that is down or gone is a cable that is not plugged in.
         const bool lost = errno == ENETDOWN || errno == ENXIO || errno == ENODEV;
         return lost ? 0 : errno;
@@ -214,45 +130,6 @@ std::shared_ptr<Cable> openInterface(const CableConfig& config, CableFailure& fa
 }
 
 }  // namespace
-
-bool isWant(int error) {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
-}
-
-bool CableFailure::mayPass() const {
-    return number == ENODEV || number == ENXIO || isWant(number);
-}
-
-FrameBatch::FrameBatch() {
-    for (std::size_t i = 0; i < kMostFrames; ++i) {
-        parts_[i] = {buffers_[i].data(), buffers_[i].size()};
-        messages_[i] = {};
-        messages_[i].msg_hdr.msg_iov = &parts_[i];
-        messages_[i].msg_hdr.msg_iovlen = 1;
-        messages_[i].msg_hdr.msg_control = controls_[i].data();
-    }
-}
-
-std::size_t FrameBatch::receiveFrom(int descriptor) {
-    for (mmsghdr& message : messages_)
-        message.msg_hdr.msg_controllen = kControlBytes;
-    const int got = recvmmsg(descriptor, messages_.data(), kMostFrames, MSG_DONTWAIT, nullptr);
-    return got > 0 ? static_cast<std::size_t>(got) : 0;
-}
-
-ReceivedFrame FrameBatch::frame(std::size_t index) const {
-    const msghdr& message = messages_[index].msg_hdr;
-    bool tagged = false;
-    for (const cmsghdr* item = CMSG_FIRSTHDR(&message); item != nullptr;
-         item = CMSG_NXTHDR(const_cast<msghdr*>(&message), const_cast<cmsghdr*>(item))) {
-        if (item->cmsg_level == SOL_PACKET && item->cmsg_type == PACKET_AUXDATA) {
-            tpacket_auxdata auxdata{};
-            std::memcpy(&auxdata, CMSG_DATA(item), sizeof auxdata);
-            tagged = (auxdata.tp_status & TP_STATUS_VLAN_VALID) != 0;
-        }
-    }
-    return {std::span(buffers_[index]).first(messages_[index].msg_len), tagged};
-}
 
 std::shared_ptr<Cable> openCable(const CableConfig& config, const CableRules& rules,
                                  CableFailure& failure) {
