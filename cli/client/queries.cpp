@@ -233,8 +233,13 @@ SwitchPortRecord findPort(Client& client, const std::string& unitOrName) {
     const bool isUnit = error == std::errc() && stop == end;
     const std::vector<SwitchPortRecord> ports = queryPortList(client);
     std::string known;
+    // An interface may be called by a number, which is what a person sees of it.
+    if (const auto named = std::ranges::find_if(
+            ports, [&](const SwitchPortRecord& port) { return unitOrName == port.name.data(); });
+        named != ports.end())
+        return *named;
     for (const SwitchPortRecord& port : ports) {
-        if ((isUnit && port.unit == unit) || unitOrName == port.name.data())
+        if (isUnit && port.unit == unit)
             return port;
         known += (known.empty() ? "" : ", ") + std::to_string(port.unit) + " " + port.name.data();
     }

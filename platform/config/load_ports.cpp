@@ -10,6 +10,7 @@
 #include "platform/config/load_sections.h"
 #include "platform/contract/management.h"
 #include "platform/contract/qor_if.h"
+#include "platform/model/port_name.h"
 
 namespace platform {
 namespace {
@@ -92,6 +93,8 @@ std::optional<PortConfig> loadPort(ConfigReader& table, const HostConfig& config
     const auto unit = table.number("unit", 1, kLastUnit);
     port.unit = unit.value_or(0);
     port.name = table.text("name", kMaxName).value_or("port" + std::to_string(port.unit));
+    if (isNumber(port.name))
+        table.refuse("name", kPortNameAllowed);
     port.isAggregation = table.word("kind", {{"port", 0}, {"aggregation", 1}}).value_or(0) == 1;
     port.mac = defaultMac(config.network.name, port.unit);
     loadMac(table, port);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/model/port_name.h"
 #include "platform/model/vlan_algebra.h"
 #include "platform/switch/soft_state.h"
 
@@ -29,6 +30,19 @@ struct Change {
     }
 };
 
+/// Refuses a name that commands could not tell from another port's, or from a unit.
+HostStatus checkName(const Change& change, const std::string& name) {
+    if (isNumber(name))
+        return change.refuse(HostStatus::BadArgument,
+                             "the name is " + name + "; allowed is " + kPortNameAllowed);
+    for (const SwitchPort& port : change.state.ports)
+        if (name == port.name.data())
+            return change.refuse(HostStatus::Exists, "port " + std::to_string(port.unit) +
+                                                         " is called " + name +
+                                                         " already; allowed is another name");
+    return HostStatus::Ok;
+}
+
 HostStatus addPort(const Change& change) {
     const SwitchChangeRecord& record = change.record;
     if (change.port != nullptr) {
@@ -47,6 +61,10 @@ HostStatus addPort(const Change& change) {
                              "the switch has " + std::to_string(kMostPorts) +
                                  " ports, which is as many as it can have");
     }
+    const std::string text(record.text.data());
+    const std::string name = text.empty() ? "port" + std::to_string(record.unit) : text;
+    if (const HostStatus status = checkName(change, name); status != HostStatus::Ok)
+        return status;
     SwitchPort port;
     port.unit = record.unit;
     port.endType = record.value == static_cast<u32>(QorEndType::Aggregation)
@@ -59,8 +77,6 @@ HostStatus addPort(const Change& change) {
                 static_cast<u8>(unit >> 16),
                 static_cast<u8>(unit >> 8),
                 static_cast<u8>(unit)};
-    const std::string text(record.text.data());
-    const std::string name = text.empty() ? "port" + std::to_string(unit) : text;
     name.copy(port.name.data(), port.name.size() - 1);
     vlanInsert(port.untagged, kDefaultVlan);
     port.tagged = vlanRange(kDefaultVlan + 1, kLastVlan);

@@ -41,6 +41,7 @@ const WrongFile kWrongFiles[] = {
     {"NameTwice", "[[port]]\nunit = 1\nname = \"a\"\n[[port]]\nunit = 2\nname = \"a\"", 6, 8,
      "\"a\"", "a name for each port"},
     {"NameEmpty", "[[port]]\nunit = 1\nname = \"\"", 3, 8, "\"\"", "1 to 63 bytes"},
+    {"NameNumber", "[[port]]\nunit = 1\nname = \"2\"", 3, 8, "\"2\"", "not a number"},
     {"NameControl", "[[port]]\nunit = 1\nname = \"a\\u0007\"", 3, 8, "name", "without control"},
     {"Driver", "[switch]\ndriver = \"asic\"", 2, 10, "\"asic\"", "\"soft\""},
     {"Mac", "[[port]]\nunit = 1\nmac = \"02:00\"", 3, 7, "\"02:00\"", "a unicast MAC address"},

@@ -234,6 +234,25 @@ TEST_F(SoftSwitchChanges, AddedPortIsATrunkAndReported) {
     EXPECT_EQ(change(SwitchChangeKind::PortAdd, kVlanInterfaceBase), HostStatus::BadArgument);
 }
 
+TEST_F(SoftSwitchChanges, ANameOfAnotherPortOrOfAUnitIsRefused) {
+    SwitchChangeRecord record = changeOf(SwitchChangeKind::PortAdd, 7, 0);
+    const auto add = [&](std::string_view name) {
+        record.text = {};
+        std::ranges::copy(name, record.text.begin());
+        return soft_.change(record, error_);
+    };
+    std::string taken;
+    ASSERT_TRUE(soft_.portName(3, taken));
+    EXPECT_EQ(add(taken), HostStatus::Exists);
+    EXPECT_NE(error_.find("port 3 is called " + taken), std::string::npos) << error_;
+    EXPECT_EQ(add("12"), HostStatus::BadArgument);
+    EXPECT_NE(error_.find("not a number"), std::string::npos) << error_;
+    EXPECT_EQ(add("port7"), HostStatus::Ok);
+    record.unit = 8;
+    EXPECT_EQ(add("port7"), HostStatus::Exists);
+    EXPECT_EQ(add("8th"), HostStatus::Ok);
+}
+
 TEST_F(SoftSwitchChanges, DeletedPortIsReportedAndCanStillBeDescribed) {
     ASSERT_EQ(change(SwitchChangeKind::PortDelete, 3), HostStatus::Ok);
     EXPECT_EQ(messages(), (std::vector<Message>{{kDelLink, 3, 0, 0, 0, 0}}));
