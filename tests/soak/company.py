@@ -90,7 +90,7 @@ class Company(threading.Thread):
             self.node.change(f"switch port record {self.node.switch.ports[0].name} {file}")
             self.counts["recordings"] += 1
         elif self.turn % 5 == 4:
-            self.node.change(f"switch port record {self.node.switch.ports[0].name} off")
+            self.node.change(f"switch port record {self.node.switch.ports[0].name} none")
             if file.stat().st_size == 0:
                 self.problems.append("a recording is empty")
             file.unlink()
