@@ -27,6 +27,7 @@ STEADY_FIRST = 100     # VLAN ID of the first port's
 CHURN = range(2000, 3000)
 SAMPLE_SECONDS = 10
 WARM_UP_SHARE = 0.1    # of the time, before memory must not grow any more
+WARM_UP_SECONDS = 30   # at least: so long until as many clients are there as stay
 GROWTH_ALLOWED_KIB = 1024
 PORT_GET, SCALAR_GET, PORT_SET = 3, 6, 4
 HOST_INFO, PORT_LIST, PORT_COUNTERS, PORT_MACHINES, SWITCH_CHANGE = 256, 257, 260, 261, 288
@@ -196,10 +197,15 @@ class Soak:
                 texts.append(f"port {index + 1} has lost {lost}")
         return texts
 
+    def warm(self):
+        """The samples after the first minutes."""
+        begin = max(self.arguments.minutes * 60 * WARM_UP_SHARE, WARM_UP_SECONDS)
+        return [s for s in self.samples if s["second"] > begin]
+
     def judge(self, requests):
         if requests.is_alive():
             self.problems.append("a request is not answered")
-        warm = [s for s in self.samples if s["second"] > self.arguments.minutes * 60 * WARM_UP_SHARE]
+        warm = self.warm()
         if len(warm) < 2:
             self.problems.append("too few samples to judge; let it run longer")
             return
@@ -214,7 +220,7 @@ class Soak:
 
     def report(self, requests):
         last = self.samples[-1] if self.samples else {}
-        warm = [s for s in self.samples if s["second"] > self.arguments.minutes * 60 * WARM_UP_SHARE]
+        warm = self.warm()
         seconds = last.get("second", 0) or 1
         print(f"{seconds / 60:.1f} minutes, {self.arguments.ports} ports")
         print(f"frames sent to the daemon: {last.get('sent', 0)}, {last.get('sent', 0) / seconds:.0f} "

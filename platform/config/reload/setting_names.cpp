@@ -60,6 +60,7 @@ std::vector<std::string> settingNames(const ConfigValue& tree) {
         return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);
     });
     std::vector<std::string> names;
+    names.reserve(found.size());
     for (Named& each : found)
         names.push_back(std::move(each.name));
     return names;
