@@ -5,6 +5,11 @@
 #include <algorithm>
 #include <cctype>
 #include <deque>
+#include <iostream>
+#include <span>
+
+#include "cli/views/json.h"
+#include "platform/config/config_reader.h"
 
 namespace cli {
 
@@ -48,26 +53,61 @@ class HelpFormatter : public CLI::Formatter {
     }
 };
 
-/// A mistake in the command line, with what is allowed in its place.
-std::string mistake(const CLI::App* app, const CLI::Error& error) {
+/// "'shwo' is not known here (did you mean show?)".
+std::string unknown(const std::string& word, std::span<const std::string> known) {
+    const std::vector<std::string_view> words(known.begin(), known.end());
+    const std::string_view like = platform::nearestWord(word, words);
+    return "'" + word + "' is not known here" +
+           (like.empty() ? "" : " (did you mean " + std::string(like) + "?)");
+}
+
+/// The long options of a command and of all above it.
+std::vector<std::string> optionsOf(const CLI::App* app) {
+    std::vector<std::string> names;
+    for (; app != nullptr; app = app->get_parent())
+        for (const CLI::Option* option : app->get_options())
+            for (const std::string& name : option->get_lnames())
+                if (std::ranges::find(names, "--" + name) == names.end())
+                    names.push_back("--" + name);
+    return names;
+}
+
+std::string listed(std::span<const std::string> words) {
+    std::string text;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : ", ") + word;
+    return text;
+}
+
+/// A mistake in the command line, with what is allowed in its place: one line.
+std::string mistakeText(const CLI::App* app, const CLI::Error& error) {
     const std::vector<std::string> rest = app->remaining(true);
     while (!app->get_subcommands().empty())
         app = app->get_subcommands().front();
-    const auto* required = dynamic_cast<const CLI::RequiredError*>(&error);
-    const auto words = app->get_subcommands({});
-    std::string text = "mvrpctl: ";
+    std::vector<std::string> words;
+    for (const CLI::App* word : app->get_subcommands({}))
+        words.push_back(word->get_name());
+    if (!rest.empty() && rest.front().starts_with('-'))
+        words = optionsOf(app);
+    const std::string allowed = words.empty() ? "" : "allowed are " + listed(words);
     if (!rest.empty())
-        text += "'" + rest.front() + "' is not known here";
-    else if (!words.empty() && required != nullptr)
-        text += "a command is missing";
-    else
-        text += error.what();
-    if (!words.empty()) {
-        text += "; allowed are";
-        for (const CLI::App* word : words)
-            text += (word == words.front() ? " " : ", ") + word->get_name();
-    }
-    return text + "\n" + HelpFormatter().make_usage(app, "");
+        return unknown(rest.front(), words) + (allowed.empty() ? "" : "; ") + allowed;
+    const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+    return !words.empty() && isMissing ? "a command is missing; " + allowed : error.what();
+}
+
+std::string mistake(const CLI::App* app, const CLI::Error& error) {
+    const std::string text = "mvrpctl: " + mistakeText(app, error) + "\n";
+    while (!app->get_subcommands().empty())
+        app = app->get_subcommands().front();
+    return text + HelpFormatter().make_usage(app, "");
+}
+
+/// Whether a word is a long option with a dash too few, as -json: it would be read letter by
+/// letter.
+bool isShortOfADash(std::string_view word) {
+    return word.size() > 2 && word[0] == '-' && word[1] != '-' &&
+           std::isalpha(static_cast<unsigned char>(word[1])) != 0;
 }
 
 /// Texts of a command line for one command of the table; CLI11 fills them in.
@@ -108,9 +148,17 @@ class CommandLine::Parser {
     }
 
     bool parse(int argc, char** argv, Line& line, int& exitStatus) {
+        const std::vector<std::string> words(argv + 1, argv + argc);
         try {
+            for (const std::string& word : words)
+                if (isShortOfADash(word))
+                    throw CLI::ParseError(unknown(word, optionsOf(&app_)), kUsage);
             app_.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
+            const bool json = std::ranges::any_of(
+                words, [](const std::string& word) { return word == "-j" || word == "--json"; });
+            if (json && error.get_exit_code() != 0)
+                std::cout << errorJson(kWrongUsage, mistakeText(&app_, error));
             exitStatus = app_.exit(error) == 0 ? 0 : kUsage;
             return false;
         }

@@ -20,7 +20,9 @@ namespace {
 
 enum ExitStatus : int { kRefused = 1, kUsage = 2 };
 
-int fail(const cli::Line& line, u32 status, const std::string& message, ExitStatus exitStatus) {
+/// @param status  of the daemon, or a name for a failure of our own
+template <typename Status>
+int fail(const cli::Line& line, Status status, const std::string& message, ExitStatus exitStatus) {
     if (line.json)
         std::cout << cli::errorJson(status, message);
     std::cerr << "mvrpctl: " << message << "\n";
@@ -47,9 +49,9 @@ int run(const cli::Line& line) {
     } catch (const cli::RefusedError& error) {
         return fail(line, error.status, error.what(), kRefused);
     } catch (const cli::UsageError& error) {
-        return fail(line, 0, error.what(), kUsage);
+        return fail(line, cli::kWrongUsage, error.what(), kUsage);
     } catch (const cli::ConnectionError& error) {
-        return fail(line, 0, error.what(), kUsage);
+        return fail(line, cli::kNoConnection, error.what(), kUsage);
     }
 }
 

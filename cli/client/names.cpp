@@ -33,6 +33,21 @@ constexpr Name kRegistrarTable[] = {
     {REG_STATE_MT, "MT"},
     {REG_STATE_INF, "INF"},
 };
+constexpr Name kStatuses[] = {
+    {kStatusOk, "done"},
+    {number(platform::HostStatus::NoSuchPort), "noSuchPort"},
+    {number(platform::HostStatus::Exists), "exists"},
+    {number(platform::HostStatus::BadArgument), "badArgument"},
+    {number(platform::HostStatus::Unsupported), "unsupported"},
+    {MVRP_ERR_NO_MEMORY, "noRoom"},
+    {MVRP_ERR_NO_PORT, "mvrpOffOnPort"},
+    {MVRP_ERR_POOL_BUSY, "poolsBusy"},
+    {MVRP_ERR_UNREADABLE, "portUnreadable"},
+    {MVRP_ERR_DISABLED, "mvrpOff"},
+    {MVRP_ERR_NOT_ELIGIBLE, "portNotEligible"},
+    {MVRP_ERR_RANGE, "outOfRange"},
+    {kStatusFailed, "refused"},
+};
 constexpr Name kVlanKindTable[] = {
     {number(QorVlanType::Static), "static"},
     {number(QorVlanType::Dynamic), "dynamic"},
@@ -134,6 +149,11 @@ std::optional<u32> parseDebugMask(std::string_view text) {
         start = comma + 1;
     }
     return mask;
+}
+
+std::string_view statusName(u32 status) {
+    const auto found = std::ranges::find(kStatuses, status, &Name::value);
+    return found == std::end(kStatuses) ? "unknown" : found->text;
 }
 
 std::string statusText(u32 status) {

@@ -50,4 +50,7 @@ std::optional<u32> parseDebugMask(std::string_view text);
 /// What a status other than 0 means, for a person.
 std::string statusText(u32 status);
 
+/// One word for a status, for a program: "noSuchPort"; "unknown" for one that has none.
+std::string_view statusName(u32 status);
+
 }  // namespace cli

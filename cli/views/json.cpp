@@ -174,7 +174,11 @@ std::string doneJson() {
 }
 
 std::string errorJson(u32 status, const std::string& message) {
-    return finished({{"status", status}, {"error", message}});
+    return finished({{"status", status}, {"statusName", statusName(status)}, {"error", message}});
+}
+
+std::string errorJson(std::string_view name, const std::string& message) {
+    return finished({{"status", 0}, {"statusName", name}, {"error", message}});
 }
 
 }  // namespace cli

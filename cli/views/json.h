@@ -40,6 +40,10 @@ std::string replyJson(u32 status, const std::string& hexValue);
 
 /// Of a change that was made, and of a failure.
 std::string doneJson();
+inline constexpr std::string_view kWrongUsage = "wrongUsage";
+inline constexpr std::string_view kNoConnection = "noConnection";
 std::string errorJson(u32 status, const std::string& message);
+/// Of a mistake in the command line, or of a daemon that was not reached: nobody gave a status.
+std::string errorJson(std::string_view name, const std::string& message);
 
 }  // namespace cli

@@ -97,6 +97,24 @@ class Mistakes(Mvrpctl):
         self.assertEqual(answer["status"], 0x04040003)
         self.assertIn("200 to 6000", answer["error"])
 
+    def test_a_wrong_command_line_is_json_where_json_was_asked_for(self):
+        for line in ("-j shwo", "shwo --json", "-j show prt", "-j --patience 0 show"):
+            done = self.switch.control(line)
+            self.assertEqual(done.returncode, 2)
+            answer = json.loads(done.stdout)
+            self.assertEqual(answer["statusName"], "wrongUsage")
+            self.assertIn(answer["error"], done.stderr)
+
+    def test_a_word_that_is_nearly_one_is_guessed(self):
+        for line, guess in (("shwo", "show"), ("show prt", "port"), ("-json show", "--json"),
+                            ("show --jsn", "--json")):
+            self.assertIn(f"is not known here (did you mean {guess}?)", self.switch.control(line).stderr)
+
+    def test_a_value_out_of_range_is_answered_with_the_range_and_no_commands(self):
+        error = self.switch.control("--patience 0 show").stderr
+        self.assertIn("1 to 3600", error)
+        self.assertNotIn("corrections", error)
+
     def test_without_a_daemon_it_says_so(self):
         self.switch.stop()
         self.assert_refused("show", 2, "cannot connect", "is mvrp running?")

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "cli/views/json.h"
+#include "platform/contract/management.h"
 #include "platform/contract/qor_vlan.h"
 
 namespace {
@@ -120,7 +121,11 @@ TEST(ErrorJson, HoldsTheStatusAndTheText) {
     const json error = json::parse(errorJson(22, "no \"such\" thing"));
     EXPECT_EQ(error["version"], 1);
     EXPECT_EQ(error["status"], 22);
+    EXPECT_EQ(error["statusName"], "badArgument");
     EXPECT_EQ(error["error"], "no \"such\" thing");
+    EXPECT_EQ(json::parse(errorJson(MVRP_ERR_NO_MEMORY, ""))["statusName"], "noRoom");
+    EXPECT_EQ(json::parse(errorJson(7, ""))["statusName"], "unknown");
+    EXPECT_EQ(json::parse(errorJson(kWrongUsage, ""))["statusName"], "wrongUsage");
 }
 
 }  // namespace
