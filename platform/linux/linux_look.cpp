@@ -40,12 +40,29 @@ std::vector<u32> reportBounced(const SwitchState& before, const SwitchState& aft
     return bounced;
 }
 
+/// Whether a port is none of the bridge any more, or came anew under its old index.
+bool isGone(const SwitchPort& port, const BridgeBook& now, const Churn& churn) {
+    return now.find(port.unit) == nullptr || contains(churn.gone, port.unit);
+}
+
+/// What ports that went may have registered although they did not permit it.
+VlanBitmap notPermittedAtGone(const SwitchState& before, const BridgeBook& now,
+                              const Churn& churn) {
+    VlanBitmap all{};
+    for (const SwitchPort& port : before.ports)
+        if (isGone(port, now, churn) && (port.mvrp || port.gvrp))
+            all = vlanUnion(all, vlanDifference(vlanRange(kFirstVlan, kLastVlan),
+                                                vlanUnion(port.tagged, port.untagged)));
+    return all;
+}
+
 /// Dynamic VLANs whose members went with their ports exist no more. The daemon has to hear that:
 /// that a port is gone does not make it withdraw what the others declare because of it.
-void eraseOrphans(const SwitchState& before, const Churn& churn, SwitchState& state) {
-    VlanBitmap left{};
+/// @param left  VLANs that go, too, where they have no members
+void eraseOrphans(const SwitchState& before, const BridgeBook& now, const Churn& churn,
+                  VlanBitmap left, SwitchState& state) {
     for (const SwitchPort& port : before.ports)
-        if (state.find(port.unit) == nullptr || contains(churn.gone, port.unit))
+        if (isGone(port, now, churn))
             left = vlanUnion(left, port.dynamic);
     state.eraseVlans(state.withoutMembers(left));
 }
@@ -135,10 +152,18 @@ void LinuxSwitch::look(const Churn& told) {
     const VlanBitmap before = staticVlans_;
     staticVlans_ = book_.staticVlans(config_.vlanOne);
     beginLinger(vlanDifference(before, staticVlans_));
+    VlanBitmap left{};
+    if (!barsRegistrations()) {
+        const std::lock_guard lock(mutex_);
+        left = notPermittedAtGone(state_, book_, churn);
+    }
+    // The daemon is told the end of a VLAN that existed. One of these that somebody declares at
+    // another port, which does not permit it either, is declared anew with his next LeaveAll.
+    createDynamic(left);
     {
         const std::lock_guard lock(mutex_);
         SwitchState state = stateOf(book_, churn);
-        eraseOrphans(state_, churn, state);
+        eraseOrphans(state_, book_, churn, left, state);
         if (!churn.gone.empty()) {
             // An interface that came anew under its old index is another port.
             SwitchState without = state_;

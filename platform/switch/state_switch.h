@@ -76,6 +76,8 @@ class StateSwitch : public SwitchDriver {
         if (admission_)
             keepRegistered(before, dynamicVlans, next);
     }
+    /// Whether the permit list bars registrations, too.
+    bool barsRegistrations() const { return admission_; }
     /// @pre mutex_ is held
     bool takesPart(const SwitchPort& port) const {
         return role_ == HostRole::Active && (port.mvrp || port.gvrp);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Ports and bridges that come and go, links, and the spanning tree.
+#include <algorithm>
+
 #include "tests/unit/linux/linux_harness.h"
 
 namespace platform::testing {
@@ -72,6 +74,73 @@ TEST_F(LinuxPorts, AVlanThatAnotherPortIsAMemberOfOutlivesThePort) {
     EXPECT_EQ(node.settle(), messages);
     EXPECT_EQ(node.type(21), kDynamicType);
     EXPECT_EQ(node.carried(kEth1), "1,21");
+}
+
+/// VLAN 30 is registered at eth0, which does not permit it: no port is a member of it.
+class LinuxNotPermitted : public LinuxPorts {
+  protected:
+    void SetUp() override {
+        LinuxPorts::SetUp();
+        LinuxBridgeConfig next = node.config;
+        LinuxPortRule rule;
+        rule.pattern = "eth0";
+        rule.permit = vlanRange(1, 25);
+        next.rules = {rule};
+        node.driver->reconfigure(next);
+        node.log.take();
+        ASSERT_TRUE(node.driver->createDynamic(vlanSet({30})));
+    }
+};
+
+TEST_F(LinuxNotPermitted, WhatADeletedPortHadRegisteredIsGoneWithIt) {
+    node.kernel.deleteLink(kEth0);
+    const std::vector<Message> messages = node.settle();
+    const auto isTold = [&messages](const Message& message) {
+        return std::ranges::find(messages, message) != messages.end();
+    };
+    EXPECT_TRUE(isTold(vlanDeleted(20)) && isTold(vlanDeleted(21)));
+    EXPECT_TRUE(isTold(vlanDeleted(30)));
+    EXPECT_TRUE(isTold(vlanDeleted(40))) << "which the switch has never heard of";
+    EXPECT_FALSE(isTold(vlanDeleted(22))) << "permitted, and nobody was a member";
+    QorIndexInfo info{};
+    EXPECT_TRUE(node.driver->describeIndex(kVlanInterfaceBase + 40, info));
+    EXPECT_EQ(info.vid, 40U);
+}
+
+TEST_F(LinuxNotPermitted, WhatAPortHadRegisteredThatIsTakenOutIsGoneWithIt) {
+    node.kernel.release(kEth0);
+    node.settle();
+    EXPECT_EQ(node.type(30), 0U);
+}
+
+TEST_F(LinuxNotPermitted, WhatAnotherPortIsAMemberOfStays) {
+    node.enable(kEth1);
+    ASSERT_TRUE(node.learn(kEth1, vlanSet({30})));
+    node.kernel.deleteLink(kEth0);
+    node.settle();
+    EXPECT_EQ(node.type(30), kDynamicType);
+}
+
+TEST_F(LinuxNotPermitted, WhereThePermitListBarsRegistrationsItWasNotRegisteredThere) {
+    node.driver->setAdmission(true);
+    node.kernel.deleteLink(kEth0);
+    node.settle();
+    EXPECT_EQ(node.type(30), kDynamicType) << "somebody is about to become a member";
+}
+
+TEST_F(LinuxNotPermitted, APortThatTookNoPartHadRegisteredNothing) {
+    node.kernel.addLink(kTap, "eth0.1");
+    node.kernel.enslave(kTap, kBridge);
+    LinuxBridgeConfig next = node.config;
+    LinuxPortRule rule;
+    rule.pattern = "eth0.1";
+    rule.permit = vlanRange(1, 25);
+    next.rules = {rule};
+    node.driver->reconfigure(next);
+    node.settle();
+    node.kernel.deleteLink(kTap);
+    node.settle();
+    EXPECT_EQ(node.type(30), kDynamicType);
 }
 
 TEST_F(LinuxPorts, APortTakenOutKeepsNoGuard) {
