@@ -9,7 +9,7 @@
 #include <span>
 
 #include "cli/views/json.h"
-#include "platform/config/config_reader.h"
+#include "platform/model/nearest_word.h"
 
 namespace cli {
 

@@ -24,8 +24,6 @@ struct ConfigWord {
     u32 value;
 };
 
-/// @return the word most like `word`, or nothing when none is like it
-std::string_view nearestWord(std::string_view word, std::span<const std::string_view> words);
 /// The words with ", " between them.
 std::string joinedWords(std::span<const std::string_view> words);
 /// How a value is named in a problem: "text \"x\"", "5", "a table".

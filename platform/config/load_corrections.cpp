@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "platform/config/load_sections.h"
+#include "platform/model/nearest_word.h"
 
 namespace platform {
 namespace {
