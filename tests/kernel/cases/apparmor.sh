@@ -75,7 +75,9 @@ ask switch port record h1 ''
 [[ -s $scratch/outside/mine.pcap ]]
 record /run/mvrp/own.pcap
 record ''
-kill -HUP "$(pgrep -f 'platform/host/mvrp --config /run/mvrp/mvrp.toml')"
+# As the unit does it, with the profile as well.
+at b1 aa-exec --profile mvrp -- /bin/kill -HUP "$(pgrep -f 'platform/host/mvrp --config /run/mvrp/mvrp.toml')"
+expect 5 has 'was read again' cat "$scratch/log"
 has 'ports' ask -j show ports
 [[ $(denied) == "$before" ]] || { dmesg | grep DENIED && fail 'the profile denies what the daemon needs'; }
 
