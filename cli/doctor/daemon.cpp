@@ -95,6 +95,29 @@ void examineCable(const PortView& view, std::vector<Finding>& findings) {
          isWant ? std::vector<std::string>{"systemctl edit mvrp"} : std::vector<std::string>{}});
 }
 
+/// Another port of this switch is at the other end.
+void examineLoop(const DaemonFacts& daemon, const PortView& view, std::vector<Finding>& findings) {
+    if (view.port.loopWith == 0)
+        return;
+    const std::string name = view.port.name.data();
+    const auto other = std::ranges::find(daemon.ports, view.port.loopWith,
+                                         [](const PortView& each) { return each.port.unit; });
+    const bool itself = view.port.loopWith == view.port.unit;
+    findings.push_back(
+        {Severity::Error,
+         "loop",
+         name,
+         "frames that " +
+             (itself                        ? "it sent itself"
+              : other == daemon.ports.end() ? "port " + std::to_string(view.port.loopWith) + " sent"
+                                            : std::string(other->port.name.data()) + " sent") +
+             " come in: " +
+             (itself ? "its cable"
+                     : "the two ports of this switch are connected, or what is between them") +
+             " loops. The port takes no part until they stop",
+         {"mvrpctl show port " + name}});
+}
+
 void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {
     if (daemon.global.host.role == static_cast<u32>(platform::HostRole::Standby))
         findings.push_back({Severity::Note,
@@ -120,6 +143,7 @@ void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) 
                             {"mvrpctl show ports", "mvrpctl set port PORT enable on"}});
     for (const PortView& view : daemon.ports) {
         examineCable(view, findings);
+        examineLoop(daemon, view, findings);
         if (view.settings && view.settings->enabled)
             examineTimes(view, findings);
     }

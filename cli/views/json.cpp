@@ -26,6 +26,7 @@ Json countersOf(const platform::PortCountersRecord& c) {
         {"droppedTunnel", c.droppedTunnel},
         {"sendFailed", c.sendFailed},
         {"droppedBudget", c.droppedBudget},
+        {"droppedLoop", c.droppedLoop},
     };
 }
 
@@ -60,6 +61,7 @@ Json portOf(const PortView& view) {
         {"mtu", port.mtu},
         {"cable", port.cable.data()},
         {"cableError", port.cableError == 0 ? Json(nullptr) : Json(cableErrorText(port))},
+        {"loopWith", port.loopWith == 0 ? Json(nullptr) : Json(port.loopWith)},
         {"memberOf", port.aggregation == 0 ? Json(nullptr) : Json(port.aggregation)},
         {"eligible", port.eligible == 1},
         {"mvrpProtocol", (port.protocols & 1U) != 0},

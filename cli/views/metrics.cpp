@@ -88,6 +88,14 @@ void addPorts(Writer& writer, const std::vector<PortView>& ports) {
                   "from forwarding protocol frames.");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.port.guardLost);
+    writer.family(
+        "port_loop_with", "gauge",
+        "Port of the same switch whose frames come in, so that it takes no part; 0: none.");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.port.loopWith);
+    writer.family("port_looped_frames", "counter", "Frames that this switch itself had sent.");
+    for (const PortView& view : ports)
+        writer.sample(portLabel(view.port), view.counters.droppedLoop);
     writer.family("port_enabled", "gauge", "Whether MVRP is on (1) at the port.");
     for (const PortView& view : ports)
         writer.sample(portLabel(view.port), view.settings && view.settings->enabled ? 1 : 0);

@@ -136,6 +136,10 @@ std::string portText(const PortView& view, const Style& style) {
     Sheet sheet;
     sheet.add("Port", {std::to_string(port.unit) + " " + port.name.data(), Colour::Strong});
     sheet.add("Link", linkCell(port));
+    if (port.loopWith != 0)
+        sheet.add("Loop", {"port " + std::to_string(port.loopWith) +
+                               " of this switch is at the other end: the port takes no part",
+                           Colour::Bad});
     sheet.add("Cable", port.cableError == 0
                            ? orDash(port.cable.data())
                            : Cell{std::string(port.cable.data()) + ", " + cableErrorText(port),
@@ -233,7 +237,7 @@ std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs
 
 std::string countersText(const std::vector<PortView>& ports, const Style& style) {
     Table table({"Port", ">Frames in", ">out", ">Bytes in", ">out", ">Forwarded", ">Ignored",
-                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Over budget",
+                 ">Malformed", ">Overflow", ">Not enabled", ">Tunnelled", ">Over budget", ">Looped",
                  ">Send failed"});
     for (const PortView& view : ports) {
         const platform::PortCountersRecord& c = view.counters;
@@ -244,7 +248,8 @@ std::string countersText(const std::vector<PortView>& ports, const Style& style)
                    std::to_string(c.bytesIn), std::to_string(c.bytesOut),
                    std::to_string(c.forwarded), std::to_string(c.ignored), bad(c.droppedMalformed),
                    bad(c.droppedOverflow), std::to_string(c.droppedDisabled),
-                   std::to_string(c.droppedTunnel), bad(c.droppedBudget), bad(c.sendFailed)});
+                   std::to_string(c.droppedTunnel), bad(c.droppedBudget), bad(c.droppedLoop),
+                   bad(c.sendFailed)});
     }
     return table.empty() ? "The switch has no ports.\n" : table.print(style);
 }

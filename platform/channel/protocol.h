@@ -102,6 +102,7 @@ struct SwitchPortRecord {
     u32 cableError;     ///< errno value of what keeps the cable from working, 0 nothing
     u32 guardLost;      ///< how often others took away the port's guard (Linux driver)
     u32 guardDisputed;  ///< 1: they do so again and again, and it is put back with delay
+    u32 loopWith;       ///< unit whose frames came in here, so that it takes no part; 0 none
 };
 
 /// Bits and indices of corrections are those of Correction; places for more than there are.

@@ -157,6 +157,8 @@ struct SwitchConfig {
     LinuxBridgeConfig linuxBridge;  ///< of the Linux driver, which has no `ports`
     /// A port that starts forwarding asks its neighbours to declare again (LeaveAll).
     bool askWhenForwarding = false;
+    /// A port that hears frames of this switch takes no part for a while.
+    bool loopGuard = false;
 
     bool operator==(const SwitchConfig&) const = default;
 };

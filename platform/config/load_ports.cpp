@@ -167,12 +167,14 @@ void loadSwitch(ConfigReader& top, SwitchConfig& network) {
     network.name = table->text("name", kMaxName).value_or(network.name);
     network.askWhenForwarding =
         table->boolean("ask-when-forwarding").value_or(network.driver == DriverKind::LinuxBridge);
+    network.loopGuard =
+        table->boolean("loop-guard").value_or(network.driver == DriverKind::LinuxBridge);
     if (network.driver == DriverKind::LinuxBridge)
         loadLinuxSwitch(*table, network.linuxBridge);
     else
-        table->refuseKeys(
-            kLinuxSwitchKeys,
-            "belongs to driver = \"linux\"; allowed: driver, name, ask-when-forwarding");
+        table->refuseKeys(kLinuxSwitchKeys,
+                          "belongs to driver = \"linux\"; allowed: driver, name, "
+                          "ask-when-forwarding, loop-guard");
     table->finish();
 }
 

@@ -114,6 +114,7 @@ bool Host::start(std::string& error) {
     installCorrections(&corrections_);
     switch_.setAdmission(correctionsWanted().has(Correction::Admission));
     switch_.setLinkListener([this](u32 unit) { frames_.linkCameUp(unit); });
+    frames_.setHold([this](u32 unit, bool held) { switch_.hold(unit, held); });
     observation_.install(dispatcher_);
     dispatcher_.onDone([this](const RequestHeader& header) { settingChanged(header); });
     if (!startDriver(error))

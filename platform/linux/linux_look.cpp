@@ -31,7 +31,7 @@ std::vector<u32> reportBounced(const SwitchState& before, const SwitchState& aft
     for (const SwitchPort& port : after.ports) {
         const SwitchPort* old = before.find(port.unit);
         const bool was = contains(churn.bounced, port.unit) || contains(churn.removed, port.unit);
-        if (was && old != nullptr && old->linkUp && port.linkUp) {
+        if (was && old != nullptr && old->isUp() && port.isUp()) {
             batch.linkState(port.unit, false);
             batch.linkState(port.unit, true);
             bounced.push_back(port.unit);

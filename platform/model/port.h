@@ -29,6 +29,7 @@ struct PortCountersRecord {
     u64 forwarded;      ///< frames of a port that takes no part, sent out of other ports
     u64 ignored;        ///< other destination or type, or VLAN-tagged
     u64 droppedBudget;  ///< more PDUs than the port takes a second
+    u64 droppedLoop;    ///< this switch had sent them: the port is connected to one of its own
 };
 
 /// One VLAN of a port, by VLAN ID - 1.

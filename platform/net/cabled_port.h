@@ -54,6 +54,9 @@ struct PduBudget {
 struct CabledPort {
     PortAnswers answers;
 
+    /// Source of the frames that the unit sent last, see FrameNet::noteOwnAddress().
+    u64 ownAddress = 0;
+
     // Of the unit that the daemon knows: a port, or an aggregation for its members.
     WireForm form = WireForm::Native;
     u32 heard = 0;           ///< WireForm of the last MVRP frame received, 0 none
@@ -76,6 +79,13 @@ struct CabledPort {
     /// errno value of what keeps the cable from being opened, or from being sent into; 0: nothing.
     int cableError = 0;
     bool awaited = false;  ///< `cable` is null and is opened as soon as that is possible
+    /// Frames of this switch come in.
+    struct Loop {
+        u32 with = 0;  ///< unit that sent them
+        u64 untilUs = 0;
+        bool held = false;  ///< the switch knows
+    };
+    std::optional<Loop> loop;
     std::unique_ptr<Recording> recorder;
     std::shared_ptr<Replay> replay;
 

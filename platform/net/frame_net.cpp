@@ -66,6 +66,7 @@ bool FrameNet::reconfigure(const SwitchConfig& config, std::string& error) {
         if (findPort(config, unit) == nullptr)
             forget(unit);
     asksWhenForwarding_ = config.askWhenForwarding;
+    guardLoops(config.loopGuard);
     SwitchConfig applied = config;
     std::erase_if(applied.ports, [&](const PortConfig& port) {
         std::string reason;
@@ -190,6 +191,7 @@ bool FrameNet::install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cab
     std::swap(cabled.cable, cable);
     cabled.awaited = false;
     cabled.cableError = 0;
+    endLoop(cabled);
     // Whoever is at the other end now has not been heard yet.
     cabled.heard = 0;
     cabled.heardIeee = false;
@@ -227,6 +229,7 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
                 return 0;
         }
         port = answers.egress;
+        noteOwnAddress(unit, own, frame);
         CabledPort& cabled = cabledPort(port);
         record(cabled, sent);
         cable = cabled.cable;
@@ -265,8 +268,9 @@ CableState FrameNet::cableState(u32 unit) const {
     state.cable = formatCable({});
     if (found != ports_.end()) {
         const CabledPort& cabled = found->second;
-        state = {cabled.form, cabled.heard, cabled.peer, formatCable(cabled.cableConfig),
-                 cabled.cableError};
+        state = {cabled.form,       cabled.heard,
+                 cabled.peer,       formatCable(cabled.cableConfig),
+                 cabled.cableError, cabled.loop ? cabled.loop->with : 0};
     }
     return state;
 }
@@ -341,6 +345,12 @@ void FrameNet::forget(u32 unit) {
         return;
     if (found->second.cable != nullptr)
         epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, found->second.cable->descriptor(), nullptr);
+    forgetOwnAddress(unit, found->second);
+    if (const auto& loop = found->second.loop; loop && loop->held) {
+        letGo_.push_back({unit, loop->with, false});
+        looping_ = true;
+        wake();
+    }
     ports_.erase(found);
     if (unit < nearPorts_.size())
         nearPorts_[unit] = nullptr;

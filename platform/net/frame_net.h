@@ -16,9 +16,11 @@
 
 #include <array>
 #include <atomic>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/config/host_config.h"
@@ -48,6 +50,12 @@ class FrameNet final : public FrameTransmitter, public PortCables {
 
     /// Where requests may name files and sockets. Before start(); nowhere unless it is called.
     void setPlaces(RequestPlaces places) { places_ = std::move(places); }
+
+    /// Has a port count as down, or not any more: StateSwitch::hold(). Called by the receive thread
+    /// without a lock. Before start(); a guard against loops does nothing without it.
+    void setHold(std::function<void(u32 unit, bool held)> hold) { hold_ = std::move(hold); }
+    /// How long a port that heard frames of this switch takes no part after the last of them.
+    void setLoopTime(u64 us) { loopTimeUs_ = us; }
 
     /// Plugs the configured cables in and starts the receive thread.
     /// @return false with the reason in `error`: nothing runs then
@@ -137,6 +145,21 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Has the neighbours asked, and the daemon renew, a second after what was lost last.
     /// @pre mutex_ is held
     void askWhenCalm(CabledPort& cabled);
+    // Against loops: frame_net_loop.cpp.
+    /// Keeps what a unit sends as, so that it is known when it comes back. @pre mutex_ is held
+    void noteOwnAddress(u32 unit, CabledPort& own, std::span<const u8> frame);
+    /// @pre mutex_ is held
+    void forgetOwnAddress(u32 unit, const CabledPort& own);
+    /// Whether a frame is one of this switch: then it is counted, and its port is to be held.
+    /// @pre mutex_ is held
+    bool isLooped(CabledPort& cabled, const FramePolicy& policy, std::span<const u8> bytes);
+    /// Turns the guard on or off: off, no port is held any more.
+    void guardLoops(bool on);
+    /// Ends a loop as soon as the receive thread looks. @pre mutex_ is held
+    void endLoop(CabledPort& cabled);
+    /// Holds ports and lets them go. @return ms until the next is due, -1 when none
+    int runLoops();
+    void changeHold(u32 unit, u32 with, bool held);
     /// Whether a PDU is beyond the port's budget; when the PDUs calm, the neighbours are asked.
     /// @pre mutex_ is held
     bool isOverBudget(CabledPort& cabled);
@@ -168,6 +191,13 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::map<u32, CabledPort> ports_;  ///< guarded by mutex_
     /// Where what is kept for low units is, once it was asked for; guarded by mutex_.
     std::array<CabledPort*, 1024> nearPorts_{};
+    struct HoldChange {
+        u32 unit;
+        u32 with;
+        bool held;
+    };
+    std::vector<HoldChange> letGo_;              ///< of ports that are forgotten; guarded by mutex_
+    std::unordered_map<u64, u32> ownAddresses_;  ///< unit by address; guarded by mutex_
     /// Whether a port may have a capture that is fed into it: set with mutex_ held, looked at
     /// without.
     std::atomic<bool> replaying_{false};
@@ -183,7 +213,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::vector<std::pair<u32, bool>> dueAsks_;    ///< unit, and whether to renew
     std::vector<std::pair<u32, u32>> overBudget_;  ///< unit, and its budget
     std::vector<std::pair<u32, CableConfig>> awaited_;
-    u64 nextTryUs_ = 0;      ///< to open cables
+    std::vector<HoldChange> holdChanges_;  ///< empty but in runLoops()
+    u64 nextTryUs_ = 0;                    ///< to open cables
     bool watching_ = false;  ///< a cable had an error: its interface is down, or is going
     u64 lastFrameUs_ = 0;
     u64 framesSinceUs_ = 0;  ///< the first frame that the observer has not looked around after
@@ -194,6 +225,10 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::atomic<bool> asksWhenForwarding_{false};
     std::atomic<bool> asking_{false};    ///< a port may have an ask
     std::atomic<bool> awaiting_{false};  ///< a port may wait for its cable
+    std::atomic<bool> guardsLoops_{false};
+    std::atomic<bool> looping_{false};  ///< a port may have a loop
+    u64 loopTimeUs_ = 30'000'000;       ///< longer than the standard time of LeaveAlls
+    std::function<void(u32 unit, bool held)> hold_;
     std::thread thread_;
 };
 

@@ -45,7 +45,7 @@ void FrameNet::receiveLoop() {
     std::array<epoll_event, kMostEvents> events;
     while (running_) {
         int waitMs = sooner(runReplays(), runAsks());
-        waitMs = sooner(waitMs, sooner(lookAround(), runAwaited()));
+        waitMs = sooner(waitMs, sooner(lookAround(), sooner(runAwaited(), runLoops())));
         const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
         for (int i = 0; i < count; ++i) {
             const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
@@ -172,6 +172,8 @@ bool FrameNet::handleArrived(u32 port, std::span<const u8> bytes, bool tagged) {
     CabledPort& cabled = cabledPort(port);
     const FramePolicy policy = answersOf(port, cabled).policy;
     record(cabled, bytes);
+    if (isLooped(cabled, policy, bytes))
+        return false;
     if (policy.unit == 0 || !policy.linkUp || !policy.active) {
         ++cabled.counters.droppedDisabled;
         return false;

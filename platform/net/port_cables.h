@@ -22,6 +22,7 @@ struct CableState {
     MacAddress peer{};                 ///< source of the last protocol frame received
     std::string cable;                 ///< as the configuration writes it
     int cableError = 0;                ///< errno value of what keeps it from working; 0: nothing
+    u32 loopWith = 0;                  ///< unit whose frames come in here; 0: none
 };
 
 class PortCables {

@@ -49,6 +49,7 @@ SwitchPortRecord recordOf(const PortSummary& port, const PortCables* cables) {
     record.cableError = static_cast<u32>(cable.cableError);
     record.guardLost = port.guardLost;
     record.guardDisputed = port.guardDisputedUntilMs > monotonicMs() ? 1 : 0;
+    record.loopWith = cable.loopWith;
     return record;
 }
 

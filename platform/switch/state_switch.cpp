@@ -249,7 +249,7 @@ FramePolicy StateSwitch::framePolicy(u32 port) const {
     policy.unit = counted.unit;
     policy.forwarded = forwards_;
     policy.active = role_ == HostRole::Active;
-    policy.linkUp = own->linkUp && counted.linkUp;
+    policy.linkUp = own->isUp() && counted.isUp();
     policy.mvrp = counted.mvrp;
     policy.gvrp = counted.gvrp;
     return policy;
@@ -258,14 +258,14 @@ FramePolicy StateSwitch::framePolicy(u32 port) const {
 u32 StateSwitch::egressPort(u32 unit) const {
     const std::lock_guard lock(mutex_);
     const SwitchPort* port = state_.find(unit);
-    if (port == nullptr || !port->linkUp)
+    if (port == nullptr || !port->isUp())
         return 0;
     if (!aggregated_)
         return unit;
     bool hasMembers = false;
     for (const SwitchPort& member : state_.ports) {
         if (member.aggregation == unit) {
-            if (member.linkUp)
+            if (member.isUp())
                 return member.unit;
             hasMembers = true;
         }
@@ -301,7 +301,29 @@ void StateSwitch::deliver(const RouteBatch& batch) {
     newlyUp_.clear();
 }
 
+void StateSwitch::hold(u32 unit, bool held) {
+    const std::lock_guard serial(changeMutex_);
+    RouteBatch batch;
+    {
+        const std::lock_guard lock(mutex_);
+        SwitchPort* port = state_.find(unit);
+        if (port == nullptr || port->held == held)
+            return;
+        const SwitchState before = state_;
+        port->held = held;
+        reportDifferences(before, state_, batch);
+        for (const SwitchPort& each : state_.ports)
+            if (!before.linkUp(*before.find(each.unit)) && state_.linkUp(each))
+                noteCameUp(each.unit);
+        countChange();
+    }
+    deliver(batch);
+}
+
 void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
+    for (SwitchPort& port : next.ports)
+        if (const SwitchPort* old = state_.find(port.unit))
+            port.held = old->held;
     reportDifferences(state_, next, batch);
     for (const SwitchPort& port : next.ports) {
         const SwitchPort* old = state_.find(port.unit);

@@ -34,6 +34,9 @@ class StateSwitch : public SwitchDriver {
     /// it was delivered; with changeMutex_ held. Set before other threads run.
     void setLinkListener(std::function<void(u32 unit)> cameUp) { cameUp_ = std::move(cameUp); }
 
+    /// Has a port count as down, to the daemon and for frames, until it is let go, or deleted.
+    void hold(u32 unit, bool held);
+
     bool portState(u32 unit, PortState& state) const override;
     const SwitchFacts* facts() const override { return &facts_; }
     bool portName(u32 unit, std::string& name) const override;

@@ -92,12 +92,12 @@ VlanBitmap SwitchState::vlans(QorVlanType type) const {
 }
 
 bool SwitchState::linkUp(const SwitchPort& port) const {
-    if (!port.linkUp || port.endType != QorEndType::Aggregation)
-        return port.linkUp;
+    if (!port.isUp() || port.endType != QorEndType::Aggregation)
+        return port.isUp();
     bool hasMembers = false;
     for (const SwitchPort& member : ports) {
         if (member.aggregation == port.unit) {
-            if (member.linkUp)
+            if (member.isUp())
                 return true;
             hasMembers = true;
         }

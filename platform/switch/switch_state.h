@@ -28,6 +28,7 @@ struct SwitchPort {
     u32 unit = 0;
     QorEndType endType = QorEndType::Port;
     bool linkUp = true;    ///< of the port itself; see SwitchState::linkUp()
+    bool held = false;     ///< it counts as down whatever its link, see StateSwitch::hold()
     bool eligible = true;  ///< as configured; see SwitchState::eligible()
     bool mvrp = false;     ///< protocol kProtocolMvrp enabled
     bool gvrp = false;     ///< protocol kProtocolGvrp enabled
@@ -45,6 +46,8 @@ struct SwitchPort {
     RecentlyAdmitted admitted;
     u32 guardLost = 0;             ///< as PortSummary
     u64 guardDisputedUntilMs = 0;  ///< as PortSummary
+
+    bool isUp() const { return linkUp && !held; }
 };
 
 struct SwitchState {

@@ -10,7 +10,7 @@ from support import Channel
 from test_service import ServiceTest
 
 PORT_LIST, CONFIG_APPLY, FORCE = 257, 326, 1
-PORT_RECORD = struct.Struct("=10I6s6s64s240sI")
+PORT_RECORD = struct.Struct("=10I6s6s64s240sIIII")
 MVRP_BIT = 1
 FORCE_ADVICE = "use `mvrpctl config apply --force` if that is meant"
 

@@ -191,6 +191,8 @@ std::vector<std::string> configChanges(const HostConfig& before, const HostConfi
     addChange(lines, "[switch] name", before.network.name, next.network.name);
     addChange(lines, "[switch] ask-when-forwarding", yesNo(before.network.askWhenForwarding),
               yesNo(next.network.askWhenForwarding));
+    addChange(lines, "[switch] loop-guard", yesNo(before.network.loopGuard),
+              yesNo(next.network.loopGuard));
     addPorts(lines, before.network, next.network);
     addLinux(lines, before.network.linuxBridge, next.network.linuxBridge);
     addManagement(lines, before.management, next.management);

@@ -269,6 +269,8 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { uplinkOf(facts).counters.droppedOverflow = 2; }},
     {"send-failed", Severity::Warning, "uplink", "mvrpctl show counters",
      [](DoctorFacts& facts) { uplinkOf(facts).counters.sendFailed = 2; }},
+    {"loop", Severity::Error, "uplink", "mvrpctl show port uplink",
+     [](DoctorFacts& facts) { uplinkOf(facts).port.loopWith = 7; }},
     {"nothing-registered", Severity::Note, "uplink", "mvrpctl show port uplink",
      [](DoctorFacts& facts) { uplinkOf(facts).registered = {}; }},
     {"kernel-declares", Severity::Error, "uplink", "ip link set dev v10 type vlan mvrp off",

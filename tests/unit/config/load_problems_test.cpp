@@ -116,6 +116,7 @@ const WrongFile kWrongFiles[] = {
      "leave-time is 600 with a join-time of 400", "twice the join-time"},
     {"Times", "[management]\ntimes = \"fast\"", 2, 9, "\"fast\"", "\"standard\", \"daemon\""},
     {"AskWhenForwarding", "[switch]\nask-when-forwarding = 1", 2, 23, "1", "true or false"},
+    {"LoopGuard", "[switch]\nloop-guard = \"on\"", 2, 14, "\"on\"", "true or false"},
     {"MaxVlansWithoutAdmission", "[[port]]\nunit = 1\nmax-vlans = 10", 3, 13,
      "max-vlans without the correction admission", "corrections with \"admission\" in [mvrp]"},
     {"MaxVlans", "mvrp = {corrections = \"all\"}\n[[port]]\nunit = 1\nmax-vlans = 4095", 4, 13,

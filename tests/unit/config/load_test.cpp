@@ -228,6 +228,7 @@ TEST(Config, ALinuxBridgeNeedsItsNameOnly) {
     EXPECT_EQ(bridge.vlanOne, VlanOne::AsFound);
     EXPECT_FALSE(bridge.lingerMs);
     EXPECT_TRUE(config.network.askWhenForwarding);
+    EXPECT_TRUE(config.network.loopGuard);
 }
 
 TEST(Config, APortOfALinuxBridgeThatTakesPartSwitchesTheProtocolOn) {
@@ -251,6 +252,7 @@ TEST(Config, ALinuxBridgeCanBeAskedForTheOldDefaults) {
         vlan-1 = "always"
         linger = 0
         ask-when-forwarding = false
+        loop-guard = false
         [management]
         times = "daemon"
         [[port]]
@@ -265,6 +267,7 @@ TEST(Config, ALinuxBridgeCanBeAskedForTheOldDefaults) {
     EXPECT_EQ(bridge.vlanOne, VlanOne::Always);
     EXPECT_EQ(bridge.lingerMs, 0U);
     EXPECT_FALSE(config.network.askWhenForwarding);
+    EXPECT_FALSE(config.network.loopGuard);
     const LinuxPortRule& rule = bridge.ruleOf("eth0");
     EXPECT_EQ(rule.wireForm, WireForm::Auto);
     EXPECT_EQ(rule.maxVlans, 4094U);
@@ -300,6 +303,7 @@ TEST(Config, TheSoftwareSwitchHasTheDaemonsTimesUnlessAskedForOthers) {
     EXPECT_EQ(plain.otherPorts, PortManagement{});
     EXPECT_FALSE(plain.management.ports.at(1).joinTime);
     EXPECT_FALSE(plain.network.askWhenForwarding);
+    EXPECT_FALSE(plain.network.loopGuard);
     EXPECT_EQ(plain.network.ports[0].maxVlans, 7U);
     EXPECT_EQ(plain.network.ports[0].maxPdus, 9U);
     EXPECT_EQ(plain.network.ports[1].maxVlans, 0U);
