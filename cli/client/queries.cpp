@@ -153,7 +153,7 @@ bool isDeclaring(u32 applicant) {
 }
 
 GlobalView queryGlobal(Client& client) {
-    const std::array<Request, 7> requests = {
+    const std::array<Request, 8> requests = {
         Request{Number::HostInfo},
         scalarGet(MVRP_SCALAR_ENABLE),
         scalarGet(MVRP_SCALAR_GVRP_COMPLIANCE),
@@ -161,6 +161,7 @@ GlobalView queryGlobal(Client& client) {
         scalarGet(MVRP_SCALAR_ENTRY_NUM),
         Request{Number::ScalarGet, 0, MVRP_SCALAR_VERSION, bytesOf(kVersionBytes)},
         Request{Number::Corrections},
+        Request{Number::StandbyInfo},
     };
     const std::vector<Reply> replies = client.exchange(requests);
     GlobalView view;
@@ -174,6 +175,8 @@ GlobalView queryGlobal(Client& client) {
         view.version = safeText(textOf(replies[5]));
     if (replies[6].status == kStatusOk)
         view.corrections = decode<platform::CorrectionsRecord>(replies[6]);
+    if (replies[7].status == kStatusOk)
+        view.standby = decode<platform::StandbyInfoRecord>(replies[7]);
     return view;
 }
 

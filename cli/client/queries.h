@@ -35,6 +35,8 @@ struct GlobalView {
     std::string version;
     /// Which corrections are on, and how often each has acted; nothing from a daemon without them.
     std::optional<platform::CorrectionsRecord> corrections;
+    /// Of a pair; nothing from a daemon that does not tell.
+    std::optional<platform::StandbyInfoRecord> standby;
 };
 
 /// Settings of a port that runs the protocol. Times in ms.

@@ -11,6 +11,8 @@
 namespace cli {
 namespace {
 
+constexpr u64 kMsPerSecond = 1000;
+
 void examineConfig(const platform::SystemFacts& system, std::vector<Finding>& findings) {
     for (const std::string& problem : system.configProblems)
         findings.push_back({Severity::Error,
@@ -118,13 +120,60 @@ void examineLoop(const DaemonFacts& daemon, const PortView& view, std::vector<Fi
          {"mvrpctl show port " + name}});
 }
 
-void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {
-    if (daemon.global.host.role == static_cast<u32>(platform::HostRole::Standby))
-        findings.push_back({Severity::Note,
-                            "standby",
+void examineStandby(bool activeThere, std::vector<Finding>& findings) {
+    const std::string text = "this is the standby of a pair: it neither sends nor receives";
+    if (activeThere)
+        findings.push_back(
+            {Severity::Note, "standby", "daemon", text + "; its active answers", {}});
+    else
+        findings.push_back({Severity::Warning,
+                            "standby-alone",
                             "daemon",
-                            "this is the standby of a pair: it neither sends nor receives",
-                            {"mvrpctl standby take-over"}});
+                            text + ", and no active answers: nobody speaks for this switch",
+                            {"mvrpctl show", "mvrpctl standby take-over"}});
+}
+
+/// A meeting of two actives is told for so long.
+constexpr u64 kTwoActivesToldMs = 60 * 60 * kMsPerSecond;
+
+void examineTwoActives(const platform::StandbyInfoRecord& pair, std::vector<Finding>& findings) {
+    constexpr u32 kActive = static_cast<u32>(platform::HostRole::Active);
+    if (pair.role == kActive && pair.otherThere != 0 && pair.otherRole == kActive) {
+        findings.push_back({Severity::Error,
+                            "two-actives",
+                            "daemon",
+                            "process " + std::to_string(pair.otherProcess) +
+                                " is active, too: both speak for this switch",
+                            {}});
+        return;
+    }
+    if (pair.twoActives == static_cast<u32>(platform::TwoActives::Never) ||
+        pair.twoActivesAgoMs > kTwoActivesToldMs)
+        return;
+    const bool stoodBack = pair.twoActives == static_cast<u32>(platform::TwoActives::StoodBack);
+    findings.push_back({Severity::Warning,
+                        "two-actives",
+                        "daemon",
+                        "there were two actives until " +
+                            std::to_string(pair.twoActivesAgoMs / kMsPerSecond) + " s ago, when " +
+                            (stoodBack ? "this one" : "the other one") +
+                            " stood back; neighbours may have heard both",
+                        {}});
+}
+
+void examinePair(const GlobalView& global, std::vector<Finding>& findings) {
+    const bool activeThere = global.standby ? global.standby->otherThere != 0 &&
+                                                  global.standby->otherRole ==
+                                                      static_cast<u32>(platform::HostRole::Active)
+                                            : global.host.standbyConnected != 0;
+    if (global.host.role == static_cast<u32>(platform::HostRole::Standby))
+        examineStandby(activeThere, findings);
+    if (global.standby)
+        examineTwoActives(*global.standby, findings);
+}
+
+void examineSettings(const DaemonFacts& daemon, std::vector<Finding>& findings) {
+    examinePair(daemon.global, findings);
     if (!daemon.global.enabled) {
         findings.push_back({Severity::Error,
                             "globally-off",

@@ -57,8 +57,11 @@ enum class Request : u32 {
     ShellCall = 272,     ///< value: ShellCallRecord; reply: what the function printed
     ShellList = 273,     ///< reply: names, each followed by '\n'
     SwitchChange = 288,  ///< value: SwitchChangeRecord
-    StandbyTakeOver = 304,  ///< a standby becomes the active
-    StandbyAgree = 305,  ///< value: bits of the active's CorrectionSet; refused unless they agree
+    StandbyTakeOver = 304,  ///< attribute: TakeOverForce; a standby becomes the active
+    StandbyAgree = 305,     ///< version 1 of the standby link began with it; always refused
+    StandbyHello = 306,     ///< value: LinkHello; reply: LinkState, see link_protocol.h
+    StandbyBeat = 307,      ///< value: LinkBeat; reply: LinkBeat
+    StandbyInfo = 308,      ///< reply: StandbyInfoRecord
 
     // What the host observes; records in observations.h.
     PortStatistics = 320,   ///< unit; reply: PortStatisticsRecord
@@ -72,6 +75,8 @@ enum class Request : u32 {
 /// Whether Request::ConfigApply may take down what a person is asked about.
 enum class ConfigForce : u32 { No = 0, Yes = 1 };
 inline constexpr u32 kFirstPlatformRequest = 256;
+/// Whether Request::StandbyTakeOver may make a second active.
+enum class TakeOverForce : u32 { No = 0, Yes = 1 };
 
 inline constexpr u32 kCableBytes = 240;  ///< two paths of UNIX sockets and their prefix
 
@@ -82,6 +87,24 @@ struct HostInfoRecord {
     u32 portCount;
     u64 uptimeMs;
     std::array<char, kNameBytes> name;  ///< of this switch, terminated
+};
+
+/// Two actives that saw each other, the last time.
+enum class TwoActives : u32 {
+    Never = 0,
+    StoodBack = 1,  ///< this one stood back
+    WentOn = 2,     ///< the other one was to stand back
+};
+
+struct StandbyInfoRecord {
+    u32 configured;    ///< 1: of a pair
+    u32 role;          ///< HostRole
+    u32 otherThere;    ///< 1: the other end of the pair was heard in time
+    u32 otherRole;     ///< HostRole, of the other end that is there
+    u32 otherProcess;  ///< id of it
+    u32 twoActives;    ///< TwoActives
+    u64 twoActivesAgoMs;
+    u64 heardAgoMs;  ///< what was last heard of the other end, or that there was none
 };
 
 struct SwitchPortRecord {

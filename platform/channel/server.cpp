@@ -45,17 +45,21 @@ void CommandServer::waitForListeners(u32 events) {
         waitFor(descriptor, events, true);
 }
 
-bool CommandServer::open(const std::string& path, std::string& error, std::atomic<u32>* clients) {
+bool CommandServer::open(const std::string& path, std::string& error,
+                         std::function<void(u64)> gone) {
     if (!poll_.isOpen() || !wake_.isOpen()) {
         error = errorText(errno);
         return false;
     }
-    Descriptor socket = listenUnix(path, access_.group, error);
+    const bool ofPeer = gone != nullptr;
+    Descriptor socket = listenUnix(path, ofPeer ? std::nullopt : access_.group, error);
     if (!socket.isOpen())
         return false;
     keepSpare();
     const int descriptor = socket.get();
-    listeners_.emplace(descriptor, Listener{path, std::move(socket), clients});
+    listeners_.emplace(descriptor, Listener{path, std::move(socket), ofPeer});
+    if (ofPeer)
+        peerGone_ = std::move(gone);
     waitFor(descriptor, EPOLLIN, false);
     return true;
 }
@@ -72,6 +76,25 @@ void CommandServer::close(const std::string& path) {
     closed_ = true;
     unlink(path.c_str());
     listeners_.erase(found);
+}
+
+CommandServer::Client* CommandServer::find(u64 number) {
+    const auto found = std::ranges::find_if(
+        clients_, [number](const auto& entry) { return entry.second.number == number; });
+    return found == clients_.end() ? nullptr : &found->second;
+}
+
+void CommandServer::keep(u64 client) {
+    if (Client* found = find(client))
+        found->mayIdle = true;
+}
+
+void CommandServer::end(u64 client) {
+    if (Client* found = find(client)) {
+        found->mayIdle = false;
+        found->connection->endService();
+        closed_ = true;
+    }
 }
 
 void CommandServer::stop() {
@@ -102,7 +125,7 @@ void CommandServer::runPosted() {
 }
 
 void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
-    const Peer peer = peerOf(connection.get(), access_);
+    const Peer peer = peerOf(connection.get(), listener.ofPeer ? CommandAccess{} : access_);
     const bool may = peer.rank != PeerRank::Stranger;
     if (!may || !makeRoom(peer.rank)) {
         if (const auto left = turnedAway_.mayLog())
@@ -118,9 +141,8 @@ void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     client.connection = std::make_unique<ClientConnection>(std::move(connection), malformed_);
     client.rank = peer.rank;
     client.listener = listener.socket.get();
-    client.counter = listener.clients;
-    if (client.counter != nullptr)
-        ++*client.counter;
+    client.ofPeer = listener.ofPeer;
+    client.number = ++lastNumber_;
 }
 
 bool CommandServer::makeRoom(PeerRank rank) {
@@ -133,7 +155,7 @@ bool CommandServer::makeRoom(PeerRank rank) {
         return std::pair(client.rank, client.connection->lastActive());
     };
     for (auto client = clients_.begin(); client != clients_.end(); ++client)
-        if (!client->second.mayIdle() &&
+        if (!client->second.mayIdle &&
             (chosen == clients_.end() || givesWay(client->second) < givesWay(chosen->second)))
             chosen = client;
     if (chosen == clients_.end())
@@ -147,7 +169,7 @@ int CommandServer::endIdle() {
     auto next = ClientConnection::Clock::time_point::max();
     for (auto client = clients_.begin(); client != clients_.end();) {
         const auto until = client->second.connection->lastActive() + idle_;
-        if (client->second.mayIdle()) {
+        if (client->second.mayIdle) {
             ++client;
         } else if (until <= now) {
             client = forget(client);
@@ -162,12 +184,12 @@ int CommandServer::endIdle() {
 }
 
 Descriptor CommandServer::takeDescriptor() {
-    return serving_ == nullptr ? Descriptor() : serving_->takeDescriptor();
+    return serving_ == nullptr ? Descriptor() : serving_->connection->takeDescriptor();
 }
 
-void CommandServer::serve(ClientConnection& client) {
+void CommandServer::serve(Client& client) {
     serving_ = &client;
-    client.serve(requests_);
+    client.connection->serve(requests_);
     serving_ = nullptr;
 }
 
@@ -185,9 +207,11 @@ std::chrono::milliseconds CommandServer::busyFor() const {
 }
 
 CommandServer::Clients::iterator CommandServer::forget(Clients::iterator client) {
-    if (client->second.counter != nullptr)
-        --*client->second.counter;
-    return clients_.erase(client);  // closing the connection ends the polling
+    const u64 number = client->second.ofPeer ? client->second.number : 0;
+    const auto next = clients_.erase(client);  // closing the connection ends the polling
+    if (number != 0)
+        peerGone_(number);
+    return next;
 }
 
 void CommandServer::keepSpare() {
@@ -246,7 +270,7 @@ void CommandServer::handle(int descriptor, u32 events) {
     }
     client.send();
     client.receive();
-    serve(client);
+    serve(found->second);
     settle(found);
 }
 
@@ -259,7 +283,7 @@ bool CommandServer::serveWaiting() {
             ++next;
             continue;
         }
-        serve(client);
+        serve(next->second);
         waiting = waiting || client.wantsToServe();
         next = settle(next);
     }

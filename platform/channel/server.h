@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/channel/access.h"
@@ -32,14 +33,24 @@ class CommandServer {
                   std::chrono::milliseconds idle = kClientIdle);
 
     /// Begins to listen at `path`: before run(), or in the command task.
-    /// @param clients  counts the clients of this socket, where given; it outlives the server. They
-    ///                 may be idle for ever and give way to nobody: a peer's connection.
-    /// @param error    receives what was wrong
-    bool open(const std::string& path, std::string& error, std::atomic<u32>* clients = nullptr);
+    /// @param error  receives what was wrong
+    bool open(const std::string& path, std::string& error) { return open(path, error, {}); }
+    /// The same for the other process of a pair: root and the daemon's own user only.
+    /// @param gone  told the number of each of its clients that is no longer connected
+    bool openForPeer(const std::string& path, std::string& error, std::function<void(u64)> gone) {
+        return open(path, error, std::move(gone));
+    }
     /// Stops to listen at `path`. Its clients are served no further: each goes when it has the
     /// replies to what it asked before, the one whose request this is among them. In the command
     /// task, also while it serves a request.
     void close(const std::string& path);
+    /// The number of the client whose request is being served: never used again, and not 0, which
+    /// is what it is outside of any request.
+    u64 serving() const { return serving_ == nullptr ? 0 : serving_->number; }
+    /// This client may be idle for ever and gives way to nobody. In the command task.
+    void keep(u64 client);
+    /// This client is served no further, as with close(). In the command task.
+    void end(u64 client);
     /// The descriptor that came with the request that is being served, or none. From within it.
     Descriptor takeDescriptor();
     /// How long the command task has been at work on one thing; 0 while it waits. Any thread.
@@ -55,17 +66,20 @@ class CommandServer {
     struct Listener {
         std::string path;
         Descriptor socket;
-        std::atomic<u32>* clients;
+        bool ofPeer;
     };
     struct Client {
         std::unique_ptr<ClientConnection> connection;
-        int listener = -1;                    ///< descriptor of the socket it came in at
-        std::atomic<u32>* counter = nullptr;  ///< where that socket counts its clients
+        u64 number = 0;
+        int listener = -1;  ///< descriptor of the socket it came in at
         PeerRank rank = PeerRank::Stranger;
-        bool mayIdle() const { return counter != nullptr; }
+        bool ofPeer = false;
+        bool mayIdle = false;
     };
     using Clients = std::map<int, Client>;
 
+    bool open(const std::string& path, std::string& error, std::function<void(u64)> gone);
+    Client* find(u64 number);
     void waitFor(int descriptor, u32 events, bool known);
     void waitForListeners(u32 events);
     void acceptClients(const Listener& listener);
@@ -75,7 +89,7 @@ class CommandServer {
     /// Whether there is a place for a newcomer of this rank, made if need be.
     bool makeRoom(PeerRank rank);
     /// Serves a client's turn.
-    void serve(ClientConnection& client);
+    void serve(Client& client);
     /// Lets go who has been idle for too long. @return ms until the next may have been, -1 for none
     int endIdle();
     void working(bool begins);
@@ -93,7 +107,9 @@ class CommandServer {
     const std::chrono::milliseconds idle_;
     LogLimit turnedAway_;
     LogLimit malformed_;
-    ClientConnection* serving_ = nullptr;
+    const Client* serving_ = nullptr;
+    u64 lastNumber_ = 0;
+    std::function<void(u64)> peerGone_;
     std::atomic<ClientConnection::Clock::rep> workingSince_{0};  ///< 0: it waits
     Descriptor poll_;
     Descriptor wake_;

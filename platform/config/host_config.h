@@ -173,6 +173,7 @@ struct ManagementConfig {
 };
 
 inline constexpr u32 kStandardLostAfterMs = 1000;
+inline constexpr u32 kStandardHeartbeatMs = 250;
 
 struct StandbyConfig {
     bool configured = false;  ///< false: a single card, never a peer
@@ -180,6 +181,7 @@ struct StandbyConfig {
     std::string listenPath;                  ///< of a standby: the stream socket that it listens on
     std::string peerPath;                    ///< of an active: the standby's socket
     u32 lostAfterMs = kStandardLostAfterMs;  ///< a peer that says nothing for so long is lost
+    u32 heartbeatMs = kStandardHeartbeatMs;  ///< that an active sends and has answered
     u32 takeOverAfterS = 0;  ///< a standby without its active for so long takes over; 0: never
 
     bool operator==(const StandbyConfig&) const = default;

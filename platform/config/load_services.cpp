@@ -13,7 +13,11 @@ namespace {
 
 constexpr std::size_t kMaxGroupName = 32;
 constexpr u32 kMostTakeOverSeconds = 86400;
+constexpr u32 kLeastHeartbeatMs = 50;
+constexpr u32 kMostHeartbeatMs = 10000;
 constexpr u32 kLeastLostAfterMs = 200;
+constexpr u32 kLeastHeartbeatsToLose = 2;
+constexpr u64 kMsPerSecond = 1000;
 constexpr u32 kMostLostAfterMs = 60000;
 
 void loadOption(ConfigReader& table, const char* key, u32 most, HostConfig& config) {
@@ -63,11 +67,19 @@ void loadStandby(ConfigReader& top, StandbyConfig& standby) {
     standby.role = static_cast<HostRole>(role.value_or(static_cast<u32>(standby.role)));
     standby.peerPath = table->text("peer", kMaxSocketPath).value_or("");
     standby.listenPath = table->text("listen", kMaxSocketPath).value_or("");
+    standby.heartbeatMs =
+        table->number("heartbeat", kLeastHeartbeatMs, kMostHeartbeatMs, "milliseconds")
+            .value_or(kStandardHeartbeatMs);
     standby.lostAfterMs =
         table->number("lost-after", kLeastLostAfterMs, kMostLostAfterMs, "milliseconds")
             .value_or(kStandardLostAfterMs);
     standby.takeOverAfterS =
         table->number("take-over-after", 0, kMostTakeOverSeconds, "seconds").value_or(0);
+    if (standby.lostAfterMs < kLeastHeartbeatsToLose * standby.heartbeatMs)
+        table->refuse(table->has("lost-after") ? "lost-after" : "heartbeat",
+                      "a lost-after of at least two heartbeats");
+    if (standby.takeOverAfterS != 0 && standby.takeOverAfterS * kMsPerSecond < standby.lostAfterMs)
+        table->refuse("take-over-after", "0, or at least the time of lost-after");
     table->finish();
     if (role && standby.role == HostRole::Active)
         table->require("peer", "the socket path that the standby listens on");

@@ -19,6 +19,7 @@
 #include "platform/requests/correction_requests.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
+#include "platform/requests/standby_requests.h"
 #include "platform/requests/switch_requests.h"
 #include "platform/runtime/ending.h"
 #include "platform/runtime/files/paths.h"
@@ -57,8 +58,9 @@ Host::Host(HostConfig config, std::string configFile)
               return dispatcher_.dispatch(header, value, reply);
           },
           accessOf(config_)),
-      carrier_(config_.storeFile, config_.standby, config_.corrections),
-      role_(config_.standby, server_, [this] { becomeActive(); }) {}
+      role_(config_.standby, config_.corrections, server_,
+            [this](HostRole role) { changeRole(role); }),
+      carrier_(config_.storeFile, config_.standby, config_.corrections, role_.linkOwner()) {}
 
 void Host::registerRequests() {
     registerSwitchRequests(dispatcher_,
@@ -68,9 +70,7 @@ void Host::registerRequests() {
     facts.switchName = [this] { return config_.network.name; };
     facts.driver = switch_.kind();
     facts.role = [this] { return role_.role(); };
-    facts.standbyConnected = [this] {
-        return carrier_.standbyConnected() || role_.activeConnected();
-    };
+    facts.standbyConnected = [this] { return carrier_.standbyConnected() || role_.otherThere(); };
     facts.portCount = [this] {
         return static_cast<u32>(
             switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
@@ -93,14 +93,7 @@ void Host::registerRequests() {
             appendText(reply, text.substr(0, kMaxValueBytes));
             return reloaded.done ? kStatusOk : kBadArgument;
         });
-    dispatcher_.registerRequest(
-        Request::StandbyTakeOver,
-        [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
-            if (role_.takeOver("an operator asked for it"))
-                return kStatusOk;
-            return refuse(HostStatus::BadArgument,
-                          "this is the active already; allowed: on a standby", reply);
-        });
+    registerStandbyRequests(dispatcher_, role_);
 }
 
 bool Host::start(std::string& error) {
@@ -184,9 +177,10 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
     leaveProcess(1);
 }
 
-void Host::becomeActive() {
-    switch_.setRole(HostRole::Active);
-    keepAdopted();
+void Host::changeRole(HostRole role) {
+    switch_.setRole(role);
+    if (role == HostRole::Active)
+        keepAdopted();
 }
 
 void Host::keepAdopted() {

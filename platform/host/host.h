@@ -83,8 +83,8 @@ class Host {
     PortManagement settingsOf(u32 unit) const;
     /// What was found on the switch at the start, or by a standby, goes when nobody declares it.
     void keepAdopted();
-    /// A standby takes over, in the command task.
-    void becomeActive();
+    /// A standby takes over, or an active stands back: in the command task.
+    void changeRole(HostRole role);
     void end();
 
     HostConfig config_;  ///< the command task's, once it runs
@@ -102,8 +102,8 @@ class Host {
     Observation observation_;
     Dispatcher dispatcher_;
     CommandServer server_;
-    CommandCarrier carrier_;
     StandbyRole role_;
+    CommandCarrier carrier_;
 };
 
 }  // namespace platform

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "platform/replication/command_carrier.h"
 
+#include <utility>
+
 #include "platform/channel/dispatcher.h"
 #include "platform/contract/management.h"
 #include "platform/runtime/log.h"
@@ -8,11 +10,10 @@
 namespace platform {
 
 CommandCarrier::CommandCarrier(const std::string& storeFile, const StandbyConfig& standby,
-                               CorrectionSet corrections)
+                               CorrectionSet corrections, LinkOwner owner)
     : store_(storeFile) {
     if (standby.configured && standby.role == HostRole::Active)
-        link_ = std::make_unique<StandbyLink>(standby.peerPath, corrections,
-                                              std::chrono::milliseconds(standby.lostAfterMs));
+        link_ = std::make_unique<StandbyLink>(standby, corrections, std::move(owner));
 }
 
 void CommandCarrier::start() {

@@ -23,8 +23,9 @@ class CommandCarrier {
   public:
     /// @param storeFile  empty: no store
     /// @param corrections  that this process runs with: a standby has to run with the same
+    /// @param owner  of the link
     CommandCarrier(const std::string& storeFile, const StandbyConfig& standby,
-                   CorrectionSet corrections);
+                   CorrectionSet corrections, LinkOwner owner);
 
     /// Reads the store and starts to look for the standby, where one is configured.
     void start();

@@ -5,13 +5,14 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <thread>
 #include <utility>
 
+#include "platform/channel/access.h"
 #include "platform/channel/server_socket.h"
 #include "platform/contract/management.h"
-#include "platform/replication/agreement.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/thread.h"
 
@@ -26,6 +27,10 @@ constexpr u32 kMostReplays = 5;
 /// Times are checked against each other one by one: a refused one may be accepted after the others.
 constexpr u32 kRounds = 3;
 
+RequestHeader headerOf(Request request, std::size_t bytes) {
+    return {static_cast<u32>(request), 0, 0, static_cast<u32>(bytes)};
+}
+
 RequestHeader headerOf(const ManagementCommand& command) {
     const Request request = command.ofPort ? Request::PortSync : Request::ScalarSync;
     return {static_cast<u32>(request), command.unit, command.attribute, sizeof command.value};
@@ -33,6 +38,15 @@ RequestHeader headerOf(const ManagementCommand& command) {
 
 std::span<const u8> valueOf(const ManagementCommand& command) {
     return {reinterpret_cast<const u8*>(&command.value), sizeof command.value};
+}
+
+std::span<const u8> valueOf(const PeerReply& reply) {
+    return {reinterpret_cast<const u8*>(reply.text.data()), reply.text.size()};
+}
+
+template <typename Record>
+std::span<const u8> bytesOf(const Record& record) {
+    return {reinterpret_cast<const u8*>(&record), sizeof record};
 }
 
 Deadline in(std::chrono::milliseconds time) {
@@ -48,11 +62,12 @@ void reportRefusal(const ManagementCommand& command, u32 status) {
 
 }  // namespace
 
-StandbyLink::StandbyLink(std::string peerPath, CorrectionSet corrections,
-                         std::chrono::milliseconds lostAfter)
-    : path_(std::move(peerPath)),
+StandbyLink::StandbyLink(const StandbyConfig& config, CorrectionSet corrections, LinkOwner owner)
+    : path_(config.peerPath),
       corrections_(corrections),
-      lostAfter_(lostAfter),
+      heartbeat_(config.heartbeatMs),
+      lostAfter_(config.lostAfterMs),
+      owner_(std::move(owner)),
       wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 StandbyLink::~StandbyLink() {
@@ -132,74 +147,114 @@ void StandbyLink::answered(Setting& setting, u32 status) {
         reportRefusal(setting.command, status);
 }
 
-bool StandbyLink::exchange(const Next& next) {
+std::optional<PeerReply> StandbyLink::ask(const RequestHeader& header, std::span<const u8> value) {
     const Deadline deadline = in(lostAfter_);
-    const RequestHeader listHeader{static_cast<u32>(Request::ScalarSync), 0,
-                                   MVRP_SCALAR_SYNC_PACKET, kVlanListBytes};
-    const auto status = next.setting == nullptr
-                            ? requestStatus(connection_.get(), listHeader, next.list, deadline)
-                            : requestStatus(connection_.get(), headerOf(next.setting->command),
-                                            valueOf(next.setting->command), deadline);
-    if (status && next.setting != nullptr)
-        answered(*next.setting, *status);
-    if (!status && std::chrono::steady_clock::now() >= deadline)
+    auto reply = requestReply(connection_.get(), header, value, deadline);
+    if (!reply && std::chrono::steady_clock::now() >= deadline && ownRole_ != 0)
         logMessage(LogPriority::Error, "the standby did not answer within %lld ms; it is cut off",
                    static_cast<long long>(lostAfter_.count()));
-    return status.has_value();
+    return reply;
 }
 
-bool StandbyLink::replay(int connection, const std::vector<ManagementCommand>& commands) const {
-    const Deadline deadline = in(kReplayWait);
+bool StandbyLink::exchange(const Next& next) {
+    const RequestHeader listHeader{static_cast<u32>(Request::ScalarSync), 0,
+                                   MVRP_SCALAR_SYNC_PACKET, kVlanListBytes};
+    const auto reply = next.setting == nullptr
+                           ? ask(listHeader, next.list)
+                           : ask(headerOf(next.setting->command), valueOf(next.setting->command));
+    if (reply && next.setting != nullptr)
+        answered(*next.setting, reply->status);
+    return reply.has_value();
+}
+
+bool StandbyLink::asTheyMet(const LinkState& other) {
+    roleChanged_ = owner_.state().role != ownRole_ || other.role != otherRole_;
+    return !roleChanged_;
+}
+
+bool StandbyLink::beat() {
+    if (std::chrono::steady_clock::now() < nextBeat_)
+        return true;
+    nextBeat_ = in(heartbeat_);
+    const LinkBeat own{sent_.next(), owner_.state()};
+    const auto reply = ask(headerOf(Request::StandbyBeat, sizeof own), bytesOf(own));
+    if (!reply)
+        return false;
+    std::string problem = reply->text;
+    const auto other =
+        reply->status == kStatusOk ? readBeat(valueOf(*reply), problem) : std::nullopt;
+    if (other && !received_.follows(other->sequence))
+        problem = "heartbeat " + std::to_string(other->sequence) + " is out of turn";
+    else if (other)
+        problem.clear();
+    if (!problem.empty() || !other) {
+        logMessage(LogPriority::Error, "the other end of the pair at %s is cut off: %s",
+                   path_.c_str(), problem.c_str());
+        return false;
+    }
+    owner_.heard(other->state);
+    return asTheyMet(other->state);
+}
+
+bool StandbyLink::replay(const std::vector<ManagementCommand>& commands) {
     std::vector<ManagementCommand> left = commands;
     for (u32 round = 1; round <= kRounds && !left.empty(); round++) {
         std::vector<ManagementCommand> refused;
         for (const ManagementCommand& command : left) {
-            const auto status =
-                requestStatus(connection, headerOf(command), valueOf(command), deadline);
-            if (!status)
+            if (!beat())
                 return false;
-            if (*status != kStatusOk)
+            const auto reply = ask(headerOf(command), valueOf(command));
+            if (!reply)
+                return false;
+            if (reply->status != kStatusOk)
                 refused.push_back(command);
-            if (*status != kStatusOk && round == kRounds)
-                reportRefusal(command, *status);
+            if (reply->status != kStatusOk && round == kRounds)
+                reportRefusal(command, reply->status);
         }
         left = std::move(refused);
     }
     return true;
 }
 
-bool StandbyLink::agree(int connection, std::string& error) const {
-    const u32 bits = corrections_.bits();
-    const auto reply =
-        requestReply(connection, {static_cast<u32>(Request::StandbyAgree), 0, 0, sizeof bits},
-                     {reinterpret_cast<const u8*>(&bits), sizeof bits}, in(kReplayWait));
-    if (!reply) {
-        error = "it does not answer";
+bool StandbyLink::meet(std::string& error) {
+    const Peer peer = peerOf(connection_.get(), CommandAccess{});
+    if (peer.rank != PeerRank::Owner) {
+        error = "it is served by " + peer.who + "; allowed: root or the user of this daemon";
         return false;
     }
-    // A standby that does not know the request knows no corrections either.
+    const LinkHello own{owner_.state(), corrections_.bits(), static_cast<u32>(heartbeat_.count())};
+    const auto reply = ask(headerOf(Request::StandbyHello, sizeof own), bytesOf(own));
+    error = "it does not answer";
+    if (!reply)
+        return false;
+    error = reply->text;
+    // A standby of the first version does not know the request.
     if (reply->status == static_cast<u32>(HostStatus::Unsupported))
-        error = disagreement(corrections_, {});
-    else if (reply->status != kStatusOk)
-        error = reply->text;
-    return error.empty();
+        error = versionProblem(1);
+    const auto other =
+        reply->status == kStatusOk ? readState(valueOf(*reply), error) : std::nullopt;
+    if (!other)
+        return false;
+    sent_ = received_ = {};
+    nextBeat_ = in(heartbeat_);
+    owner_.heard(*other);
+    ownRole_ = owner_.state().role;
+    otherRole_ = other->role;
+    return true;
 }
 
-bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
-    if (!agree(connection.get(), error))
-        return false;
+bool StandbyLink::tellSettings(std::string& error) {
     error = "it does not answer";
     for (u32 attempt = 0; attempt < kMostReplays; attempt++) {
         std::unique_lock lock(guard_);
         const auto commands = commandsOf(settings_);
         const u64 version = version_;
         lock.unlock();
-        if (!replay(connection.get(), commands))
+        if (!replay(commands))
             return false;
         lock.lock();
         if (version != version_)
             continue;
-        connection_ = std::move(connection);
         connected_ = true;
         overrun_ = false;
         logMessage(LogPriority::Notice, "the standby at %s is connected and told %zu settings",
@@ -207,6 +262,16 @@ bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
         return true;
     }
     return false;
+}
+
+bool StandbyLink::bringUp(Descriptor connection, std::string& error) {
+    connection_ = std::move(connection);
+    ownRole_ = otherRole_ = 0;
+    if (!meet(error))
+        return false;
+    const bool isTold = ownRole_ == static_cast<u32>(HostRole::Active) &&
+                        otherRole_ == static_cast<u32>(HostRole::Standby);
+    return !isTold || tellSettings(error);
 }
 
 bool StandbyLink::waitForWork() {
@@ -217,7 +282,9 @@ bool StandbyLink::waitForWork() {
         asleep_ = true;
     }
     std::array<pollfd, 2> entries = {{{connection_.get(), POLLRDHUP, 0}, {wake_.get(), POLLIN, 0}}};
-    poll(entries.data(), entries.size(), -1);
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(nextBeat_ - std::chrono::steady_clock::now());
+    poll(entries.data(), entries.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
     eventfd_t ignored = 0;
     eventfd_read(wake_.get(), &ignored);
     const std::lock_guard lock(guard_);
@@ -227,26 +294,31 @@ bool StandbyLink::waitForWork() {
 
 void StandbyLink::sendWhatWaits() {
     Next next;
-    while (!stopping_ && waitForWork())
+    while (!stopping_ && waitForWork()) {
+        if (!beat())
+            return;
         while (takeNext(next))
-            if (!exchange(next))
+            if (!exchange(next) || !beat())
                 return;
+    }
 }
 
 void StandbyLink::disconnect() {
-    const std::lock_guard lock(guard_);
-    connected_ = false;
+    owner_.lost();
     connection_ = Descriptor();
+    const std::lock_guard lock(guard_);
+    if (connected_.exchange(false) && !stopping_)
+        logMessage(LogPriority::Warning, "the standby at %s is gone", path_.c_str());
     lists_.clear();
     for (const auto& setting : waiting_)
         setting->done = true;
     waiting_.clear();
     settled_.notify_all();
-    if (!stopping_)
-        logMessage(LogPriority::Warning, "the standby at %s is gone", path_.c_str());
 }
 
 bool StandbyLink::pause() {
+    if (std::exchange(roleChanged_, false))
+        return !stopping_;
     for (auto waited = kLook; waited <= kPeerRetry && !stopping_; waited += kLook)
         std::this_thread::sleep_for(kLook);
     return !stopping_;
@@ -256,15 +328,17 @@ void StandbyLink::keepConnected() {
     do {
         std::string error;
         Descriptor connection = connectUnix(path_, error);
-        if (connection.isOpen() && bringUp(std::move(connection), error)) {
+        const bool met = connection.isOpen() && bringUp(std::move(connection), error);
+        if (met) {
             reported_.clear();
             sendWhatWaits();
-            disconnect();
         } else if (error != reported_) {
-            logMessage(LogPriority::Warning, "no standby at %s (%s); looking for it every %lld ms",
+            logMessage(LogPriority::Warning,
+                       "no other end of the pair at %s (%s); looking for it every %lld ms",
                        path_.c_str(), error.c_str(), static_cast<long long>(kPeerRetry.count()));
             reported_ = error;
         }
+        disconnect();
     } while (pause());
 }
 

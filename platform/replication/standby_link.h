@@ -7,8 +7,12 @@
 // on sends what waits. The protocol's lists of VLANs are only put down for it, so that nothing of
 // the protocol waits for a standby. A setting goes ahead of them, and whoever makes it waits for
 // the answer until a time that he gives; then it is in force here, and the standby is still told.
-// A standby that runs with other corrections is refused. One that does not answer in time is cut
-// off and connected anew; meanwhile the active goes on by itself.
+// Between all that it sends a heartbeat whenever one is due. A standby that runs with other
+// corrections, or speaks another version, is refused. One that does not answer in time is cut off
+// and connected anew; meanwhile the active goes on by itself.
+//
+// It also connects while its own process is a standby that stood back, or the other one is an
+// active; then it sends heartbeats and nothing else.
 //
 // Locking: any thread; one guard, never held while something is sent or awaited from the standby.
 #pragma once
@@ -17,6 +21,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -26,6 +31,7 @@
 
 #include "platform/config/management_commands.h"
 #include "platform/contract/corrections.h"
+#include "platform/replication/link_protocol.h"
 #include "platform/replication/outbox.h"
 #include "platform/replication/peer_channel.h"
 #include "platform/runtime/files/descriptor.h"
@@ -37,19 +43,20 @@ inline constexpr std::chrono::milliseconds kPeerWait{500};
 /// Ports whose lists wait at a time, and settings; with more settings the standby is told all anew.
 inline constexpr u32 kMostWaitingPorts = 1024;
 inline constexpr std::size_t kMostWaitingSettings = 1024;
-/// Longest that the standby may take to be told all settings.
-inline constexpr std::chrono::milliseconds kReplayWait{5000};
 /// Between two attempts to connect.
 inline constexpr std::chrono::milliseconds kPeerRetry{1000};
 
+/// Who stands behind the link: all are called from its thread.
+struct LinkOwner {
+    std::function<LinkState()> state;             ///< of this process
+    std::function<void(const LinkState&)> heard;  ///< of the other one
+    std::function<void()> lost;                   ///< the other one is no longer connected
+};
+
 class StandbyLink {
   public:
-    /// @param peerPath  socket that the standby listens on
     /// @param corrections  that this process runs with
-    /// @param lostAfter  how long the standby may take for an answer
-    explicit StandbyLink(
-        std::string peerPath, CorrectionSet corrections = {},
-        std::chrono::milliseconds lostAfter = std::chrono::milliseconds(kStandardLostAfterMs));
+    StandbyLink(const StandbyConfig& config, CorrectionSet corrections, LinkOwner owner);
     ~StandbyLink();
     StandbyLink(const StandbyLink&) = delete;
     StandbyLink& operator=(const StandbyLink&) = delete;
@@ -59,6 +66,7 @@ class StandbyLink {
     /// Starts to look for the standby. @return whether there was a thread for it
     bool start();
 
+    /// Whether there is a standby that is told what this active does.
     bool connected() const { return connected_.load(std::memory_order_relaxed); }
 
     /// Carries a setting, and remembers it for a standby that connects later.
@@ -86,6 +94,10 @@ class StandbyLink {
         VlanList list;
     };
 
+    /// The reply to one request, or nothing: then the connection is of no more use.
+    std::optional<PeerReply> ask(const RequestHeader& header, std::span<const u8> value);
+    /// Sends a heartbeat if one is due. @return false when the other end is lost
+    bool beat();
     /// Whether something was there to send.
     bool takeNext(Next& next);
     /// @return whether it was answered in time
@@ -98,25 +110,38 @@ class StandbyLink {
     /// Returns when the standby went away, or was cut off.
     void sendWhatWaits();
     void keepConnected();
-    /// Tells the standby all settings and puts the connection in force.
-    /// @param error  receives why it is not
+    /// Meets the other end, and where that is a standby of this active tells it all settings.
+    /// @param error  receives why the connection is of no use
     bool bringUp(Descriptor connection, std::string& error);
-    /// Whether the standby runs with our corrections. @param error  receives why not
-    bool agree(int connection, std::string& error) const;
-    bool replay(int connection, const std::vector<ManagementCommand>& commands) const;
+    bool meet(std::string& error);
+    bool tellSettings(std::string& error);
+    bool replay(const std::vector<ManagementCommand>& commands);
+    /// Whether this process and the other end are what they were when they met.
+    bool asTheyMet(const LinkState& other);
     void disconnect();
-    /// Waits before the next attempt. @return whether there is to be one
+    /// Waits before the next attempt: not when a role has changed. @return whether there is to be
+    /// one
     bool pause();
 
     const std::string path_;
     const CorrectionSet corrections_;
+    const std::chrono::milliseconds heartbeat_;
     const std::chrono::milliseconds lostAfter_;
+    const LinkOwner owner_;
     std::atomic<bool> connected_{false};
     std::atomic<bool> stopping_{false};
     std::atomic<bool> running_{false};
-    std::string reported_;   ///< the thread's own: why there is no standby, as it was logged last
-    Descriptor connection_;  ///< the thread's own
+    std::string reported_;  ///< the thread's own: why there is no standby, as it was logged last
     Descriptor wake_;
+
+    // The thread's own.
+    Descriptor connection_;
+    u32 ownRole_ = 0;  ///< HostRole, when they met
+    u32 otherRole_ = 0;
+    bool roleChanged_ = false;
+    BeatSequence sent_;
+    BeatSequence received_;
+    Deadline nextBeat_;
 
     std::mutex guard_;  ///< of all below
     std::condition_variable settled_;

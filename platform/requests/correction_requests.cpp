@@ -2,12 +2,8 @@
 #include "platform/requests/correction_requests.h"
 
 #include <algorithm>
-#include <cstring>
-#include <string>
 
-#include "platform/replication/agreement.h"
 #include "platform/requests/reply.h"
-#include "platform/runtime/log.h"
 #include "platform/runtime/tasks/timer.h"
 
 namespace platform {
@@ -43,34 +39,6 @@ u32 lastCorrection(const CorrectionBook& book, const RequestHeader& header,
     return kStatusOk;
 }
 
-/// An active asks before it tells its settings, and again and again while it is refused: each other
-/// set is reported once.
-class Agreement {
-  public:
-    explicit Agreement(CorrectionSet own) : own_(own) {}
-
-    u32 answer(std::span<const u8> value, std::vector<u8>& reply) {
-        u32 bits = 0;
-        if (value.size() != sizeof bits)
-            return refuseSize(value.size(), sizeof bits, reply);
-        std::memcpy(&bits, value.data(), sizeof bits);
-        const CorrectionSet active = CorrectionSet::ofBits(bits);
-        const std::string problem = disagreement(active, own_);
-        if (problem.empty()) {
-            refused_.reset();
-            return kStatusOk;
-        }
-        if (refused_ != active)
-            logMessage(LogPriority::Error, "the active is refused: %s", problem.c_str());
-        refused_ = active;
-        return refuse(HostStatus::BadArgument, problem, reply);
-    }
-
-  private:
-    CorrectionSet own_;
-    std::optional<CorrectionSet> refused_;
-};
-
 }  // namespace
 
 void registerCorrectionRequests(Dispatcher& dispatcher, const CorrectionBook& book) {
@@ -84,12 +52,6 @@ void registerCorrectionRequests(Dispatcher& dispatcher, const CorrectionBook& bo
         [&book](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
             return value.empty() ? lastCorrection(book, header, reply)
                                  : refuseSize(value.size(), 0, reply);
-        });
-    dispatcher.registerRequest(
-        Request::StandbyAgree,
-        [agreement = Agreement(book.on())](const RequestHeader&, std::span<const u8> value,
-                                           std::vector<u8>& reply) mutable {
-            return agreement.answer(value, reply);
         });
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The requests about corrections: which are on and how often each has acted, which one decided last
-// for a VLAN on a port, and whether an active and this standby agree on them.
+// The requests about corrections: which are on and how often each has acted, and which one decided
+// last for a VLAN on a port.
 #pragma once
 
 #include "platform/channel/dispatcher.h"
@@ -9,7 +9,7 @@
 
 namespace platform {
 
-/// Registers Corrections, CorrectionLast and StandbyAgree. The book outlives the dispatcher.
+/// Registers Corrections and CorrectionLast. The book outlives the dispatcher.
 void registerCorrectionRequests(Dispatcher& dispatcher, const CorrectionBook& book);
 
 }  // namespace platform

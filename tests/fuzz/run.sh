@@ -41,7 +41,7 @@ for target in "${targets[@]}"; do
     found=out/fuzz/$target
     mkdir -p "$found"
     case $target in
-        command_channel | config_toml) program=fuzz-platform ;;
+        command_channel | config_toml | standby_link) program=fuzz-platform ;;
         passed_descriptors | reload) program=fuzz-running ;;
         *) program=fuzz-daemon ;;
     esac

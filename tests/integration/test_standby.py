@@ -2,8 +2,10 @@
 """An active and a standby: two real daemons, each on a switch of its own, joined by the command
 synchronisation; and a neighbour, from which the active learns VLANs."""
 
-import pathlib
+import json
+import os
 import select
+import signal
 import socket
 import struct
 import threading
@@ -12,7 +14,7 @@ import unittest
 
 import expect
 import topology
-from support import TIMERS, Channel, ClosedError, NetworkTest
+from support import TIMERS, Channel, NetworkTest
 
 SCALAR_SYNC, SYNC_PACKET = 8, 4
 ADD, REMOVE = 2, 3
@@ -21,6 +23,21 @@ FAILED = 0xFFFFFFFF
 LONGEST_WAIT = 0.5      # how long a standby may hold up a request of the active, in seconds
 SLACK = 2.0             # of a busy machine
 TIME_TO_CLAIM = (TIMERS["leave-all"] + TIMERS["leave"]) / 1000
+
+
+# What the two ends of a pair say to each other, as in platform/replication/link_protocol.h.
+HELLO, BEAT, OLD_HELLO = 306, 307, 305
+VERSION, ACTIVE, STANDBY = 2, 1, 2
+STATE = struct.Struct("=IIIIQQ")
+
+
+def state(role, since=0, version=VERSION):
+    return STATE.pack(version, role, os.getpid(), 0, 0, since)
+
+
+def say_hello(line, role=ACTIVE, since=1, version=VERSION):
+    """(status, value) of a hello over a channel, as an active says it."""
+    return line.request(HELLO, value=state(role, since, version) + struct.pack("=II", 0, 250))
 
 
 def bitmap(vlans):
@@ -188,7 +205,8 @@ class Packets(Pair):
 
 
 class FakeStandby:
-    """Listens in place of a standby and answers each request with `status`, or not at all."""
+    """Listens in place of a standby and answers each request with `status`, or not at all; hello
+    and heartbeats as a standby does."""
 
     HEADER = struct.Struct("=IIII")
 
@@ -226,13 +244,20 @@ class FakeStandby:
         header = line.recv(self.HEADER.size, socket.MSG_WAITALL)
         if len(header) < self.HEADER.size:
             return False
-        length = self.HEADER.unpack(header)[3]
-        if len(line.recv(length, socket.MSG_WAITALL)) < length:
+        number, _, _, length = self.HEADER.unpack(header)
+        value = line.recv(length, socket.MSG_WAITALL)
+        if len(value) < length:
             return False
         self.requests += 1
-        if self.status is not None:
+        if self.status is None:
+            return True
+        self.answers += 1
+        if number == HELLO:
+            line.sendall(struct.pack("=II", 0, STATE.size) + state(STANDBY))
+        elif number == BEAT:
+            line.sendall(struct.pack("=II", 0, length) + value[:8] + state(STANDBY))
+        else:
             line.sendall(struct.pack("=II", self.status, 0))
-            self.answers += 1
         return True
 
     def close(self):
@@ -379,22 +404,104 @@ class FailOver(Pair):
         self.assertIn("this is the active already", done.stderr)
         self.assertEqual(self.role(self.active), "active")
 
-    def test_a_take_over_through_the_socket_that_it_closes_is_answered(self):
+    def test_a_take_over_through_the_socket_of_the_active_is_answered(self):
         self.start_all()
         self.await_connected()
-        self.standby.change(f"--socket {self.link} standby take-over")
+        self.standby.change(f"--socket {self.link} standby take-over --force")
         self.assertEqual(self.role(self.standby), "active")
-        self.assertFalse(pathlib.Path(self.link).exists())
         self.assert_serves(self.standby)
 
-    def test_after_a_take_over_the_socket_for_the_active_is_gone(self):
+    def test_while_the_active_answers_a_take_over_is_refused_without_force(self):
         self.start_all()
         self.await_connected()
-        self.standby.change("standby take-over")
-        self.await_connected(False)
-        self.assertFalse(pathlib.Path(self.link).exists())
-        with self.assertRaises((OSError, ClosedError)):
-            Channel(self.link)
+        done = self.standby.control("standby take-over")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(f"the active, process {self.active.process.pid}, answers, and both would "
+                      "speak", done.stderr)
+        self.assertIn("--force", done.stderr)
+        self.assertEqual(self.role(self.standby), "standby")
+        self.assertEqual(self.findings(self.standby, "standby"), ["note"])
+        self.assertNotIn("take-over", self.standby.control("doctor").stdout)
+
+    def test_with_force_the_active_stands_back_and_takes_over_when_it_is_told_to(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"})
+        self.standby.change("standby take-over --force")
+        self.await_true(lambda: self.role(self.active) == "standby")
+        self.assertEqual(self.role(self.standby), "active")
+        for each in (self.active, self.standby):
+            self.await_true(lambda each=each: "two actives: " in self.log_of(each))
+            self.await_true(lambda each=each: self.findings(each, "two-actives") == ["warning"])
+        self.await_true(lambda: "standby" in self.findings_by_id(self.active))
+        # And back: then it mirrors again.
+        self.active.change("standby take-over --force")
+        self.await_true(lambda: self.role(self.standby) == "standby")
+        self.assertEqual(self.role(self.active), "active")
+        self.await_connected()
+        self.active.change("set port south registration fixed")
+        self.assertEqual(self.port(self.standby, "south")["registration"], "fixed")
+
+    def findings_by_id(self, each):
+        findings = json.loads(each.control("-j doctor").stdout)["findings"]
+        return {finding["id"]: finding["severity"] for finding in findings}
+
+    def findings(self, each, name):
+        return [severity for key, severity in self.findings_by_id(each).items() if key == name]
+
+
+class Peers(Pair):
+    """Who may be the other end of a standby."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_all()
+        self.await_connected()
+
+    def test_a_second_active_is_refused_while_the_first_is_there(self):
+        with Channel(self.link) as line:
+            status, text = say_hello(line)
+        self.assertNotEqual(status, 0)
+        self.assertIn(b"is the peer already; allowed: one at a time", text)
+        self.assertTrue(self.active.query("show")["standbyConnected"])
+
+    def test_another_version_is_refused_with_both(self):
+        self.active.stop()
+        with Channel(self.link) as line:
+            for status, text in (say_hello(line, version=3),
+                                 line.request(OLD_HELLO, value=struct.pack("=I", 0))):
+                self.assertNotEqual(status, 0)
+                self.assertIn(b"of the standby link; allowed: 2, the same program", text)
+        self.await_true(lambda: "speaks version 1 of the standby link" in self.log_of(self.standby))
+
+
+class TwoActives(Pair):
+    # Longer than the active takes to find a standby that starts after it.
+    standby_options = "take-over-after = 2\n"
+
+    def test_an_active_that_was_stopped_goes_on_and_the_younger_one_stands_back(self):
+        self.start_all()
+        self.assert_state(self.net, standby={"learnt": "10-12"})
+        self.active.process.send_signal(signal.SIGSTOP)
+        self.await_true(lambda: self.role(self.standby) == "active")
+        self.active.process.send_signal(signal.SIGCONT)
+        self.await_true(lambda: self.role(self.standby) == "standby")
+        self.assertEqual(self.role(self.active), "active")
+        self.await_connected()
+        for each in (self.active, self.standby):
+            self.await_true(lambda each=each: "two actives: " in self.log_of(each))
+        self.assertIn("this one stands back", self.log_of(self.standby))
+        self.assert_state(self.net, active={"learnt": "10-12"},
+                          standby={"learnt": "10-12", "north": {"learnt": "10-12"}})
+
+    def test_an_active_that_is_started_again_after_a_take_over_stands_back(self):
+        self.start_all()
+        self.await_connected()
+        self.active.kill()
+        self.await_true(lambda: self.role(self.standby) == "active")
+        self.active.start()
+        self.await_true(lambda: "this one stands back" in self.log_of(self.active))
+        self.await_true(lambda: self.role(self.active) == "standby")
+        self.assertEqual(self.role(self.standby), "active")
 
 
 class FailOverByItself(Pair):
@@ -416,6 +523,55 @@ class FailOverByItself(Pair):
         self.assertIn("taking over as the active", self.log_of(self.standby))
         self.assert_state(self.net, standby={"learnt": "10-12",
                                              "north": {"registered": "+10-12"}})
+
+
+class TakeOver(Pair):
+    """The ways in which an active goes: the standby takes over after the configured time each time,
+    and what else is connected does not keep it from that."""
+
+    standby_options = "take-over-after = 2\n"
+
+    def setUp(self):
+        super().setUp()
+        self.start_all()
+        self.await_connected()
+
+    def await_take_over(self, since):
+        self.await_true(lambda: self.role(self.standby) == "active")
+        # At least, but for a heartbeat; a busy machine only makes it longer.
+        self.assertGreater(time.monotonic() - since, 1.5)
+        self.assertIn("taking over as the active", self.log_of(self.standby))
+
+    def test_it_is_killed(self):
+        self.active.kill()
+        self.await_take_over(time.monotonic())
+
+    def test_it_is_stopped(self):
+        self.active.process.send_signal(signal.SIGSTOP)
+        self.addCleanup(self.active.kill)
+        self.await_take_over(time.monotonic())
+        self.assertIsNone(self.active.process.poll())
+
+    def test_it_is_connected_and_says_nothing(self):
+        self.active.stop()
+        with Channel(self.link) as mute:
+            self.await_true(lambda: say_hello(mute)[0] == 0)
+            self.await_take_over(time.monotonic())
+
+    def test_an_idle_stranger_is_connected(self):
+        with Channel(self.link):
+            self.active.kill()
+            self.await_take_over(time.monotonic())
+
+    def test_the_standby_itself_was_stopped(self):
+        self.standby.process.send_signal(signal.SIGSTOP)
+        self.await_connected(False)
+        # Nothing tells of a take-over that does not happen: the time for it has to pass.
+        time.sleep(2.5)
+        self.standby.process.send_signal(signal.SIGCONT)
+        self.await_connected()
+        self.assertEqual(self.role(self.standby), "standby")
+        self.assertNotIn("taking over", self.log_of(self.standby))
 
 
 if __name__ == "__main__":

@@ -185,19 +185,26 @@ TEST_F(GroupLimits, AMemberTooManyIsTurnedAwayAndAMemberMakesRoomForRoot) {
         close(end);
 }
 
-TEST(ServerIdle, AClientThatSaysNothingIsLetGoAndAPeersConnectionStays) {
+TEST(ServerIdle, AClientThatSaysNothingIsLetGoAndThePeersConnectionStays) {
     const ScratchDirectory directory;
+    CommandServer* running = nullptr;
     CommandServer server(
-        [](const RequestHeader&, std::span<const u8>, std::vector<u8>&) { return kStatusOk; }, {},
-        std::chrono::milliseconds(20));
+        [&running](const RequestHeader&, std::span<const u8>, std::vector<u8>&) {
+            running->keep(running->serving());
+            return kStatusOk;
+        },
+        {}, std::chrono::milliseconds(200));
+    running = &server;
     std::string error;
-    std::atomic<u32> peers{0};
     ASSERT_TRUE(server.open(directory.path("socket"), error)) << error;
-    ASSERT_TRUE(server.open(directory.path("peer"), error, &peers)) << error;
+    ASSERT_TRUE(server.openForPeer(directory.path("peer"), error, [](u64) {})) << error;
     std::thread thread([&server] { server.run(); });
     ChannelClient peer(directory.path("peer"));
+    EXPECT_EQ(peer.call(Request::PortFirst, 0, 0).status, 0U);
     ChannelClient idle(directory.path("socket"));
+    ChannelClient idleAtThePeersSocket(directory.path("peer"));
     EXPECT_FALSE(idle.receive());
+    EXPECT_FALSE(idleAtThePeersSocket.receive());
     EXPECT_EQ(peer.call(Request::PortFirst, 0, 0).status, 0U);
     server.stop();
     thread.join();

@@ -92,26 +92,33 @@ TEST_F(Server, ARequestThatClosesItsOwnSocketIsAnsweredAndNoOtherAfterIt) {
     EXPECT_NE(access(path_.c_str(), F_OK), 0);
 }
 
-TEST_F(Server, TheClientsOfASocketAreCountedUntilTheyAreGoneAlsoWhenItCloses) {
+TEST_F(Server, ThePeersClientsHaveNumbersAndItIsToldWhenTheyAreGone) {
     const std::string second = directory_.path("second");
-    std::atomic<u32> clients{0};
+    std::atomic<u64> asked{0};
+    std::atomic<u64> gone{0};
+    dispatcher_.registerRequest(Request::StandbyBeat,
+                                [&](const RequestHeader&, std::span<const u8>, std::vector<u8>&) {
+                                    asked = server_.serving();
+                                    return kStatusOk;
+                                });
     dispatcher_.registerRequest(Request::StandbyTakeOver,
                                 [&](const RequestHeader&, std::span<const u8>, std::vector<u8>&) {
-                                    server_.close(second);
+                                    server_.end(asked);
                                     return kStatusOk;
                                 });
     std::string error;
-    ASSERT_TRUE(server_.open(second, error, &clients)) << error;
+    ASSERT_TRUE(server_.openForPeer(second, error, [&](u64 client) { gone = client; })) << error;
     start();
     ChannelClient counted(second);
-    EXPECT_EQ(counted.call(Request::PortFirst, 0, 0).number(), 3U);
-    EXPECT_EQ(clients, 1U);
+    EXPECT_EQ(counted.call(Request::StandbyBeat, 0, 0).status, 0U);
+    EXPECT_NE(asked, 0U);
+    EXPECT_EQ(gone, 0U);
     ChannelClient other(path_);
     EXPECT_EQ(other.call(Request::StandbyTakeOver, 0, 0).status, 0U);
     EXPECT_FALSE(counted.receive());
     // What closes a client comes before the next request of another.
     EXPECT_EQ(other.call(Request::PortFirst, 0, 0).number(), 3U);
-    EXPECT_EQ(clients, 0U);
+    EXPECT_EQ(gone, asked);
 }
 
 TEST_F(Server, HalfARequestAtTheEndIsDroppedAndWhatCameBeforeItIsAnswered) {

@@ -135,6 +135,20 @@ TEST_P(DoctorFinds, JustThat) {
     }
 }
 
+constexpr u32 kActive = static_cast<u32>(platform::HostRole::Active);
+constexpr u32 kStandby = static_cast<u32>(platform::HostRole::Standby);
+
+/// This daemon is one of a pair, in this role, and the other one is there in the other.
+platform::StandbyInfoRecord& pairOf(DoctorFacts& facts, u32 role) {
+    facts.daemon.global.host.role = role;
+    platform::StandbyInfoRecord info{};
+    info.configured = info.otherThere = 1;
+    info.role = role;
+    info.otherRole = role == kActive ? kStandby : kActive;
+    info.otherProcess = 4711;
+    return facts.daemon.global.standby.emplace(info);
+}
+
 /// The file switches MVRP on at tap0, which the daemon knows and does not run it on.
 void wantTap(DoctorFacts& facts) {
     addRule(facts, "tap0");
@@ -180,10 +194,11 @@ const std::vector<Case> kCases = {
      }},
     {"port-not-enabled", Severity::Warning, "tap0", "mvrpctl set port tap0 enable on",
      [](DoctorFacts& facts) { wantTap(facts); }},
-    {"standby", Severity::Note, "daemon", "standby take-over",
-     [](DoctorFacts& facts) {
-         facts.daemon.global.host.role = static_cast<u32>(platform::HostRole::Standby);
-     }},
+    {"standby", Severity::Note, "daemon", "", [](DoctorFacts& facts) { pairOf(facts, kStandby); }},
+    {"standby-alone", Severity::Warning, "daemon", "standby take-over",
+     [](DoctorFacts& facts) { pairOf(facts, kStandby).otherThere = 0; }},
+    {"two-actives", Severity::Error, "daemon", "",
+     [](DoctorFacts& facts) { pairOf(facts, kActive).otherRole = kActive; }},
     {"leave-time-short", Severity::Warning, "uplink", "mvrpctl set port uplink join-time 300",
      [](DoctorFacts& facts) { uplinkOf(facts).settings->joinTime = 301; }},
     {"leave-all-time-short", Severity::Warning, "uplink",
@@ -496,6 +511,20 @@ TEST(Gaps, WhatAnotherPortRegisteredIsDeclared) {
     all.staticVlans = {};
     all.ports[0].settings.reset();
     EXPECT_EQ(unpassed(kTap), none) << "MVRP is off there";
+}
+
+TEST(Doctor, TellsOfTwoActivesForAnHour) {
+    DoctorFacts facts = healthy();
+    platform::StandbyInfoRecord& pair = pairOf(facts, kActive);
+    pair.twoActives = static_cast<u32>(platform::TwoActives::WentOn);
+    pair.twoActivesAgoMs = 3'600'000;
+    const std::vector<Finding> findings = examine(facts);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].id, "two-actives");
+    EXPECT_EQ(findings[0].severity, Severity::Warning);
+    EXPECT_NE(findings[0].seen.find("the other one stood back"), std::string::npos);
+    pair.twoActivesAgoMs++;
+    EXPECT_TRUE(examine(facts).empty());
 }
 
 }  // namespace

@@ -192,6 +192,7 @@ TEST(Config, ServicesAreTaken) {
         listen = "/run/s"
         take-over-after = 30
         lost-after = 1500
+        heartbeat = 500
         [store]
         file = "/var/lib/mvrp/store")");
     EXPECT_EQ(config.commandGroup, "root");
@@ -201,6 +202,7 @@ TEST(Config, ServicesAreTaken) {
     EXPECT_EQ(config.standby.listenPath, "/run/s");
     EXPECT_EQ(config.standby.takeOverAfterS, 30U);
     EXPECT_EQ(config.standby.lostAfterMs, 1500U);
+    EXPECT_EQ(config.standby.heartbeatMs, 500U);
     EXPECT_EQ(config.storeFile, "/var/lib/mvrp/store");
     EXPECT_EQ(load("[store]\nfile = \"\"").storeFile, "");
 }

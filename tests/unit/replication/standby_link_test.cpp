@@ -13,6 +13,8 @@
 #include "platform/contract/management.h"
 #include "platform/replication/agreement.h"
 #include "platform/replication/command_carrier.h"
+#include "platform/replication/role.h"
+#include "platform/requests/standby_requests.h"
 #include "tests/unit/channel/server_fixture.h"
 
 namespace platform {
@@ -27,6 +29,17 @@ constexpr ManagementCommand port(u32 unit, u32 attribute, u32 value) {
     return {true, unit, attribute, value};
 }
 
+template <typename Record>
+void sendReply(int connection, u32 status, const Record& record) {
+    const ReplyHeader header{status, sizeof record};
+    EXPECT_EQ(send(connection, &header, sizeof header, MSG_NOSIGNAL),
+              static_cast<ssize_t>(sizeof header));
+    EXPECT_EQ(send(connection, &record, sizeof record, MSG_NOSIGNAL),
+              static_cast<ssize_t>(sizeof record));
+}
+
+constexpr LinkState kStandbyState{kLinkVersion, static_cast<u32>(HostRole::Standby), 1, 0, 0, 0};
+
 /// A standby that agrees with the next active that connects, and says nothing from then on.
 Descriptor agreeAndFallSilent(int listener) {
     Descriptor connection;
@@ -34,14 +47,13 @@ Descriptor agreeAndFallSilent(int listener) {
         connection = Descriptor(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
     struct {
         RequestHeader header;
-        u32 bits;
+        LinkHello hello;
     } request{};
     EXPECT_EQ(recv(connection.get(), &request, sizeof request, MSG_WAITALL),
               static_cast<ssize_t>(sizeof request));
-    EXPECT_EQ(request.header.request, static_cast<u32>(Request::StandbyAgree));
-    const ReplyHeader agreed{};
-    EXPECT_EQ(send(connection.get(), &agreed, sizeof agreed, MSG_NOSIGNAL),
-              static_cast<ssize_t>(sizeof agreed));
+    EXPECT_EQ(request.header.request, static_cast<u32>(Request::StandbyHello));
+    EXPECT_EQ(request.hello.state.version, kLinkVersion);
+    sendReply(connection.get(), 0, kStandbyState);
     return connection;
 }
 
@@ -68,9 +80,45 @@ std::vector<u8> list(VlanListKind kind, u32 unit) {
 
 class Standby : public ServerFixture {
   protected:
+    ~Standby() override {
+        link_.reset();
+        if (thread_.joinable()) {
+            server_.stop();
+            thread_.join();
+        }
+    }
+    Standby() = default;
+    Standby(const Standby&) = delete;
+    Standby& operator=(const Standby&) = delete;
+    Standby(Standby&&) = delete;
+    Standby& operator=(Standby&&) = delete;
+
+    /// The other end: a standby that listens, until the test ends.
+    void start(CorrectionSet corrections = {}) {
+        standby_.configured = true;
+        standby_.role = HostRole::Standby;
+        standby_.listenPath = path_;
+        standby_.lostAfterMs = 60'000;
+        role_ = std::make_unique<StandbyRole>(standby_, corrections, server_, [](HostRole) {});
+        registerStandbyRequests(dispatcher_, *role_);
+        std::string error;
+        ASSERT_TRUE(role_->start(error)) << error;
+        thread_ = std::thread([this] { server_.run(); });
+    }
+
+    static LinkOwner owner() {
+        return {
+            [] { return LinkState{kLinkVersion, static_cast<u32>(HostRole::Active), 2, 0, 0, 1}; },
+            [](const LinkState&) {}, [] {}};
+    }
+
     void startLink(CorrectionSet corrections = {},
                    std::chrono::milliseconds lostAfter = std::chrono::seconds(2)) {
-        link_ = std::make_unique<StandbyLink>(path_, corrections, lostAfter);
+        StandbyConfig config;
+        config.peerPath = path_;
+        config.lostAfterMs = static_cast<u32>(lostAfter.count());
+        config.heartbeatMs = heartbeatMs_;
+        link_ = std::make_unique<StandbyLink>(config, corrections, owner());
         ASSERT_TRUE(link_->start());
     }
 
@@ -98,6 +146,9 @@ class Standby : public ServerFixture {
             std::this_thread::yield();
     }
 
+    u32 heartbeatMs_ = 10'000;  // none disturbs a test that is not about it
+    StandbyConfig standby_;
+    std::unique_ptr<StandbyRole> role_;
     std::unique_ptr<StandbyLink> link_;
 };
 
@@ -206,6 +257,65 @@ TEST_F(Standby, AStandbyThatGoesAwayAndComesBackIsToldAgain) {
     EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1", "set port 3 1 = 1"}));
 }
 
+TEST_F(Standby, HeartbeatsGoBothWaysInTheirOrder) {
+    heartbeatMs_ = 50;
+    start();
+    startLink();
+    awaitConnected(true);
+    // Silence grows, and is over with each heartbeat; a wrong one would have ended the connection.
+    for (int beat = 0; beat < 3; beat++) {
+        while (role_->info().heardAgoMs == 0)
+            std::this_thread::yield();
+        while (role_->info().heardAgoMs != 0)
+            std::this_thread::yield();
+    }
+    EXPECT_TRUE(link_->connected());
+    EXPECT_EQ(role_->info().otherProcess, 2U);
+}
+
+TEST_F(Standby, AHeartbeatOutOfTurnEndsTheConnection) {
+    heartbeatMs_ = 50;
+    std::string error;
+    const Descriptor listener = listenUnix(path_, {}, error);
+    ASSERT_TRUE(listener.isOpen()) << error;
+    startLink({}, kLong);
+    const Descriptor wrong = agreeAndFallSilent(listener.get());
+    struct {
+        RequestHeader header;
+        LinkBeat beat;
+    } request{};
+    for (const u64 sequence : {u64{1}, u64{3}}) {
+        EXPECT_EQ(recv(wrong.get(), &request, sizeof request, MSG_WAITALL),
+                  static_cast<ssize_t>(sizeof request));
+        EXPECT_EQ(request.header.request, static_cast<u32>(Request::StandbyBeat));
+        sendReply(wrong.get(), 0, LinkBeat{sequence, kStandbyState});
+    }
+    EXPECT_EQ(request.beat.sequence, 2U);
+    awaitConnected(false);
+}
+
+TEST_F(Standby, AStandbyOfTheFirstVersionIsRefused) {
+    std::atomic<u32> asked{0};
+    dispatcher_.registerRequest(Request::StandbyHello,
+                                [&](const RequestHeader&, std::span<const u8>, std::vector<u8>&) {
+                                    asked++;
+                                    return static_cast<u32>(HostStatus::Unsupported);
+                                });
+    testing::internal::CaptureStderr();
+    std::string error;
+    ASSERT_TRUE(server_.open(path_, error)) << error;
+    thread_ = std::thread([this] { server_.run(); });
+    startLink();
+    EXPECT_EQ(carry(kEnable), 0U);
+    while (asked < 2)  // what came of the first is in the log
+        std::this_thread::yield();
+    EXPECT_FALSE(link_->connected());
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_NE(log.find("the other end speaks version 1 of the standby link; allowed: 2"),
+              std::string::npos)
+        << log;
+}
+
 TEST_F(Standby, AStandbyThatDoesNotAnswerIsCutOff) {
     std::string error;
     const Descriptor listener = listenUnix(path_, {}, error);
@@ -254,30 +364,18 @@ TEST_F(Standby, ASettingGoesAheadOfTheListsThatWait) {
     EXPECT_EQ(takeSetting(slow.get()).attribute, 2U);
 }
 
-TEST_F(Standby, AStandbyWithOtherCorrectionsIsRefusedUntilItHasTheSame) {
-    std::atomic<u32> asked{0};
-    std::atomic<u32> own{0};
-    dispatcher_.registerRequest(
-        Request::StandbyAgree,
-        [&](const RequestHeader&, std::span<const u8> value, std::vector<u8>& reply) -> u32 {
-            u32 bits = 0;
-            std::memcpy(&bits, value.data(), std::min(value.size(), sizeof bits));
-            const std::string text =
-                disagreement(CorrectionSet::ofBits(bits), CorrectionSet::ofBits(own));
-            reply.insert(reply.end(), text.begin(), text.end());
-            asked++;
-            return text.empty() ? 0 : static_cast<u32>(HostStatus::BadArgument);
-        });
+TEST_F(Standby, AStandbyWithOtherCorrectionsIsRefused) {
     start();
     startLink(CorrectionSet::all());
-    while (asked == 0)
+    EXPECT_EQ(carry(kEnable), 0U) << "the active goes on by itself";
+    StandbyConfig config;
+    config.peerPath = path_;
+    StandbyLink like(config, {}, owner());
+    ASSERT_TRUE(like.start());
+    while (!like.connected())
         std::this_thread::yield();
     EXPECT_FALSE(link_->connected());
-    EXPECT_EQ(carry(kEnable), 0U) << "the active goes on by itself";
     EXPECT_TRUE(callsOfStandby().empty());
-    own = CorrectionSet::all().bits();
-    awaitConnected(true);
-    EXPECT_EQ(callsOfStandby(), (std::vector<std::string>{"set scalar 1 = 1"}));
 }
 
 TEST(Agreement, NamesBothSets) {
@@ -285,30 +383,6 @@ TEST(Agreement, NamesBothSets) {
     EXPECT_EQ(disagreement(CorrectionSet::all(), {}),
               "the active runs with the corrections all, the standby with none; allowed: the same "
               "[mvrp] corrections in both");
-}
-
-TEST_F(Standby, TheServerCountsTheActivesThatAreConnected) {
-    std::atomic<u32> actives{0};
-    std::string error;
-    const std::string path = directory_.path("standby");
-    ASSERT_TRUE(server_.open(path, error, &actives)) << error;
-    start();
-    {
-        StandbyLink link(path);
-        ASSERT_TRUE(link.start());
-        while (actives != 1)
-            std::this_thread::yield();
-    }
-    while (actives != 0)
-        std::this_thread::yield();
-    std::atomic<bool> closed{false};
-    server_.post([&] {
-        server_.close(path);
-        closed = true;
-    });
-    while (!closed)
-        std::this_thread::yield();
-    EXPECT_NE(access(path.c_str(), F_OK), 0);
 }
 
 TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
@@ -319,7 +393,7 @@ TEST_F(Standby, CommandsOfTheDaemonGoToStandbyAndStore) {
     config.peerPath = path_;
     const std::string file = directory_.path("store");
     {
-        CommandCarrier sync(file, config, {});
+        CommandCarrier sync(file, config, {}, owner());
         sync.start();
         sync.setSource(CommandSource::Management);
         sync.newRequest();

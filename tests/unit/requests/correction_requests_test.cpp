@@ -28,12 +28,6 @@ class CorrectionRequests : public testing::Test {
         reply.status = dispatcher_.dispatch(header, value, reply.value);
         return reply;
     }
-    ChannelReply agree(CorrectionSet set) {
-        const u32 bits = set.bits();
-        std::vector<u8> value(sizeof bits);
-        std::memcpy(value.data(), &bits, sizeof bits);
-        return call(Request::StandbyAgree, 0, 0, value);
-    }
     CorrectionLastRecord last(u32 unit, u32 vid) {
         const ChannelReply reply = call(Request::CorrectionLast, unit, vid);
         CorrectionLastRecord record{};
@@ -72,19 +66,6 @@ TEST_F(CorrectionRequests, TellTheLastOneForAPortAndVlan) {
     EXPECT_EQ(refused.status, 22U);
     EXPECT_NE(std::string(refused.value.begin(), refused.value.end()).find("1 to 4094"),
               std::string::npos);
-}
-
-TEST_F(CorrectionRequests, AnActiveWithAnotherSetIsRefusedWithBoth) {
-    EXPECT_EQ(agree(book_.on()).status, 0U);
-    const ChannelReply refused = agree(CorrectionSet::all());
-    EXPECT_EQ(refused.status, 22U);
-    const std::string text(refused.value.begin(), refused.value.end());
-    EXPECT_NE(text.find("the active runs with the corrections all, the standby with leave-needed, "
-                        "admission; allowed: the same"),
-              std::string::npos)
-        << text;
-    EXPECT_EQ(call(Request::StandbyAgree, 0, 0, {1, 2}).status, 22U);
-    EXPECT_EQ(agree(book_.on()).status, 0U);
 }
 
 }  // namespace
