@@ -51,6 +51,13 @@ struct PduBudget {
     }
 };
 
+/// Frames of this switch come in.
+struct CableLoop {
+    u32 with = 0;  ///< unit that sent them
+    u64 untilUs = 0;
+    bool held = false;  ///< the switch knows
+};
+
 struct CabledPort {
     PortAnswers answers;
 
@@ -79,13 +86,7 @@ struct CabledPort {
     /// errno value of what keeps the cable from being opened, or from being sent into; 0: nothing.
     int cableError = 0;
     bool awaited = false;  ///< `cable` is null and is opened as soon as that is possible
-    /// Frames of this switch come in.
-    struct Loop {
-        u32 with = 0;  ///< unit that sent them
-        u64 untilUs = 0;
-        bool held = false;  ///< the switch knows
-    };
-    std::optional<Loop> loop;
+    std::optional<CableLoop> loop;
     std::unique_ptr<Recording> recorder;
     std::shared_ptr<Replay> replay;
 

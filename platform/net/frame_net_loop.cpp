@@ -89,7 +89,7 @@ int FrameNet::runLoops() {
         for (auto& [unit, cabled] : ports_) {
             if (!cabled.loop)
                 continue;
-            CabledPort::Loop& loop = *cabled.loop;
+            CableLoop& loop = *cabled.loop;
             const bool over = loop.untilUs <= nowUs;
             if (loop.held == over)
                 holdChanges_.push_back({unit, loop.with, !over});
