@@ -183,7 +183,7 @@ TEST(RtnlMessage, GuardFilterBearsItsMark) {
 TEST(RtnlMessage, AFilterThatDropsSomethingElseIsNoGuard) {
     const std::array<u8, 6> address{0x01, 0x80, 0xC2, 0x00, 0x00, 0x21};
     std::vector<u8> payload = filterPayload();
-    const auto at = std::ranges::search(payload, address).begin();
+    const auto at = std::search(payload.begin(), payload.end(), address.begin(), address.end());
     ASSERT_NE(at, payload.end());
     at[5] = 0x0E;
     const auto filter = readTrafficControl(payload);
