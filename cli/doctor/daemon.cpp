@@ -134,7 +134,7 @@ void examineStandby(bool activeThere, std::vector<Finding>& findings) {
 }
 
 /// A meeting of two actives is told for so long.
-constexpr u64 kTwoActivesToldMs = 60 * 60 * kMsPerSecond;
+constexpr u64 kTwoActivesToldMs = u64{60} * 60 * kMsPerSecond;
 
 void examineTwoActives(const platform::StandbyInfoRecord& pair, std::vector<Finding>& findings) {
     constexpr u32 kActive = static_cast<u32>(platform::HostRole::Active);
