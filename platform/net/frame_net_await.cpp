@@ -7,17 +7,13 @@
 #include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
+#include "platform/net/port_words.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
 namespace {
 
 constexpr u64 kTryAgainUs = 1'000'000;
-
-std::string nameOf(const SwitchDriver& driver, u32 unit) {
-    std::string name;
-    return driver.portName(unit, name) ? name : "port " + std::to_string(unit);
-}
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
+#include "platform/net/port_words.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
@@ -22,11 +23,6 @@ u64 sourceOf(std::span<const u8> frame) {
     for (const u8 byte : frame.subspan(kSourceAt, MacAddress{}.size()))
         address = address << 8 | byte;
     return address;
-}
-
-std::string nameOf(const SwitchDriver& driver, u32 unit) {
-    std::string name;
-    return driver.portName(unit, name) ? name : "port " + std::to_string(unit);
 }
 
 }  // namespace
