@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "platform/linux/netlink/guard_message.h"
+#include "platform/linux/netlink/guard_turn.h"
 
 namespace platform {
 
@@ -85,7 +86,8 @@ void enter(const TrafficControl& filter, u32 handle, u32& taken, GuardState& sta
     state.ownQdisc |= filter.cookie == kCookieWithQdisc;
 }
 
-/// Two daemons that do this at once can meet at one place, or at a qdisc that comes or goes.
+/// Others can add the qdisc, or remove it, between what was read and the request; and another
+/// daemon, if it was not waited for (guard_turn.h).
 bool isMeeting(const KernelResult& result) {
     return result.error == EEXIST || result.error == ENOENT || result.error == EINVAL;
 }
@@ -135,6 +137,7 @@ KernelResult dumpGuard(NetlinkSocket& socket, u32 port, std::string_view bridge,
 
 KernelResult addGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) {
     constexpr int kTries = 4;
+    const GuardTurn turn(port);
     KernelResult result = tryAddGuard(socket, port, bridge);
     for (int again = 1; again < kTries && isMeeting(result); again++)
         result = tryAddGuard(socket, port, bridge);
@@ -142,6 +145,7 @@ KernelResult addGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) 
 }
 
 KernelResult removeGuard(NetlinkSocket& socket, u32 port, std::string_view bridge) {
+    const GuardTurn turn(port);
     GuardState state;
     KernelResult result = dumpGuard(socket, port, bridge, state);
     if (!result || (!state.present && !state.changed))

@@ -9,7 +9,7 @@
 //
 // Two daemons, with a bridge each, may have to do with one port: that which it leaves and that
 // which it comes to, at the same time. Each has a filter of its own and removes no other; the qdisc
-// goes with the last.
+// goes with the last. They take turns (guard_turn.h), so that the last one knows that it is.
 //
 // Filters and qdiscs of others stay as they are. Errors: kernel.h. Locking: that of the socket.
 #pragma once
