@@ -135,7 +135,7 @@ class CommandLine::Parser {
         app_.add_option(kGlobalOptions[1].name, line_.patience, kGlobalOptions[1].help)
             ->check(CLI::Range(1, 3600))
             ->type_name(kGlobalOptions[1].value);
-        app_.add_flag(kGlobalOptions[2].name, line_.json, kGlobalOptions[2].help);
+        addFormat();
         app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION, "print the version");
         app_.set_help_flag("-h,--help", "print this; `mvrpctl COMMAND --help` says more");
         app_.footer(
@@ -155,10 +155,9 @@ class CommandLine::Parser {
                     throw CLI::ParseError(unknown(word, optionsOf(&app_)), kUsage);
             app_.parse(argc, argv);
         } catch (const CLI::ParseError& error) {
-            const bool json = std::ranges::any_of(
-                words, [](const std::string& word) { return word == "-j" || word == "--json"; });
-            if (json && error.get_exit_code() != 0)
-                std::cout << errorJson(kWrongUsage, mistakeText(&app_, error));
+            const Format format = formatAskedFor(words);
+            if (format != Format::Table && error.get_exit_code() != 0)
+                std::cout << inFormat(format, errorJson(kWrongUsage, mistakeText(&app_, error)));
             exitStatus = app_.exit(error) == 0 ? 0 : kUsage;
             return false;
         }
@@ -169,6 +168,25 @@ class CommandLine::Parser {
     }
 
   private:
+    /// -j, and -o with the name of a format.
+    void addFormat() {
+        CLI::Option* const json = app_.add_flag_callback(
+            kGlobalOptions[2].name, [this] { line_.format = Format::Json; },
+            kGlobalOptions[2].help);
+        const auto take = [this](const CLI::results_t& words) {
+            line_.format = formatOf(words.front()).value_or(Format::Table);
+            return true;
+        };
+        const auto check = [](const std::string& word) {
+            return formatOf(word) ? std::string()
+                                  : "'" + word + "' is no format; allowed are " + kFormatsAllowed;
+        };
+        app_.add_option(kGlobalOptions[3].name, take, kGlobalOptions[3].help)
+            ->type_name(kGlobalOptions[3].value)
+            ->check(check)
+            ->excludes(json);
+    }
+
     CLI::App* enter(const std::string& path) {
         const std::size_t blank = path.rfind(' ');
         CLI::App* const parent = blank == std::string::npos ? &app_ : enter(path.substr(0, blank));

@@ -15,7 +15,7 @@ namespace cli {
 /// What a command line says.
 struct Line {
     std::string socket = defaultSocketPath();
-    bool json = false;
+    Format format = Format::Table;
     u32 patience = 20;  ///< seconds that a daemon may leave a request unanswered
     const Command* command = nullptr;
     std::vector<std::string> arguments;

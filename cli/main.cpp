@@ -23,8 +23,8 @@ enum ExitStatus : int { kRefused = 1, kUsage = 2 };
 /// @param status  of the daemon, or a name for a failure of our own
 template <typename Status>
 int fail(const cli::Line& line, Status status, const std::string& message, ExitStatus exitStatus) {
-    if (line.json)
-        std::cout << cli::errorJson(status, message);
+    if (line.format != cli::Format::Table)
+        std::cout << cli::inFormat(line.format, cli::errorJson(status, message));
     std::cerr << "mvrpctl: " << message << "\n";
     return exitStatus;
 }
@@ -42,7 +42,7 @@ int run(const cli::Line& line) {
     try {
         cli::Client client(line.socket, cli::Client::Connect::Later);
         client.setPatience(line.patience);
-        const cli::Context context(client, line.arguments, line.json, styleOfOutput(),
+        const cli::Context context(client, line.arguments, line.format, styleOfOutput(),
                                    line.options);
         line.command->run(context);
         return context.exitStatus();

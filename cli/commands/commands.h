@@ -14,6 +14,7 @@
 #include "cli/client/client.h"
 #include "cli/client/names.h"
 #include "cli/client/queries.h"
+#include "cli/print/formats.h"
 #include "cli/print/table.h"
 
 namespace cli {
@@ -29,10 +30,11 @@ class Context {
   public:
     using Options = std::map<std::string, std::string>;
 
-    Context(Client& client_, std::vector<std::string> arguments, bool json_, Style style_,
+    Context(Client& client_, std::vector<std::string> arguments, Format format_, Style style_,
             Options options = {})
         : client(client_),
-          json(json_),
+          format(format_),
+          json(format_ != Format::Table),
           style(style_),
           arguments_(std::move(arguments)),
           options_(std::move(options)) {}
@@ -56,6 +58,7 @@ class Context {
     u32 number(std::size_t index, u32 lowest, u32 highest) const;
     u32 choice(std::size_t index, Names names) const;
 
+    /// An answer, as it is or, a JSON document, in the form that was asked for.
     void print(const std::string& text) const;
     /// Ends a change: says so in JSON, nothing in text; throws RefusedError for a status other than
     /// 0.
@@ -65,7 +68,8 @@ class Context {
     int exitStatus() const { return exitStatus_; }
 
     Client& client;  ///< connects with its first exchange
-    bool json;
+    Format format;
+    bool json;  ///< the answer is made in JSON, from which YAML and CSV are made
     Style style;
 
   private:
@@ -121,7 +125,7 @@ struct Group {
     const char* help;
 };
 
-/// Options that stand before or after any command: the socket, the patience, JSON.
+/// Options that stand before or after any command: the socket, the patience, the form of answers.
 extern const std::span<const Option> kGlobalOptions;
 
 /// All tables in the order of the help, and the groups.

@@ -81,7 +81,8 @@ u32 Context::choice(std::size_t index, Names names) const {
 }
 
 void Context::print(const std::string& text) const {
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    const std::string printed = inFormat(format, text);
+    std::fwrite(printed.data(), 1, printed.size(), stdout);
 }
 
 void Context::finish(u32 status, const std::string& refusal) const {

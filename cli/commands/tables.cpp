@@ -24,6 +24,7 @@ constexpr Option kOptions[] = {
      "$MVRP_RUNTIME_DIR; when that is not set, in /run/mvrp or /tmp"},
     {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
     {"-j,--json", nullptr, "print JSON"},
+    {"-o,--output", "FORMAT", "table|json|yaml|csv: how an answer is printed; default: table"},
 };
 
 }  // namespace

@@ -5,9 +5,13 @@
 namespace cli {
 namespace {
 
+constexpr int kSomethingToDo = 1;
+
 void doctor(const Context& context) {
     const std::string file = context.count() == 0 ? std::string() : context.text(0);
-    context.setExitStatus(runDoctor(context.client.path(), file, context.json, context.style));
+    const std::vector<Finding> findings = examine(collectDoctorFacts(context.client.path(), file));
+    context.print(context.json ? findingsJson(findings) : findingsText(findings, context.style));
+    context.setExitStatus(areSerious(findings) ? kSomethingToDo : 0);
 }
 
 std::string doctorDetails() {

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <nlohmann/json.hpp>
@@ -198,8 +197,7 @@ void makeSafe(platform::SystemFacts& facts) {
 
 }  // namespace
 
-int runDoctor(const std::string& socketPath, const std::string& configFile, bool json,
-              const Style& style) {
+DoctorFacts collectDoctorFacts(const std::string& socketPath, const std::string& configFile) {
     DoctorFacts facts;
     facts.daemon = collectDaemonFacts(socketPath);
     std::string file = configFile.empty() ? facts.daemon.configFile : configFile;
@@ -207,12 +205,12 @@ int runDoctor(const std::string& socketPath, const std::string& configFile, bool
         file = kUsualConfig;
     facts.system = platform::collectSystemFacts(file, directoryOf(socketPath));
     makeSafe(facts.system);
-    const std::vector<Finding> findings = examine(facts);
-    const std::string text = json ? findingsJson(findings) : findingsText(findings, style);
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    const bool serious = std::ranges::any_of(
+    return facts;
+}
+
+bool areSerious(const std::vector<Finding>& findings) {
+    return std::ranges::any_of(
         findings, [](const Finding& finding) { return finding.severity != Severity::Note; });
-    return serious ? 1 : 0;
 }
 
 }  // namespace cli

@@ -64,10 +64,10 @@ bool takesPart(const DaemonFacts& daemon, u32 index);
 std::string findingsText(const std::vector<Finding>& findings, const Style& style);
 std::string findingsJson(const std::vector<Finding>& findings);
 
-/// Collects, examines and prints.
+/// Collects what the daemon and the system say.
 /// @param configFile  empty: the one of the daemon, or else the usual one
-/// @return 0 when there is nothing but notes, 1 when there are warnings or errors
-int runDoctor(const std::string& socketPath, const std::string& configFile, bool json,
-              const Style& style);
+DoctorFacts collectDoctorFacts(const std::string& socketPath, const std::string& configFile);
+/// Whether something is to be done: there are warnings or errors among the findings.
+bool areSerious(const std::vector<Finding>& findings);
 
 }  // namespace cli

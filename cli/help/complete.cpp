@@ -81,7 +81,8 @@ class Completion {
 
     bool takesValue(const std::string& name) const {
         const auto takes = [&name](const Option& option) {
-            return option.name != nullptr && name == option.name && option.value != nullptr;
+            return option.name != nullptr && option.value != nullptr &&
+                   std::ranges::count(wordsOf(option.name, ','), name) != 0;
         };
         const Command* const own = command();
         return std::ranges::any_of(kGlobalOptions, takes) ||

@@ -42,6 +42,12 @@ constexpr const char* kHead =
     "and\n"
     ".B completion\n"
     "have a form of their own.\n"
+    ".B \\-o\n"
+    "prints the same as YAML, a document for each object, or as CSV: a row for each entry of the "
+    "answer's\n"
+    "list, or one row; members of members are named as in counters.framesIn. A listing without "
+    "entries\n"
+    "prints nothing then.\n"
     ".SH OPTIONS\n";
 
 constexpr const char* kTail =

@@ -209,6 +209,8 @@ class ScreenWatch {
 };
 
 void watchCommand(const Context& context) {
+    if (context.format == Format::Csv)
+        throw UsageError("changes have no columns in common; allowed are table, json or yaml");
     if (!context.has("screen")) {
         LineWatch(context).run();
         return;

@@ -2,6 +2,9 @@
 """Every JSON answer of mvrpctl against its JSON Schema, the metrics against a public parser, and what
 is made from the table of commands: completion and the manual page."""
 
+import csv
+import io
+import json
 import pathlib
 import re
 import subprocess
@@ -118,6 +121,37 @@ class Json(NetworkTest):
         text = self.switch.control("-j show").stdout.replace('"uptime"', '"upTime"')
         with self.assertRaises(AssertionError):
             validate(text, schema("global"))
+
+    def test_yaml_says_what_json_says(self):
+        for command in ("show vlans", "show config", "show running", "debug list", "show port north"):
+            with self.subTest(command):
+                text = self.switch.control("-o yaml " + command).stdout
+                done = subprocess.run([*VALIDATE, "--yaml"], input=text, capture_output=True, text=True,
+                                      timeout=60, check=False)
+                expected = self.switch.control("-o json " + command).stdout
+                self.assertEqual(json.loads(done.stdout), json.loads(expected), text)
+
+    def test_changes_are_a_stream_of_yaml_documents(self):
+        text = self.switch.control("-o yaml watch --seconds 1").stdout
+        self.assertTrue(text.startswith("---\nversion: 1\ntype: snapshot\n"), text)
+        done = self.switch.control("-o csv watch --seconds 1")
+        self.assertEqual((done.returncode, "allowed are" in done.stderr), (2, True))
+
+    def test_csv_has_the_rows_of_json(self):
+        for command, key in (("show config", "ports"), ("show running", "ports"),
+                             ("show vlans", "vlans"), ("show counters", "counters")):
+            rows = list(csv.DictReader(io.StringIO(self.switch.control("-o csv " + command).stdout)))
+            answer = self.switch.query(command)[key]
+            self.assertEqual(len(rows), len(answer))
+            same = "vlans" if key == "vlans" else "name"
+            self.assertEqual([row[same] for row in rows], [entry[same] for entry in answer])
+
+    def test_a_wrong_format_names_those_that_there_are(self):
+        done = self.switch.control("-o xml show")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn("'xml' is no format; allowed are table, json, yaml or csv", done.stderr)
+        self.assertEqual(self.switch.control("-j -o yaml show").returncode, 2)
+        self.assertIn("statusName: wrongUsage", self.switch.control("-o yaml shwo").stdout)
 
     def test_metrics_are_read_by_a_public_parser(self):
         text = self.switch.control("metrics").stdout

@@ -44,8 +44,16 @@ def check_metrics():
     return sum(len(family.samples) for family in text_string_to_metric_families(sys.stdin.read()))
 
 
+def yaml_as_json():
+    """Documents of YAML as lines of JSON, read by somebody else's reader."""
+    import yaml
+    return "\n".join(json.dumps(document) for document in yaml.safe_load_all(sys.stdin))
+
+
 if __name__ == "__main__":
-    if sys.argv[1] == "--openmetrics":
+    if sys.argv[1] == "--yaml":
+        print(yaml_as_json())
+    elif sys.argv[1] == "--openmetrics":
         print(check_metrics())
     elif sys.argv[1] == "--files":
         print(check_files(sys.stdin.read().split()))
