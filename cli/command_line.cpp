@@ -8,8 +8,9 @@
 #include <iostream>
 #include <span>
 
+#include "cli/client/mistakes.h"
+#include "cli/commands/line_reader.h"
 #include "cli/views/json.h"
-#include "platform/model/nearest_word.h"
 
 namespace cli {
 
@@ -53,14 +54,6 @@ class HelpFormatter : public CLI::Formatter {
     }
 };
 
-/// "'shwo' is not known here (did you mean show?)".
-std::string unknown(const std::string& word, std::span<const std::string> known) {
-    const std::vector<std::string_view> words(known.begin(), known.end());
-    const std::string_view like = platform::nearestWord(word, words);
-    return "'" + word + "' is not known here" +
-           (like.empty() ? "" : " (did you mean " + std::string(like) + "?)");
-}
-
 /// The long options of a command and of all above it.
 std::vector<std::string> optionsOf(const CLI::App* app) {
     std::vector<std::string> names;
@@ -72,28 +65,21 @@ std::vector<std::string> optionsOf(const CLI::App* app) {
     return names;
 }
 
-std::string listed(std::span<const std::string> words) {
-    std::string text;
-    for (const std::string& word : words)
-        text += (text.empty() ? "" : ", ") + word;
-    return text;
-}
-
 /// A mistake in the command line, with what is allowed in its place: one line.
 std::string mistakeText(const CLI::App* app, const CLI::Error& error) {
     const std::vector<std::string> rest = app->remaining(true);
     while (!app->get_subcommands().empty())
         app = app->get_subcommands().front();
+    if (!rest.empty() && rest.front().starts_with('-'))
+        return unknownText(rest.front(), optionsOf(app));
     std::vector<std::string> words;
     for (const CLI::App* word : app->get_subcommands({}))
         words.push_back(word->get_name());
-    if (!rest.empty() && rest.front().starts_with('-'))
-        words = optionsOf(app);
-    const std::string allowed = words.empty() ? "" : "allowed are " + listed(words);
     if (!rest.empty())
-        return unknown(rest.front(), words) + (allowed.empty() ? "" : "; ") + allowed;
+        return unknownText(rest.front(), words);
     const bool isMissing = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-    return !words.empty() && isMissing ? "a command is missing; " + allowed : error.what();
+    return !words.empty() && isMissing ? "a command is missing; allowed are " + listed(words)
+                                       : error.what();
 }
 
 std::string mistake(const CLI::App* app, const CLI::Error& error) {
@@ -128,32 +114,27 @@ class CommandLine::Parser {
         app_.formatter(std::make_shared<HelpFormatter>());
         app_.get_formatter()->column_width(kHelpColumn);
         app_.failure_message(mistake);
-        app_.require_subcommand(1);
         app_.fallthrough();
-        app_.add_option(kGlobalOptions[0].name, line_.socket, kGlobalOptions[0].help)
-            ->type_name(kGlobalOptions[0].value);
-        app_.add_option(kGlobalOptions[1].name, line_.patience, kGlobalOptions[1].help)
-            ->check(CLI::Range(1, 3600))
-            ->type_name(kGlobalOptions[1].value);
-        addFormat();
-        app_.set_version_flag("--version", "mvrpctl " MVRP_VERSION, "print the version");
-        app_.set_help_flag("-h,--help", "print this; `mvrpctl COMMAND --help` says more");
+        addGlobalOptions();
+        app_.set_version_flag(globalOption("--version").name, "mvrpctl " MVRP_VERSION,
+                              globalOption("--version").help);
+        app_.set_help_flag(globalOption("--help").name, globalOption("--help").help);
         app_.footer(
             "Ports are named by name or unit. VLANs are written as ranges: 1-3,7; \"-\" for none,\n"
-            "\"all\" for 1-4094.\n"
+            "\"all\" for 1-4094. Commands may be abbreviated: `sh po` is `show ports`.\n"
             "Exit status: 0 done, 1 refused by the daemon, 2 wrong usage or no connection.");
         for (const auto& table : allCommands())
             for (const Command& command : table)
                 add(command);
     }
 
-    bool parse(int argc, char** argv, Line& line, int& exitStatus) {
-        const std::vector<std::string> words(argv + 1, argv + argc);
+    bool parse(const std::vector<std::string>& words, Line& line, int& exitStatus) {
         try {
             for (const std::string& word : words)
                 if (isShortOfADash(word))
-                    throw CLI::ParseError(unknown(word, optionsOf(&app_)), kUsage);
-            app_.parse(argc, argv);
+                    throw CLI::ParseError(unknownText(word, optionsOf(&app_)), kUsage);
+            app_.parse(inReverse(spelledOut(words)));
+            checkHasCommand();
         } catch (const CLI::ParseError& error) {
             const Format format = formatAskedFor(words);
             if (format != Format::Table && error.get_exit_code() != 0)
@@ -162,17 +143,41 @@ class CommandLine::Parser {
             return false;
         }
         line = line_;
-        line.arguments = taken_->arguments;
-        line.options = taken_->options;
+        if (taken_ != nullptr) {
+            line.arguments = taken_->arguments;
+            line.options = taken_->options;
+        }
         return true;
     }
 
   private:
+    /// The words with those of commands written out; of `help COMMAND`, COMMAND --help.
+    static std::vector<std::string> spelledOut(const std::vector<std::string>& words) {
+        const LineReader reader = readLine(words);
+        if (!reader.problem().empty())
+            throw CLI::ParseError(reader.problem(), kUsage);
+        std::vector<std::string> spelled = reader.words();
+        if (reader.isHelp())
+            spelled.emplace_back("--help");
+        return spelled;
+    }
+
+    /// As CLI11 takes them.
+    static std::vector<std::string> inReverse(std::vector<std::string> words) {
+        std::ranges::reverse(words);
+        return words;
+    }
+
+    void checkHasCommand() const {
+        if (line_.command == nullptr)
+            throw CLI::RequiredError::Subcommand(1);
+    }
+
     /// -j, and -o with the name of a format.
     void addFormat() {
         CLI::Option* const json = app_.add_flag_callback(
-            kGlobalOptions[2].name, [this] { line_.format = Format::Json; },
-            kGlobalOptions[2].help);
+            globalOption("--json").name, [this] { line_.format = Format::Json; },
+            globalOption("--json").help);
         const auto take = [this](const CLI::results_t& words) {
             line_.format = formatOf(words.front()).value_or(Format::Table);
             return true;
@@ -181,10 +186,33 @@ class CommandLine::Parser {
             return formatOf(word) ? std::string()
                                   : "'" + word + "' is no format; allowed are " + kFormatsAllowed;
         };
-        app_.add_option(kGlobalOptions[3].name, take, kGlobalOptions[3].help)
-            ->type_name(kGlobalOptions[3].value)
+        const Option& output = globalOption("--output");
+        app_.add_option(output.name, take, output.help)
+            ->type_name(output.value)
             ->check(check)
             ->excludes(json);
+    }
+
+    void addGlobalOptions() {
+        addGlobal("--socket", line_.socket);
+        addGlobal("--patience", line_.patience)->check(CLI::Range(1, 3600));
+        addFormat();
+    }
+
+    static const Option& globalOption(std::string_view name) {
+        return *std::ranges::find_if(
+            kGlobalOptions, [name](const Option& option) { return isCalled(option, name); });
+    }
+
+    template <typename Value>
+    CLI::Option* addGlobal(std::string_view name, Value& value) {
+        const Option& option = globalOption(name);
+        return app_.add_option(option.name, value, option.help)->type_name(option.value);
+    }
+
+    CLI::Option* addGlobalFlag(std::string_view name, bool& value) {
+        const Option& option = globalOption(name);
+        return app_.add_flag(option.name, value, option.help);
     }
 
     CLI::App* enter(const std::string& path) {
@@ -266,8 +294,8 @@ class CommandLine::Parser {
 CommandLine::CommandLine() : parser_(std::make_unique<Parser>()) {}
 CommandLine::~CommandLine() = default;
 
-bool CommandLine::parse(int argc, char** argv, Line& line, int& exitStatus) {
-    return parser_->parse(argc, argv, line, exitStatus);
+bool CommandLine::parse(const std::vector<std::string>& words, Line& line, int& exitStatus) {
+    return parser_->parse(words, line, exitStatus);
 }
 
 }  // namespace cli

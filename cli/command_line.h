@@ -31,10 +31,10 @@ class CommandLine {
     CommandLine(CommandLine&&) = delete;
     CommandLine& operator=(CommandLine&&) = delete;
 
-    /// Reads the words into `line`.
+    /// Reads the words behind the program's name into `line`; once for each object.
     /// @return false when the program is to end with `exitStatus`: help was printed, or what is
     /// wrong
-    bool parse(int argc, char** argv, Line& line, int& exitStatus);
+    bool parse(const std::vector<std::string>& words, Line& line, int& exitStatus);
 
   private:
     class Parser;

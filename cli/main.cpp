@@ -11,6 +11,8 @@
 #include <exception>
 #include <iostream>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "cli/command_line.h"
 #include "cli/help/help.h"
@@ -59,15 +61,15 @@ int run(const cli::Line& line) {
 
 int main(int argc, char** argv) {
     try {
-        const std::span words(argv, static_cast<std::size_t>(argc));
-        if (argc > 1 && cli::kCompleteWord == words[1]) {
-            for (const std::string& word : cli::completeLine({words.begin() + 2, words.end()}))
-                std::cout << word << "\n";
+        const std::vector<std::string> words(argv + 1, argv + argc);
+        if (!words.empty() && cli::kCompleteWord == words.front()) {
+            for (const auto& [word, help] : cli::completeLine(std::span(words).subspan(1)))
+                std::cout << word << (help.empty() ? "" : "\t") << help << "\n";
             return 0;
         }
         cli::Line line;
         int exitStatus = 0;
-        if (!cli::CommandLine().parse(argc, argv, line, exitStatus))
+        if (!cli::CommandLine().parse(words, line, exitStatus))
             return exitStatus;
         return run(line);
     } catch (const std::exception& error) {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <span>
 
+#include "cli/client/mistakes.h"
 #include "cli/client/names.h"
 #include "cli/client/safe_text.h"
 #include "platform/contract/machine_states.h"
@@ -236,6 +237,7 @@ SwitchPortRecord findPort(Client& client, const std::string& unitOrName) {
     const bool isUnit = error == std::errc() && stop == end;
     const std::vector<SwitchPortRecord> ports = queryPortList(client);
     std::string known;
+    std::vector<std::string> names;
     // An interface may be called by a number, which is what a person sees of it.
     if (const auto named = std::ranges::find_if(
             ports, [&](const SwitchPortRecord& port) { return unitOrName == port.name.data(); });
@@ -245,10 +247,11 @@ SwitchPortRecord findPort(Client& client, const std::string& unitOrName) {
         if (isUnit && port.unit == unit)
             return port;
         known += (known.empty() ? "" : ", ") + std::to_string(port.unit) + " " + port.name.data();
+        names.emplace_back(port.name.data());
     }
     throw RefusedError(static_cast<u32>(platform::HostStatus::NoSuchPort),
-                       "the switch has no port '" + unitOrName +
-                           "'; its ports are: " + (known.empty() ? "none" : known));
+                       "the switch has no port '" + unitOrName + "'" + guess(unitOrName, names) +
+                           "; its ports are: " + (known.empty() ? "none" : known));
 }
 
 u32 setNumber(Client& client, Number request, u32 unit, u32 attribute, u32 value) {

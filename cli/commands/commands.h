@@ -9,6 +9,7 @@
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/client/client.h"
@@ -78,19 +79,37 @@ class Context {
     mutable int exitStatus_ = 0;
 };
 
+/// A word that may stand somewhere, and what it means.
+struct Candidate {
+    std::string word;
+    std::string help = {};  ///< may be empty
+
+    auto operator<=>(const Candidate&) const = default;
+};
+
+/// A line that is being written, for those who know what may come next. A client connects when it
+/// is asked something.
+struct Typed {
+    std::span<const std::string> arguments;  ///< those before the one that is being written
+    std::string_view begun;                  ///< what there is of that one
+    Client& client;
+};
+
 struct Argument {
     const char* name = nullptr;  ///< null: no argument
     const char* help = nullptr;
     bool optional = false;
     bool rest = false;  ///< takes all words that follow
-    /// Words that may stand here, with blanks between, for the completion. Null: ports for "port",
-    /// VLANs for "vlan" and "vlans", files for "file", and the words of a help like "up|down".
-    std::string (*words)() = nullptr;
+    /// Words that may stand here, for the completion. Null: ports for "port", VLANs for "vlan" and
+    /// "vlans", files for "file", and the words of a help like "up|down".
+    std::vector<Candidate> (*words)(const Typed& typed) = nullptr;
 };
 
 struct Option {
-    const char* name = nullptr;   ///< "--since"; null: no option
-    const char* value = nullptr;  ///< what follows it, for the help: "SEQ"; null: nothing
+    const char* name = nullptr;  ///< "--since"; null: no option
+    /// What follows it, for the help: "SEQ"; null: nothing. The completion offers ports for PORT,
+    /// VLANs for VLANS, files for FILE and PATH, and else the words of a help like "up|down".
+    const char* value = nullptr;
     const char* help = nullptr;
     bool required = false;
 };
@@ -125,7 +144,7 @@ struct Group {
     const char* help;
 };
 
-/// Options that stand before or after any command: the socket, the patience, the form of answers.
+/// Options that stand before or after any command, or without one.
 extern const std::span<const Option> kGlobalOptions;
 
 /// All tables in the order of the help, and the groups.

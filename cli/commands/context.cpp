@@ -2,6 +2,7 @@
 #include <charconv>
 #include <cstdio>
 
+#include "cli/client/mistakes.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 
@@ -77,7 +78,8 @@ u64 Context::number(const std::string& option, u64 lowest, u64 highest) const {
 u32 Context::choice(std::size_t index, Names names) const {
     if (const auto value = valueOf(names, text(index)))
         return *value;
-    throw UsageError(quoted(text(index)) + " is not allowed here; allowed are " + listOf(names));
+    throw UsageError(quoted(text(index)) + " is not allowed here" + guess(text(index), names) +
+                     "; allowed are " + listOf(names));
 }
 
 void Context::print(const std::string& text) const {

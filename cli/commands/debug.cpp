@@ -119,11 +119,19 @@ void rawRequest(const Context& context) {
                                : formatHex(reply.value) + "\n");
 }
 
+std::vector<Candidate> functionNames(const Typed& typed) {
+    std::vector<Candidate> candidates;
+    for (const std::string& name : linesOf(textOf(typed.client.exchange({Request::ShellList}))))
+        candidates.push_back({name});
+    return candidates;
+}
+
 constexpr Command kCommands[] = {
     {"debug list", "functions that can be called in the daemon", {}, shellList},
     {"debug call",
      "call one of them and show what it prints",
-     {{{"function", "its name"}, {"parameters", "up to three numbers", true, true}}},
+     {{{"function", "its name", false, false, functionNames},
+       {"parameters", "up to three numbers", true, true}}},
      shellCall},
     {"debug vlan",
      "have trace lines about VLANs written for one VLAN only",

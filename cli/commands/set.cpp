@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
+#include "cli/client/mistakes.h"
 #include "cli/commands/commands.h"
 #include "platform/contract/management.h"
 
@@ -83,11 +84,19 @@ std::string listed(std::span<const Setting> settings) {
     return text;
 }
 
+std::vector<std::string> wordsOf(std::span<const Setting> settings) {
+    std::vector<std::string> words;
+    for (const Setting& setting : settings)
+        words.emplace_back(setting.name);
+    return words;
+}
+
 const Setting& findSetting(std::span<const Setting> settings, const std::string& name) {
     const auto found = std::ranges::find(settings, name, &Setting::name);
     if (found != settings.end())
         return *found;
-    throw UsageError("there is no setting '" + name + "'; allowed are:" + listed(settings));
+    throw UsageError("there is no setting '" + name + "'" + guess(name, wordsOf(settings)) +
+                     "; allowed are:" + listed(settings));
 }
 
 u32 settingValue(const Context& context, std::size_t index, const Setting& setting) {
@@ -135,7 +144,10 @@ void setPort(const Context& context) {
 void setDebug(const Context& context) {
     const std::optional<u32> mask = parseDebugMask(context.text(0));
     if (!mask) {
-        throw UsageError("'" + context.text(0) + "' is no list of debug categories; allowed are " +
+        const std::string& text = context.text(0);
+        const std::string last = text.substr(text.rfind(',') + 1);
+        throw UsageError("'" + text + "' is no list of debug categories" +
+                         guess(last, kDebugCategories) + "; allowed are " +
                          listOf(kDebugCategories) +
                          ", several of them with commas, all, none, or a mask from 0 to 255");
     }
@@ -150,39 +162,74 @@ std::string portDetails() {
     return "Settings:" + listed(portSettings());
 }
 
-std::string namesOf(std::span<const Setting> settings) {
-    std::string names;
+std::vector<Candidate> candidatesOf(std::span<const Setting> settings) {
+    std::vector<Candidate> candidates;
     for (const Setting& setting : settings)
-        names += std::string(names.empty() ? "" : " ") + setting.name;
-    return names;
+        candidates.push_back({setting.name, setting.help});
+    return candidates;
 }
 
-std::string globalNames() {
-    return namesOf(globalSettings());
+/// The words of the setting that argument `index` names.
+std::vector<Candidate> valuesOf(std::span<const Setting> settings, const Typed& typed,
+                                std::size_t index) {
+    std::vector<Candidate> candidates;
+    const auto found = std::ranges::find(settings, typed.arguments[index], &Setting::name);
+    if (found != settings.end())
+        for (const MvrpWord& word : found->words)
+            candidates.push_back({word.text});
+    return candidates;
 }
 
-std::string portNames() {
-    return namesOf(portSettings());
+std::vector<Candidate> globalNames(const Typed& /*typed*/) {
+    return candidatesOf(globalSettings());
+}
+
+std::vector<Candidate> globalValues(const Typed& typed) {
+    return valuesOf(globalSettings(), typed, 0);
+}
+
+std::vector<Candidate> portNames(const Typed& /*typed*/) {
+    return candidatesOf(portSettings());
+}
+
+std::vector<Candidate> portValues(const Typed& typed) {
+    return valuesOf(portSettings(), typed, 1);
+}
+
+/// A list with commas grows by one category.
+std::vector<Candidate> debugCategories(const Typed& typed) {
+    const std::string before(typed.begun.substr(0, typed.begun.rfind(',') + 1));
+    std::vector<Candidate> candidates;
+    for (const Name& category : kDebugCategories)
+        if (("," + before).find("," + std::string(category.text) + ",") == std::string::npos)
+            candidates.push_back({before + category.text});
+    if (before.empty()) {
+        candidates.push_back({"all"});
+        candidates.push_back({"none"});
+    }
+    return candidates;
 }
 
 constexpr Command kCommands[] = {
     {"set global",
      "settings of the switch",
-     {{{"setting", "one of those below", false, false, globalNames}, {"value", "its new value"}}},
+     {{{"setting", "one of those below", false, false, globalNames},
+       {"value", "its new value", false, false, globalValues}}},
      setGlobal,
      globalDetails},
     {"set port",
      "settings of one port",
      {{{"port", "name or unit of a port"},
        {"setting", "one of those below", false, false, portNames},
-       {"value", "its new value"}}},
+       {"value", "its new value", false, false, portValues}}},
      setPort,
      portDetails},
     {"set debug",
      "which trace lines the daemon writes",
      {{{"categories",
         "receive, transmit, packet, database, state, timer and start, with commas between; all; "
-        "none; or a mask"}}},
+        "none; or a mask",
+        false, false, debugCategories}}},
      setDebug},
 };
 

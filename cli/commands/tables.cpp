@@ -25,6 +25,8 @@ constexpr Option kOptions[] = {
     {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
     {"-j,--json", nullptr, "print JSON"},
     {"-o,--output", "FORMAT", "table|json|yaml|csv: how an answer is printed; default: table"},
+    {"--version", nullptr, "print the version"},
+    {"-h,--help", nullptr, "print this; `mvrpctl help COMMAND` says more"},
 };
 
 }  // namespace

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <set>
 #include <sstream>
 #include <string_view>
 
-#include "cli/commands/commands.h"
+#include "cli/commands/line_reader.h"
 #include "cli/help/help.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace cli {
 
@@ -23,169 +23,191 @@ std::vector<std::string> wordsOf(std::string_view text, char between) {
     return words;
 }
 
+/// A help of several lines in one.
+std::string firstLine(std::string_view help) {
+    return std::string(help.substr(0, help.find('\n')));
+}
+
+std::string upper(std::string text) {
+    std::ranges::transform(text, text.begin(), [](char c) {
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    });
+    return text;
+}
+
+/// The argument that word number `index` behind the command is; null when it takes no more.
+const Argument* argumentAt(const Command& command, std::size_t index) {
+    const Argument* last = nullptr;
+    for (const Argument& argument : command.arguments) {
+        if (argument.name == nullptr)
+            break;
+        last = &argument;
+        if (index-- == 0)
+            return last;
+    }
+    return last != nullptr && last->rest ? last : nullptr;
+}
+
 /// One command line that is being written.
 class Completion {
   public:
-    explicit Completion(const std::vector<std::string>& words) : begun_(words.back()) {
-        for (std::size_t i = 0; i + 1 < words.size(); ++i)
-            read(words[i]);
+    Completion(const LineReader& line, std::string begun)
+        : line_(line), begun_(std::move(begun)), daemon_(socketOf(line), Client::Connect::Later) {
+        daemon_.setPatience(kPatienceS);
     }
 
-    std::vector<std::string> candidates() {
-        if (!optionName_.empty())
-            addValues(optionName_.substr(2), {});
+    std::vector<Candidate> candidates() {
+        if (!line_.openOption().empty())
+            addOptionValues();
         else if (begun_.starts_with("-"))
             addOptions();
         else
             addWords();
-        std::vector<std::string> fitting;
-        for (const std::string& word : found_)
-            if (word == kCompleteFiles || word.starts_with(begun_))
-                fitting.push_back(word);
-        return fitting;
+        std::erase_if(found_, [this](const Candidate& candidate) {
+            return candidate.word != kCompleteFiles && !candidate.word.starts_with(begun_);
+        });
+        std::ranges::stable_sort(found_, {}, &Candidate::word);
+        const auto twice = std::ranges::unique(found_, {}, &Candidate::word);
+        found_.erase(twice.begin(), twice.end());
+        return found_;
     }
 
   private:
-    /// Takes a word that stands before the one that is being written.
-    void read(const std::string& word) {
-        if (!optionName_.empty()) {
-            if (optionName_ == "--socket")
-                socket_ = word;
-            optionName_.clear();
-        } else if (word.starts_with("-")) {
-            optionName_ = takesValue(word) ? word : "";
-        } else if (arguments_ == 0 && isPath(path_.empty() ? word : path_ + " " + word)) {
-            path_ += (path_.empty() ? "" : " ") + word;
-        } else {
-            ++arguments_;
-        }
+    static std::string socketOf(const LineReader& line) {
+        const std::string* const given = line.valueOf("--socket");
+        return given == nullptr ? defaultSocketPath() : *given;
     }
 
-    static bool isPath(const std::string& path) {
-        for (const auto& table : allCommands()) {
-            for (const Command& command : table)
-                if (command.path == path || std::string(command.path).starts_with(path + " "))
-                    return true;
-        }
-        return false;
-    }
-
-    const Command* command() const {
-        for (const auto& table : allCommands()) {
-            for (const Command& command : table)
-                if (command.path == path_)
-                    return &command;
-        }
-        return nullptr;
-    }
-
-    bool takesValue(const std::string& name) const {
-        const auto takes = [&name](const Option& option) {
-            return option.name != nullptr && option.value != nullptr &&
-                   std::ranges::count(wordsOf(option.name, ','), name) != 0;
-        };
-        const Command* const own = command();
-        return std::ranges::any_of(kGlobalOptions, takes) ||
-               (own != nullptr && std::ranges::any_of(own->options, takes));
+    void add(std::string word, std::string help = "") {
+        found_.push_back({std::move(word), std::move(help)});
     }
 
     void addOptions() {
         for (const Option& option : kGlobalOptions)
             for (const std::string& name : wordsOf(option.name, ','))
-                found_.insert(name);
-        const Command* const own = command();
-        for (std::size_t i = 0; own != nullptr && i < own->options.size(); ++i)
-            if (own->options.at(i).name != nullptr)
-                found_.insert(own->options.at(i).name);
+                add(name, firstLine(option.help));
+        if (const Command* const own = line_.command())
+            for (const Option& option : own->options)
+                if (option.name != nullptr)
+                    add(option.name, firstLine(option.help));
     }
 
     void addWords() {
-        const std::string start = path_.empty() ? "" : path_ + " ";
-        for (const auto& table : allCommands()) {
-            for (const Command& command : table) {
-                const std::string path = command.path;
-                if (arguments_ == 0 && path.starts_with(start))
-                    found_.insert(
-                        path.substr(start.size(), path.find(' ', start.size()) - start.size()));
-            }
-        }
-        found_.erase("");
-        if (const Command* const own = command())
-            addArgument(*own);
+        if (line_.arguments().empty())
+            for (const Candidate& candidate : wordsAfter(line_.path()))
+                found_.push_back(candidate);
+        const Command* const own = line_.command();
+        if (own == nullptr || line_.isHelp())
+            return;
+        const Argument* const argument = argumentAt(*own, line_.arguments().size());
+        if (argument == nullptr)
+            return;
+        if (argument->words == nullptr)
+            return addValues(upper(argument->name), argument->help);
+        for (const Candidate& candidate : argument->words({line_.arguments(), begun_, daemon_}))
+            found_.push_back(candidate);
     }
 
-    void addArgument(const Command& own) {
-        std::size_t index = 0;
-        while (index < arguments_ && index + 1 < own.arguments.size() &&
-               own.arguments.at(index + 1).name != nullptr)
-            ++index;
-        const Argument& argument = own.arguments.at(index);
-        if (argument.name == nullptr || (index < arguments_ && !argument.rest))
-            return;
-        if (argument.words != nullptr) {
-            for (const std::string& word : wordsOf(argument.words(), ' '))
-                found_.insert(word);
-            return;
-        }
-        addValues(argument.name, argument.help);
+    void addOptionValues() {
+        const auto called = [this](const Option& option) {
+            return isCalled(option, line_.openOption());
+        };
+        const Command* const own = line_.command();
+        const std::span<const Option> ownOptions =
+            own == nullptr ? std::span<const Option>() : own->options;
+        for (const std::span<const Option> options : {kGlobalOptions, ownOptions})
+            if (const auto option = std::ranges::find_if(options, called); option != options.end())
+                return addValues(option->value, option->help);
     }
 
-    /// Candidates for an argument or the value of an option of this name.
-    void addValues(const std::string& name, const char* help) {
-        if (name == "port" || name == "aggregation")
+    /// Candidates for an argument of this name, or the value of an option.
+    /// @param choices  "up|down" at its beginning, or any other text
+    void addValues(std::string_view name, std::string_view choices) {
+        if (name == "PORT" || name == "AGGREGATION")
             addPorts();
-        else if (name == "vlan" || name == "vlans")
+        else if (name == "VLAN")
             addVlans();
-        else if (name == "file" || name == "socket")
-            found_.insert(kCompleteFiles);
-        else if (help != nullptr)
-            addChoices(help);
+        else if (name == "VLANS")
+            addVlanRanges();
+        else if (name == "FILE" || name == "PATH")
+            add(kCompleteFiles);
+        else
+            addChoices(choices);
     }
 
-    /// "up|down" at the beginning of a help.
     void addChoices(std::string_view help) {
         const std::string_view first = help.substr(0, help.find_first_of(" :;"));
         if (first.find('|') == std::string_view::npos)
             return;
         for (const std::string& word : wordsOf(first, '|'))
-            found_.insert(word);
+            add(word);
     }
 
     void addPorts() {
-        Client daemon(socket_, Client::Connect::Later);
-        daemon.setPatience(kPatienceS);
-        for (const platform::SwitchPortRecord& port : queryPortList(daemon))
-            found_.insert(port.name.data());
+        for (const platform::SwitchPortRecord& port : queryPortList(daemon_))
+            add(port.name.data(),
+                "unit " + std::to_string(port.unit) + (port.link == 1 ? ", up" : ", down"));
     }
 
     void addVlans() {
-        Client daemon(socket_, Client::Connect::Later);
-        daemon.setPatience(kPatienceS);
-        const VlansView view = queryVlans(daemon, {}, kNameParts);
-        for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid)
-            if (platform::vlanContains(view.staticVlans, vid) ||
-                platform::vlanContains(view.dynamicVlans, vid))
-                found_.insert(std::to_string(vid));
+        const VlansView view = queryVlans(daemon_, {}, kNameParts);
+        for (u32 vid = platform::kFirstVlan; vid <= platform::kLastVlan; ++vid) {
+            if (platform::vlanContains(view.staticVlans, vid))
+                add(std::to_string(vid), "static");
+            else if (platform::vlanContains(view.dynamicVlans, vid))
+                add(std::to_string(vid), "learnt");
+        }
     }
 
+    /// Ranges of VLANs that there are; a list with commas grows by one.
+    void addVlanRanges() {
+        const std::string before = begun_.substr(0, begun_.rfind(',') + 1);
+        const VlansView view = queryVlans(daemon_, {}, kNameParts);
+        for (const auto& [vlans, help] :
+             {std::pair(view.staticVlans, "static"), std::pair(view.dynamicVlans, "learnt")})
+            if (!platform::vlanIsEmpty(vlans))
+                for (const std::string& range : wordsOf(platform::formatVlanRanges(vlans), ','))
+                    add(before + range, help);
+    }
+
+    const LineReader& line_;
     std::string begun_;
-    std::string socket_ = defaultSocketPath();
-    std::string path_;           ///< words of the command so far
-    std::size_t arguments_ = 0;  ///< words after it
-    std::string optionName_;     ///< the option whose value comes next
-    std::set<std::string> found_;
+    Client daemon_;
+    std::vector<Candidate> found_;
 };
+
+/// The words before the last one, read; the last one counts as a word that follows.
+LineReader readBefore(std::span<const std::string> words) {
+    LineReader line;
+    for (std::size_t i = 0; i + 1 < words.size(); ++i)
+        line.take(words.subspan(i));
+    return line;
+}
 
 }  // namespace
 
-std::vector<std::string> completeLine(const std::vector<std::string>& words) {
+std::vector<Candidate> completeLine(std::span<const std::string> words) {
     if (words.empty())
         return {};
     try {
-        return Completion(words).candidates();
+        return Completion(readBefore(words), words.back()).candidates();
     } catch (const std::runtime_error&) {
         return {};  // without a daemon there is nothing to offer
     }
+}
+
+Candidate expectedArgument(std::span<const std::string> words) {
+    if (words.empty())
+        return {};
+    const LineReader line = readBefore(words);
+    const Command* const own = line.command();
+    const bool isWord = line.openOption().empty() && !words.back().starts_with("-");
+    if (own == nullptr || !isWord || line.isHelp())
+        return {};
+    const Argument* const argument = argumentAt(*own, line.arguments().size());
+    if (argument == nullptr)
+        return {};
+    return {upper(argument->name), argument->help};
 }
 
 }  // namespace cli

@@ -3,9 +3,12 @@
 // What else is made from the table of commands: completion, and the manual page.
 #pragma once
 
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "cli/commands/commands.h"
 
 namespace cli {
 
@@ -14,9 +17,13 @@ inline constexpr std::string_view kCompleteWord = "__complete";
 /// In place of candidates: the shell completes names of files.
 inline constexpr const char* kCompleteFiles = "<files>";
 
-/// Words that may stand in place of the last of `words`, which may be empty, or its beginning.
-/// Ports and VLANs are asked of the daemon; without one there are none.
-std::vector<std::string> completeLine(const std::vector<std::string>& words);
+/// Words that may stand in place of the last of `words`, which may be empty, or its beginning, in
+/// the order of the alphabet. Ports and VLANs are asked of the daemon; without one there are none.
+std::vector<Candidate> completeLine(std::span<const std::string> words);
+
+/// The argument that the last of `words` is or will be: its name in capitals, and what it means.
+/// Without a name: none is expected, or not an argument.
+Candidate expectedArgument(std::span<const std::string> words);
 
 /// mvrpctl(8), as troff with the man macros.
 std::string manualPage();

@@ -16,6 +16,9 @@ constexpr const char* kHead =
     ".SH SYNOPSIS\n"
     ".B mvrpctl\n"
     "[\\fIoptions\\fR] \\fIcommand\\fR [\\fIarguments\\fR]\n"
+    ".br\n"
+    ".B mvrpctl help\n"
+    "[\\fIcommand\\fR]\n"
     ".SH DESCRIPTION\n"
     ".B mvrpctl\n"
     "speaks to the VLAN registration daemon\n"
@@ -28,6 +31,16 @@ constexpr const char* kHead =
     ".B NO_COLOR\n"
     "is set.\n"
     ".PP\n"
+    "The words of a command may be abbreviated as long as one command is meant:\n"
+    ".B sh po\n"
+    "is\n"
+    ".BR \"show ports\" ,\n"
+    "and with the name of a port behind it\n"
+    ".BR \"show port\" .\n"
+    "What may be meant otherwise is listed. A word that is not known is answered with the one that "
+    "is\n"
+    "like it, and with what is allowed.\n"
+    ".PP\n"
     "With\n"
     ".B \\-j\n"
     "every command prints one JSON object whose shape does not depend on how much there is to "
@@ -38,6 +51,7 @@ constexpr const char* kHead =
     ".B watch\n"
     "prints one object a line, and\n"
     ".BR metrics ,\n"
+    ".BR help ,\n"
     ".B manual\n"
     "and\n"
     ".B completion\n"
@@ -49,6 +63,25 @@ constexpr const char* kHead =
     "entries\n"
     "prints nothing then.\n"
     ".SH OPTIONS\n";
+
+struct Example {
+    const char* what;
+    const char* line;
+};
+
+constexpr Example kExamples[] = {
+    {"What each port registered, declares and learnt:", "mvrpctl show ports"},
+    {"The same, abbreviated:", "mvrpctl sh po"},
+    {"Why VLAN 20 is, or is not, on a port, and what to do:", "mvrpctl explain uplink 20"},
+    {"What keeps VLANs from coming and going:", "mvrpctl doctor"},
+    {"Change the times of a port, the longest first:",
+     "mvrpctl set port uplink leave-all-time 20000"},
+    {"Have a script wait until two VLANs are there:",
+     "mvrpctl wait --port uplink --vlan 10,20 --timeout 5"},
+    {"Look at another daemon of this machine, as JSON:",
+     "mvrpctl --socket /run/mvrp-lab/mvrpcmd.socket -j show vlans"},
+    {"Complete commands, ports and VLANs in this bash:", "eval \"$(mvrpctl completion bash)\""},
+};
 
 constexpr const char* kTail =
     ".SH EXIT STATUS\n"
@@ -96,10 +129,22 @@ std::string sentence(std::string text) {
     return escaped(text) + ".\n";
 }
 
+/// "-j,--json" as "-j, --json", in bold.
+std::string optionNames(std::string names) {
+    std::string text = "\\fB" + escaped(names) + "\\fR";
+    const std::size_t comma = text.find(',');
+    return comma == std::string::npos ? text : text.replace(comma, 1, "\\fR, \\fB");
+}
+
+/// Not a sentence: it may begin with a word that the program takes as it stands here.
 std::string optionEntry(const Option& option) {
-    return ".TP\n\\fB" + escaped(option.name) + "\\fR" +
+    return ".TP\n" + optionNames(option.name) +
            (option.value == nullptr ? "" : " \\fI" + escaped(option.value) + "\\fR") + "\n" +
-           sentence(option.help);
+           escaped(option.help) + "\n";
+}
+
+std::string argumentEntry(const Argument& argument) {
+    return ".TP\n.I " + upper(argument.name) + "\n" + escaped(argument.help) + "\n";
 }
 
 std::string commandEntry(const Command& command) {
@@ -114,7 +159,7 @@ std::string commandEntry(const Command& command) {
     text += "\n" + sentence(command.help);
     for (const Argument& argument : command.arguments)
         if (argument.name != nullptr)
-            text += ".TP\n.I " + upper(argument.name) + "\n" + sentence(argument.help);
+            text += argumentEntry(argument);
     for (const Option& option : command.options)
         if (option.name != nullptr)
             text += optionEntry(option);
@@ -133,6 +178,10 @@ std::string manualPage() {
     for (const auto& table : allCommands())
         for (const Command& command : table)
             text += commandEntry(command);
+    text += ".SH EXAMPLES\n";
+    for (const Example& example : kExamples)
+        text += std::string(".PP\n") + escaped(example.what) + "\n.PP\n.RS\n.nf\n" +
+                escaped(example.line) + "\n.fi\n.RE\n";
     return text + kTail;
 }
 

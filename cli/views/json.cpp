@@ -168,11 +168,11 @@ std::string linesJson(const char* key, const std::vector<std::string>& lines) {
 }
 
 std::string replyJson(u32 status, const std::string& hexValue) {
-    return finished({{"status", status}, {"value", hexValue}});
+    return finished({{"status", status}, {"statusName", statusName(status)}, {"value", hexValue}});
 }
 
 std::string doneJson() {
-    return finished({{"status", 0}});
+    return finished({{"status", kStatusOk}, {"statusName", statusName(kStatusOk)}});
 }
 
 std::string errorJson(u32 status, const std::string& message) {

@@ -7,6 +7,7 @@ import pty
 import re
 import select
 import shutil
+import subprocess
 import time
 import unittest
 
@@ -66,15 +67,24 @@ class Completion(NetworkTest):
     def shell(self, *words):
         if shutil.which(words[0]) is None:
             self.skipTest(f"{words[0]} is not installed")
-        shell = Shell(words, self.switch.environment | {
-            "PATH": f"{self.switch.mvrpctl.parent}:{os.environ['PATH']}", "TERM": "dumb",
-            "PS1": "> ", "HOME": str(self.directory)})
+        shell = Shell(words, self.environment())
         self.addCleanup(shell.end)
         return shell
+
+    def environment(self):
+        return self.switch.environment | {
+            "PATH": f"{self.switch.mvrpctl.parent}:{os.environ['PATH']}", "TERM": "dumb",
+            "PS1": "> ", "HOME": str(self.directory)}
 
     def assert_completes(self, shell):
         for begun, line in (("mvrpctl sta", "mvrpctl standby"),
                             ("mvrpctl show summ", "mvrpctl show summary"),
+                            ("mvrpctl sh po e", "mvrpctl sh po east"),
+                            ("mvrpctl set port east registration n",
+                             "mvrpctl set port east registration normal"),
+                            ("mvrpctl set debug rec", "mvrpctl set debug receive"),
+                            ("mvrpctl debug call mvrpDbgG", "mvrpctl debug call mvrpDbgGlbShow"),
+                            ("mvrpctl wait --vlan 10", "mvrpctl wait --vlan 10-12"),
                             ("mvrpctl explain e", "mvrpctl explain east"),
                             ("mvrpctl explain west 1", "mvrpctl explain west 1"),
                             ("mvrpctl explain west 12", "mvrpctl explain west 12"),
@@ -98,6 +108,22 @@ class Completion(NetworkTest):
         shell.run(f"unsetopt beep; fpath=({COMPLETIONS} $fpath); autoload -Uz compinit; "
                   f"compinit -u -d {self.directory}/dump; bindkey -e")
         self.assert_completes(shell)
+
+    def test_zsh_says_what_the_candidates_mean(self):
+        shell = self.shell("zsh", "-f", "-i")
+        shell.run(f"unsetopt beep; fpath=({COMPLETIONS} $fpath); autoload -Uz compinit; "
+                  f"compinit -u -d {self.directory}/dump; bindkey -e")
+        shell.type("mvrpctl show port" + TAB + TAB)
+        shell.await_text(r"ports +-- all ports with what they registered")
+
+    def test_fish_asks_for_candidates_and_shows_what_they_mean(self):
+        if shutil.which("fish") is None:
+            self.skipTest("fish is not installed")
+        asked = (f"source {COMPLETIONS / 'mvrpctl.fish'}; complete -C 'mvrpctl sh po e'; "
+                 "complete -C 'mvrpctl set debug rec'; complete -C 'mvrpctl switch port link west '")
+        done = subprocess.run(["fish", "--no-config", "-c", asked], capture_output=True, text=True,
+                              timeout=60, check=True, env=self.environment())
+        self.assertEqual(done.stdout, "east\tunit 1, up\nreceive\ndown\nup\n")
 
     def test_in_zsh_as_the_manual_says(self):
         """Without a file: what `completion zsh` prints, evaluated."""

@@ -110,6 +110,13 @@ class Mistakes(Mvrpctl):
                             ("show --jsn", "--json")):
             self.assertIn(f"is not known here (did you mean {guess}?)", self.switch.control(line).stderr)
 
+    def test_a_value_that_is_nearly_one_is_guessed(self):
+        for line, word in (("show port eats", "east"), ("set port east regis normal", "registration"),
+                           ("set port east registration nromal", "normal"),
+                           ("set debug receive,trasmit", "transmit"), ("completion bsh", "bash"),
+                           ("help shwo", "show")):
+            self.assertIn(f"(did you mean {word}?)", self.switch.control(line).stderr)
+
     def test_a_value_out_of_range_is_answered_with_the_range_and_no_commands(self):
         error = self.switch.control("--patience 0 show").stderr
         self.assertIn("1 to 3600", error)
@@ -118,6 +125,39 @@ class Mistakes(Mvrpctl):
     def test_without_a_daemon_it_says_so(self):
         self.switch.stop()
         self.assert_refused("show", 2, "cannot connect", "is mvrp running?")
+
+
+class Abbreviations(Mvrpctl):
+    def assert_means(self, short, whole):
+        self.assertEqual(self.switch.control(short).stdout, self.switch.control(whole).stdout)
+        self.assertEqual(self.switch.control(short).returncode, 0)
+
+    def test_the_beginning_of_a_word_stands_for_it(self):
+        self.assert_means("sh corr", "show corrections")
+        self.assert_means("conf sh", "config show")
+        self.switch.change("sw vl cr 77")
+        self.assertIn("77", self.switch.control("sh vl").stdout)
+
+    def test_what_follows_tells_a_word_from_its_plural(self):
+        self.assert_means("sh po", "show ports")
+        self.assert_means("sh po east", "show port east")
+        self.assert_means("sh vl 10", "show vlan 10")
+        self.assert_means("sh po --patience 5", "show ports")
+
+    def test_what_may_be_several_is_refused_with_those(self):
+        self.assert_refused("s", 2, "'s' may be show, set, switch")
+        # One takes one argument only, and is dear when the other was meant.
+        self.assert_refused("sw po re east", 2, "'re' may be", "reset", "replay", "record")
+        self.assertTrue(self.port()["portMvrpEnabledStatus"])
+
+    def test_arguments_are_not_abbreviations(self):
+        self.assert_refused("show port eas", 1, "no port 'eas'")
+
+    def test_help_is_that_of_the_command(self):
+        for line in ("help show port", "he sh port", "help show", "help"):
+            words = line.split()[1:]
+            whole = " ".join(words).replace("sh port", "show port")
+            self.assert_means(line, f"{whole} --help".strip())
 
 
 class Shows(Mvrpctl):

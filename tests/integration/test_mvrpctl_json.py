@@ -16,7 +16,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 SCHEMAS = ROOT / "schema"
 VALIDATE = ["/usr/bin/python3", str(pathlib.Path(__file__).with_name("validate.py"))]
 CAPTURES = ROOT / "tests" / "data" / "captures"
-NO_JSON = {"metrics", "manual", "completion"}
+NO_JSON = {"metrics", "manual", "completion", "help"}
 
 
 def validate(text, *arguments):
@@ -170,7 +170,7 @@ class FromTheTable(NetworkTest):
         done = subprocess.run([self.switch.mvrpctl, "__complete", *words], capture_output=True,
                               env=self.switch.environment, text=True, timeout=30, check=False)
         self.assertEqual(done.returncode, 0)
-        return done.stdout.split()
+        return [line.split("\t")[0] for line in done.stdout.splitlines()]
 
     def test_words_ports_vlans_and_options_are_completed(self):
         self.assertIn("running", self.complete("show", ""))
@@ -184,6 +184,33 @@ class FromTheTable(NetworkTest):
         self.assertIn("--since", self.complete("watch", "--"))
         self.assertEqual(self.complete("config", "diff", ""), ["<files>"])
         self.assertEqual(self.complete("show", "running", "east", "w"), ["west"])
+
+    def test_values_are_completed(self):
+        for line, words in (("set port east registration ", ["fixed", "forbidden", "normal"]),
+                            ("set port east participant f", ["full"]),
+                            ("set global enable ", ["off", "on"]),
+                            ("set port east join-time ", []),
+                            ("set debug rec", ["receive"]),
+                            ("set debug receive,t", ["receive,timer", "receive,transmit"]),
+                            ("debug call mvrpDbgG", ["mvrpDbgGlbShow"]),
+                            ("wait --vlan ", ["1", "10-12"]),
+                            ("wait --port east --vlan 1,", ["1,1", "1,10-12"]),
+                            ("switch vlan delete 10", ["10-12"]),
+                            ("completion f", ["fish"]), ("-o j", ["json"]),
+                            ("help show po", ["port", "ports"])):
+            with self.subTest(line):
+                self.assertEqual(self.complete(*line.split(" ")), words)
+
+    def test_abbreviated_words_are_completed_as_if_they_were_whole(self):
+        self.assertEqual(self.complete("sh", "run"), ["running"])
+        self.assertEqual(self.complete("sh", "po", "w"), ["west"])
+        self.assertEqual(self.complete("se", "po", "east", "regis"), ["registration"])
+
+    def test_each_candidate_comes_with_what_it_means(self):
+        done = subprocess.run([self.switch.mvrpctl, "__complete", "show", "port", ""],
+                              capture_output=True, env=self.switch.environment, text=True,
+                              timeout=30, check=True)
+        self.assertEqual(done.stdout, "east\tunit 1, up\nwest\tunit 2, up\n")
 
     def test_completion_without_a_daemon_offers_what_it_can(self):
         self.switch.stop()
@@ -201,15 +228,23 @@ class FromTheTable(NetworkTest):
     def test_the_files_that_are_made_from_the_table_are_current(self):
         for command, path in (("manual", "man/mvrpctl.8"),
                               ("completion bash", "completion/mvrpctl.bash"),
-                              ("completion zsh", "completion/_mvrpctl")):
+                              ("completion zsh", "completion/_mvrpctl"),
+                              ("completion fish", "completion/mvrpctl.fish")):
             committed = (ROOT / "packaging" / path).read_text(encoding="utf-8")
             self.assertEqual(self.switch.control(command).stdout, committed,
                              f"run: mvrpctl {command} > packaging/{path}")
 
     def test_the_manual_names_every_option(self):
         page = self.switch.control("manual").stdout
-        for word in ("\\-\\-since", "\\-\\-gone", "\\-\\-socket", "EXIT STATUS", "explain"):
+        for word in ("\\-\\-since", "\\-\\-gone", "\\-\\-socket", "\\-\\-help", "\\-\\-version",
+                     "EXAMPLES", "EXIT STATUS", "explain"):
             self.assertIn(word, page)
+
+    def test_the_manual_writes_words_as_the_program_takes_them(self):
+        page = self.switch.control("manual").stdout
+        for word in ("up|down", "bash|zsh|fish", "yes|no", "static|dynamic", "native|ieee|auto"):
+            self.assertIn(word, page)
+            self.assertNotIn(word.capitalize(), page)
 
 
 if __name__ == "__main__":
