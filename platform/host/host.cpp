@@ -141,7 +141,7 @@ void Host::installRuntime() {
         return startCommands(task, path, map);
     };
     runtime.onReload = [this] { server_.post([this] { onReload(); }); };
-    runtime.onEnd = [this] { end(); };
+    runtime.onEnd = [this](Ending ending) { end(ending); };
 }
 
 void Host::serveCommands() {
@@ -237,11 +237,11 @@ void Host::settingChanged(const RequestHeader& header) {
     }
 }
 
-void Host::end() {
+void Host::end(Ending ending) {
     notifyService("STOPPING=1");
     frames_.stop();  // completes the captures
     if (linux_ != nullptr)
-        linux_->stop();
+        linux_->stop(ending);
     role_.end();
     if (config_.debugSocket)
         removeDebugSocket();

@@ -19,6 +19,7 @@
 #include "platform/replication/command_carrier.h"
 #include "platform/replication/role.h"
 #include "platform/requests/observation.h"
+#include "platform/runtime/ending.h"
 #include "platform/switch/soft_switch.h"
 
 namespace platform {
@@ -85,7 +86,7 @@ class Host {
     void keepAdopted();
     /// A standby takes over, or an active stands back: in the command task.
     void changeRole(HostRole role);
-    void end();
+    void end(Ending ending);
 
     HostConfig config_;  ///< the command task's, once it runs
     std::string commandPath_;

@@ -59,9 +59,9 @@ bool LinuxHost::start(std::function<void()> portsChanged, std::string& error) {
     return false;
 }
 
-void LinuxHost::stop() {
+void LinuxHost::stop(Ending ending) {
     monitor_.stop();
-    driver_.stop();
+    driver_.stop(ending);
 }
 
 SwitchConfig LinuxHost::withPorts(const HostConfig& config, OpenPorts open) const {

@@ -37,7 +37,7 @@ class LinuxHost {
     /// @param error         receives what was wrong
     bool start(std::function<void()> portsChanged, std::string& error);
     /// Ends the monitor, then the driver.
-    void stop();
+    void stop(Ending ending);
 
     /// The network with a port for each that is there, as the frame layer takes it. A port that is
     /// recorded is open in any case.

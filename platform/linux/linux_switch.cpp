@@ -114,11 +114,11 @@ std::vector<LinuxPortFacts> LinuxSwitch::ports() const {
     return list;
 }
 
-void LinuxSwitch::stop() {
+void LinuxSwitch::stop(Ending ending) {
     const std::lock_guard serial(changeMutex_);
     if (std::exchange(stopped_, true))
         return;
-    if (config_.onStop == OnStop::Remove)
+    if (config_.onStop == OnStop::Remove && ending == Ending::Stop)
         for (BridgePort& port : book_.ports) {
             removeEntries(port, port.added);
             if (port.guard)

@@ -28,6 +28,7 @@
 #include "platform/linux/churn.h"
 #include "platform/linux/kernel.h"
 #include "platform/linux/ledger.h"
+#include "platform/runtime/ending.h"
 #include "platform/switch/state_switch.h"
 
 namespace platform {
@@ -82,9 +83,9 @@ class LinuxSwitch final : public StateSwitch {
     /// Takes over other settings; that of the bridge's name stays.
     void reconfigure(const LinuxBridgeConfig& config);
     std::vector<LinuxPortFacts> ports() const;
-    /// The clean end: takes out what is the daemon's, or leaves it for the next start. From then on
-    /// nothing reaches the kernel.
-    void stop();
+    /// The clean end: takes out what is the daemon's, or leaves it for the next start, as configured;
+    /// for a restart, always leaves it. From then on nothing reaches the kernel.
+    void stop(Ending ending);
 
     bool setProtocol(u32 unit, u32 protocol, bool enabled) override;
     bool addDynamic(u32 unit, const VlanBitmap& vlans) override;

@@ -15,6 +15,7 @@
 
 #include "platform/contract/icm.h"
 #include "platform/contract/types.h"
+#include "platform/runtime/ending.h"
 
 namespace platform {
 
@@ -37,9 +38,9 @@ struct ProcessRuntime {
 
     /// SIGHUP. Runs in the signal task.
     std::function<void()> onReload;
-    /// SIGTERM and SIGINT: the last thing that runs, in the signal task, while the daemon's tasks
-    /// still do.
-    std::function<void()> onEnd;
+    /// SIGTERM, SIGINT and SIGUSR1: the last thing that runs, in the signal task, while the daemon's
+    /// tasks still do.
+    std::function<void(Ending)> onEnd;
 
     /// Rounds of the protocol task: how often it looked at its timers. An idle one does so about
     /// once a second, one that hangs does not. Written by silTimerListCheck(). Any thread.

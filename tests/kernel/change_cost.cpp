@@ -118,7 +118,7 @@ void measureDriver(RtnlKernel& kernel, const std::string& bridge, u32 port,
         fail(error);
     times.push_back(milliseconds([&] { learn(driver, port, batches()); }));
     monitor.stop();
-    driver.stop();
+    driver.stop(Ending::Stop);
 }
 
 }  // namespace

@@ -23,6 +23,7 @@ sigset_t takenSignals() {
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGUSR1);
     sigaddset(&set, SIGHUP);
     return set;
 }
@@ -32,7 +33,7 @@ sigset_t takenSignals() {
 [[noreturn]] void endProcess(int signalNumber) {
     logMessage(LogPriority::Notice, "SIG%s: ending", sigabbrev_np(signalNumber));
     if (processRuntime().onEnd)
-        processRuntime().onEnd();
+        processRuntime().onEnd(signalNumber == SIGUSR1 ? Ending::Restart : Ending::Stop);
     leaveProcess(0);
 }
 
@@ -62,5 +63,6 @@ void patchSignalHandler() {
     using namespace platform;
     holdSignals();
     if (!startThread("signals", kSignalTaskStack, signalTask))
-        logMessage(LogPriority::Error, "no thread for signals: SIGTERM, SIGINT and SIGHUP wait");
+        logMessage(LogPriority::Error,
+                   "no thread for signals: SIGTERM, SIGINT, SIGUSR1 and SIGHUP wait");
 }

@@ -33,6 +33,14 @@ exactly b1 b2 1
 exactly b1 h2 1,99
 hasNot clsact at b1 tc qdisc show
 
+say 'an end for a restart leaves everything, whatever on-stop says'
+startDaemon b1
+expect 20 exactly b1 h1 1,10,12,99
+kill -USR1 "$(pidOf b1)"
+wait "${daemonJob[b1]}"
+exactly b1 h1 1,10,12,99
+has clsact at b1 tc qdisc show
+
 say 'and with on-stop = "keep" it stays, for the next start'
 daemon b1 on-stop=keep leave-all=6000
 expect 20 exactly b1 h1 1,10,12,99

@@ -307,7 +307,7 @@ TEST_F(LinuxPorts, ABridgeMadeAgainIsAnotherBridge) {
     node.kernel.addVlans(kEth0, vlanSet({20}));
     node.settle();
     EXPECT_EQ(node.driver->ports().size(), 1U);
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     EXPECT_EQ(node.carried(kEth0), "1,20") << "nothing there is the daemon's";
 }
 

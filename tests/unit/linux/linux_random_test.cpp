@@ -76,7 +76,7 @@ class World {
     }
 
     void end() {
-        node_.driver->stop();
+        node_.driver->stop(Ending::Stop);
         for (const u32 port : kPorts)
             EXPECT_EQ(node_.carried(port), formatVlanRanges(others_[port])) << "end, port " << port;
         for (const u32 port : kPorts)

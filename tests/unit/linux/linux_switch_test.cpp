@@ -228,7 +228,7 @@ TEST_F(LinuxSwitchTest, WhileMvrpIsOnAllPortsHaveTheGuardWhetherOneTakesPartOrNo
     node.driver->setMvrpOn(false);
     EXPECT_FALSE(node.kernel.guarded(kEth0));
     node.driver->setMvrpOn(true);
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     EXPECT_FALSE(node.kernel.guarded(kEth0)) << "nothing is left behind";
     EXPECT_FALSE(node.kernel.guarded(kEth1));
 }
@@ -277,7 +277,7 @@ TEST_F(LinuxSwitchTest, TheEndTakesOutWhatIsTheDaemons) {
     node.enable(kEth0);
     ASSERT_TRUE(node.learn(kEth0, vlanSet({20})));
     EXPECT_EQ(node.carried(kEth0), "1,20,50");
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     EXPECT_EQ(node.carried(kEth0), "1");
     EXPECT_EQ(node.carried(kEth1), "1,50");
     EXPECT_FALSE(node.kernel.guarded(kEth0));
@@ -288,12 +288,24 @@ TEST_F(LinuxSwitchTest, TheEndTakesOutWhatIsTheDaemons) {
     EXPECT_EQ(node.carried(kEth0), "1");
 }
 
+TEST_F(LinuxSwitchTest, ARestartKeepsAllWhateverIsConfigured) {
+    node.config.onStop = OnStop::Remove;
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({20})));
+    node.driver->stop(Ending::Restart);
+    EXPECT_EQ(node.carried(kEth0), "1,20");
+    EXPECT_TRUE(node.kernel.guarded(kEth0));
+    node.start();
+    EXPECT_EQ(node.dynamic(kEth0), "20");
+}
+
 TEST_F(LinuxSwitchTest, TheEndKeepsAllWhereThatIsConfigured) {
     node.config.onStop = OnStop::Keep;
     node.start();
     node.enable(kEth0);
     ASSERT_TRUE(node.learn(kEth0, vlanSet({20})));
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     EXPECT_EQ(node.carried(kEth0), "1,20");
     EXPECT_TRUE(node.kernel.guarded(kEth0));
     node.start();

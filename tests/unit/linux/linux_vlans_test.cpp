@@ -206,7 +206,7 @@ TEST_F(LinuxVlans, AnEntryOfOursThatOthersMakeUntaggedIsTheirs) {
     node.settle();
     EXPECT_EQ(node.type(20), kStaticType);
     EXPECT_TRUE(node.driver->removeDynamic(kEth0, vlanSet({20, 21})));
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     EXPECT_EQ(node.carried(kEth0), "1,20");
 }
 

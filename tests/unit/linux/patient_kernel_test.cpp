@@ -89,7 +89,7 @@ TEST_F(PatientKernelTest, AMembershipThatGotNoAnswerIsKeptAndIsThereInTheEnd) {
     EXPECT_EQ(log.find("others removed"), std::string::npos) << log;
     EXPECT_NE(log.find("the kernel answers again"), std::string::npos) << log;
     // All that is the daemon's is known to be, and goes with it.
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     awaitAnswer();
     EXPECT_EQ(node.carried(kEth0), "1");
 }
@@ -143,7 +143,7 @@ TEST_F(PatientKernelTest, TheEndDoesNotWaitForAnAnswer) {
     hold();
     std::vector<KernelLink> links;
     EXPECT_EQ(patient->readLinks(links).error, ETIMEDOUT);
-    node.driver->stop();
+    node.driver->stop(Ending::Stop);
     node.driver.reset();
     letGo();
     awaitAnswer();

@@ -21,7 +21,9 @@ namespace {
 
 [[noreturn]] void endBySignal(int signalNumber) {
     holdSignals();
-    processRuntime().onEnd = [] { std::fputs("cleaned up\n", stderr); };
+    processRuntime().onEnd = [](Ending ending) {
+        std::fputs(ending == Ending::Stop ? "cleaned up\n" : "left for the next\n", stderr);
+    };
     patchSignalHandler();
     kill(getpid(), signalNumber);
     sleepForEver();
@@ -49,6 +51,11 @@ using ProcessDeathTest = Process;
 TEST_F(ProcessDeathTest, SigtermAndSigintEndItCleanlyWithStatus0) {
     EXPECT_EXIT(endBySignal(SIGTERM), testing::ExitedWithCode(0), "SIGTERM: ending\ncleaned up");
     EXPECT_EXIT(endBySignal(SIGINT), testing::ExitedWithCode(0), "SIGINT: ending\ncleaned up");
+}
+
+TEST_F(ProcessDeathTest, Sigusr1EndsItForARestart) {
+    EXPECT_EXIT(endBySignal(SIGUSR1), testing::ExitedWithCode(0),
+                "SIGUSR1: ending\nleft for the next");
 }
 
 TEST_F(ProcessDeathTest, SighupHasTheConfigurationReadAgain) {
