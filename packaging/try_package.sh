@@ -76,11 +76,14 @@ expect 'the daemon starts with the default configuration, and mvrpctl finds it' 
 expect 'a changed configuration stays over a removal' bash -c '
     echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
 expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl && ! command -v mvrp-plan'
+expect 'there is what a service writes' bash -c '
+    mkdir -p /var/lib/mvrp /run/mvrp && touch /var/lib/mvrp/settings /run/mvrp/ledger'
 expect 'it purges' apt-get purge -y -q mvrp
 # shellcheck disable=SC2016  # the inner shell's
 expect 'nothing of it is left' bash -c '
     left=$(find /etc/mvrp /etc/apparmor.d/mvrp /etc/apparmor.d/local/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
-        /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* 2>/dev/null)
+        /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* \
+        /var/lib/mvrp /run/mvrp 2>/dev/null)
     echo "$left"; [[ -z $left ]]'
 
 printf '%d passed, %d failed\n' "$passed" "$failed"
