@@ -113,10 +113,9 @@ void clearStatistics(const Context& context) {
 }
 
 void showMetrics(const Context& context) {
-    const std::vector<platform::SwitchPortRecord> ports = context.ports(0);
-    context.print(metricsText(queryGlobal(context.client),
-                              queryVlans(context.client, ports, kExplainParts),
-                              queryStatistics(context.client, ports)));
+    const bool open = context.has("openmetrics");
+    context.print(metricsText(queryMetrics(context.client),
+                              open ? MetricsFormat::OpenMetrics : MetricsFormat::Text));
 }
 
 void showCounters(const Context& context) {
@@ -156,7 +155,12 @@ constexpr Command kCommands[] = {
      "protocol frames of all ports or of one",
      {{{"port", "name or unit of a port", true}}},
      showCounters},
-    {"metrics", "everything that is counted, as OpenMetrics", {}, showMetrics},
+    {"metrics",
+     "everything that is counted, in the text format of Prometheus",
+     {},
+     showMetrics,
+     nullptr,
+     {{{"--openmetrics", nullptr, "as OpenMetrics 1.0"}}}},
 };
 
 }  // namespace

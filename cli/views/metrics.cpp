@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/views/metrics.h"
 
+#include <cstring>
+
 #include "cli/views/corrections.h"
 #include "cli/views/gaps.h"
 #include "cli/views/vlan_groups.h"
@@ -22,22 +24,30 @@ std::string escaped(const std::string& text) {
 
 class Writer {
   public:
+    explicit Writer(MetricsFormat format) : isOpen_(format == MetricsFormat::OpenMetrics) {}
+
+    /// Samples of a counter end in _total; its family is called so too but in OpenMetrics.
     void family(const std::string& name, const char* type, const char* help) {
-        name_ = "mvrp_" + name;
-        suffix_ = std::string(type) == "counter" ? "_total" : "";
-        text_ += "# TYPE " + name_ + " " + type + "\n# HELP " + name_ + " " + help + "\n";
+        const bool isCounter = std::string(type) == "counter";
+        name_ = "mvrp_" + name + (isCounter ? "_total" : "");
+        family_ = isOpen_ ? "mvrp_" + name : name_;
+        text_ += "# HELP " + family_ + " " + help + "\n# TYPE " + family_ + " " + type + "\n";
     }
-    void unit(const char* unit) { text_ += "# UNIT " + name_ + " " + unit + "\n"; }
+    void unit(const char* unit) {
+        if (isOpen_)
+            text_ += "# UNIT " + family_ + " " + unit + "\n";
+    }
     void sample(const std::string& labels, const std::string& value) {
-        text_ += name_ + suffix_ + (labels.empty() ? "" : "{" + labels + "}") + " " + value + "\n";
+        text_ += name_ + (labels.empty() ? "" : "{" + labels + "}") + " " + value + "\n";
     }
     void sample(const std::string& labels, u64 value) { sample(labels, std::to_string(value)); }
-    std::string finish() { return text_ + "# EOF\n"; }
+    std::string finish() { return text_ + (isOpen_ ? "# EOF\n" : ""); }
 
   private:
+    const bool isOpen_;
     std::string text_;
-    std::string name_;
-    std::string suffix_;
+    std::string family_;
+    std::string name_;  ///< of the samples
 };
 
 std::string label(const char* key, const std::string& value) {
@@ -59,6 +69,33 @@ void addGlobal(Writer& writer, const GlobalView& global) {
     writer.unit("seconds");
     writer.sample("", std::to_string(global.host.uptimeMs / 1000) + "." +
                           std::to_string(global.host.uptimeMs % 1000 / 100));
+}
+
+/// Which of a pair this is, and whether the other one is there.
+void addPair(Writer& writer, const GlobalView& global) {
+    const auto active = static_cast<u32>(platform::HostRole::Active);
+    writer.family("active", "gauge", "Whether this is the active (1), not the standby of a pair.");
+    writer.sample("", global.host.role == active ? 1 : 0);
+    if (!global.standby || global.standby->configured == 0)
+        return;
+    const bool both = global.standby->otherThere != 0 && global.standby->role == active &&
+                      global.standby->otherRole == active;
+    writer.family("peer_connected", "gauge", "Whether the other one of the pair is heard (1).");
+    writer.sample("", global.standby->otherThere);
+    writer.family("two_actives", "gauge", "Whether both of the pair are the active (1).");
+    writer.sample("", both ? 1 : 0);
+}
+
+void addLosses(Writer& writer, const platform::LossesRecord& losses) {
+    writer.family("lost_log_lines", "counter",
+                  "Lines that are not in the log, because what reads it was too slow.");
+    writer.sample("", losses.logLines);
+    writer.family("lost_recorded_frames", "counter",
+                  "Frames that are not in a recording, because its file was too slow or failed.");
+    writer.sample("", losses.recordedFrames);
+    writer.family("lost_forwarded_frames", "counter",
+                  "Frames of ports that take no part, for which another port had no room.");
+    writer.sample("", losses.forwardedFrames);
 }
 
 void addCorrections(Writer& writer, const GlobalView& global) {
@@ -158,7 +195,7 @@ void addByReason(Writer& writer, const std::vector<PortStatistics>& ports,
     }
 }
 
-void addLosses(Writer& writer, const std::vector<PortStatistics>& ports) {
+void addLostFrames(Writer& writer, const std::vector<PortStatistics>& ports) {
     for (const PortStatistics& port : ports) {
         const std::string start = portLabel(port.port) + ",";
         writer.sample(start + label("reason", "overflow"), port.record.overflow);
@@ -170,21 +207,39 @@ void addLosses(Writer& writer, const std::vector<PortStatistics>& ports) {
 
 }  // namespace
 
-std::string metricsText(const GlobalView& global, const VlansView& vlans,
-                        const std::vector<PortStatistics>& statistics) {
-    Writer writer;
-    addGlobal(writer, global);
-    addCorrections(writer, global);
-    addPorts(writer, vlans.ports);
-    addGaps(writer, vlans);
+MetricsView queryMetrics(Client& client) {
+    MetricsView view;
+    const std::vector<platform::SwitchPortRecord> ports = queryPortList(client);
+    view.global = queryGlobal(client);
+    view.vlans = queryVlans(client, ports, kExplainParts);
+    view.statistics = queryStatistics(client, ports);
+    const Reply losses = client.exchange(Request{platform::Request::Losses});
+    if (losses.status == 0 && losses.value.size() == sizeof(platform::LossesRecord)) {
+        view.losses.emplace();
+        std::memcpy(&*view.losses, losses.value.data(), sizeof(platform::LossesRecord));
+    }
+    return view;
+}
+
+std::string metricsText(const MetricsView& view, MetricsFormat format) {
+    const std::vector<PortStatistics>& statistics = view.statistics;
+    Writer writer(format);
+    addGlobal(writer, view.global);
+    addPair(writer, view.global);
+    if (view.losses)
+        addLosses(writer, *view.losses);
+    addCorrections(writer, view.global);
+    addPorts(writer, view.vlans.ports);
+    addGaps(writer, view.vlans);
     writer.family("port_pdus", "counter", "PDUs by direction and form.");
     addBothWays(writer, statistics, "form", kFormNames, &Record::pdusIn, &Record::pdusOut);
     writer.family("port_events", "counter", "Attribute events by direction and type.");
     addBothWays(writer, statistics, "event", kEventNames, &Record::eventsIn, &Record::eventsOut);
-    writer.family("port_dropped_frames", "counter", "Frames that could not be read, by reason.");
+    writer.family("port_dropped_frames", "counter",
+                  "Frames that were not taken for protocol frames, by reason.");
     addByReason(writer, statistics, kDropNames, &Record::drops, 1);
     writer.family("port_lost_frames", "counter", "Frames that were lost or not wanted, by reason.");
-    addLosses(writer, statistics);
+    addLostFrames(writer, statistics);
     writer.family("port_failed_registrations", "counter",
                   "Declared VLANs that the port did not take, by reason.");
     addByReason(writer, statistics, kFailureNames, &Record::failed, 0);

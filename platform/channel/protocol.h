@@ -54,6 +54,7 @@ enum class Request : u32 {
     CorrectionLast =
         263,             ///< unit, attribute: VLAN ID, 0 for the port; reply: CorrectionLastRecord
     PortMachines = 261,  ///< unit; reply: 4095 x {applicant, registrar, flags}, see MachineRecord
+    Losses = 264,        ///< reply: LossesRecord
     ShellCall = 272,     ///< value: ShellCallRecord; reply: what the function printed
     ShellList = 273,     ///< reply: names, each followed by '\n'
     SwitchChange = 288,  ///< value: SwitchChangeRecord
@@ -106,6 +107,14 @@ struct StandbyInfoRecord {
     u64 twoActivesAgoMs;
     u64 heardAgoMs;  ///< what was last heard of the other end, or that there was none
 };
+
+/// What this process could not keep or pass on, since its start.
+struct LossesRecord {
+    u64 logLines;         ///< of the log, whose reader was too slow
+    u64 recordedFrames;   ///< of recordings, whose file was too slow or can not be written
+    u64 forwardedFrames;  ///< copies for other ports of frames that the daemon does not take
+};
+static_assert(sizeof(LossesRecord) == 24);
 
 struct SwitchPortRecord {
     u32 unit;

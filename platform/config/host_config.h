@@ -209,7 +209,8 @@ struct HostConfig {
     std::optional<std::vector<std::string>> requestDirectories;
     bool debugSocket = false;  ///< run the daemon's debug socket server
     StandbyConfig standby;
-    std::string storeFile;  ///< configuration store; empty: none
+    std::string storeFile;      ///< configuration store; empty: none
+    std::string metricsListen;  ///< address that metrics are served at, see TcpAddress; empty: none
 
     bool operator==(const HostConfig&) const = default;
 };

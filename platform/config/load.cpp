@@ -46,6 +46,7 @@ LoadedConfig parseConfig(std::string_view document) {
         loadLinuxPorts(top, config);
     loadServices(top, config);
     loadProcess(top, config.process);
+    loadMetrics(top, config.metricsListen);
     top.finish();
     std::ranges::stable_sort(loaded.problems, [](const auto& a, const auto& b) {
         return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);

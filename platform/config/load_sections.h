@@ -34,6 +34,8 @@ PortManagement loadPortManagement(ConfigReader& table, std::string_view enableKe
 void loadPortLimits(ConfigReader& table, CorrectionSet corrections, u32& maxVlans, u32& maxPdus);
 /// Needs the driver.
 void loadServices(ConfigReader& top, HostConfig& config);
+/// [metrics] listen; `listen` stays empty where there is none.
+void loadMetrics(ConfigReader& top, std::string& listen);
 void loadProcess(ConfigReader& top, ProcessConfig& process);
 
 }  // namespace platform

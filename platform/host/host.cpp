@@ -14,6 +14,7 @@
 #include "platform/host/corrections.h"
 #include "platform/host/debug_socket.h"
 #include "platform/host/descriptors.h"
+#include "platform/host/metrics/exporter_process.h"
 #include "platform/host/service.h"
 #include "platform/replication/adoption.h"
 #include "platform/requests/correction_requests.h"
@@ -26,6 +27,7 @@
 #include "platform/runtime/files/places.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
+#include "platform/runtime/tasks/log_writer.h"
 #include "platform/runtime/tasks/start_gate.h"
 
 namespace platform {
@@ -74,6 +76,10 @@ void Host::registerRequests() {
     facts.portCount = [this] {
         return static_cast<u32>(
             switch_.listPorts(0, std::numeric_limits<std::size_t>::max()).size());
+    };
+    facts.losses = [this] {
+        const FrameLosses frames = frames_.losses();
+        return LossesRecord{lostLogLines(), frames.recorded, frames.forwarded};
     };
     registerHostRequests(dispatcher_, std::move(facts));
     registerCorrectionRequests(dispatcher_, corrections_);
@@ -171,6 +177,8 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
         logMessage(LogPriority::Error, "command channel: no thread for it");
     else
         commandPath_ = ownPath;
+    if (!commandPath_.empty() && !config_.metricsListen.empty())
+        startExporter(config_.metricsListen, commandPath_);
     if (!commandPath_.empty())
         return true;
     // The daemon does not look at the result, and is of no use without its command channel.

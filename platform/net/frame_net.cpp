@@ -365,9 +365,14 @@ CabledPort& FrameNet::cabledPort(u32 unit) {
     return *near;
 }
 
-void FrameNet::record(CabledPort& cabled, std::span<const u8> frame) {
-    if (cabled.recorder != nullptr)
-        cabled.recorder->take(frame, wallClockUs());
+void FrameNet::record(const CabledPort& cabled, std::span<const u8> frame) {
+    if (cabled.recorder != nullptr && !cabled.recorder->take(frame, wallClockUs()))
+        lostRecorded_.fetch_add(1, std::memory_order_relaxed);
+}
+
+FrameLosses FrameNet::losses() const {
+    return {lostRecorded_.load(std::memory_order_relaxed),
+            lostForwarded_.load(std::memory_order_relaxed)};
 }
 
 }  // namespace platform

@@ -33,6 +33,12 @@
 
 namespace platform {
 
+/// Frames that were to go somewhere, and did not, since the start.
+struct FrameLosses {
+    u64 recorded = 0;   ///< into a recording whose file is too slow, or can not be written
+    u64 forwarded = 0;  ///< out of a port whose cable had no room, or failed
+};
+
 class FrameNet final : public FrameTransmitter, public PortCables {
   public:
     /// Both outlive it.
@@ -81,6 +87,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
 
     CableState cableState(u32 unit) const override;
     PortCountersRecord counters(u32 unit) const override;
+    /// Any thread.
+    FrameLosses losses() const;
     HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
     HostStatus setWireForm(u32 unit, WireForm form) override;
     HostStatus setRecording(u32 unit, NamedFile file, std::string& error) override;
@@ -176,7 +184,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     void handOver(const FramePolicy& policy, std::span<const u8> bytes, bool tagged);
     /// The other ports that a frame of this one goes out of. @pre mutex_ is held
     void collectTargets(u32 port, const FramePolicy& policy);
-    static void record(CabledPort& cabled, std::span<const u8> frame);
+    void record(const CabledPort& cabled, std::span<const u8> frame);
     /// What is kept for a unit, made when it is not there yet. @pre mutex_ is held
     CabledPort& cabledPort(u32 unit);
     void wake();
@@ -227,7 +235,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     std::atomic<bool> awaiting_{false};  ///< a port may wait for its cable
     std::atomic<bool> guardsLoops_{false};
     std::atomic<bool> looping_{false};  ///< a port may have a loop
-    u64 loopTimeUs_ = 30'000'000;       ///< longer than the standard time of LeaveAlls
+    std::atomic<u64> lostRecorded_{0};
+    std::atomic<u64> lostForwarded_{0};
+    u64 loopTimeUs_ = 30'000'000;  ///< longer than the standard time of LeaveAlls
     std::function<void(u32 unit, bool held)> hold_;
     std::thread thread_;
 };

@@ -164,7 +164,8 @@ void FrameNet::frameArrived(u32 port, std::span<const u8> bytes, bool tagged) {
             return;
     }
     for (const std::shared_ptr<Cable>& cable : targets_)
-        cable->send(bytes, NoRoom::Drop);
+        if (cable->send(bytes, NoRoom::Drop) != 0)
+            lostForwarded_.fetch_add(1, std::memory_order_relaxed);
     targets_.clear();
 }
 

@@ -108,10 +108,12 @@ std::unique_ptr<Recording> Recording::open(NamedFile file, const RequestPlaces& 
     return place ? begin(openForRequest(*place, file.path, error), file.path, error) : nullptr;
 }
 
-void Recording::take(std::span<const u8> frame, u64 timeUs) {
+bool Recording::take(std::span<const u8> frame, u64 timeUs) {
     frame = frame.first(std::min<std::size_t>(frame.size(), kPcapLongestRecord));
-    if (ended_ || writer_->put(pcapRecordHeader(frame.size(), timeUs), frame))
-        return;
+    if (!ended_ && writer_->put(pcapRecordHeader(frame.size(), timeUs), frame))
+        return true;
+    if (ended_)
+        return false;
     if (const int failure = writer_->failure(); failure != 0) {
         ended_ = true;
         logMessage(LogPriority::Warning, "recording to '%s' ends: %s", name_.c_str(),
@@ -122,6 +124,7 @@ void Recording::take(std::span<const u8> frame, u64 timeUs) {
                    "at the end",
                    name_.c_str());
     }
+    return false;
 }
 
 void Recording::finish() {

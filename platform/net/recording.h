@@ -39,7 +39,8 @@ class Recording {
     Recording& operator=(Recording&&) = delete;
 
     /// Never waits. @param timeUs  microseconds since the epoch
-    void take(std::span<const u8> frame, u64 timeUs);
+    /// @return whether it is on its way into the file
+    bool take(std::span<const u8> frame, u64 timeUs);
     /// Waits a moment for what is not in the file yet, and logs what was lost.
     void finish();
 

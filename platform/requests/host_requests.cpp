@@ -97,6 +97,12 @@ void registerHostRequests(Dispatcher& dispatcher, HostFacts facts) {
             return value.empty() ? serve(header, reply) : refuseSize(value.size(), 0, reply);
         };
     };
+    dispatcher.registerRequest(
+        Request::Losses,
+        withoutValue([losses = facts.losses](const RequestHeader&, std::vector<u8>& reply) {
+            appendRecord(reply, losses());
+            return kStatusOk;
+        }));
     dispatcher.registerRequest(Request::HostInfo,
                                withoutValue([facts = std::move(facts), startMs = monotonicMs()](
                                                 const RequestHeader&, std::vector<u8>& reply) {

@@ -12,16 +12,17 @@
 
 namespace platform {
 
-/// What HostInfo tells, from those who know. Asked in the command task.
+/// What HostInfo and Losses tell, from those who know. Asked in the command task.
 struct HostFacts {
     DriverKind driver = DriverKind::SoftwareSwitch;
     std::function<std::string()> switchName;
     std::function<HostRole()> role;
     std::function<bool()> standbyConnected;
     std::function<u32()> portCount;
+    std::function<LossesRecord()> losses;
 };
 
-/// Registers HostInfo, PortMachines, ShellCall and ShellList.
+/// Registers HostInfo, Losses, PortMachines, ShellCall and ShellList.
 void registerHostRequests(Dispatcher& dispatcher, HostFacts facts);
 
 /// Reads the machines of all VLANs of a port, by VLAN ID - 1: 4095 of them, the last stays zero.

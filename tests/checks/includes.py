@@ -30,6 +30,9 @@ RULES = {
                     "platform/channel/observations.h", "platform/config/load.h",
                     "platform/inspect/", "platform/runtime/files/descriptor.h", "platform/wire/events.h",
                     "platform/wire/pcap.h")),
+    # A client of the command channel, as mvrpctl is.
+    "exporter": (False, ("exporter/", "cli/client/", "cli/views/metrics.h", "platform/model/",
+                         "platform/host/privileges.h", "platform/runtime/")),
 }
 
 # folder -> its floors, the highest first. The rooms of one floor know nothing of each other, but for

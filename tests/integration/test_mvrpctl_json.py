@@ -154,7 +154,7 @@ class Json(NetworkTest):
         self.assertIn("statusName: wrongUsage", self.switch.control("-o yaml shwo").stdout)
 
     def test_metrics_are_read_by_a_public_parser(self):
-        text = self.switch.control("metrics").stdout
+        text = self.switch.control("metrics --openmetrics").stdout
         self.assertGreater(validate(text, "--openmetrics"), 50)
         self.assertIn('mvrp_port_vlans{port="west",unit="1",state="learnt"} 3', text)
         with self.assertRaises(AssertionError):

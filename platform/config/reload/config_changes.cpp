@@ -220,6 +220,7 @@ std::vector<std::string> fixedChanges(const HostConfig& before, const HostConfig
     add(before.standby != next.standby, "[standby]");
     add(before.process != next.process, "[process]");
     add(before.storeFile != next.storeFile, "[store]");
+    add(before.metricsListen != next.metricsListen, "[metrics]");
     return lines;
 }
 

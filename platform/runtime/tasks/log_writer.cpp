@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,6 +18,8 @@ namespace {
 
 /// What may wait for a reader of the log, and of the console each.
 constexpr std::size_t kRingBytes = std::size_t{256} * 1024;
+
+std::atomic<u64> gLostLines = 0;
 
 std::span<const u8> bytesOf(std::string_view text) {
     return {reinterpret_cast<const u8*>(text.data()), text.size()};
@@ -40,7 +43,10 @@ class RingSink final : public ConsoleSink {
         // In place of what was left out.
         if (const u64 lost = log_->takeLost(); lost != 0 && !tellLost(lost))
             log_->addLost(lost);
-        return log_->put(bytesOf(text));
+        const bool kept = log_->put(bytesOf(text));
+        if (!kept)
+            gLostLines.fetch_add(1, std::memory_order_relaxed);
+        return kept;
     }
 
     bool flush(std::chrono::milliseconds within) override {
@@ -69,6 +75,10 @@ void startLogWriter() {
     auto output = startWriter(STDOUT_FILENO, "mvrpconsole");
     if (log != nullptr && output != nullptr)
         setConsoleSink(std::make_unique<RingSink>(std::move(log), std::move(output)));
+}
+
+u64 lostLogLines() {
+    return gLostLines.load(std::memory_order_relaxed);
 }
 
 }  // namespace platform

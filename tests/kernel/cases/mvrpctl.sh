@@ -110,7 +110,7 @@ answers done 0 debug port all
 answers done 0 debug vlan all
 
 say 'the metrics, and what is made from the table of commands'
-answers - 0 metrics
+answers - 0 metrics --openmetrics
 validate --openmetrics <"$answer"
 says 'mvrp_port_vlans\{port="b2",unit="[0-9]+",state="learnt"\} 1'
 answers - 0 completion bash

@@ -211,6 +211,9 @@ const WrongFile kWrongFiles[] = {
      19, "2", "at least the time of lost-after"},
     {"ProcessUser", "[process]\nuser = \"no-such-user\"", 2, 8, "no-such-user", "name of a user"},
     {"KeepNetRaw", "[process]\nkeep-net-raw = 1", 2, 16, "1", "true or false"},
+    {"MetricsAddress", "[metrics]\nlisten = \"localhost:9620\"", 2, 10, "localhost:9620",
+     "a numeric address and a port from 1 to 65535"},
+    {"MetricsPort", "[metrics]\nlisten = 9620", 2, 10, "9620", "text"},
     {"Store", "[store]\nfile = 5", 2, 8, "5", "text"},
 };
 

@@ -66,6 +66,13 @@ TEST(Config, TheProcessChangesNothingUnlessItIsToldTo) {
     EXPECT_TRUE(process.keepNetRaw);
 }
 
+TEST(Config, MetricsAreServedNowhereUnlessAnAddressIsGiven) {
+    EXPECT_EQ(load("").metricsListen, "");
+    EXPECT_EQ(load("[metrics]\nlisten = \"\"").metricsListen, "");
+    EXPECT_EQ(load("[metrics]\nlisten = \"127.0.0.1:9620\"").metricsListen, "127.0.0.1:9620");
+    EXPECT_EQ(load("[metrics]\nlisten = \"[::1]:9620\"").metricsListen, "[::1]:9620");
+}
+
 TEST(Config, APortIsATrunkOfAllVlansWithTheFirstUntagged) {
     const HostConfig config = load("[[port]]\nunit = 3");
     const PortConfig& port = config.network.ports.at(0);

@@ -3,8 +3,11 @@
 // The road of a frame: from a cable to the daemon, past it, and back out.
 #include "platform/net/frame_net.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
 #include <algorithm>
 
@@ -357,6 +360,35 @@ TEST_F(ThreeNodes, PortThatTakesPartForwardsNothing) {
     EXPECT_TRUE(await([this] { return middle_.net.counters(3).droppedDisabled == 1; }));
     EXPECT_EQ(middle_.net.counters(3).forwarded, 0U);
     EXPECT_EQ(right_.net.counters(5).framesIn, 0U);
+}
+
+TEST_F(ThreeNodes, WhatFindsNoRoomInACableOnItsWayThroughIsCounted) {
+    // A socket that nobody reads takes a few frames, and nothing more.
+    const std::string path = directory_.path("full");
+    const Descriptor unread(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(unread.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    middle_.plug(5, "unix:" + directory_.path("out") + "," + path);
+    EXPECT_TRUE(await([this] {
+        sendFromLeft();
+        return middle_.net.losses().forwarded > 0;
+    }));
+    EXPECT_GT(middle_.net.counters(3).forwarded, middle_.net.losses().forwarded);
+    EXPECT_EQ(middle_.net.losses().recorded, 0U);
+}
+
+TEST_F(ThreeNodes, ARecordingThatCanNotBeWrittenCountsItsFrames) {
+    std::string error;
+    ASSERT_EQ(middle_.net.setRecording(
+                  3, {"full", Descriptor(open("/dev/full", O_WRONLY | O_CLOEXEC))}, error),
+              HostStatus::Ok)
+        << error;
+    EXPECT_TRUE(await([this] {
+        sendFromLeft();
+        return middle_.net.losses().recorded > 0;
+    }));
 }
 
 TEST_F(ThreeNodes, NothingIsForwardedOutOfAPortWithoutLink) {

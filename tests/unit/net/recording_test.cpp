@@ -107,8 +107,9 @@ TEST_F(Recordings, AReaderThatStandsStillCostsFramesWhichAreCountedAndNoTime) {
     ASSERT_NE(recording, nullptr) << error_;
     ::testing::internal::CaptureStderr();
     constexpr u64 kFrames = 1000;  // 1 MB, more than the pipe and the ring hold together
+    u64 refused = 0;
     for (u64 number = 0; number < kFrames; number++)
-        recording->take(frame_, number);
+        refused += recording->take(frame_, number) ? 0 : 1;
     recording->finish();
     recording.reset();
     const std::string log = ::testing::internal::GetCapturedStderr();
@@ -116,6 +117,7 @@ TEST_F(Recordings, AReaderThatStandsStillCostsFramesWhichAreCountedAndNoTime) {
     const auto at = log.find(" frames were lost");
     ASSERT_NE(at, std::string::npos) << log;
     const u64 lost = std::stoull(log.substr(log.rfind(' ', at - 1)));
+    EXPECT_EQ(lost, refused);
     // Whoever reads now finds whole frames, all but those.
     std::vector<u8> bytes(kPcapFileHeaderBytes + kFrames * (kPcapRecordHeaderBytes + 1000));
     std::size_t received = 0;
@@ -143,8 +145,8 @@ TEST_F(Recordings, AFullFileEndsTheRecordingAndSaysSo) {
     ASSERT_NE(recording, nullptr) << error_;
     recording->finish();
     ::testing::internal::CaptureStderr();
-    recording->take(frame_, 1);
-    recording->take(frame_, 2);
+    EXPECT_FALSE(recording->take(frame_, 1));
+    EXPECT_FALSE(recording->take(frame_, 2));
     const std::string log = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(log.find("recording to 'x' ends: No space left"), std::string::npos) << log;
 }

@@ -23,6 +23,7 @@ class HostRequests : public testing::Test {
         facts.role = [] { return HostRole::Standby; };
         facts.standbyConnected = [] { return true; };
         facts.portCount = [] { return 5U; };
+        facts.losses = [] { return LossesRecord{3, 4, 5}; };
         registerHostRequests(dispatcher_, facts);
         procShellInit("mvrp", 0, 0);
     }
@@ -47,6 +48,18 @@ class HostRequests : public testing::Test {
 
     Dispatcher dispatcher_;
 };
+
+TEST_F(HostRequests, LossesAreWhatTheHostCounted) {
+    const ChannelReply reply = call(Request::Losses, 0);
+    ASSERT_EQ(reply.status, 0U);
+    LossesRecord losses{};
+    ASSERT_EQ(reply.value.size(), sizeof losses);
+    std::memcpy(&losses, reply.value.data(), sizeof losses);
+    EXPECT_EQ(losses.logLines, 3U);
+    EXPECT_EQ(losses.recordedFrames, 4U);
+    EXPECT_EQ(losses.forwardedFrames, 5U);
+    EXPECT_NE(call(Request::Losses, 0, {1}).status, 0U) << "it takes no value";
+}
 
 TEST_F(HostRequests, HostInfoTellsWhatThisProcessIs) {
     const ChannelReply reply = call(Request::HostInfo, 0);
