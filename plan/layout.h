@@ -19,7 +19,8 @@ namespace plan {
 
 inline constexpr u32 kMostSwitches = 1000;
 inline constexpr u32 kMostPorts = 48;
-inline constexpr u32 kMostVlans = 4093;  ///< 2 to 4094
+inline constexpr u32 kLeastTreePorts = 3;  ///< with two a tree is a line
+inline constexpr u32 kMostVlans = 4093;    ///< 2 to 4094
 
 /// Timer settings of a port in ms; what is not given is the daemon's default.
 struct Timers {
@@ -53,7 +54,7 @@ struct LayoutError {
 enum class Shape : u8 { Line, Star, Tree };
 
 /// A network of `switches` in a shape. A tree gives each switch as many cables as it has ports.
-/// @param ports  of each switch, 2 at least for a tree
+/// @param ports  of each switch, kLeastTreePorts at least for a tree
 Layout makeShape(Shape shape, u32 switches, u32 ports);
 
 /// Reads the switches, cables and timers of a topology file; cables that are down, hosts and steps

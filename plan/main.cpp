@@ -51,6 +51,12 @@ Shape shapeNamed(std::string_view name) {
 
 /// Only ways without a ring are planned; spanning tree makes one of every network.
 Layout shapeOf(const Options& options, u32 switches) {
+    if (shapeNamed(options.shape) == Shape::Tree && options.ports < plan::kLeastTreePorts)
+        throw Mistake(
+            "--shape tree needs --ports N, as many cables as a switch has: one up and the "
+            "others down; allowed are " +
+            std::to_string(plan::kLeastTreePorts) + " to " + std::to_string(plan::kMostPorts) +
+            " (with fewer it is a line)");
     return plan::makeShape(shapeNamed(options.shape), switches, options.ports);
 }
 
@@ -128,7 +134,8 @@ void addOptions(CLI::App& app, Options& options) {
         ->type_name("N")
         ->needs(shape);
     app.add_option("--ports", options.ports,
-                   "Ports with MVRP of each switch, 2 to 48; default: one for each cable.")
+                   "Ports with MVRP of each switch, 2 to 48; default: one for each cable. A tree"
+                   " needs it, 3 at least.")
         ->check(CLI::Range(2U, plan::kMostPorts))
         ->type_name("N")
         ->needs(shape);
@@ -142,7 +149,7 @@ void addOptions(CLI::App& app, Options& options) {
                    help("Leave time", kMvrpLeaveTime, ", twice the join time at least"))
         ->check(within(kMvrpLeaveTime))
         ->type_name("MS");
-    app.add_option("--leaveall", options.timers.leaveAllMs,
+    app.add_option("--leave-all", options.timers.leaveAllMs,
                    help("Leave-all time", kMvrpLeaveAllTime))
         ->check(within(kMvrpLeaveAllTime))
         ->type_name("MS");
@@ -158,7 +165,8 @@ void addOptions(CLI::App& app, Options& options) {
                    " file says, or none.")
         ->type_name("all|none|NAME,...");
     app.add_option("--plot", options.plot,
-                   "Draw times against sizes of the shape: .svg, .png or .pdf; needs matplotlib.")
+                   "Draw times and traffic against sizes of the shape: .svg, .png or .pdf; needs"
+                   " matplotlib.")
         ->type_name("FILE")
         ->needs(shape);
     app.add_flag("-j,--json", options.json, "Print JSON.");

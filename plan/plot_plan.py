@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Draws how long VLANs take against the size of a network: the part of mvrp-plan that `--plot` hands over to.
+"""Draws how long VLANs take, and what they cost, against the size of a network: the part of mvrp-plan that
+`--plot` hands over to.
 
 usage: plot_plan.py MVRP-PLAN OPTIONS..., options as mvrp-plan takes them, with --plot FILE. Runs mvrp-plan
 once as it was called, and then in several sizes. The exit status is that of the first run; 2 when there
@@ -61,27 +62,43 @@ def measure(plan, switches, vlans, options):
     return json.loads(done.stdout)
 
 
-def panel(axes, points, label):
+def panel(axes, points, value):
     """One curve for each phase. A phase that did not come to its end is left out."""
     for phase, colour in PHASES:
-        ended = [(x, result[phase]["ms"] / 1000) for x, result in points if result[phase]["ended"]]
+        ended = [(x, value(result[phase])) for x, result in points if result[phase]["ended"]]
         axes.plot(*zip(*ended) if ended else ((), ()), "o-", color=colour, label=phase, gid=phase)
     sizes = [x for x, _ in points]
-    axes.set(xscale="log", yscale="log", xlabel=label, xticks=sizes, xticklabels=sizes)
+    axes.set(xscale="log", yscale="log", xticks=sizes, xticklabels=sizes)
     axes.minorticks_off()
+    axes.yaxis.set_major_formatter("{x:g}")
     axes.grid(axis="y", alpha=0.4)
 
 
-def draw(figure, by_way, by_vlans, path):
-    """Both panels have one scale of time: logarithmic, as a join takes a second where a leave takes
-    minutes."""
-    picture = figure.Figure(figsize=(10, 4.5), layout="constrained")
-    left, right = picture.subplots(1, 2, sharey=True)
-    panel(left, by_way, "switches on the longest way")
-    panel(right, by_vlans, f"VLANs, {by_vlans[-1][1]['diameter']} switches on the longest way")
-    left.set_ylabel("seconds")
-    left.yaxis.set_major_formatter("{x:g}")
-    left.legend()
+def network(asked, result):
+    """What was planned, and with which times, for the title."""
+    ports = f" with {asked.ports} ports" if asked.ports else ""
+    vlans = f"{asked.vlans} VLAN{'s' * (asked.vlans != 1)}"
+    corrected = f", corrections: {asked.corrections}" if asked.corrections else ""
+    return (f"{asked.shape} of {result['switches']} switches{ports}, {vlans}{corrected}\n"
+            f"join {asked.join} ms, leave {asked.leave} ms, leave-all {asked.leave_all} ms")
+
+
+def draw(figure, by_way, by_vlans, title, path):
+    """Times above, traffic below, each row with one scale: logarithmic, as a join takes a second where a
+    leave takes minutes."""
+    picture = figure.Figure(figsize=(10, 7.5), layout="constrained")
+    picture.suptitle(title)
+    rows = (("time until all have changed (s)", lambda phase: phase["ms"] / 1000),
+            ("frames sent by a port", lambda phase: phase["framesPerPort"]))
+    columns = (("switches on the longest way", by_way),
+               (f"VLANs, {by_vlans[-1][1]['diameter']} switches on the longest way", by_vlans))
+    for panels, (scale, value) in zip(picture.subplots(2, 2, sharey="row", sharex="col"), rows):
+        panels[0].set_ylabel(scale)
+        for axes, (_, points) in zip(panels, columns):
+            panel(axes, points, value)
+    for axes, (label, _) in zip(panels, columns):
+        axes.set_xlabel(label)
+    picture.axes[0].legend()
     picture.savefig(path, metadata={"Date": None} if path.suffix == ".svg" else None)
 
 
@@ -92,8 +109,15 @@ def main():
     parser.add_argument("--switches", type=int, default=10)
     parser.add_argument("--vlans", type=int, default=1)
     parser.add_argument("--rest", default=None)
+    shown = parser.add_argument_group("named in the title, and handed on")
+    for name, initial in (("--shape", None), ("--ports", None), ("--corrections", None), ("--join", 6000),
+                          ("--leave", 30000), ("--leave-all", 120000)):
+        shown.add_argument(name, default=initial)
     parser.add_argument("-j", "--json", action="store_true")
     asked, options = parser.parse_known_args()
+    for action in shown._group_actions:
+        if (value := getattr(asked, action.dest)) is not None:
+            options += [action.option_strings[0], str(value)]
     figure = figures()
     check_file(figure, asked.plot)
 
@@ -108,7 +132,7 @@ def main():
         by_way[result["diameter"]] = result
     by_vlans = [(vlans, measure([asked.plan], asked.switches, vlans, options))
                 for vlans in steps(1, 8, asked.vlans)]
-    draw(figure, sorted(by_way.items()), by_vlans, asked.plot)
+    draw(figure, sorted(by_way.items()), by_vlans, network(asked, by_vlans[-1][1]), asked.plot)
     return status
 
 

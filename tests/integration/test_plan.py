@@ -30,7 +30,7 @@ def measure(*words):
 
 class Measures(unittest.TestCase):
     def test_a_leave_takes_a_leave_time_for_each_switch_on_the_way(self):
-        timers = ("--join", 200, "--leave", 5000, "--leaveall", 20000, "--rest", 0)
+        timers = ("--join", 200, "--leave", 5000, "--leave-all", 20000, "--rest", 0)
         for switches in (3, 6):
             result = measure("--shape", "line", "--switches", switches, *timers)
             self.assertEqual(result["diameter"], switches)
@@ -99,8 +99,20 @@ class Measures(unittest.TestCase):
         name = "{http://www.w3.org/2000/svg}"
         points = {phase: [len(curve.findall(f".//{name}use")) for curve in root.findall(
             f".//{name}g[@id='{phase}']")] for phase in ("join", "leave")}
-        # Sizes 2 and 4 in one panel, 1, 8 and 20 VLANs in the other.
-        self.assertEqual(points, {"join": [2, 3], "leave": [2, 3]})
+        # Sizes 2 and 4 in the panels on the left, 1, 8 and 20 VLANs in those on the right.
+        self.assertEqual(points, {"join": [2, 3, 2, 3], "leave": [2, 3, 2, 3]})
+
+    def test_a_plot_says_what_it_shows_and_in_what(self):
+        with tempfile.TemporaryDirectory() as directory:
+            file = pathlib.Path(directory) / "plot.svg"
+            measure("--shape", "tree", "--switches", 4, "--ports", 3, "--vlans", 3, "--leave", 12000,
+                    "--rest", 0, "--plot", file)
+            text = file.read_text(encoding="utf-8")
+        written = re.findall(r"<!-- (.*?) -->", text)  # the text of what is drawn as curves
+        self.assertIn("tree of 4 switches with 3 ports, 3 VLANs", written)
+        self.assertIn("join 6000 ms, leave 12000 ms, leave-all 120000 ms", written)
+        self.assertLessEqual({"time until all have changed (s)", "frames sent by a port",
+                              "switches on the longest way"}, set(written))
 
     def test_a_plot_reports_as_without_it(self):
         words = ("--shape", "line", "--switches", 3, "--rest", 0)
@@ -127,9 +139,11 @@ class Mistakes(unittest.TestCase):
     def test_options(self):
         self.assertIn("line, star or tree", self.refused())
         self.assertIn("{line,star,tree}", self.refused("--shape", "ring"))
+        self.assertIn("--ports", self.refused("--shape", "tree"))
+        self.assertIn("3 to 48", self.refused("--shape", "tree", "--ports", 2))
         self.assertIn("200 to 6000", self.refused("--shape", "line", "--join", 5))
         self.assertIn("twice the join time", self.refused("--shape", "line", "--leave", 500))
-        self.assertIn("leave time at least", self.refused("--shape", "line", "--leaveall", 700))
+        self.assertIn("leave time at least", self.refused("--shape", "line", "--leave-all", 700))
         self.assertIn("topology file", self.refused("/nowhere/at/all"))
         self.assertIn("leave-needed", self.refused("--shape", "line", "--corrections", "leaves"))
         self.assertIn(".svg", self.refused("--shape", "line", "--plot", "picture.xyz"))
@@ -154,8 +168,8 @@ class Manual(unittest.TestCase):
     def test_the_manual_has_each_option_and_no_other(self):
         page = (ROOT / "packaging" / "man" / "mvrp-plan.8").read_text(encoding="utf-8")
         described = {f"--{name}" for line in page.splitlines() if line.startswith(".It Fl ")
-                     for name in re.findall(r"Fl -([a-z]+)", line)}
-        self.assertEqual(described, set(re.findall(r"--[a-z]+", " ".join(
+                     for name in re.findall(r"Fl -([a-z-]+)", line)}
+        self.assertEqual(described, set(re.findall(r"--[a-z-]+", " ".join(
             re.findall(r"^  (-.*?)(?: {2}|$)", run("--help").stdout, re.MULTILINE)))) - {"--"})
 
 
