@@ -105,10 +105,21 @@ def spans(seen, end, value_of):
 
 
 def kind_on(switch_state, vlan):
-    """How a switch knows a VLAN: "static", "learnt", or None."""
+    """How a switch knows a VLAN: "static", "learnt", "kept" (learnt, and no port has it registered any
+    more), or None."""
     if vlan in switch_state["static"]:
         return "static"
-    return "learnt" if vlan in switch_state["learnt"] else None
+    if vlan not in switch_state["learnt"]:
+        return None
+    return "learnt" if any(vlan in port["registered"] for port in switch_state["ports"].values()) else "kept"
+
+
+def kind_at(port_state, vlan):
+    """How a port has a VLAN: "registered", since what is behind it declares it; "unasked", a learnt
+    member although nothing behind it does; or None."""
+    if vlan in port_state["registered"]:
+        return "registered"
+    return "unasked" if vlan in port_state["learnt"] else None
 
 
 def vlan_groups(history, end):

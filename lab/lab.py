@@ -82,10 +82,13 @@ def run(arguments):
     report_file = arguments.report and arguments.report.resolve()
     directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-lab-"))
     wanted = arguments.corrections
-    net = network.Network(
-        topology.read(arguments.topology, directory, record=bool(report_file),
-                      corrections=wanted if wanted in (None, "all", "none") else wanted.split(",")),
-        directory, build)
+    try:
+        plan = topology.read(arguments.topology, directory, record=bool(report_file),
+                             corrections=wanted if wanted in (None, "all", "none") else wanted.split(","))
+    except BaseException:
+        directory.rmdir()  # nothing was put there yet
+        raise
+    net = network.Network(plan, directory, build)
     screen.heading(net.topology.title)
     screen.progress("starting the switches")
     good, walk, kept = False, None, False

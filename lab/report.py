@@ -20,15 +20,14 @@ def cable_facts(watched, ends, end, frames):
             "frames": frames}
 
 
-def registrations(watched, topology, end, vlan):
-    """When each port that leads to another switch had the VLAN registered."""
+def memberships(watched, topology, end, vlan):
+    """How each port that leads to another switch had the VLAN, and when."""
     found = {}
     for cable in topology.cables:
         for here, there in ((cable.a, cable.b), (cable.b, cable.a)):
-            found[f"{here} {there}"] = [
-                [first, last] for first, last, _ in history.spans(
-                    watched.states[here], end,
-                    lambda state, there=there: vlan in state["ports"][there]["registered"] or None)]
+            found[f"{here} {there}"] = history.spans(
+                watched.states[here], end,
+                lambda state, there=there: history.kind_at(state["ports"][there], vlan))
     return found
 
 
@@ -46,7 +45,7 @@ def facts(watched, network, results, end):
         "steps": [{"at": round(at, 2), "title": title} | result
                   for (at, title), result in zip(watched.marks, results)],
         "vlans": [{"vlans": ranges, "switches": way,
-                   "ports": registrations(watched, topology, end, first_of(ranges))}
+                   "ports": memberships(watched, topology, end, first_of(ranges))}
                   for ranges, way in history.vlan_groups(watched, end)],
     }
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What lab.py says at the end of a run that is kept: typed by a shell, line by line."""
 
+import os
 import pathlib
 import re
 import subprocess
@@ -56,6 +57,17 @@ class KeptNetwork(NetworkTest):
     def test_corrections_of_the_command_line_count_over_the_file(self):
         text = self.kept_configuration('corrections = "none"' + TOPOLOGY, "--corrections", "all")
         self.assertIn('corrections = "all"', text)
+
+    def test_a_bad_topology_leaves_no_directory_behind(self):
+        file = self.directory / "bad.toml"
+        file.write_text("colour = 1\n", encoding="utf-8")
+        for path in (file, self.directory / "missing.toml"):
+            done = subprocess.run([sys.executable, LAB, "run", path], capture_output=True, text=True,
+                                  check=False, timeout=120,
+                                  env=os.environ | {"TMPDIR": str(self.directory)})
+            self.assertEqual(done.returncode, 1, done.stdout)
+            self.assertIn("lab: ", done.stderr)
+        self.assertEqual([path.name for path in self.directory.iterdir()], ["bad.toml"])
 
     def test_an_unknown_correction_is_refused_with_those_that_there_are(self):
         file = self.directory / "two.toml"
