@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <chrono>
 #include <cstring>
@@ -9,6 +10,8 @@
 #include <iostream>
 #include <iterator>
 #include <limits>
+#include <map>
+#include <optional>
 #include <thread>
 
 #include "cli/client/observed.h"
@@ -16,6 +19,7 @@
 #include "cli/frames/decode.h"
 #include "cli/views/json.h"
 #include "platform/wire/pcap.h"
+#include "platform/wire/pcapng.h"
 
 namespace cli {
 
@@ -26,6 +30,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr u64 kMostFrames = 1'000'000'000;
 constexpr u64 kMostSeconds = u64{86'400} * 30;
+constexpr std::size_t kLargestCapture = std::size_t{64} << 20;
 constexpr auto kLookEvery = std::chrono::milliseconds(100);
 
 // decode -----------------------------------------------------------------------------------------
@@ -42,7 +47,7 @@ Bytes hexBytes(const Context& context) {
         throw UsageError(
             "'" + context.text(0) +
             "' is neither a file that is there nor a frame in hexadecimal; allowed are "
-            "a pcap file, \"-\" for one on the standard input, or whole bytes such as "
+            "a pcap or pcapng file, \"-\" for one on the standard input, or whole bytes such as "
             "0180c2000021...");
     Bytes bytes;
     for (std::size_t i = 0; i < digits.size(); i += 2)
@@ -50,25 +55,45 @@ Bytes hexBytes(const Context& context) {
     return bytes;
 }
 
-std::vector<DecodedFrame> decodePcap(const std::optional<platform::PcapFrames>& capture,
-                                     const std::string& name, const std::string& error) {
+/// @param name  of the input, for the errors
+std::vector<DecodedFrame> decodeCapture(Bytes bytes, const std::string& name) {
+    const std::vector<platform::FrameOrigin> origins = platform::pcapngOrigins(bytes);
+    std::string error;
+    const auto capture = platform::parsePcap(std::move(bytes), error);
     if (!capture)
         throw UsageError(name + ": " + error + "; allowed is a capture in pcap or pcapng format");
     std::vector<DecodedFrame> frames;
-    for (const platform::PcapFrames::Record& record : capture->records)
+    for (const platform::PcapFrames::Record& record : capture->records) {
         frames.push_back(decodeFrame(capture->frame(record), record.timeUs));
+        if (frames.size() <= origins.size())
+            frames.back().origin = origins[frames.size() - 1];
+    }
     return frames;
 }
 
+/// What is left of a stream, up to what a capture may have.
+Bytes bytesOf(std::istream& input, const std::string& name) {
+    Bytes bytes;
+    std::array<char, 65536> chunk{};
+    do {
+        input.read(chunk.data(), chunk.size());
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + input.gcount());
+        if (bytes.size() > kLargestCapture)
+            throw UsageError(name + ": larger than the 64 MiB that are allowed");
+    } while (input);
+    return bytes;
+}
+
 std::vector<DecodedFrame> decodeInput(const Context& context) {
-    std::string error;
-    if (context.text(0) == "-") {
-        Bytes bytes{std::istreambuf_iterator<char>(std::cin), {}};
-        return decodePcap(platform::parsePcap(std::move(bytes), error), "standard input", error);
-    }
-    if (access(context.text(0).c_str(), F_OK) == 0)
-        return decodePcap(platform::readPcap(context.text(0), error), context.text(0), error);
-    return {decodeFrame(hexBytes(context), 0)};
+    const std::string& name = context.text(0);
+    if (name == "-")
+        return decodeCapture(bytesOf(std::cin, "standard input"), "standard input");
+    if (access(name.c_str(), F_OK) != 0)
+        return {decodeFrame(hexBytes(context), 0)};
+    std::ifstream file(name, std::ios::binary);
+    if (!file)
+        throw UsageError(name + ": can not be read; allowed is a capture in pcap or pcapng format");
+    return decodeCapture(bytesOf(file, name), name);
 }
 
 void decodeCommand(const Context& context) {
@@ -78,13 +103,39 @@ void decodeCommand(const Context& context) {
 
 // capture ----------------------------------------------------------------------------------------
 
+/// The file of a capture: in pcapng, with port and direction of each frame, where its name says so.
+class CaptureFile {
+  public:
+    explicit CaptureFile(const std::string& file) {
+        std::string error;
+        const std::string path = file == "-" ? "/dev/stdout" : file;
+        if (path.ends_with(".pcapng"))
+            ported_ = platform::PcapngWriter::open(path, error);
+        else
+            plain_ = platform::PcapWriter::open(path, error);
+        if (!ported_ && !plain_)
+            throw UsageError("cannot write " + file + ": " + error +
+                             "; allowed is a file, or \"-\" for the standard output");
+    }
+
+    bool write(std::span<const u8> frame, u64 timeUs, const platform::FrameOrigin& origin) {
+        return plain_ ? plain_->write(frame, timeUs) : ported_->write(frame, timeUs, origin);
+    }
+
+  private:
+    std::optional<platform::PcapWriter> plain_;
+    std::optional<platform::PcapngWriter> ported_;
+};
+
 /// Frames of the daemon, written as they come.
 class Capture {
   public:
     Capture(const Context& context, const std::string& file)
-        : context_(context), file_(file), writer_(open(file)) {
+        : context_(context), file_(file), writer_(file) {
         for (std::size_t i = 1; i < context.count(); ++i)
             units_.push_back(context.port(i).unit);
+        for (const platform::SwitchPortRecord& port : queryPortList(context.client))
+            names_[port.unit] = port.name.data();
     }
 
     void run() {
@@ -109,16 +160,6 @@ class Capture {
     }
 
   private:
-    static platform::PcapWriter open(const std::string& file) {
-        std::string error;
-        const std::string path = file == "-" ? "/dev/stdout" : file;
-        auto writer = platform::PcapWriter::open(path, error);
-        if (!writer)
-            throw UsageError("cannot write " + file + ": " + error +
-                             "; allowed is a file, or \"-\" for the standard output");
-        return std::move(*writer);
-    }
-
     /// Takes the frames after `since`. @return the sequence number of the last one seen
     u64 read(u64 since, u64 most) {
         const platform::CaptureQuery query{since};
@@ -154,15 +195,27 @@ class Capture {
         if (!units_.empty() && std::ranges::find(units_, frame.unit) == units_.end())
             return;
         const std::span data(reinterpret_cast<const u8*>(bytes.data()), bytes.size());
-        if (!writer_.write(data, frame.timeUs))
+        const platform::FrameOrigin origin = {
+            nameOf(frame.unit),
+            frame.sent != 0 ? platform::FrameWay::Sent : platform::FrameWay::Received};
+        if (!writer_.write(data, frame.timeUs, origin))
             throw UsageError("cannot write " + file_ + ": the file system took it not");
         ++frames_;
     }
 
+    /// A port that came later goes by its unit.
+    const std::string& nameOf(u32 unit) {
+        std::string& name = names_[unit];
+        if (name.empty())
+            name = "port " + std::to_string(unit);
+        return name;
+    }
+
     const Context& context_;
     std::string file_;
-    platform::PcapWriter writer_;
+    CaptureFile writer_;
     std::vector<u32> units_;
+    std::map<u32, std::string> names_;
     u64 frames_ = 0;
     u64 lost_ = 0;
 };
@@ -177,7 +230,9 @@ void captureCommand(const Context& context) {
 
 constexpr Command kCommands[] = {
     {"capture",
-     "write the frames that the daemon sends and receives to a pcap file",
+     "write the frames that the daemon sends and receives to a file; one named .pcapng has ports "
+     "and "
+     "directions too",
      {{{"file", "the file, or - for the standard output"},
        {"port", "only these ports", true, true}}},
      captureCommand,
@@ -186,7 +241,8 @@ constexpr Command kCommands[] = {
        {"--seconds", "S", "end after so many seconds"}}}},
     {"decode",
      "show every VLAN and event of frames; no daemon is needed",
-     {{{"file", "a pcap file, - for one on the standard input, or a frame in hexadecimal"},
+     {{{"file",
+        "a pcap or pcapng file, - for one on the standard input, or a frame in hexadecimal"},
        {"bytes", "more of the frame", true, true}}},
      decodeCommand},
 };

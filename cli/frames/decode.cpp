@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "cli/client/safe_text.h"
 #include "cli/print/json_document.h"
 
 namespace cli {
@@ -61,6 +62,20 @@ std::string timeText(u64 timeUs) {
     return text.data();
 }
 
+/// Null when it is not known.
+const char* wayWord(platform::FrameWay way) {
+    return way == platform::FrameWay::Received ? "in"
+           : way == platform::FrameWay::Sent   ? "out"
+                                               : nullptr;
+}
+
+/// "  swp1 in", as far as it is known.
+std::string originText(const platform::FrameOrigin& origin) {
+    const char* const way = wayWord(origin.way);
+    std::string text = origin.port.empty() ? "" : "  " + safeText(origin.port);
+    return way == nullptr ? text : text + (text.empty() ? "  " : " ") + way;
+}
+
 std::string reasonText(const DecodedFrame& frame) {
     return frame.reason == platform::DropReason::None
                ? ""
@@ -87,9 +102,9 @@ std::string decodedText(const std::vector<DecodedFrame>& frames, const Style& st
     std::size_t number = 0;
     for (const DecodedFrame& frame : frames) {
         text += style.paint(Colour::Strong, "frame " + std::to_string(++number));
-        text += (frame.timeUs == 0 ? "" : "  " + timeText(frame.timeUs)) + "  from " +
-                formatMac(frame.source) + "  " + std::to_string(frame.bytes) + " bytes  " +
-                kindWords(frame.kind) + "\n";
+        text += (frame.timeUs == 0 ? "" : "  " + timeText(frame.timeUs)) +
+                originText(frame.origin) + "  from " + formatMac(frame.source) + "  " +
+                std::to_string(frame.bytes) + " bytes  " + kindWords(frame.kind) + "\n";
         Sheet sheet;
         for (const DecodedEvent& event : frame.events) {
             sheet.add("  " + std::string(platform::pduEventName(event.event)),
@@ -117,7 +132,10 @@ std::string decodedJson(const std::vector<DecodedFrame>& frames) {
                               : Json(platform::formatVlanRanges(event.vlans))},
             });
         }
+        const char* const way = wayWord(frame.origin.way);
         list.push_back({
+            {"port", frame.origin.port.empty() ? Json(nullptr) : Json(safeText(frame.origin.port))},
+            {"direction", way == nullptr ? Json(nullptr) : Json(way)},
             {"time", frame.timeUs == 0 ? Json(nullptr) : Json(frame.timeUs / 1000)},
             {"source", formatMac(frame.source)},
             {"bytes", frame.bytes},

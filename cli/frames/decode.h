@@ -11,6 +11,7 @@
 #include "cli/print/table.h"
 #include "platform/model/vlan_ranges.h"
 #include "platform/wire/events.h"
+#include "platform/wire/pcapng.h"
 
 namespace cli {
 
@@ -26,6 +27,7 @@ struct DecodedFrame {
     platform::DropReason reason = platform::DropReason::None;  ///< why it can not be read whole
     platform::MacAddress source{};
     std::size_t bytes = 0;
+    platform::FrameOrigin origin{};
     std::vector<DecodedEvent> events;  ///< one for each event that occurs, in order of occurrence
 };
 

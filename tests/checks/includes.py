@@ -29,7 +29,7 @@ RULES = {
     "cli": (False, ("cli/", "platform/contract/", "platform/model/", "platform/channel/protocol.h",
                     "platform/channel/observations.h", "platform/config/load.h",
                     "platform/inspect/", "platform/runtime/files/descriptor.h", "platform/wire/events.h",
-                    "platform/wire/pcap.h")),
+                    "platform/wire/pcap.h", "platform/wire/pcapng.h")),
     # A client of the command channel, as mvrpctl is.
     "exporter": (False, ("exporter/", "cli/client/", "cli/views/metrics.h", "platform/model/",
                          "platform/host/privileges.h", "platform/runtime/")),

@@ -71,6 +71,15 @@ class Decode(unittest.TestCase):
             subprocess.run(["editcap", "-F", "pcapng", capture, saved], timeout=60, check=True)
             self.assertEqual(decode(saved), decode(capture))
 
+    def test_a_capture_that_does_not_say_has_neither_port_nor_direction(self):
+        with tempfile.TemporaryDirectory(prefix="mvrp-test-") as directory:
+            saved = pathlib.Path(directory) / "saved.pcapng"
+            subprocess.run(["editcap", "-F", "pcapng", CAPTURES / "mvrp-one-vlan.pcap", saved],
+                           timeout=60, check=True)
+            for file in (saved, CAPTURES / "mvrp-one-vlan.pcap"):
+                self.assertEqual({(frame["port"], frame["direction"]) for frame in decode(file)},
+                                 {(None, None)})
+
     def test_what_can_not_be_read_says_why(self):
         frame = decode("0180c2000021", "020000000102", "88f5", "00", "01", "03", "0001")[0]
         self.assertEqual(frame["problem"], "malformed PDU")
@@ -102,6 +111,28 @@ class Capture(NetworkTest):
         shown = subprocess.run(["tshark", "-r", self.file, "-Y", "mrp-mvrp"], timeout=60,
                                capture_output=True, text=True, check=True)
         self.assertEqual(len(shown.stdout.splitlines()), len(frames))
+
+    def test_a_pcapng_has_port_and_direction_for_us_and_for_wireshark(self):
+        file = self.directory / "frames.pcapng"
+        other = self.net.nodes["west"].query("show port middle")["ports"][0]["macAddress"]
+
+        def capture():
+            self.assertEqual(self.middle.control(f"capture {file} --seconds 2").returncode, 0)
+            frames = decode(file)
+            return len({frame["direction"] for frame in frames}) == 2 and frames
+        frames = self.await_true(capture)
+        self.assertEqual({frame["port"] for frame in frames}, {"west"})
+        for frame in frames:
+            self.assertEqual(frame["direction"], "in" if frame["source"] == other else "out")
+        words = ["tshark", "-r", file, "-T", "fields", "-e", "frame.interface_name",
+                 "-e", "frame.packet_flags_direction"]
+        shown = subprocess.run(words, timeout=60, capture_output=True, text=True,
+                               check=True).stdout.splitlines()
+        self.assertEqual([tuple(line.split("\t")) for line in shown],
+                         [("west", "0x00000001" if frame["direction"] == "in" else "0x00000002")
+                          for frame in frames])
+        text = self.middle.control(f"decode {file}").stdout
+        self.assertRegex(text, r"frame 1  [0-9:.]+  west (in|out)  from ")
 
     def test_count_and_ports_limit_it(self):
         answer = self.middle.query(f"capture {self.file} west --count 2 --seconds 20")
