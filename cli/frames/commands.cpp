@@ -106,11 +106,12 @@ void decodeCommand(const Context& context) {
 /// The file of a capture: in pcapng, with port and direction of each frame, where its name says so.
 class CaptureFile {
   public:
-    explicit CaptureFile(const std::string& file) {
+    /// @param ports  that frames may come from, by unit
+    CaptureFile(const std::string& file, const std::map<u32, std::string>& ports) {
         std::string error;
         const std::string path = file == "-" ? "/dev/stdout" : file;
         if (path.ends_with(".pcapng"))
-            ported_ = platform::PcapngWriter::open(path, error);
+            ported_ = platform::PcapngWriter::open(path, namesOf(ports), error);
         else
             plain_ = platform::PcapWriter::open(path, error);
         if (!ported_ && !plain_)
@@ -123,6 +124,13 @@ class CaptureFile {
     }
 
   private:
+    static std::vector<std::string> namesOf(const std::map<u32, std::string>& ports) {
+        std::vector<std::string> names;
+        for (const auto& [unit, name] : ports)
+            names.push_back(name);
+        return names;
+    }
+
     std::optional<platform::PcapWriter> plain_;
     std::optional<platform::PcapngWriter> ported_;
 };
@@ -131,11 +139,9 @@ class CaptureFile {
 class Capture {
   public:
     Capture(const Context& context, const std::string& file)
-        : context_(context), file_(file), writer_(file) {
+        : context_(context), file_(file), names_(portNames(context)), writer_(file, names_) {
         for (std::size_t i = 1; i < context.count(); ++i)
             units_.push_back(context.port(i).unit);
-        for (const platform::SwitchPortRecord& port : queryPortList(context.client))
-            names_[port.unit] = port.name.data();
     }
 
     void run() {
@@ -203,6 +209,13 @@ class Capture {
         ++frames_;
     }
 
+    static std::map<u32, std::string> portNames(const Context& context) {
+        std::map<u32, std::string> names;
+        for (const platform::SwitchPortRecord& port : queryPortList(context.client))
+            names[port.unit] = port.name.data();
+        return names;
+    }
+
     /// A port that came later goes by its unit.
     const std::string& nameOf(u32 unit) {
         std::string& name = names_[unit];
@@ -213,9 +226,9 @@ class Capture {
 
     const Context& context_;
     std::string file_;
+    std::map<u32, std::string> names_;  ///< of the ports, by unit
     CaptureFile writer_;
     std::vector<u32> units_;
-    std::map<u32, std::string> names_;
     u64 frames_ = 0;
     u64 lost_ = 0;
 };

@@ -158,8 +158,10 @@ std::vector<FrameOrigin> pcapngOrigins(std::span<const u8> file) {
     return Reader(file).read();
 }
 
-std::optional<PcapngWriter> PcapngWriter::open(const std::string& path, std::string& error) {
-    FileHandle file(std::fopen(path.c_str(), "wbe"));
+std::optional<PcapngWriter> PcapngWriter::open(const std::string& path,
+                                               std::span<const std::string> ports,
+                                               std::string& error) {
+    PcapngWriter writer(FileHandle(std::fopen(path.c_str(), "wbe")));
     std::vector<u8> body;
     append(body, kByteOrder);
     append(body, u16{1});  // version 1.0
@@ -167,8 +169,10 @@ std::optional<PcapngWriter> PcapngWriter::open(const std::string& path, std::str
     append(body, ~u64{0});  // a section of any length
     std::vector<u8> out;
     appendBlock(out, kSectionHeader, body);
-    if (file && put(file.get(), out))
-        return PcapngWriter(std::move(file));
+    for (const std::string& port : ports)
+        writer.interfaceOf(port, out);
+    if (writer.file_ && put(writer.file_.get(), out))
+        return writer;
     error = "'" + path + "': " + std::strerror(errno);
     return std::nullopt;
 }

@@ -33,8 +33,10 @@ std::vector<FrameOrigin> pcapngOrigins(std::span<const u8> file);
 /// Writes frames with their origin as they come; every frame is in the file when write() returns.
 class PcapngWriter {
   public:
-    /// Creates or empties the file. @return nothing on failure, with the reason in `error`
-    static std::optional<PcapngWriter> open(const std::string& path, std::string& error);
+    /// Creates or empties the file, and describes the ports, so that it can be read before there
+    /// is a frame. @return nothing on failure, with the reason in `error`
+    static std::optional<PcapngWriter> open(const std::string& path,
+                                            std::span<const std::string> ports, std::string& error);
 
     /// @param timeUs  microseconds since the epoch
     /// @return false when the file system took it not

@@ -70,7 +70,8 @@ TEST(Pcapng, ReadsBackWhatItWroteAsTheSameFrames) {
     const std::string path = testing::TempDir() + "pcapng_test_" + std::to_string(getpid());
     std::string error;
     {
-        auto writer = platform::PcapngWriter::open(path, error);
+        const std::vector<std::string> ports = {"swp1", "swp2"};
+        auto writer = platform::PcapngWriter::open(path, ports, error);
         ASSERT_TRUE(writer) << error;
         EXPECT_TRUE(
             writer->write(hex("0102030405"), 1'700'000'000'123'456, {"swp1", FrameWay::Received}));
@@ -89,6 +90,19 @@ TEST(Pcapng, ReadsBackWhatItWroteAsTheSameFrames) {
     EXPECT_EQ(capture->records[0].timeUs, 1'700'000'000'123'456U);
     EXPECT_TRUE(std::ranges::equal(capture->frame(capture->records[0]), hex("0102030405")));
     EXPECT_EQ(capture->records[2].length, 0U);
+}
+
+TEST(Pcapng, WithoutAFrameIsAnEmptyCapture) {
+    const std::string path = testing::TempDir() + "pcapng_test_" + std::to_string(getpid());
+    const std::vector<std::string> ports = {"swp1"};
+    std::string error;
+    ASSERT_TRUE(platform::PcapngWriter::open(path, ports, error)) << error;
+    const auto capture = platform::readPcap(path, error);
+    std::remove(path.c_str());
+    ASSERT_TRUE(capture) << error;
+    EXPECT_TRUE(capture->records.empty());
+    EXPECT_FALSE(platform::PcapngWriter::open("/nonexistent/x.pcapng", ports, error));
+    EXPECT_NE(error.find("/nonexistent/x.pcapng"), std::string::npos);
 }
 
 TEST(Pcapng, NeverReadsBeyondWhatIsCutOffOrRandom) {
