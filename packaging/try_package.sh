@@ -51,6 +51,23 @@ for program in /usr/sbin/mvrp /usr/bin/mvrpctl /usr/bin/mvrp-plan; do
     expect "$program is stripped" bash -c "! grep -qa '\.symtab' $program"
     expect "$program was built for use, without assertions" bash -c "! grep -qa '__assert_fail' $program"
 done
+# shellcheck disable=SC2016  # the inner shell's
+expect 'metrics are served, by the program beside it' bash -c '
+    mkdir -p /run/metrics
+    export MVRP_RUNTIME_DIR=/run/metrics
+    printf "[metrics]\nlisten = \"127.9.6.20:9620\"\n" >/tmp/metrics.toml
+    mvrp --config /tmp/metrics.toml >/tmp/log 2>&1 & daemon=$!
+    for _ in $(seq 300); do
+        exec 3<>/dev/tcp/127.9.6.20/9620 && break
+        sleep 0.1
+    done
+    printf "GET /metrics HTTP/1.0\r\n\r\n" >&3
+    grep -q "^mvrp_enabled" <&3; found=$?
+    kill "$daemon"
+    exit "$found"'
+expect 'guides with their pictures' test -s /usr/share/doc/mvrp/problems.md -a -s /usr/share/doc/mvrp/pictures/timers.svg
+expect 'schemas' test -s /usr/share/mvrp/schema/ports.schema.json
+expect 'alert rules and a dashboard' test -s /usr/share/doc/mvrp/examples/monitoring/mvrp.rules.yml
 for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-plan.8'; do
     expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
 done

@@ -7,6 +7,7 @@ echo 'keep this' >"$scratch/outside/secret"
 denied() { dmesg | grep -c 'apparmor="DENIED"' || true; }
 
 bridge b1
+ip -n b1 link set lo up
 host h1 b1
 host h2 b1
 unit=$(ip -n b1 -o link show h1 | cut -d: -f1)
@@ -19,6 +20,8 @@ bridge = "br0"
 directories = ["/"]
 [process]
 keep-root = true
+[metrics]
+listen = "127.0.0.1:9620"
 [[port]]
 name = "*"
 mvrp = true
@@ -52,6 +55,8 @@ sys.exit(status != 0)
 END
 }
 
+metrics() { at b1 bash -c 'exec 3<>/dev/tcp/127.0.0.1/9620; printf "GET /metrics HTTP/1.0\r\n\r\n" >&3; cat <&3'; }
+
 say 'without the profile such a daemon writes where it is told'
 begin
 record "$scratch/outside/new"
@@ -60,7 +65,8 @@ record ''
 end
 
 say 'with it, it does its work'
-sed "s|/usr/sbin/mvrp mr|$program mr|" "$KERNEL_TESTS/../../packaging/apparmor/mvrp" >"$scratch/profile"
+sed "s|/usr/sbin/mvrp mr|$program mr|; s|/usr/libexec/mvrp/mvrp-exporter mrix|$program-exporter mrix|" \
+    "$KERNEL_TESTS/../../packaging/apparmor/mvrp" >"$scratch/profile"
 apparmor_parser --replace --skip-cache "$scratch/profile"
 before=$(denied)
 begin aa-exec --profile mvrp --
@@ -75,6 +81,8 @@ ask switch port record h1 ''
 [[ -s $scratch/outside/mine.pcap ]]
 record /run/mvrp/own.pcap
 record ''
+expect 20 has '^mvrp_enabled 1' metrics
+has '^mvrp .enforce.' cat "/proc/$(pgrep -f 'mvrp-exporter --listen')/attr/current"
 # As the unit does it, with the profile as well.
 at b1 aa-exec --profile mvrp -- /bin/kill -HUP "$(pgrep -f 'platform/host/mvrp --config /run/mvrp/mvrp.toml')"
 expect 5 has 'was read again' cat "$scratch/log"
