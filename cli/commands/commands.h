@@ -129,6 +129,7 @@ struct Command {
 extern const std::span<const Command> kShowCommands;
 extern const std::span<const Command> kExplainCommands;
 extern const std::span<const Command> kWatchCommands;
+extern const std::span<const Command> kLogCommands;
 extern const std::span<const Command> kFrameCommands;
 extern const std::span<const Command> kSetCommands;
 extern const std::span<const Command> kConfigCommands;

@@ -137,4 +137,35 @@ struct CapturedFrame {
 };
 static_assert(sizeof(CapturedFrame) == 24);
 
+/// Lines of the log that are about something; what is 0, or empty, is not looked at.
+struct LogQuery {
+    u64 since;   ///< sequence number of the last line known
+    u64 fromMs;  ///< since the epoch: no earlier lines
+    u32 unit;    ///< of a port
+    u32 vid;
+    std::array<char, kNameBytes> port;  ///< name of a port, terminated; of one that may be gone
+};
+
+struct LogHeader {
+    u64 newest;  ///< sequence number of the newest line
+    u64 oldest;  ///< of the oldest that is kept
+    u64 next;    ///< `since` of the query that goes on; `newest` when there is no more
+    u32 count;   ///< lines that follow, oldest first: a LogRecord and its bytes each
+    u32 lost;    ///< 1: older lines of this run, after `since`, are no longer kept
+};
+
+/// Followed by the name of the port, the word of the event, the text, and the ranges: the first and
+/// the last VLAN of each as u16.
+struct LogRecord {
+    u64 sequence;
+    u64 timeMs;    ///< since the epoch
+    u32 priority;  ///< as the journal numbers them
+    u32 unit;      ///< of the port that the line is about, 0: of none
+    u16 portBytes;
+    u16 eventBytes;
+    u16 textBytes;
+    u16 vlanRanges;  ///< 0: it is about no VLAN
+};
+static_assert(sizeof(LogRecord) == 32);
+
 }  // namespace platform

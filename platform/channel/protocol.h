@@ -72,6 +72,7 @@ enum class Request : u32 {
     CaptureRead = 324,      ///< value: CaptureQuery; reply: CaptureHeader, then the frames
     ConfigSource = 325,     ///< reply: path of the configuration file, empty when there is none
     ConfigApply = 326,  ///< attribute: ConfigForce; reads it again; reply: changes, each with '\n'
+    LogRead = 327,      ///< value: LogQuery; reply: LogHeader, then LogRecord and its bytes each
 };
 /// Whether Request::ConfigApply may take down what a person is asked about.
 enum class ConfigForce : u32 { No = 0, Yes = 1 };

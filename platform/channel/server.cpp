@@ -97,6 +97,11 @@ void CommandServer::end(u64 client) {
     }
 }
 
+const std::string& CommandServer::servingWho() const {
+    static const std::string kNobody;
+    return serving_ == nullptr || serving_->ofPeer ? kNobody : serving_->who;
+}
+
 void CommandServer::stop() {
     post([this] {
         const std::lock_guard lock(guard_);
@@ -143,6 +148,7 @@ void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     client.listener = listener.socket.get();
     client.ofPeer = listener.ofPeer;
     client.number = ++lastNumber_;
+    client.who = peer.who;
 }
 
 bool CommandServer::makeRoom(PeerRank rank) {

@@ -47,6 +47,9 @@ class CommandServer {
     /// The number of the client whose request is being served: never used again, and not 0, which
     /// is what it is outside of any request.
     u64 serving() const { return serving_ == nullptr ? 0 : serving_->number; }
+    /// Whose request is being served, for the log: "user 1000, process 77". Empty outside of any
+    /// request, and for the other process of a pair.
+    const std::string& servingWho() const;
     /// This client may be idle for ever and gives way to nobody. In the command task.
     void keep(u64 client);
     /// This client is served no further, as with close(). In the command task.
@@ -71,6 +74,7 @@ class CommandServer {
     struct Client {
         std::unique_ptr<ClientConnection> connection;
         u64 number = 0;
+        std::string who = {};
         int listener = -1;  ///< descriptor of the socket it came in at
         PeerRank rank = PeerRank::Stranger;
         bool ofPeer = false;

@@ -19,6 +19,7 @@
 #include "platform/replication/adoption.h"
 #include "platform/requests/correction_requests.h"
 #include "platform/requests/host_requests.h"
+#include "platform/requests/log_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/requests/standby_requests.h"
 #include "platform/requests/switch_requests.h"
@@ -54,10 +55,11 @@ Host::Host(HostConfig config, std::string configFile)
       corrections_(config_.corrections),
       frames_(switch_, sockets_),
       observation_(switch_, frames_),
+      requestLog_(dispatcher_, switch_, frames_),
       server_(
           [this](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
               carrier_.newRequest();
-              return dispatcher_.dispatch(header, value, reply);
+              return requestLog_.serve(server_.servingWho(), header, value, reply);
           },
           accessOf(config_)),
       role_(config_.standby, config_.corrections, server_,
@@ -83,6 +85,7 @@ void Host::registerRequests() {
     };
     registerHostRequests(dispatcher_, std::move(facts));
     registerCorrectionRequests(dispatcher_, corrections_);
+    registerLogRequests(dispatcher_, logBook());
     dispatcher_.registerRequest(
         Request::ConfigSource,
         [this](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
@@ -119,6 +122,7 @@ bool Host::start(std::string& error) {
     if (!startDriver(error))
         return false;
 
+    observation_.startLog();
     carrier_.start();
     installRuntime();
     closeStartGate();

@@ -19,6 +19,7 @@
 #include "platform/replication/command_carrier.h"
 #include "platform/replication/role.h"
 #include "platform/requests/observation.h"
+#include "platform/requests/request_log.h"
 #include "platform/runtime/ending.h"
 #include "platform/switch/soft_switch.h"
 
@@ -102,6 +103,7 @@ class Host {
     FrameNet frames_;
     Observation observation_;
     Dispatcher dispatcher_;
+    RequestLog requestLog_;
     CommandServer server_;
     StandbyRole role_;
     CommandCarrier carrier_;

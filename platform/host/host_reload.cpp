@@ -13,7 +13,7 @@
 #include "platform/host/descriptors.h"
 #include "platform/host/host.h"
 #include "platform/host/service.h"
-#include "platform/runtime/log.h"
+#include "platform/runtime/log_line.h"
 
 namespace platform {
 namespace {
@@ -69,16 +69,17 @@ Host::Reloaded Host::reload(ConfigForce force) {
             result.lines = {configFile_ + ": " + refusal};
     }
     const LogPriority priority = result.done ? LogPriority::Notice : LogPriority::Error;
+    const LogEvent event = result.done ? LogEvent::ConfigChanged : LogEvent::ConfigRefused;
     for (const std::string& line : result.lines)
-        logMessage(priority, "configuration: %s", line.c_str());
+        logEvent(priority, event, "configuration: %s", line.c_str());
     if (!result.done) {
-        logMessage(priority, "configuration: it stays as it was");
+        logEvent(priority, event, "configuration: it stays as it was");
         return result;
     }
     for (const std::string& line : fixed)
         logMessage(LogPriority::Warning, "%s", line.c_str());
-    logMessage(priority, "configuration: %s was read again, %zu changes", configFile_.c_str(),
-               result.lines.size());
+    logEvent(priority, event, "configuration: %s was read again, %zu changes", configFile_.c_str(),
+             result.lines.size());
     result.lines.insert(result.lines.end(), fixed.begin(), fixed.end());
     return result;
 }

@@ -23,6 +23,7 @@
 #include "platform/runtime/ending.h"
 #include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/log_line.h"
 #include "platform/runtime/tasks/log_writer.h"
 #include "platform/runtime/tasks/signals.h"
 
@@ -107,6 +108,7 @@ bool becomeLeast(const HostConfig& config, const std::string& configFile) {
 
 int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
     holdSignals();
+    keepLog();
     const auto enabled = config.options.find("mvrp.enable");
     if (enabled != config.options.end() && enabled->second == "false") {
         std::fprintf(stderr, "%s: [mvrp] enable is false: not started\n",

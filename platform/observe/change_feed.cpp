@@ -63,6 +63,7 @@ void ChangeFeed::compareMembers(u32 unit, KnownPort& known) {
     addRuns(ChangeKind::MemberRemoved, unit, without(known.members, now));
     addRuns(ChangeKind::MemberAdded, unit, without(now, known.members));
     known.members = now;
+    memberChanges_++;
 }
 
 void ChangeFeed::switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
@@ -180,6 +181,20 @@ void ChangeFeed::compareMachines() {
     }
     const u64 tookMs = monotonicMs() - startMs;
     nextMachinesMs_ = startMs + std::max(kMachinesEveryMs, tookMs * kMachinesShare);
+}
+
+bool ChangeFeed::portsNow(u64& asOf, std::vector<PortNow>& ports) {
+    const SwitchFacts* facts = driver_.facts();
+    const u64 ofSwitch = facts == nullptr ? 0 : facts->changes.load(std::memory_order_acquire);
+    const std::lock_guard lock(mutex_);
+    if (facts != nullptr && asOf == (memberChanges_ << 32U | ofSwitch))
+        return false;
+    comparePorts();
+    asOf = memberChanges_ << 32U | ofSwitch;
+    ports.clear();
+    for (const auto& [unit, port] : ports_)
+        ports.push_back({unit, port.linkUp, port.takesPart, port.members});
+    return true;
 }
 
 void ChangeFeed::changes(const ChangesQuery& query, std::vector<u8>& reply) {

@@ -20,6 +20,14 @@
 
 namespace platform {
 
+/// A port as the feed knows it.
+struct PortNow {
+    u32 unit;
+    bool linkUp;
+    bool takesPart;
+    VlanBitmap members;  ///< learnt VLANs
+};
+
 class ChangeFeed {
   public:
     /// Reads the states of all VLANs of a port. @return false when MVRP is off at the port
@@ -32,6 +40,10 @@ class ChangeFeed {
 
     /// The daemon asked the switch for a change. Any thread.
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done);
+    /// Copies what is known of all ports, by unit, when anything of them may have changed.
+    /// @param asOf  what it was called with before; 0 the first time
+    /// @return whether there was anything to copy. Any thread
+    bool portsNow(u64& asOf, std::vector<PortNow>& ports);
     /// Looks for what has changed, and appends the answer to a ChangesQuery. The command task.
     void changes(const ChangesQuery& query, std::vector<u8>& reply);
 
@@ -64,6 +76,7 @@ class ChangeFeed {
     std::mutex mutex_;
     ChangeRing ring_;                 ///< guarded by mutex_, as the following
     std::map<u32, KnownPort> ports_;  ///< by unit
+    u64 memberChanges_ = 1;           ///< counts changes of members
     std::vector<u8> kinds_;           ///< QorVlanType by VLAN ID, 0: does not exist
     struct {
         VlanBitmap learnt, learntGone, isStatic, staticGone;

@@ -124,6 +124,38 @@ void countOutcome(PortStatisticsRecord& statistics, Delivery outcome) {
     }
 }
 
+/// Notes that a neighbour was heard. @return whether the log is to know
+bool noteNeighbour(PortRecord& port, const MacAddress& mac, u64 nowMs) {
+    auto place = std::ranges::find_if(port.neighbours, [&mac](const Neighbour& neighbour) {
+        return neighbour.heardMs != 0 && neighbour.mac == mac;
+    });
+    if (place == port.neighbours.end())
+        place = std::ranges::find_if(port.neighbours, [](const Neighbour& neighbour) {
+            return neighbour.heardMs == 0 || neighbour.lost;
+        });
+    if (place == port.neighbours.end())
+        return false;
+    if (place->heardMs == 0 || place->mac != mac)
+        *place = {mac, nowMs};
+    place->longestMs = std::max(place->longestMs, nowMs - place->heardMs);
+    place->heardMs = nowMs;
+    place->lost = false;
+    return !place->said;
+}
+
+/// Notes what the log says next of a neighbour. @return whether it says anything
+bool takeNeighbourChange(Neighbour& neighbour, u64 nowMs, bool linkDown) {
+    if (neighbour.heardMs == 0 || neighbour.lost)
+        return false;
+    if (!neighbour.said && !linkDown)
+        return neighbour.said = true;
+    const u64 silence = std::max(kNeighbourSilentMs, 3 * neighbour.longestMs);
+    if (!linkDown && nowMs - neighbour.heardMs < silence)
+        return false;
+    neighbour.lost = true;
+    return std::exchange(neighbour.said, false);
+}
+
 /// Time since the start of the book, never 0.
 u32 sinceStart(u64 nowMs, u64 startMs) {
     return static_cast<u32>(nowMs - startMs + 1);
@@ -186,6 +218,8 @@ void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
     statistics.bytesIn += view.frame.size();
     statistics.lastPduOrigin = view.source();
     port.lastPduMs = nowMs;
+    if (noteNeighbour(port, view.source(), nowMs))
+        neighbourFound_ = true;
     renewPermitted(unit, port);
     ReceivedEvents events(port, driver_, nowMs, sinceStart(nowMs, startMs_), view.source());
     // Of our own form and of GVRP it is only known here whether a PDU can be read to its end.
@@ -301,6 +335,25 @@ std::string FrameBook::refusalText(u32 unit, const PortRecord& port) const {
 void FrameBook::setRegistration(u32 unit, u32 mode) {
     const std::lock_guard lock(mutex_);
     record(unit).registration = mode;
+}
+
+void FrameBook::neighbourChanges(u64 nowMs, std::span<const u32> down,
+                                 std::vector<NeighbourChange>& changes) {
+    constexpr u64 kLookForSilenceMs = 5000;
+    if (!neighbourFound_.exchange(false) && down.empty() && nowMs < nextSilenceMs_)
+        return;
+    nextSilenceMs_ = nowMs + kLookForSilenceMs;
+    const std::lock_guard lock(mutex_);
+    for (auto& [unit, port] : ports_) {
+        const bool linkDown = std::ranges::find(down, unit) != down.end();
+        for (Neighbour& neighbour : port->neighbours) {
+            const u64 silentMs = nowMs - std::min(nowMs, neighbour.heardMs);
+            if (takeNeighbourChange(neighbour, nowMs, linkDown))
+                changes.push_back({unit, neighbour.mac, neighbour.said, silentMs});
+            if (linkDown)
+                neighbour = {};
+        }
+    }
 }
 
 PortStatisticsRecord FrameBook::statistics(u32 unit) const {

@@ -24,6 +24,19 @@
 
 namespace platform {
 
+/// A neighbour that was found, or lost.
+struct NeighbourChange {
+    u32 unit;
+    MacAddress mac;
+    bool found;
+    u64 silentMs;  ///< of one that is lost: since when nothing was heard
+};
+
+/// A neighbour is lost when nothing was heard of it for so long, and for three times its longest
+/// pause: about three LeaveAlls at the times that a port starts with, since one that has nothing to
+/// declare says nothing else, and one of two neighbours has the other's LeaveAll do for both.
+inline constexpr u64 kNeighbourSilentMs = 540'000;
+
 class FrameBook final : public FrameObserver {
   public:
     /// Both outlive it. @param mutex  FrameNet::mutex() of what is observed
@@ -45,6 +58,11 @@ class FrameBook final : public FrameObserver {
     void sayRefusals(u64 nowMs);
     /// The port's registration mode is this from now on: it decides which joins fail.
     void setRegistration(u32 unit, u32 mode);
+
+    /// Appends which neighbours were found and lost since this was called last, and forgets all
+    /// those of `down`, ports without a link. Any thread, one at a time.
+    void neighbourChanges(u64 nowMs, std::span<const u32> down,
+                          std::vector<NeighbourChange>& changes);
 
     // Of the command channel.
     PortStatisticsRecord statistics(u32 unit) const;
@@ -75,7 +93,9 @@ class FrameBook final : public FrameObserver {
     const SwitchDriver& driver_;
     const u64 startMs_;
     FrameTap tap_;
-    std::atomic<bool> refused_{false};  ///< there may be something for sayRefusals()
+    std::atomic<bool> refused_{false};         ///< there may be something for sayRefusals()
+    std::atomic<bool> neighbourFound_{false};  ///< there is one for neighbourChanges()
+    u64 nextSilenceMs_ = 0;                    ///< when it looks for silent ones again
     std::mutex& mutex_;
     std::map<u32, std::unique_ptr<PortRecord>> ports_;  ///< guarded by mutex_
 };

@@ -26,6 +26,18 @@ struct VlanMemory {
     PduEvent sentEvent = PduEvent::New;
 };
 
+/// Somebody whose PDUs come in at a port.
+struct Neighbour {
+    MacAddress mac{};
+    u64 heardMs = 0;    ///< 0: there is none at this place
+    u64 longestMs = 0;  ///< of the pauses between two PDUs
+    bool said = false;  ///< the log knows that it is there
+    bool lost = false;  ///< and that it was not heard for long; the place may be given to another
+};
+
+/// As many of a port are told apart; more than that are not spoken of.
+inline constexpr std::size_t kMostNeighbours = 8;
+
 /// The frame that a port sent last, and how often in a row: a switch repeats itself, mostly. Its
 /// events are counted and remembered when another is sent, or somebody asks.
 struct RepeatedFrame {
@@ -53,6 +65,7 @@ struct PortRecord {
     u64 refusals = 0;          ///< registrations that the daemon was not let make
     u64 refusalsSaidMs = 0;    ///< when the log said so last
     bool refusalsSaid = true;  ///< the log knows of the last
+    std::array<Neighbour, kMostNeighbours> neighbours{};
     RepeatedFrame sent;
     std::array<VlanMemory, kVlanIds> vlans{};  ///< by VLAN ID
 };

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/channel/dispatcher.h"
-#include "platform/runtime/log.h"
+#include "platform/runtime/log_line.h"
 #include "platform/runtime/tasks/thread.h"
 
 namespace platform {
@@ -80,7 +80,8 @@ bool StandbyRole::start(std::string& error) {
     const auto gone = [this](u64 client) {
         const std::lock_guard lock(guard_);
         if (pair_.isPeer(client))
-            logMessage(LogPriority::Warning, "the other end of the pair is gone");
+            logEvent(LogPriority::Warning, LogEvent::StandbyLost,
+                     "the other end of the pair is gone");
         pair_.gone(client);
     };
     if (listens() && !server_.openForPeer(config_.listenPath, error, gone))
@@ -114,7 +115,7 @@ void StandbyRole::tick() {
 void StandbyRole::becomeActive(const char* reason) {
     server_.end(pair_.takeOver(now()));
     role_ = pair_.role();
-    logMessage(LogPriority::Notice, "taking over as the active: %s", reason);
+    logEvent(LogPriority::Notice, LogEvent::RoleTaken, "taking over as the active: %s", reason);
 }
 
 void StandbyRole::changed(PairChange change) {

@@ -13,7 +13,7 @@
 #include "platform/channel/access.h"
 #include "platform/channel/server_socket.h"
 #include "platform/contract/management.h"
-#include "platform/runtime/log.h"
+#include "platform/runtime/log_line.h"
 #include "platform/runtime/tasks/thread.h"
 
 namespace platform {
@@ -257,8 +257,10 @@ bool StandbyLink::tellSettings(std::string& error) {
             continue;
         connected_ = true;
         overrun_ = false;
-        logMessage(LogPriority::Notice, "the standby at %s is connected and told %zu settings",
-                   path_.c_str(), commands.size());
+        lock.unlock();
+        logEvent(LogPriority::Notice, LogEvent::StandbyFound,
+                 "the standby at %s is connected and told %zu settings", path_.c_str(),
+                 commands.size());
         return true;
     }
     return false;
@@ -306,9 +308,10 @@ void StandbyLink::sendWhatWaits() {
 void StandbyLink::disconnect() {
     owner_.lost();
     connection_ = Descriptor();
-    const std::lock_guard lock(guard_);
     if (connected_.exchange(false) && !stopping_)
-        logMessage(LogPriority::Warning, "the standby at %s is gone", path_.c_str());
+        logEvent(LogPriority::Warning, LogEvent::StandbyLost, "the standby at %s is gone",
+                 path_.c_str());
+    const std::lock_guard lock(guard_);
     lists_.clear();
     for (const auto& setting : waiting_)
         setting->done = true;

@@ -29,7 +29,11 @@ HostHandler withQuery(Serve serve) {
 }  // namespace
 
 Observation::Observation(const SwitchDriver& driver, FrameNet& frames)
-    : driver_(driver), net_(frames), frames_(driver, frames.mutex()), changes_(driver) {}
+    : driver_(driver),
+      net_(frames),
+      frames_(driver, frames.mutex()),
+      changes_(driver),
+      events_(driver, changes_, frames_) {}
 
 void Observation::install(Dispatcher& dispatcher) {
     net_.setObserver(&frames_);
@@ -49,6 +53,11 @@ void Observation::install(Dispatcher& dispatcher) {
         frames_.setRegistration(header.unit, mode);
     });
     registerRequests(dispatcher);
+}
+
+void Observation::startLog() {
+    events_.begin();
+    events_.start();
 }
 
 void Observation::switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {

@@ -8,6 +8,7 @@
 #include "platform/channel/dispatcher.h"
 #include "platform/net/frame_net.h"
 #include "platform/observe/change_feed.h"
+#include "platform/observe/event_log.h"
 #include "platform/observe/frame_book.h"
 
 namespace platform {
@@ -20,6 +21,9 @@ class Observation final : public SwitchObserver {
     /// Begins to look on, and registers the requests 320 to 324. Before frames and requests run.
     void install(Dispatcher& dispatcher);
 
+    /// Begins to say in the log what happens on the ports. When the switch is as it was found.
+    void startLog();
+
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) override;
     void registrationRefused(u32 unit, u32 vid, Admission why) override;
 
@@ -31,6 +35,7 @@ class Observation final : public SwitchObserver {
     FrameNet& net_;
     FrameBook frames_;
     ChangeFeed changes_;
+    EventLog events_;
 };
 
 }  // namespace platform

@@ -15,6 +15,8 @@
 #include "platform/contract/logging.h"
 #include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/log_book.h"
+#include "platform/runtime/log_line.h"
 
 namespace platform {
 namespace {
@@ -25,6 +27,8 @@ constexpr u32 kLeastPriority = static_cast<u32>(LogPriority::Debug);
 
 /// There until the end of the process, past all destructors.
 ConsoleSink* consoleSink = nullptr;
+LineSink* lineSink = nullptr;
+LogBook* book = nullptr;
 
 const char* priorityName(LogPriority priority) {
     switch (priority) {
@@ -71,16 +75,14 @@ std::string_view strippedText(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kLineEnds) - first + 1);
 }
 
-void writeLine(LogPriority priority, u32 logId, const char* format, va_list arguments) {
+void writeFormatted(LogLine line, const char* format, va_list arguments) {
     std::array<char, kMaxLogLine> text;
     // The callers have started the list. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int wanted = std::vsnprintf(text.data(), text.size(), format, arguments);
     const auto length =
         std::clamp<std::size_t>(static_cast<std::size_t>(std::max(wanted, 0)), 0, text.size() - 1);
-    std::array<char, kMaxLogLine> line;
-    const u32 lineLength =
-        formatLogLine(line.data(), logForm(), priority, logId, {text.data(), length});
-    writeConsole(ConsoleStream::Error, {line.data(), lineLength});
+    line.text = {text.data(), length};
+    writeLog(line);
 }
 
 }  // namespace
@@ -91,11 +93,45 @@ u32 formatLogLine(char* line, LogForm form, LogPriority priority, u32 logId,
     if (logId != kNoLogId)
         used += static_cast<std::size_t>(
             std::snprintf(line + used, kMaxLogLine - used, "%08x ", logId));
-    const std::string_view kept = strippedText(text).substr(0, kMaxLogLine - used - 1);
-    for (const char character : kept)
-        line[used++] = static_cast<unsigned char>(character) < ' ' ? ' ' : character;
+    used += cleanLogText(text, {line + used, kMaxLogLine - used - 1}).size();
     line[used++] = '\n';
     return static_cast<u32>(used);
+}
+
+std::string_view cleanLogText(std::string_view text, std::span<char> room) {
+    const std::string_view kept = strippedText(text).substr(0, room.size());
+    std::ranges::transform(kept, room.begin(), [](char character) {
+        return static_cast<unsigned char>(character) < ' ' ? ' ' : character;
+    });
+    return {room.data(), kept.size()};
+}
+
+void writeLog(const LogLine& line) {
+    std::array<char, kMaxLogLine> text;
+    std::array<char, 64> port;
+    LogLine clean = line;
+    clean.text = cleanLogText(line.text, text);
+    clean.port = cleanLogText(line.port, port);
+    if (book != nullptr && clean.priority != LogPriority::Debug)
+        book->add(clean);
+    if (clean.event != LogEvent::None && lineSink != nullptr && lineSink->put(clean))
+        return;
+    std::array<char, kMaxLogLine> written;
+    const u32 length =
+        formatLogLine(written.data(), logForm(), clean.priority, clean.logId, clean.text);
+    writeConsole(ConsoleStream::Error, {written.data(), length});
+}
+
+std::unique_ptr<LineSink> setLineSink(std::unique_ptr<LineSink> sink) {
+    return std::unique_ptr<LineSink>(std::exchange(lineSink, sink.release()));
+}
+
+void keepLog() {
+    book = std::make_unique<LogBook>().release();
+}
+
+const LogBook* logBook() {
+    return book;
 }
 
 LogForm logForm() {
@@ -122,7 +158,14 @@ bool flushConsole(std::chrono::milliseconds within) {
 void logMessage(LogPriority priority, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    writeLine(priority, kNoLogId, format, arguments);
+    writeFormatted({.priority = priority}, format, arguments);
+    va_end(arguments);
+}
+
+void logEvent(LogPriority priority, LogEvent event, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    writeFormatted({.priority = priority, .event = event}, format, arguments);
     va_end(arguments);
 }
 
@@ -146,13 +189,14 @@ using namespace platform;
 void loggingDebugOutput(u32 logId, u32, u32, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    writeLine(LogPriority::Debug, logId, format, arguments);
+    writeFormatted({.priority = LogPriority::Debug, .logId = logId}, format, arguments);
     va_end(arguments);
 }
 
 void loggingLogOutput(u32 logId, u32 level, u32, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    writeLine(static_cast<LogPriority>(std::min(level, kLeastPriority)), logId, format, arguments);
+    const auto priority = static_cast<LogPriority>(std::min(level, kLeastPriority));
+    writeFormatted({.priority = priority, .logId = logId}, format, arguments);
     va_end(arguments);
 }

@@ -15,6 +15,7 @@ WALL_CLOCK = re.compile(
 FOLDERS = ("daemon", "platform")
 # file -> what the time is for
 SHOWN = {
+    "platform/runtime/log_book.cpp": "times of log lines, and a number that no earlier run has used",
     "platform/runtime/logging.cpp": "times of log lines",
     "platform/net/clock.h": "the definition of wallClockUs()",
     "platform/net/frame_net.cpp": "times in captures",

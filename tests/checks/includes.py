@@ -62,7 +62,7 @@ FLOORS = {
     ),
     "cli": (
         (".",),  # the program
-        ("config", "doctor", "explain", "frames", "help", "watch"),
+        ("config", "doctor", "explain", "frames", "help", "log", "watch"),
         ("commands",),
         ("views",),
         ("client", "print"),

@@ -57,6 +57,7 @@ class Json(NetworkTest):
                 ("show statistics", "statistics", 0), ("clear statistics west", "done", 0),
                 ("explain west 10", "explain", 0), ("explain west 999", "explain", 0),
                 ("watch --seconds 1", None, 0),
+                ("log", "log", 0), ("log --port west --vlan 10 --lines 5", "log", 0),
                 ("wait --port west --vlan 10 --timeout 5", "wait", 0),
                 ("wait --port west --vlan 10-11,12 --timeout 5", "wait", 0),
                 ("wait --port west --vlan 998,999 --timeout 0 --gone", "wait", 0),

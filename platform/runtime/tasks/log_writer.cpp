@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "platform/runtime/log.h"
+#include "platform/runtime/files/journal.h"
 #include "platform/runtime/tasks/ring_writer.h"
 
 namespace platform {
@@ -73,6 +74,8 @@ class RingSink final : public ConsoleSink {
 void startLogWriter() {
     auto log = startWriter(STDERR_FILENO, "mvrplog");
     auto output = startWriter(STDOUT_FILENO, "mvrpconsole");
+    if (logForm() == LogForm::Journal)
+        setLineSink(std::make_unique<Journal>());
     if (log != nullptr && output != nullptr)
         setConsoleSink(std::make_unique<RingSink>(std::move(log), std::move(output)));
 }

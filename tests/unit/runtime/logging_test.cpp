@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <vector>
 
 #include "platform/contract/logging.h"
-#include "platform/runtime/log.h"
+#include "platform/runtime/log_book.h"
+#include "platform/runtime/log_line.h"
+#include "tests/unit/runtime/taken_lines.h"
 
 namespace platform {
 namespace {
@@ -49,14 +52,44 @@ TEST(LogLine, AnEmptyTextIsAnEmptyLine) {
 }
 
 TEST(Logging, DaemonLinesCarryTheirIdAndOperatorMessagesTheirLevel) {
-    testing::internal::CaptureStderr();
+    ::testing::internal::CaptureStderr();
     loggingDebugOutput(0x04040005, 0, 3, "vlan %u\r\n", 7U);
     loggingLogOutput(0x04040007, 5, 0, "failed %s\r\n", "here");
     loggingLogOutput(0x04040007, 99, 0, "odd level");
-    const std::string text = testing::internal::GetCapturedStderr();
+    const std::string text = ::testing::internal::GetCapturedStderr();
     EXPECT_NE(text.find("debug   04040005 vlan 7\n"), std::string::npos) << text;
     EXPECT_NE(text.find("notice  04040007 failed here\n"), std::string::npos) << text;
     EXPECT_NE(text.find("debug   04040007 odd level\n"), std::string::npos) << text;
+}
+
+TEST(Logging, LinesOfAKindGoToTheirSinkAndToTheConsoleWhenItDoesNotTakeThem) {
+    platform::testing::TakenLines lines;
+    ::testing::internal::CaptureStderr();
+    logEvent(LogPriority::Notice, LogEvent::LinkUp, "%s: link\nup\r\n", "east");
+    logMessage(LogPriority::Notice, "of no kind");
+    lines.refuse();
+    logEvent(LogPriority::Notice, LogEvent::LinkDown, "not taken");
+    const std::string text = ::testing::internal::GetCapturedStderr();
+    EXPECT_EQ(lines.take(), (std::vector<std::string>{"east: link up", "not taken"}));
+    EXPECT_EQ(text.find("east"), std::string::npos) << text;
+    EXPECT_NE(text.find("notice  of no kind\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("notice  not taken\n"), std::string::npos) << text;
+}
+
+TEST(Logging, TheBookKeepsAllButWhatIsForDebugging) {
+    keepLog();
+    ::testing::internal::CaptureStderr();
+    logMessage(LogPriority::Notice, "kept");
+    loggingDebugOutput(0x04040005, 0, 0, "trace\r\n");
+    loggingLogOutput(0x04040007, 4, 0, "of the daemon\r\n");
+    ::testing::internal::GetCapturedStderr();
+    LogBook::Kept line;
+    ASSERT_TRUE(logBook()->next(0, line));
+    EXPECT_EQ(line.text(), "kept");
+    ASSERT_TRUE(logBook()->next(line.sequence, line));
+    EXPECT_EQ(line.text(), "of the daemon");
+    EXPECT_EQ(line.priority, LogPriority::Warning);
+    EXPECT_FALSE(logBook()->next(line.sequence, line));
 }
 
 }  // namespace
