@@ -10,8 +10,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/runtime/log.h"
 #include "platform/runtime/files/journal.h"
+#include "platform/runtime/log.h"
 #include "platform/runtime/tasks/ring_writer.h"
 
 namespace platform {
