@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """What lab.py says at the end of a run that is kept: typed by a shell, line by line."""
 
+import json
 import os
 import pathlib
 import re
@@ -10,6 +11,7 @@ import unittest
 
 from support import BUILD, NetworkTest
 
+LINE = pathlib.Path(__file__).resolve().parents[2] / "lab" / "topologies" / "line.toml"
 LAB = pathlib.Path(__file__).resolve().parents[2] / "lab" / "lab.py"
 TOPOLOGY = """
 title = "two switches"
@@ -91,6 +93,38 @@ class KeptNetwork(NetworkTest):
         self.assertEqual((shell.returncode, shell.stderr), (0, ""), shell.stdout)
         self.assertRegex(shell.stdout, r"1 +east +up +on")
         self.assertIn("VLAN 20", shell.stdout)
+
+
+class Page(NetworkTest):
+    """What is drawn is looked at by people; here that all of it is there to be drawn."""
+
+    def test_it_has_each_kind_of_membership_and_all_that_its_script_looks_for(self):
+        page = self.directory / "page.html"
+        done = subprocess.run([sys.executable, LAB, "run", LINE, "--build", BUILD, "--corrections", "none",
+                               "--report", page], capture_output=True, text=True, check=False, timeout=120)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        text = page.read_text(encoding="utf-8")
+        data = re.search(r'<script id="run" type="application/json">(.*?)</script>', text, re.DOTALL)
+        run = json.loads(data[1])
+        for part, kinds in (("switches", {"static", "learnt"}), ("ports", {"registered"})):
+            seen = {kind for group in run["vlans"] for spans in group[part].values()
+                    for _, _, kind in spans}
+            self.assertLessEqual(kinds, seen)
+            self.assertLessEqual(seen, kinds | {"kept", "unasked"})
+        self.assertEqual(len(run["steps"]), 5)
+        self.assertTrue(all(step["good"] for step in run["steps"]))
+        for name in re.findall(r'byId\("(\w+)"\)', text):
+            self.assertIn(f'id="{name}"', text)
+
+    def test_what_nobody_asked_for_is_told_from_what_is_registered(self):
+        sys.path.insert(0, str(LAB.parent))
+        import history
+        port = {"registered": {20}, "learnt": {20, 30}}
+        self.assertEqual([history.kind_at(port, vlan) for vlan in (20, 30, 40)],
+                         ["registered", "unasked", None])
+        state = {"static": {10}, "learnt": {20, 30}, "ports": {"a": port}}
+        self.assertEqual([history.kind_on(state, vlan) for vlan in (10, 20, 30, 40)],
+                         ["static", "learnt", "kept", None])
 
 
 if __name__ == "__main__":
