@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 #include <string>
 
 #include "exporter/endpoint.h"
@@ -63,6 +64,9 @@ int serve(const Arguments& arguments) {
                      std::string(platform::kTcpAddressForm).c_str());
         return kExitUsage;
     }
+    std::string error;
+    if (!platform::dropPrivileges({}, error))
+        throw std::runtime_error(error);
     exporter::DaemonSource source(arguments.socket);
     exporter::Endpoint endpoint(exporter::listenAt(*address), [&source](cli::MetricsFormat format) {
         return source.answer(format);
@@ -78,22 +82,26 @@ int serve(const Arguments& arguments) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     Arguments arguments;
     if (const int status = parse(argc, argv, arguments); status >= 0)
         return status;
     std::signal(SIGPIPE, SIG_IGN);
-    std::string error;
-    if (!platform::dropPrivileges({}, error)) {
-        logMessage(LogPriority::Error, "metrics: %s", error.c_str());
-        return kExitFailed;
-    }
     try {
         return serve(arguments);
     } catch (const std::exception& failure) {
         logMessage(LogPriority::Error, "metrics: %s: %s", arguments.listen.c_str(), failure.what());
+        return kExitFailed;
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& failure) {
+        logMessage(LogPriority::Error, "metrics: %s", failure.what());
         return kExitFailed;
     }
 }

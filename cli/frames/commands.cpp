@@ -126,6 +126,7 @@ class CaptureFile {
   private:
     static std::vector<std::string> namesOf(const std::map<u32, std::string>& ports) {
         std::vector<std::string> names;
+        names.reserve(ports.size());
         for (const auto& [unit, name] : ports)
             names.push_back(name);
         return names;

@@ -73,6 +73,7 @@ class SpawnRules {
     /// @return 0, or an errno value
     int spawn(std::vector<std::string> words, pid_t& child) const {
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);
