@@ -12,6 +12,7 @@
 #include "cli/client/observed.h"
 #include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
+#include "cli/config/linux_rules.h"
 #include "cli/config/running_config.h"
 #include "cli/views/json.h"
 #include "platform/config/load.h"
@@ -68,8 +69,29 @@ void check(const Context& context) {
     context.print(context.json ? fileJson(file) : file + ": right\n");
 }
 
+std::string readFile(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Refuses a text that would be refused as a configuration file.
+std::string checked(const std::string& file, std::string text) {
+    const platform::LoadedConfig loaded = platform::parseConfig(text);
+    if (!loaded.config)
+        throw RefusedError(kWrongFile, "what runs can not be written as a configuration file: " +
+                                           problemsText(file, loaded));
+    return text;
+}
+
+/// What runs on a Linux bridge, written into what its file says.
+std::string linuxDocument(const std::string& file, const RunningConfig& config) {
+    return checked(file, runningDocument(readFile(file), load(file), config));
+}
+
 void show(const Context& context) {
     const RunningConfig config = running(context);
+    if (!isSoft(config) && !context.json)
+        return context.print(linuxDocument(daemonsFile(context), config));
     const std::string text = formatOptions(config) +
                              (isSoft(config) ? formatSwitch(config, nullptr) : "") +
                              formatManagement(config);
@@ -82,11 +104,6 @@ void diff(const Context& context) {
     context.print(context.json ? differencesJson(file, differences)
                                : differencesText(differences, context.style));
     context.setExitStatus(differences.empty() ? 0 : 1);
-}
-
-std::string readFile(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 [[noreturn]] void refuseWrite(const std::string& file, int error) {
@@ -112,14 +129,8 @@ void replaceFile(const std::string& file, const std::string& text) {
         refuseWrite(file, errno);
 }
 
-void save(const Context& context) {
-    const std::string file = fileOf(context);
-    const RunningConfig config = running(context);
-    if (!isSoft(config))
-        throw RefusedError(kWrongFile,
-                           "the settings of a Linux bridge's ports are rules by name, which are "
-                           "written by hand; `mvrpctl config diff` shows what to change");
-    const bool isNew = access(file.c_str(), F_OK) != 0;
+/// What runs on the software switch, written into a file, or as a new one.
+std::string softDocument(const std::string& file, bool isNew, const RunningConfig& config) {
     const std::string before = isNew ? "[switch]\ndriver = \"soft\"\nname = \"" +
                                            std::string(config.global.host.name.data()) + "\"\n"
                                      : readFile(file);
@@ -135,11 +146,17 @@ void save(const Context& context) {
     }
     if (isNew)
         text = formatOptions(config) + text;
-    const std::string after = replaceTables(before, tables, text);
-    const platform::LoadedConfig loaded = platform::parseConfig(after);
-    if (!loaded.config)
-        throw RefusedError(kWrongFile, "what runs can not be written as a configuration file: " +
-                                           problemsText(file, loaded));
+    return checked(file, replaceTables(before, tables, text));
+}
+
+void save(const Context& context) {
+    const std::string file = fileOf(context);
+    const RunningConfig config = running(context);
+    const bool isNew = access(file.c_str(), F_OK) != 0;
+    // A bridge's file also says what can not be asked of the daemon.
+    const std::string after = isSoft(config)
+                                  ? softDocument(file, isNew, config)
+                                  : linuxDocument(isNew ? daemonsFile(context) : file, config);
     replaceFile(file, after);
     context.print(context.json ? fileJson(file)
                                : file + ": saved" + (isNew ? "" : "; it was " + file + "~") + "\n");

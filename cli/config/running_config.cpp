@@ -5,6 +5,7 @@
 #include <array>
 
 #include "cli/client/names.h"
+#include "cli/config/toml_text.h"
 #include "cli/print/words.h"
 #include "platform/contract/corrections.h"
 #include "platform/contract/management.h"
@@ -21,24 +22,7 @@ using platform::PortManagement;
 using platform::SwitchPortRecord;
 using platform::VlanBitmap;
 
-/// A setting of a port: in the file, and where it runs.
-struct Setting {
-    MvrpSetting what;
-    std::optional<u32> PortManagement::*file;
-    u32 PortSettings::*running;
-};
-
-constexpr std::array kSettings = {
-    Setting{kMvrpRegistration, &PortManagement::registration, &PortSettings::registration},
-    Setting{kMvrpParticipant, &PortManagement::participant, &PortSettings::participant},
-    // From the longest to the shortest: each is checked against the next longer one.
-    Setting{kMvrpLeaveAllTime, &PortManagement::leaveAllTime, &PortSettings::leaveAllTime},
-    Setting{kMvrpLeaveTime, &PortManagement::leaveTime, &PortSettings::leaveTime},
-    Setting{kMvrpJoinTime, &PortManagement::joinTime, &PortSettings::joinTime},
-    Setting{kMvrpPeriodicTime, &PortManagement::periodicTime, &PortSettings::periodicTime},
-};
-
-std::string wordOf(const Setting& setting, u32 value) {
+std::string wordOf(const PortSetting& setting, u32 value) {
     return setting.what.words.empty() ? std::to_string(value) : nameOf(setting.what.words, value);
 }
 
@@ -79,6 +63,8 @@ class Comparison {
             ofSwitch_ = true;
             if (soft)
                 comparePort(view);
+            else
+                compareRule(view);
         }
         for (const PortConfig& port : file_.network.ports)
             compareMissing(port);
@@ -105,7 +91,7 @@ class Comparison {
         const bool runs = view.settings && view.settings->enabled;
         compareWords(name, kMvrpEnableName, onOff(wanted.enable.value_or(MVRP_OFF) == MVRP_ON),
                      onOff(runs));
-        for (const Setting& setting : kSettings) {
+        for (const PortSetting& setting : kPortSettings) {
             if (runs)
                 compareWords(name, setting.what.name,
                              wordOf(setting, (wanted.*setting.file).value_or(setting.what.initial)),
@@ -140,6 +126,13 @@ class Comparison {
                      std::to_string(port.aggregation));
     }
 
+    void compareRule(const PortView& view) {
+        const std::string name = view.port.name.data();
+        const auto& rule = file_.network.linuxBridge.ruleOf(name);
+        compareWords(name, "wire-format", nameOf(kWireForms, static_cast<u32>(rule.wireForm)),
+                     nameOf(kWireForms, view.port.wireForm));
+    }
+
     void compareMissing(const PortConfig& port) {
         const auto& ports = running_.vlans.ports;
         const bool there = std::ranges::any_of(
@@ -154,60 +147,30 @@ class Comparison {
     std::vector<ConfigDifference> differences_;
 };
 
-/// A text as TOML writes it.
-std::string quoted(const std::string& text) {
-    std::string out = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\')
-            out += '\\';
-        out += c;
-    }
-    return out + "\"";
-}
-
-std::string line(const std::string& key, const std::string& value) {
-    return key + " = " + value + "\n";
-}
-
-std::string boolean(bool value) {
-    return value ? "true" : "false";
-}
-
 std::string portTable(const PortView& view, const PortConfig* before) {
     const SwitchPortRecord& port = view.port;
     const bool aggregation = port.endType == static_cast<u32>(QorEndType::Aggregation);
-    std::string text = "\n[[port]]\n" + line("unit", std::to_string(port.unit)) +
-                       line("name", quoted(port.name.data()));
+    std::string text = "\n[[port]]\n" + tomlLine("unit", std::to_string(port.unit)) +
+                       tomlLine("name", tomlQuoted(port.name.data()));
     if (aggregation)
-        text += line("kind", quoted("aggregation"));
-    text += line("mac", quoted(formatMac(port.mac))) + line("mtu", std::to_string(port.mtu)) +
-            line("pvid", std::to_string(port.pvid)) +
-            line("untagged", quoted(platform::formatVlanRanges(untaggedOf(view)))) +
-            line("permit", quoted(platform::formatVlanRanges(view.permittedTagged))) +
-            line("link", quoted(port.link == 1 ? "up" : "down"));
+        text += tomlLine("kind", tomlQuoted("aggregation"));
+    text += tomlLine("mac", tomlQuoted(formatMac(port.mac))) +
+            tomlLine("mtu", std::to_string(port.mtu)) +
+            tomlLine("pvid", std::to_string(port.pvid)) +
+            tomlLine("untagged", tomlQuoted(platform::formatVlanRanges(untaggedOf(view)))) +
+            tomlLine("permit", tomlQuoted(platform::formatVlanRanges(view.permittedTagged))) +
+            tomlLine("link", tomlQuoted(port.link == 1 ? "up" : "down"));
     if (port.aggregation != 0)
-        text += line("aggregation", std::to_string(port.aggregation));
+        text += tomlLine("aggregation", std::to_string(port.aggregation));
     else
-        text += line("eligible", boolean(port.eligible == 1));
-    text += line("cable", quoted(port.cable.data())) +
-            line("wire-format", quoted(nameOf(kWireForms, port.wireForm)));
+        text += tomlLine("eligible", tomlBoolean(port.eligible == 1));
+    text += tomlLine("cable", tomlQuoted(port.cable.data())) +
+            tomlLine("wire-format", tomlQuoted(nameOf(kWireForms, port.wireForm)));
     if (before != nullptr && !before->recordFile.empty())
-        text += line("record", quoted(before->recordFile));
+        text += tomlLine("record", tomlQuoted(before->recordFile));
     if (before != nullptr && !before->replayFile.empty())
-        text += line("replay", quoted(before->replayFile));
+        text += tomlLine("replay", tomlQuoted(before->replayFile));
     return text;
-}
-
-/// The first key of a table's header, "port" of "[[port]]"; empty for any other line.
-std::string tableOf(const std::string& lineText) {
-    const std::size_t open = lineText.find_first_not_of(" \t");
-    if (open == std::string::npos || lineText[open] != '[')
-        return {};
-    const std::size_t begin = lineText.find_first_not_of("[ \t", open);
-    const std::size_t end = lineText.find_first_of(".] \t", begin);
-    return begin == std::string::npos || end == std::string::npos
-               ? std::string()
-               : lineText.substr(begin, end - begin);
 }
 
 }  // namespace
@@ -221,25 +184,27 @@ std::string formatOptions(const RunningConfig& running) {
         return {};
     const CorrectionSet on = CorrectionSet::ofBits(running.global.corrections->on);
     if (on.empty() || on == CorrectionSet::all())
-        return "\n[mvrp]\n" + line("corrections", quoted(platform::formatCorrections(on)));
+        return "\n[mvrp]\n" + tomlLine("corrections", tomlQuoted(platform::formatCorrections(on)));
     std::string names;
     for (const std::string_view name : kCorrectionNames)
         if (on.has(*correctionOfName(name)))
-            names += (names.empty() ? "" : ", ") + quoted(std::string(name));
-    return "\n[mvrp]\n" + line("corrections", "[" + names + "]");
+            names += (names.empty() ? "" : ", ") + tomlQuoted(std::string(name));
+    return "\n[mvrp]\n" + tomlLine("corrections", "[" + names + "]");
 }
 
 std::string formatManagement(const RunningConfig& running) {
-    std::string text = "\n[management]\n" + line(kMvrpEnableName, boolean(running.global.enabled)) +
-                       line(kMvrpComplianceName, boolean(running.global.compliance));
+    std::string text = "\n[management]\n" +
+                       tomlLine(kMvrpEnableName, tomlBoolean(running.global.enabled)) +
+                       tomlLine(kMvrpComplianceName, tomlBoolean(running.global.compliance));
     for (const PortView& view : running.vlans.ports) {
         if (!view.settings || !view.settings->enabled)
             continue;
-        text += "\n[[management.port]]\n" + line("unit", std::to_string(view.port.unit)) +
-                line(kMvrpEnableName, "true");
-        for (const Setting& setting : kSettings) {
+        text += "\n[[management.port]]\n" + tomlLine("unit", std::to_string(view.port.unit)) +
+                tomlLine(kMvrpEnableName, "true");
+        for (const PortSetting& setting : kPortSettings) {
             const std::string word = wordOf(setting, (*view.settings).*setting.running);
-            text += line(setting.what.name, setting.what.words.empty() ? word : quoted(word));
+            text +=
+                tomlLine(setting.what.name, setting.what.words.empty() ? word : tomlQuoted(word));
         }
     }
     return text;
@@ -257,30 +222,15 @@ std::string formatSwitch(const RunningConfig& running, const HostConfig* file) {
         text += portTable(view, before);
     }
     return text + "\n[[vlan]]\n" +
-           line("ids", quoted(platform::formatVlanRanges(running.vlans.staticVlans)));
+           tomlLine("ids", tomlQuoted(platform::formatVlanRanges(running.vlans.staticVlans)));
 }
 
 std::string replaceTables(const std::string& document, const std::vector<std::string>& tables,
                           const std::string& text) {
     std::string kept;
-    std::string waiting;  // comments and blank lines: of whatever comes after them
-    bool drop = false;
-    for (std::size_t start = 0; start < document.size();) {
-        const std::size_t end = std::min(document.find('\n', start), document.size() - 1) + 1;
-        const std::string lineText = document.substr(start, end - start);
-        start = end;
-        const std::size_t first = lineText.find_first_not_of(" \t\r\n");
-        if (first == std::string::npos || lineText[first] == '#') {
-            waiting += lineText;
-            continue;
-        }
-        if (const std::string table = tableOf(lineText); !table.empty())
-            drop = std::ranges::find(tables, table) != tables.end();
-        if (!drop)
-            kept += waiting + lineText;
-        waiting.clear();
-    }
-    kept += drop ? "" : waiting;
+    for (const TomlBlock& block : tomlBlocks(document))
+        if (std::ranges::find(tables, block.table) == tables.end())
+            kept += block.text;
     while (kept.ends_with("\n\n"))
         kept.pop_back();
     return kept + (kept.empty() || kept.ends_with('\n') ? "" : "\n") + text;

@@ -3,18 +3,42 @@
 // What runs, in the terms of the configuration file: compared with a file, and written as one.
 #pragma once
 
+#include <array>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/client/queries.h"
 #include "cli/print/table.h"
 #include "platform/config/load.h"
+#include "platform/contract/management.h"
 
 namespace cli {
 
 struct RunningConfig {
     GlobalView global{};
     VlansView vlans{};
+};
+
+/// A setting of a port: in the file, and where it runs.
+struct PortSetting {
+    MvrpSetting what;
+    std::optional<u32> platform::PortManagement::*file;
+    u32 PortSettings::*running;
+};
+
+inline constexpr std::array kPortSettings = {
+    PortSetting{kMvrpRegistration, &platform::PortManagement::registration,
+                &PortSettings::registration},
+    PortSetting{kMvrpParticipant, &platform::PortManagement::participant,
+                &PortSettings::participant},
+    // From the longest to the shortest: each is checked against the next longer one.
+    PortSetting{kMvrpLeaveAllTime, &platform::PortManagement::leaveAllTime,
+                &PortSettings::leaveAllTime},
+    PortSetting{kMvrpLeaveTime, &platform::PortManagement::leaveTime, &PortSettings::leaveTime},
+    PortSetting{kMvrpJoinTime, &platform::PortManagement::joinTime, &PortSettings::joinTime},
+    PortSetting{kMvrpPeriodicTime, &platform::PortManagement::periodicTime,
+                &PortSettings::periodicTime},
 };
 
 struct ConfigDifference {

@@ -30,16 +30,13 @@ struct SoftSection {
     std::string_view key;
     const char* problem;
 };
-constexpr std::array<SoftSection, 3> kSoftSections = {{
+constexpr std::array<SoftSection, 2> kSoftSections = {{
     {"vlan",
      "[[vlan]] belongs to driver = \"soft\"; allowed: static VLANs as `bridge vlan` configures "
      "them"},
     {"standby",
      "[standby] belongs to driver = \"soft\"; allowed: one daemon for a Linux bridge, which adopts "
      "what it finds at a restart"},
-    {"store",
-     "[store] belongs to driver = \"soft\": numbers of interfaces change; allowed: what is to "
-     "outlast a restart in [[port]], by name"},
 }};
 
 void checkUnique(ConfigReader& table, const LinuxPortRule& rule,

@@ -122,6 +122,12 @@ bool Host::start(std::string& error) {
     if (!startDriver(error))
         return false;
 
+    if (linux_ != nullptr)
+        carrier_.store().keepByName([this](u32 unit) {
+            std::string name;
+            switch_.portName(unit, name);
+            return name;
+        });
     observation_.startLog();
     carrier_.start();
     installRuntime();
@@ -239,7 +245,9 @@ void Host::settingChanged(const RequestHeader& header) {
     if (changed == ChangedSetting::PortEnable && times->areTheDaemons()) {
         const CommandSource source = carrier_.source();
         if (config_.otherPorts != PortManagement{}) {
-            carrier_.setSource(CommandSource::ConfigFile);
+            // At a start, file and store are applied together: the store stays as it is.
+            if (source == CommandSource::Management)
+                carrier_.setSource(CommandSource::ConfigFile);
             applyPortSettings(dispatcher_, header.unit, settingsOf(header.unit));
             carrier_.setSource(source);
         }

@@ -74,6 +74,8 @@ class Host {
     /// On a Linux bridge: the frames of ports that take part, and of no others. Not while a
     /// configuration is applied, which does so at its end.
     void followProtocols();
+    /// Of a Linux bridge: what a file sets otherwise than the one before leaves the store.
+    void supersedeStored(const HostConfig& before, const HostConfig& next);
     /// @return how many settings were refused
     u32 applyManaged();
     void applyPorts();

@@ -87,11 +87,14 @@ Host::Reloaded Host::reload(ConfigForce force) {
 bool Host::applyConfig(HostConfig next, std::string& error) {
     Running before = running();
     HostConfig config = config_;
+    const std::vector<ManagementCommand> kept = carrier_.store().kept();
+    if (linux_ != nullptr)
+        supersedeStored(config_, next);
     config_.settings = std::move(next.settings);
     config_.network = std::move(next.network);
     config_.management = std::move(next.management);
     config_.otherPorts = next.otherPorts;
-    carrier_.setSource(CommandSource::ConfigFile);
+    carrier_.setSource(linux_ == nullptr ? CommandSource::ConfigFile : CommandSource::StartUp);
     applying_ = true;
     raiseDescriptors(config_);
     // What can fail comes first. Frames of a port that the switch does not have yet go nowhere.
@@ -102,12 +105,25 @@ bool Host::applyConfig(HostConfig next, std::string& error) {
         if (!done)
             error = "the daemon refused a part of it, which the log names";
     }
-    if (!done)
+    if (!done) {
         goBack(std::move(before), std::move(config));
+        if (linux_ != nullptr)
+            carrier_.store().restore(kept);
+    }
     applying_ = false;
     followProtocols();
     carrier_.setSource(CommandSource::Management);
     return done;
+}
+
+void Host::supersedeStored(const HostConfig& before, const HostConfig& next) {
+    const auto settingsIn = [](const HostConfig& config) {
+        return [&bridge = config.network.linuxBridge](const std::string& name) {
+            return bridge.ruleOf(name).management;
+        };
+    };
+    carrier_.store().supersede(before.management, settingsIn(before), next.management,
+                               settingsIn(next));
 }
 
 Host::Running Host::running() const {
@@ -153,7 +169,9 @@ void Host::followProtocols() {
 u32 Host::applyManaged() {
     ManagementConfig wanted = config_.management;
     if (linux_ != nullptr) {
-        wanted = linux_->withPorts(config_.management, config_.network.linuxBridge);
+        wanted = carrier_.store().appliedTo(
+            linux_->withPorts(config_.management, config_.network.linuxBridge),
+            [this](const std::string& name) { return linux_->unitOf(name); });
         applied_ = linux_->stillApplied(std::move(applied_), dispatcher_);
     }
     const u32 refused = applyManagement(dispatcher_, applied_, wanted);
@@ -172,7 +190,7 @@ void Host::applyPorts() {
 }
 
 void Host::portsChanged() {
-    carrier_.setSource(CommandSource::ConfigFile);
+    carrier_.setSource(CommandSource::StartUp);
     applyPorts();
     carrier_.setSource(CommandSource::Management);
 }

@@ -96,6 +96,13 @@ ManagementConfig LinuxHost::withPorts(ManagementConfig management,
     return management;
 }
 
+std::optional<u32> LinuxHost::unitOf(const std::string& name) const {
+    for (const LinuxPortFacts& facts : driver_.ports())
+        if (facts.name == name)
+            return facts.unit;
+    return std::nullopt;
+}
+
 ManagementConfig LinuxHost::stillApplied(ManagementConfig applied, const Dispatcher& dispatcher) {
     std::map<u32, u32> now;
     for (const LinuxPortFacts& facts : driver_.ports())

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "platform/channel/dispatcher.h"
@@ -44,6 +45,9 @@ class LinuxHost {
     SwitchConfig withPorts(const HostConfig& config, OpenPorts open) const;
     /// The management settings of the file with those of each port that is there.
     ManagementConfig withPorts(ManagementConfig management, const LinuxBridgeConfig& bridge) const;
+
+    /// The unit of a port that is there.
+    std::optional<u32> unitOf(const std::string& name) const;
 
     /// What of `applied` is still so: settings of ports that went, or came anew, are not.
     /// @param dispatcher  asked until the daemon has forgotten those ports too

@@ -59,8 +59,10 @@ answers doctor '*' doctor
 answers config-file 0 config check "$file"
 answers config 0 config show
 answers config-diff 0 config diff "$file"
-answers error 1 config save "$file"
-says 'Linux bridge'
+answers config-file 0 config save "$file"
+answers config-diff 0 config diff
+answers log 0 log --port b2 --vlan 30
+says '"event": "vlans-learnt"'
 answers done 0 set port b2 registration fixed
 answers config-diff 1 config diff
 answers done 0 set port b2 registration normal

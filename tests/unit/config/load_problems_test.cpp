@@ -132,8 +132,6 @@ const WrongFile kWrongFiles[] = {
      "1000001", "1 to 1000000 PDUs a second"},
     {"LinuxVlan", "switch = {driver=\"linux\", bridge=\"br0\"}\n[[vlan]]\nids = 5", 2, 1,
      "[[vlan]] belongs to driver = \"soft\"", "`bridge vlan`"},
-    {"LinuxStore", "switch = {driver=\"linux\", bridge=\"br0\"}\n[store]\nfile = \"/x\"", 2, 1,
-     "[store] belongs to driver = \"soft\"", "by name"},
     {"LinuxStandby",
      "switch = {driver=\"linux\", bridge=\"br0\"}\n[standby]\nrole = \"standby\"\nlisten=\"/x\"", 2,
      1, "[standby] belongs to driver = \"soft\"", "one daemon"},

@@ -8,6 +8,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
+#include <memory>
+#include <optional>
 #include <random>
 
 #include "platform/contract/management.h"
@@ -166,6 +169,101 @@ TEST(StoreList, TheTextOfAListIsReadBack) {
     const std::vector<ManagementCommand> list = {kDisable, kEnable, port(0xFFFFFFFF, 7, 327650)};
     u32 line = 0;
     EXPECT_EQ(parseStore(formatStore(list), line), list);
+}
+
+/// A store by name on a bridge whose interfaces have these numbers.
+class StoreByName : public Store {
+  protected:
+    std::unique_ptr<CommandStore> start(const std::map<u32, std::string>& interfaces) {
+        interfaces_ = interfaces;
+        auto store = std::make_unique<CommandStore>(path_);
+        store->keepByName([this](u32 unit) { return interfaces_[unit]; });
+        store->open();
+        return store;
+    }
+    ManagementConfig settings(const CommandStore& store) const {
+        return store.appliedTo({}, [this](const std::string& name) -> std::optional<u32> {
+            for (const auto& [unit, known] : interfaces_)
+                if (known == name)
+                    return unit;
+            return std::nullopt;
+        });
+    }
+
+    std::map<u32, std::string> interfaces_;
+};
+
+TEST_F(StoreByName, APortHasItsSettingsUnderAnotherNumber) {
+    {
+        const auto store = start({{3, "swp1"}, {4, "swp2"}});
+        store->record(kEnable);
+        store->record(port(4, MVRP_PORT_ENABLE, MVRP_ON));
+        store->record(port(4, 5, 200));
+    }
+    EXPECT_EQ(written(),
+              "mvrp configuration store 1 by name\nfc001 - 1\n40a8001 swp2 1\n40a8005 swp2 200\n");
+    const auto store = start({{4, "swp1"}, {9, "swp2"}});
+    const ManagementConfig found = settings(*store);
+    EXPECT_EQ(found.enable, MVRP_ON);
+    ASSERT_EQ(found.ports.size(), 1U);
+    EXPECT_EQ(found.ports.at(9).joinTime, 200U);
+}
+
+TEST_F(StoreByName, APortThatIsNotThereIsKeptForWhenItComes) {
+    start({{3, "tap0"}})->record(port(3, 5, 200));
+    const auto store = start({});
+    EXPECT_TRUE(settings(*store).ports.empty());
+    interfaces_ = {{12, "tap0"}};
+    EXPECT_EQ(settings(*store).ports.at(12).joinTime, 200U);
+}
+
+TEST_F(StoreByName, NothingIsKeptOfAPortThatIsGone) {
+    const auto store = start({});
+    store->record(port(3, 5, 200));
+    EXPECT_TRUE(store->flush());
+    EXPECT_TRUE(store->kept().empty());
+}
+
+TEST_F(StoreByName, WhatAChangedFileSetsLeavesTheStore) {
+    const auto store = start({{3, "swp1"}, {4, "swp2"}});
+    store->record(port(3, 5, 200));
+    store->record(port(3, 6, 900));
+    store->record(port(4, 5, 200));
+    const auto before = [](const std::string&) { return PortManagement{}; };
+    const auto next = [](const std::string& name) {
+        PortManagement settings;
+        if (name == "swp1")
+            settings.joinTime = 400;
+        return settings;
+    };
+    const auto kept = store->kept();
+    store->supersede({}, before, {}, next);
+    const ManagementConfig found = settings(*store);
+    EXPECT_EQ(found.ports.at(3).joinTime, std::nullopt);
+    EXPECT_EQ(found.ports.at(3).leaveTime, 900U);
+    EXPECT_EQ(found.ports.at(4).joinTime, 200U);
+    store->restore(kept);
+    EXPECT_EQ(settings(*store).ports.at(3).joinTime, 200U);
+}
+
+TEST_F(StoreByName, AStoreByUnitIsNotReadAsOneByName) {
+    {
+        CommandStore byUnit(path_);
+        byUnit.open();
+        byUnit.record(port(3, 5, 200));
+    }
+    EXPECT_TRUE(start({{3, "swp1"}})->kept().empty());
+    EXPECT_TRUE(std::filesystem::exists(path_ + ".broken"));
+}
+
+TEST_F(StoreByName, ALineWithoutAPortWhereOneBelongsIsNoneOfAStore) {
+    StoredNames names;
+    u32 line = 0;
+    const std::string head = "mvrp configuration store 1 by name\n";
+    EXPECT_FALSE(parseStore(head + "40a8001 - 1\n", line, &names));
+    EXPECT_EQ(line, 2U);
+    EXPECT_FALSE(parseStore(head + "fc001 swp1 1\n", line, &names));
+    EXPECT_TRUE(parseStore(head + "40a8001 swp1 1\n", line, &names));
 }
 
 }  // namespace
