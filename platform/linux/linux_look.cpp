@@ -98,6 +98,10 @@ KernelResult LinuxSwitch::readBridge(BridgeBook& book, std::vector<KernelLink>& 
     KernelResult result = kernel_.readLinks(links);
     if (result)
         result = kernel_.readVlans(vlans);
+    // What answers this is loaded with the first bridge of a system.
+    if (result.error == EOPNOTSUPP &&
+        std::ranges::find(links, LinkKind::Bridge, &KernelLink::kind) == links.end())
+        result = {};
     if (!result)
         return result;
     book = readBook(links, vlans, config_.bridge);

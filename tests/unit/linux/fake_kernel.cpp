@@ -57,6 +57,8 @@ KernelResult FakeKernel::readVlans(std::vector<KernelVlans>& vlans) {
     const std::lock_guard gate(gate_);
     reads++;
     vlans.clear();
+    if (!bridgesLoaded_)
+        return failed(EOPNOTSUPP);
     for (const auto& [index, entries] : vlans_)
         vlans.push_back(entries);
     return {};
@@ -153,6 +155,7 @@ bool FakeKernel::apply(KernelVlans& entries, VlanChange change, const VlanBitmap
 }
 
 void FakeKernel::addBridge(u32 index, const std::string& name, bool filtering) {
+    bridgesLoaded_ = true;
     addLink(index, name, LinkKind::Bridge);
     links_[index].vlanFiltering = filtering;
     links_[index].defaultPvid = kDefaultPvid;

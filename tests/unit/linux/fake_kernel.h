@@ -66,6 +66,9 @@ class FakeKernel final : public Kernel {
     void failGuards(bool fail) { guardsFail_ = fail; }
     /// Something changed among the filters of a port.
     void tellGuard(u32 index);
+    /// As before the first bridge of a system: nothing answers questions about VLANs until one is
+    /// made.
+    void unloadBridges() { bridgesLoaded_ = false; }
     void failReads(u32 count) { readFailures_ = count; }
     /// From now on requests sleep in it, as they do while somebody has the kernel's lock, until it
     /// is let go. They are made by another thread then.
@@ -102,6 +105,7 @@ class FakeKernel final : public Kernel {
     std::mutex eventsMutex_;  ///< the monitor reads them without the driver's lock
     std::vector<KernelEvent> events_;
     Descriptor ready_;
+    bool bridgesLoaded_ = true;
     u32 failures_ = 0;
     int failure_ = 0;
     bool guardsFail_ = false;

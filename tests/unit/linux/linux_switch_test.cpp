@@ -75,6 +75,26 @@ TEST_F(LinuxSwitchTest, ABridgeThatIsNotThereAtTheStartIsTakenWhenItComes) {
     EXPECT_EQ(node.dynamic(kTap), "20") << "its ledger is that of the bridge that came";
 }
 
+TEST_F(LinuxSwitchTest, TheFirstBridgeOfASystemIsWaitedForWhileNothingAnswersForBridges) {
+    for (const u32 port : {kEth0, kEth1})
+        node.kernel.release(port);
+    node.kernel.deleteLink(kBridge);
+    node.kernel.unloadBridges();
+    node.start();
+    EXPECT_EQ(node.driver->awaited(), "br0");
+    constexpr u32 kFirst = 9;
+    node.kernel.addBridge(kFirst, "br0");
+    node.kernel.enslave(kEth0, kFirst);
+    node.settle();
+    EXPECT_EQ(node.driver->awaited(), "");
+    EXPECT_EQ(node.driver->ports().size(), 1U);
+}
+
+TEST_F(LinuxSwitchTest, AKernelThatDoesNotAnswerForItsBridgesIsAnError) {
+    node.kernel.unloadBridges();
+    EXPECT_NE(node.refusal().find("can not be read"), std::string::npos);
+}
+
 TEST_F(LinuxSwitchTest, AnInterfaceOfTheNameThatIsNoBridgeIsNotTaken) {
     node.config.bridge = "eth0";
     node.start();
