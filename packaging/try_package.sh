@@ -79,7 +79,7 @@ expect 'the AppArmor profile' apparmor_parser --skip-kernel-load --skip-cache /e
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
 # shellcheck disable=SC2016  # the inner shell's
 expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
-    mkdir -p /run/try
+    install -d -o mvrp /run/try
     export MVRP_RUNTIME_DIR=/run/try
     mvrp >/tmp/log 2>&1 & daemon=$!
     for _ in $(seq 300); do
