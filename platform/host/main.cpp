@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The program `mvrp`: reads its command line and configuration, puts the host in place, and becomes
-// the daemon. Exit status: 0 after SIGTERM, SIGINT or SIGUSR1, or when the configuration is right (--check);
-// 1 when it could not start; 2 for a wrong command line.
+// the daemon. Exit status: 0 after SIGTERM, SIGINT or SIGUSR1, or when the configuration is right
+// (--check); 1 when it could not start; 2 for a wrong command line.
 #include <sys/stat.h>
 #include <unistd.h>
 

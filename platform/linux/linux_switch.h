@@ -83,8 +83,8 @@ class LinuxSwitch final : public StateSwitch {
     /// Takes over other settings; that of the bridge's name stays.
     void reconfigure(const LinuxBridgeConfig& config);
     std::vector<LinuxPortFacts> ports() const;
-    /// The clean end: takes out what is the daemon's, or leaves it for the next start, as configured;
-    /// for a restart, always leaves it. From then on nothing reaches the kernel.
+    /// The clean end: takes out what is the daemon's, or leaves it for the next start, as
+    /// configured; for a restart, always leaves it. From then on nothing reaches the kernel.
     void stop(Ending ending);
 
     bool setProtocol(u32 unit, u32 protocol, bool enabled) override;

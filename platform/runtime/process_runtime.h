@@ -38,8 +38,8 @@ struct ProcessRuntime {
 
     /// SIGHUP. Runs in the signal task.
     std::function<void()> onReload;
-    /// SIGTERM, SIGINT and SIGUSR1: the last thing that runs, in the signal task, while the daemon's
-    /// tasks still do.
+    /// SIGTERM, SIGINT and SIGUSR1: the last thing that runs, in the signal task, while the
+    /// daemon's tasks still do.
     std::function<void(Ending)> onEnd;
 
     /// Rounds of the protocol task: how often it looked at its timers. An idle one does so about
