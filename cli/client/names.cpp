@@ -46,6 +46,7 @@ constexpr Name kStatuses[] = {
     {MVRP_ERR_DISABLED, "mvrpOff"},
     {MVRP_ERR_NOT_ELIGIBLE, "portNotEligible"},
     {MVRP_ERR_RANGE, "outOfRange"},
+    {kStatusTimedOut, "timedOut"},
     {kStatusFailed, "refused"},
 };
 constexpr Name kVlanKindTable[] = {
@@ -174,9 +175,12 @@ std::string statusText(u32 status) {
         case platform::HostStatus::BadArgument:
             break;
     }
+    if (status == kStatusTimedOut)
+        return "what was waited for did not happen in time";
     std::array<char, 16> hex{};
     std::snprintf(hex.data(), hex.size(), "0x%08X", status);
-    return std::string("status ") + hex.data();
+    return std::string("the daemon refused it with status ") + hex.data() +
+           ", which has no name; mvrpctl and mvrp may be of different versions";
 }
 
 }  // namespace cli

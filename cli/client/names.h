@@ -47,6 +47,9 @@ std::string formatDebugMask(u32 mask);
 /// Reads words with commas, "all", "none", or a number up to 255.
 std::optional<u32> parseDebugMask(std::string_view text);
 
+/// Of mvrpctl itself: what `wait` waited for did not come.
+inline constexpr u32 kStatusTimedOut = 110;
+
 /// What a status other than 0 means, for a person.
 std::string statusText(u32 status);
 

@@ -52,7 +52,8 @@ class Context {
 
     /// The argument as a port of the switch, given by unit or name.
     platform::SwitchPortRecord port(std::size_t index) const;
-    /// The ports that argument `index` and those after it name; all ports when there is none.
+    /// The ports that argument `index` and those after it name, in the order of the switch; all
+    /// ports when there is none. Lists and ranges are taken, too: swp1-4,uplink.
     std::vector<platform::SwitchPortRecord> ports(std::size_t index) const;
     platform::VlanBitmap vlans(std::size_t index) const;
     u32 vlan(std::size_t index) const;
@@ -114,7 +115,7 @@ struct Option {
     bool required = false;
 };
 
-inline constexpr std::size_t kMaxOptions = 5;
+inline constexpr std::size_t kMaxOptions = 6;
 
 struct Command {
     const char* path;  ///< words that call it, separated by blanks
@@ -126,6 +127,7 @@ struct Command {
 };
 
 /// The tables, one for each subject.
+extern const std::span<const Command> kStatusCommands;
 extern const std::span<const Command> kShowCommands;
 extern const std::span<const Command> kExplainCommands;
 extern const std::span<const Command> kWatchCommands;
@@ -134,6 +136,7 @@ extern const std::span<const Command> kFrameCommands;
 extern const std::span<const Command> kSetCommands;
 extern const std::span<const Command> kConfigCommands;
 extern const std::span<const Command> kSwitchCommands;
+extern const std::span<const Command> kStaticCommands;
 extern const std::span<const Command> kStandbyCommands;
 extern const std::span<const Command> kDebugCommands;
 extern const std::span<const Command> kDoctorCommands;

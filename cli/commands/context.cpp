@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "cli/client/mistakes.h"
+#include "cli/client/port_ranges.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 
@@ -32,10 +33,10 @@ platform::SwitchPortRecord Context::port(std::size_t index) const {
 std::vector<platform::SwitchPortRecord> Context::ports(std::size_t index) const {
     if (count() <= index)
         return queryPortList(client);
-    std::vector<platform::SwitchPortRecord> ports;
+    std::string list;
     for (; index < count(); ++index)
-        ports.push_back(port(index));
-    return ports;
+        list += (list.empty() ? "" : ",") + text(index);
+    return choosePorts(queryPortList(client), list);
 }
 
 platform::VlanBitmap Context::vlans(std::size_t index) const {

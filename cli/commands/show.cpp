@@ -15,7 +15,8 @@ namespace cli {
 namespace {
 
 constexpr Argument kPort = {"port", "name or unit of a port"};
-constexpr Argument kSomePorts = {"port", "names or units of ports; all when absent", true, true};
+constexpr Argument kSomePorts = {
+    "port", "names or units of ports, or ranges: swp1-4; all when absent", true, true};
 constexpr Argument kVlan = {"vlan", "VLAN ID, 1 to 4094"};
 
 PortView portView(const Context& context) {

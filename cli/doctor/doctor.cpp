@@ -161,8 +161,12 @@ std::string findingsText(const std::vector<Finding>& findings, const Style& styl
         return "Nothing found.\n";
     std::string text;
     for (const Finding& finding : findings) {
-        text += style.paint(colourOf(finding.severity), nameOf(finding.severity));
-        text += ": " + style.paint(Colour::Strong, finding.subject) + ": " + finding.seen + "\n";
+        const std::string severity = nameOf(finding.severity);
+        const std::string words =
+            wrapList(severity + ": " + finding.subject + ": " + finding.seen, 4, style.width);
+        text += style.paint(colourOf(finding.severity), severity) + ": " +
+                style.paint(Colour::Strong, finding.subject) +
+                words.substr(severity.size() + 2 + finding.subject.size()) + "\n";
         for (const std::string& command : finding.commands)
             text += "    " + command + "\n";
     }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Which correction decided for the VLAN on the port, in words.
+#include <algorithm>
+
+#include "cli/client/port_ranges.h"
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"
 #include "cli/views/corrections.h"
@@ -12,9 +15,11 @@ namespace {
 /// Who needs a VLAN whose withdrawal was not passed on.
 std::string needText(const ExplainFacts& facts) {
     const std::string from = registeredOn(facts);
+    const bool isOne = std::ranges::count_if(facts.others, [](const VlanOnPort& other) {
+                           return isRegistered(other.machine);
+                       }) == 1;
     if (!from.empty())
-        return from +
-               (from.find(',') == std::string::npos ? " still registers it" : " still register it");
+        return from + (isOne ? " still registers it" : " still register it");
     return facts.vlanIsStatic ? "it is static here" : "another port still registered it then";
 }
 
@@ -41,11 +46,11 @@ std::string whatWasDone(const ExplainFacts& facts, Correction which) {
 }  // namespace
 
 std::string registeredOn(const ExplainFacts& facts) {
-    std::string names;
+    std::vector<std::string> names;
     for (const VlanOnPort& other : facts.others)
         if (isRegistered(other.machine))
-            names += (names.empty() ? "" : ", ") + std::string(other.port.name.data());
-    return names;
+            names.emplace_back(other.port.name.data());
+    return portRangesText(names, ", ", "");
 }
 
 std::string decisionText(const ExplainFacts& facts) {

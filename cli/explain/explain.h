@@ -78,7 +78,7 @@ ExplainFacts collectFacts(Client& client, const platform::SwitchPortRecord& port
 Explanation explainVlan(const ExplainFacts& facts);
 /// What the correction that last decided for the VLAN on the port did to it; empty: none is known.
 std::string decisionText(const ExplainFacts& facts);
-/// Names of the other ports that have registered the VLAN, with commas.
+/// Names of the other ports that have registered the VLAN, as ranges with commas.
 std::string registeredOn(const ExplainFacts& facts);
 
 std::string explanationText(const ExplainFacts& facts, const Explanation& explanation,

@@ -7,6 +7,7 @@
 #include "cli/explain/explain.h"
 #include "cli/print/words.h"
 #include "cli/views/corrections.h"
+#include "platform/contract/machine_states.h"
 #include "platform/contract/management.h"
 
 namespace cli {
@@ -361,16 +362,30 @@ class Reasoning {
         }
     }
 
+    /// When the VLAN was last sent, or why it was not.
+    std::string sentText() const {
+        if (heard(port_.history.vlan.sentMs))
+            return "last sent " + agoText32(port_.history.vlan.sentMs);
+        if (port_.port.link != 1)
+            return "nothing is sent while the link is down";
+        const u32 applicant = port_.machine.applicant;
+        if (applicant == APP_STATE_AP || applicant == APP_STATE_QP)
+            return "not sent, since the neighbours declare it themselves";
+        return "not sent since this mvrp started, " + agoText(facts_.global.host.uptimeMs);
+    }
+
     /// The other direction: what this port tells its neighbour about the VLAN.
     std::string declarationText() const {
         const std::string from = registeredOn(facts_);
         if (isDeclaring(port_.machine.applicant))
-            return "It is declared to the neighbour, because it is " +
+            return std::string(heard(port_.history.vlan.sentMs) ? "It is declared"
+                                                                : "It is to be declared") +
+                   " to the neighbour, because it is " +
                    (facts_.vlanIsStatic ? std::string("static here") +
                                               (from.empty() ? "" : " and registered on " + from)
                     : from.empty() ? std::string("wanted here")
                                    : "registered on " + from) +
-                   "; last sent " + agoText32(port_.history.vlan.sentMs) + ".";
+                   "; " + sentText() + ".";
         if (!port_.settings || !port_.settings->enabled)
             return "It is not declared to the neighbour: MVRP is off at this port.";
         if (!facts_.vlanIsStatic && from.empty())

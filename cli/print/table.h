@@ -29,7 +29,9 @@ struct Cell {
     Cell(const char* text_, Colour colour_ = Colour::Plain) : text(text_), colour(colour_) {}
 };
 
-/// Rows under a heading. A column whose heading starts with '>' is aligned to the right.
+/// Rows under a heading. A column whose heading starts with '>' is aligned to the right. No line is
+/// longer than the terminal is wide: lists are broken in their column, and columns that find no
+/// room come below, behind those that name the row.
 class Table {
   public:
     explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}

@@ -17,17 +17,6 @@ using platform::vlanIntersection;
 using platform::vlanIsEmpty;
 using platform::vlanUnion;
 
-/// "up, MVRP on", in the colour of the worse of the two.
-Cell conditionOf(const PortView& view) {
-    const bool up = view.port.link == 1;
-    const bool on = view.settings && view.settings->enabled;
-    const std::string text = std::string(up ? "link up" : "link down") +
-                             (on                        ? ", MVRP on"
-                              : view.port.eligible == 0 ? ", not eligible for MVRP"
-                                                        : ", MVRP off");
-    return {text, !up ? Colour::Bad : on ? Colour::Good : Colour::Dim};
-}
-
 Cell differences(const RunningPort& port) {
     std::string text;
     if (!vlanIsEmpty(port.missing))
@@ -43,6 +32,16 @@ std::string counted(const VlanBitmap& vlans) {
 }
 
 }  // namespace
+
+Cell conditionOf(const PortView& view) {
+    const bool up = view.port.link == 1;
+    const bool on = view.settings && view.settings->enabled;
+    const std::string text = std::string(up ? "link up" : "link down") +
+                             (on                        ? ", MVRP on"
+                              : view.port.eligible == 0 ? ", not eligible for MVRP"
+                                                        : ", MVRP off");
+    return {text, !up ? Colour::Bad : on ? Colour::Good : Colour::Dim};
+}
 
 std::vector<RunningPort> compareRunning(VlansView view) {
     std::vector<RunningPort> ports;

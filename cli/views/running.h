@@ -21,6 +21,9 @@ struct RunningPort {
 /// Holds the ports of a view against its VLANs.
 std::vector<RunningPort> compareRunning(VlansView view);
 
+/// "link up, MVRP on", in the colour of the worse of the two.
+Cell conditionOf(const PortView& view);
+
 /// One block for each port.
 std::string runningText(const std::vector<RunningPort>& ports, const Style& style);
 /// One line for each port, with numbers in place of lists.

@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <string_view>
 
 #include "cli/client/names.h"
+#include "cli/client/port_ranges.h"
 #include "cli/print/words.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
@@ -36,11 +38,15 @@ std::string orDash(const std::string& text) {
     return text.empty() ? "-" : text;
 }
 
-std::string listed(const std::vector<std::string>& names) {
+std::string joined(const std::vector<std::string>& words) {
     std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "" : " ") + name;
+    for (const std::string& word : words)
+        text += (text.empty() ? "" : " ") + word;
     return orDash(text);
+}
+
+std::string listed(const std::vector<std::string>& names) {
+    return portRangesText(names, " ");
 }
 
 std::string uptimeText(u64 ms) {
@@ -52,11 +58,6 @@ std::string uptimeText(u64 ms) {
                    ? std::to_string(seconds) + " s"
                    : std::to_string(minutes) + " min " + std::to_string(seconds % 60) + " s";
     return std::to_string(hours) + " h " + std::to_string(minutes % 60) + " min";
-}
-
-std::string standbyText(const platform::HostInfoRecord& host) {
-    const std::string role = nameOf(kRoles, host.role);
-    return role + ", " + (host.standbyConnected != 0 ? "peer connected" : "no peer");
 }
 
 std::string peerText(const platform::SwitchPortRecord& port) {
@@ -84,7 +85,53 @@ Cell mvrpCell(const PortView& view) {
     return {"off", Colour::Dim};
 }
 
+/// Columns for each of the three lists of VLANs in a listing of ports: what the other columns
+/// leave.
+std::size_t rangesWidth(const std::vector<PortView>& ports, const Style& style) {
+    constexpr std::size_t kOthers = 52;  ///< unit, link, modes, and the gaps between all
+    constexpr std::size_t kLeast = 10;
+    if (style.width == 0)
+        return kRangesWidth;
+    std::size_t name = 0;
+    for (const PortView& view : ports)
+        name = std::max(name, std::string_view(view.port.name.data()).size());
+    const std::size_t left = style.width > kOthers + name ? style.width - kOthers - name : 0;
+    return std::clamp(left / 3, kLeast, kRangesWidth);
+}
+
+/// How ports stand to a VLAN, in the words of the table, and the ports that stand alike.
+using Standing = std::pair<std::vector<std::string>, std::vector<std::string>>;
+
+/// @param idle  whether ports where the VLAN is not in use are wanted, too
+std::vector<Standing> standings(u32 vid, const VlansView& view, bool idle) {
+    const auto yesNo = [vid](const platform::VlanBitmap& vlans) {
+        return std::string(platform::vlanContains(vlans, vid) ? "yes" : "no");
+    };
+    std::vector<Standing> standings;
+    for (const PortView& port : view.ports) {
+        if (port.machines.size() < vid)
+            continue;
+        const platform::MachineRecord& machine = port.machines[vid - 1];
+        if (!idle && !inUse(machine))
+            continue;
+        std::vector<std::string> words = {nameOf(kApplicantStates, machine.applicant),
+                                          nameOf(kRegistrarStates, machine.registrar),
+                                          yesNo(port.registered), yesNo(port.declared),
+                                          yesNo(port.propagated)};
+        auto found = std::ranges::find(standings, words, &Standing::first);
+        if (found == standings.end())
+            found = standings.insert(standings.end(), {std::move(words), {}});
+        found->second.emplace_back(port.port.name.data());
+    }
+    return standings;
+}
+
 }  // namespace
+
+std::string roleText(const platform::HostInfoRecord& host) {
+    const std::string role = nameOf(kRoles, host.role);
+    return role + ", " + (host.standbyConnected != 0 ? "peer connected" : "no peer");
+}
 
 std::string formatVlansWithin(const platform::VlanBitmap& vlans, std::size_t width) {
     std::string text = formatVlanRanges(vlans);
@@ -101,7 +148,7 @@ std::string globalText(const GlobalView& view, const Style& style) {
     Sheet sheet;
     sheet.add("Switch", {orDash(view.host.name.data()), Colour::Strong});
     sheet.add("Driver", nameOf(kDrivers, view.host.driver));
-    sheet.add("Role", standbyText(view.host));
+    sheet.add("Role", roleText(view.host));
     sheet.add("Ports", std::to_string(view.host.portCount));
     sheet.add("MVRP", onOff(view.enabled));
     sheet.add("GVRP compliance", onOff(view.compliance));
@@ -110,23 +157,23 @@ std::string globalText(const GlobalView& view, const Style& style) {
     if (view.corrections)
         sheet.add("Corrections",
                   platform::formatCorrections(CorrectionSet::ofBits(view.corrections->on)));
-    sheet.add("Version", orDash(view.version));
+    sheet.add("Protocol release", orDash(view.version));
     sheet.add("Up for", uptimeText(view.host.uptimeMs));
     return sheet.print(style);
 }
 
 std::string portsText(const std::vector<PortView>& ports, const Style& style) {
+    const std::size_t ranges = rangesWidth(ports, style);
     Table table({">Unit", "Name", "Link", "MVRP", "Registration", "Participant", "Registered",
                  "Declared", "Learnt"});
     for (const PortView& view : ports) {
         const bool runs = view.settings.has_value();
-        table.add({std::to_string(view.port.unit), view.port.name.data(), linkCell(view.port),
-                   mvrpCell(view),
-                   runs ? nameOf(kRegistrationModes, view.settings->registration) : "-",
-                   runs ? nameOf(kParticipantModes, view.settings->participant) : "-",
-                   formatVlansWithin(view.registered, kRangesWidth),
-                   formatVlansWithin(view.declared, kRangesWidth),
-                   formatVlansWithin(view.dynamic, kRangesWidth)});
+        table.add(
+            {std::to_string(view.port.unit), view.port.name.data(), linkCell(view.port),
+             mvrpCell(view), runs ? nameOf(kRegistrationModes, view.settings->registration) : "-",
+             runs ? nameOf(kParticipantModes, view.settings->participant) : "-",
+             formatVlansWithin(view.registered, ranges), formatVlansWithin(view.declared, ranges),
+             formatVlansWithin(view.dynamic, ranges)});
     }
     return table.empty() ? "The switch has no ports.\n" : table.print(style);
 }
@@ -174,11 +221,11 @@ std::string vlansText(const std::vector<VlanGroup>& groups, const Style& style) 
     for (const VlanGroup& group : groups) {
         // A permit list says what may be carried; it makes members only of static VLANs.
         const bool isStatic = group.kind == static_cast<u32>(QorVlanType::Static);
-        std::vector<std::string> members = group.taggedPorts;
-        for (const std::string& name : group.untaggedPorts)
-            members.push_back(name + "(untagged)");
+        std::vector<std::string> members = portRanges(group.taggedPorts);
+        for (const std::string& range : portRanges(group.untaggedPorts))
+            members.push_back(range + "(untagged)");
         table.add({{nameOf(kVlanKinds, group.kind), isStatic ? Colour::Plain : Colour::Good},
-                   isStatic ? listed(members) : "-",
+                   isStatic ? joined(members) : "-",
                    listed(group.dynamicPorts),
                    formatVlanRanges(group.vlans)});
     }
@@ -190,23 +237,19 @@ std::string vlanText(u32 vid, const VlansView& view, const Style& style) {
     Sheet sheet;
     sheet.add("VLAN", {std::to_string(vid), Colour::Strong});
     if (groups.empty()) {
-        sheet.add("Kind", {"does not exist", Colour::Dim});
+        sheet.add("Kind",
+                  {"does not exist on this switch: neither created here nor learnt", Colour::Dim});
     } else {
         sheet.add("Kind", nameOf(kVlanKinds, groups.front().kind));
         sheet.add("Permitted tagged", listed(groups.front().taggedPorts));
         sheet.add("Permitted untagged", listed(groups.front().untaggedPorts));
         sheet.add("Learnt members", listed(groups.front().dynamicPorts));
     }
-    Table table({"Port", "Applicant", "Registrar", "Registered", "Declared", "Propagated"});
-    for (const PortView& port : view.ports) {
-        if (port.machines.size() < vid)
-            continue;
-        const platform::MachineRecord& machine = port.machines[vid - 1];
-        table.add({port.port.name.data(), nameOf(kApplicantStates, machine.applicant),
-                   nameOf(kRegistrarStates, machine.registrar),
-                   platform::vlanContains(port.registered, vid) ? "yes" : "no",
-                   platform::vlanContains(port.declared, vid) ? "yes" : "no",
-                   platform::vlanContains(port.propagated, vid) ? "yes" : "no"});
+    Table table({"Ports", "Applicant", "Registrar", "Registered", "Declared", "Propagated"});
+    for (const auto& [words, names] : standings(vid, view, !groups.empty())) {
+        std::vector<Cell> row = {listed(names)};
+        row.insert(row.end(), words.begin(), words.end());
+        table.add(std::move(row));
     }
     return sheet.print(style) + (table.empty() ? "" : "\n" + table.print(style));
 }

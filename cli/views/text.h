@@ -22,6 +22,9 @@ std::string stateText(const std::vector<StateGroup>& groups, u32 leaveTimeLeftMs
                       const Style& style);
 std::string countersText(const std::vector<PortView>& ports, const Style& style);
 
+/// "active, no peer".
+std::string roleText(const platform::HostInfoRecord& host);
+
 /// Ranges cut to `width` characters, with the number of VLANs at the end: "2-9,40,... (20)".
 std::string formatVlansWithin(const platform::VlanBitmap& vlans, std::size_t width);
 

@@ -273,6 +273,21 @@ TEST(Explain, ARegistrationThatTheSwitchLacksWaitsOrWasRefused) {
     EXPECT_EQ(causeOf(f), Cause::Pending);
 }
 
+TEST(Explain, SaysWhyADeclarationWasNotSent) {
+    ExplainFacts f = facts();
+    f.vlanIsStatic = true;
+    f.port.machine = {10, 2, 1};  // AP
+    EXPECT_TRUE(says(explainVlan(f).declaration, "It is to be declared to the neighbour"));
+    EXPECT_TRUE(says(explainVlan(f).declaration, "the neighbours declare it themselves"));
+    f.port.machine = {1, 3, 0};  // VP
+    EXPECT_TRUE(says(explainVlan(f).declaration, "not sent since this mvrp started"));
+    f.port.port.link = 0;
+    EXPECT_TRUE(says(explainVlan(f).declaration, "nothing is sent while the link is down"));
+    f.port.history.vlan.sentMs = 3000;
+    EXPECT_TRUE(says(explainVlan(f).declaration, "It is declared to the neighbour"));
+    EXPECT_TRUE(says(explainVlan(f).declaration, "last sent 3.0 s ago"));
+}
+
 TEST(Explain, SaysWhichPortMakesItDeclareTheVlan) {
     ExplainFacts f = facts();
     VlanOnPort other;

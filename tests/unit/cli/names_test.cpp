@@ -65,8 +65,19 @@ TEST(StatusText, EveryStatusOfTheDaemonHasATextOfItsOwn) {
     }
 }
 
-TEST(StatusText, AnUnknownStatusIsShownAsItIs) {
-    EXPECT_EQ(statusText(0x12345678), "status 0x12345678");
+TEST(StatusText, EveryStatusHasANameAndASentence) {
+    std::vector<u32> statuses = {kStatusFailed, kStatusTimedOut, 2, 17, 22, 38};
+    std::ranges::transform(kMvrpErrorTexts, std::back_inserter(statuses), &MvrpWord::value);
+    for (const u32 status : statuses) {
+        EXPECT_NE(statusName(status), "unknown") << status;
+        EXPECT_EQ(statusText(status).find("0x"), std::string::npos) << status;
+    }
+    EXPECT_EQ(statusName(65536001), "noRoom");
+}
+
+TEST(StatusText, AnUnknownStatusIsSaidToBeOne) {
+    EXPECT_EQ(statusName(0x12345678), "unknown");
+    EXPECT_NE(statusText(0x12345678).find("0x12345678, which has no name"), std::string::npos);
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 
 #include "cli/views/json.h"
 #include "platform/contract/management.h"
@@ -54,6 +56,40 @@ TEST(Table, ColoursDoNotShiftColumns) {
     EXPECT_EQ(table.print(Style{false}).find('\x1b'), std::string::npos);
 }
 
+TEST(Table, BreaksListsInTheirColumn) {
+    Table table({"Kind", "VLANs"});
+    table.add({"static", "1,10,100,1000,2000,3000,4000"});
+    EXPECT_EQ(table.print(Style{false, 24}),
+              "Kind    VLANs\n"
+              "static  1,10,100,1000,\n"
+              "        2000,3000,4000\n");
+    EXPECT_EQ(table.print(Style{false, 0}),
+              "Kind    VLANs\n"
+              "static  1,10,100,1000,2000,3000,4000\n");
+}
+
+TEST(Table, PutsColumnsThatFindNoRoomBelow) {
+    Table table({"Port", ">Frames in", ">Frames out", ">Bytes in"});
+    table.add({"west", "1", "2", "3"});
+    EXPECT_EQ(table.print(Style{false, 30}),
+              "Port Frames in Frames out\n"
+              "west         1          2\n"
+              "\n"
+              "Port Bytes in\n"
+              "west        3\n");
+}
+
+TEST(Table, NeverExceedsATerminal) {
+    Table table({">Unit", "Name", "Link", "Registered", "Declared", ">A number"});
+    const std::string list = platform::formatVlanRanges(everyOther(300));
+    table.add({"1", "west", "up", list, list, "12345"});
+    for (std::size_t width = 30; width < 240; ++width) {
+        std::istringstream lines(table.print(Style{false, width}));
+        for (std::string line; std::getline(lines, line);)
+            EXPECT_LE(line.size(), width) << line;
+    }
+}
+
 PortView runningPort() {
     PortView view;
     view.port.unit = 7;
@@ -72,6 +108,52 @@ TEST(PortText, ShowsSettingsAndVlansAsRanges) {
     EXPECT_NE(text.find("join 200 ms, leave 600 ms, leave-all 10000 ms, periodic 1000 ms"),
               std::string::npos)
         << text;
+}
+
+TEST(PortsText, CutsListsSoThatAPortIsALineInEightyColumns) {
+    std::vector<PortView> ports(3, runningPort());
+    ports[1].declared = everyOther(300);
+    ports[1].registered = everyOther(30);
+    const std::string text = portsText(ports, Style{false, 80});
+    EXPECT_EQ(std::ranges::count(text, '\n'), 4) << text;
+    EXPECT_NE(text.find("... (300)"), std::string::npos) << text;
+}
+
+VlansView twoPorts() {
+    VlansView view;
+    for (u32 unit = 1; unit <= 2; ++unit) {
+        PortView port;
+        port.port.unit = unit;
+        ("swp" + std::to_string(unit)).copy(port.port.name.data(), 63);
+        port.machines.assign(4095, platform::MachineRecord{0, 2, 0});
+        view.ports.push_back(port);
+    }
+    return view;
+}
+
+TEST(VlanText, OfAVlanThatDoesNotExistHasNoMachines) {
+    EXPECT_EQ(vlanText(77, twoPorts(), Style{false}),
+              "VLAN  77\n"
+              "Kind  does not exist on this switch: neither created here nor learnt\n");
+}
+
+TEST(VlanText, OfAVlanThatIsOnItsWayHasTheMachinesInUse) {
+    VlansView view = twoPorts();
+    view.ports[1].machines[77 - 1] = {0, 0, 2};
+    const std::string text = vlanText(77, view, Style{false});
+    EXPECT_EQ(text.find("swp1"), std::string::npos) << text;
+    EXPECT_NE(text.find("swp2   VO"), std::string::npos) << text;
+}
+
+TEST(VlansText, HasPortsAsRanges) {
+    VlanGroup group;
+    group.kind = static_cast<u32>(QorVlanType::Static);
+    group.taggedPorts = {"swp1", "swp2", "swp3"};
+    group.untaggedPorts = {"swp4", "swp5", "up"};
+    group.vlans = platform::vlanRange(10, 12);
+    EXPECT_NE(vlansText({group}, Style{false}).find("swp1-3 swp4-5(untagged) up(untagged)  -  "),
+              std::string::npos)
+        << vlansText({group}, Style{false});
 }
 
 std::set<std::string> keys(const json& object) {
