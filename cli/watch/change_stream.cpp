@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/watch/change_stream.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -53,6 +54,15 @@ std::optional<std::vector<platform::ChangeRecord>> ChangeStream::next() {
         return std::nullopt;
     if (!changes.empty())
         sequence_ = changes.back().sequence;
+    return changes;
+}
+
+std::vector<platform::ChangeRecord> ChangeStream::latest(u64 most) {
+    std::vector<platform::ChangeRecord> changes;
+    const platform::ChangesHeader kept = ask(platform::kNever, changes);
+    const u64 there = kept.newest + 1 - kept.oldest;
+    if (there != 0)
+        ask(kept.newest - std::min({most, there, u64{platform::kChangesPerReply}}), changes);
     return changes;
 }
 

@@ -24,6 +24,9 @@ class ChangeStream {
     /// Changes since the last call, empty when there are none. @return nothing when some were lost:
     /// then begin() again and take a snapshot
     std::optional<std::vector<platform::ChangeRecord>> next();
+    /// The newest changes that are kept, at most so many, the oldest first. begin() is not needed,
+    /// and next() does not care.
+    std::vector<platform::ChangeRecord> latest(u64 most);
     /// Sequence number of the last change that is known.
     u64 sequence() const { return sequence_; }
 

@@ -6,9 +6,11 @@
 #include <cstdio>
 #include <iostream>
 #include <limits>
+#include <set>
 #include <thread>
 
 #include "cli/client/observed.h"
+#include "cli/client/port_ranges.h"
 #include "cli/commands/commands.h"
 #include "cli/views/json.h"
 #include "cli/views/vlan_groups.h"
@@ -33,7 +35,6 @@ constexpr std::size_t kChangesKept = 100;
 constexpr u64 kMostSeconds = u64{86'400} * 30;
 constexpr u64 kMostChanges = 1'000'000'000;
 constexpr u64 kMostSequence = std::numeric_limits<u64>::max() - 1;
-constexpr u32 kTimedOut = 110;
 
 PortNames namesOf(const VlansView& view) {
     PortNames names;
@@ -42,16 +43,58 @@ PortNames namesOf(const VlansView& view) {
     return names;
 }
 
+/// When a watch ends by itself.
+class Limits {
+  public:
+    explicit Limits(const Context& context)
+        : most_(context.has("count") ? context.number("count", 1, kMostChanges) : kMostChanges),
+          end_(Clock::now() + std::chrono::seconds(context.has("seconds")
+                                                       ? context.number("seconds", 1, kMostSeconds)
+                                                       : kMostSeconds)) {}
+
+    u64 most() const { return most_; }
+    bool isOver() const { return Clock::now() >= end_; }
+    bool reached(u64 changes) const { return changes >= most_ || isOver(); }
+    /// How long to wait, ms: `wanted`, or less where the end comes before.
+    int waitMs(int wanted) const {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
+        return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, wanted));
+    }
+
+  private:
+    u64 most_;
+    Clock::time_point end_;
+};
+
+/// The ports that a watch is about: those of --ports, by unit, so that one may go and come; or all.
+class ChosenPorts {
+  public:
+    explicit ChosenPorts(const Context& context) : client_(context.client) {
+        if (!context.has("ports"))
+            return;
+        units_.emplace();
+        for (const auto& port : choosePorts(queryPortList(client_), context.value("ports")))
+            units_->insert(port.unit);
+    }
+
+    /// What is about the switch as a whole (unit 0) is always of interest.
+    bool has(u32 unit) const { return !units_ || unit == 0 || units_->contains(unit); }
+    std::vector<platform::SwitchPortRecord> ports() const {
+        std::vector<platform::SwitchPortRecord> ports = queryPortList(client_);
+        std::erase_if(ports, [this](const auto& port) { return !has(port.unit); });
+        return ports;
+    }
+
+  private:
+    Client& client_;
+    std::optional<std::set<u32>> units_;
+};
+
 /// Prints changes as lines until it is ended.
 class LineWatch {
   public:
     explicit LineWatch(const Context& context)
-        : context_(context),
-          stream_(context.client, true),
-          most_(context.has("count") ? context.number("count", 1, kMostChanges) : kMostChanges),
-          end_(Clock::now() + std::chrono::seconds(context.has("seconds")
-                                                       ? context.number("seconds", 1, kMostSeconds)
-                                                       : kMostSeconds)) {}
+        : context_(context), stream_(context.client, true), limits_(context), chosen_(context) {}
 
     void run() {
         if (!context_.has("since"))
@@ -60,7 +103,7 @@ class LineWatch {
             names_ = namesOf(queryVlans(context_.client, kNameParts));
         else
             snapshot("gap");
-        while (printed_ < most_ && Clock::now() < end_)
+        while (!limits_.reached(printed_))
             if (!printNew())
                 std::this_thread::sleep_for(kLookEvery);
     }
@@ -68,7 +111,7 @@ class LineWatch {
   private:
     void snapshot(const char* reason) {
         stream_.begin();
-        const VlansView view = queryVlans(context_.client, kRunningParts);
+        const VlansView view = queryVlans(context_.client, chosen_.ports(), kRunningParts);
         names_ = namesOf(view);
         print(context_.json ? snapshotJson(stream_.sequence(), reason, view)
                             : snapshotText(reason, compareRunning(view), context_.style));
@@ -95,7 +138,7 @@ class LineWatch {
             return true;
         }
         for (const platform::ChangeRecord& change : *changes) {
-            if (printed_ == most_)
+            if (printed_ == limits_.most())
                 break;
             printChange(change);
         }
@@ -105,7 +148,7 @@ class LineWatch {
     void printChange(const platform::ChangeRecord& change) {
         if (static_cast<platform::ChangeKind>(change.kind) == platform::ChangeKind::PortAdded)
             names_ = namesOf(queryVlans(context_.client, kNameParts));
-        if (!context_.has("states") && !isNotable(change))
+        if (!chosen_.has(change.unit) || (!context_.has("states") && !isNotable(change)))
             return;
         print(context_.json ? changeJson(change, names_)
                             : changeText(change, names_, context_.style) + "\n");
@@ -119,7 +162,7 @@ class LineWatch {
             print(lostJson(message));
         else
             std::cerr << "mvrpctl: " << message << "; trying again\n";
-        while (Clock::now() < end_) {
+        while (!limits_.isOver()) {
             std::this_thread::sleep_for(kTryAgainEvery);
             try {
                 context_.client.disconnect();
@@ -134,9 +177,9 @@ class LineWatch {
     const Context& context_;
     ChangeStream stream_;
     PortNames names_;
-    u64 most_;
+    const Limits limits_;
+    const ChosenPorts chosen_;
     u64 printed_ = 0;
-    Clock::time_point end_;
 };
 
 u64 wallClockMs() {
@@ -149,15 +192,23 @@ u64 wallClockMs() {
 class ScreenWatch {
   public:
     explicit ScreenWatch(const Context& context)
-        : context_(context), stream_(context.client, true) {}
+        : context_(context), stream_(context.client, true), limits_(context), chosen_(context) {}
 
     void run() {
         look();
         const Screen screen;
-        do {
-            screen.show(view_, context_.style.colour);
-            refresh();
-        } while (screen.wait(kScreenMs));
+        for (;;) {
+            const ScreenDrawing drawn = screen.show(view_, context_.style.colour);
+            if (limits_.reached(seen_))
+                return;
+            const std::vector<Key> keys = screen.wait(limits_.waitMs(kScreenMs));
+            if (std::ranges::find(keys, Key::End) != keys.end())
+                return;
+            for (const Key key : keys)
+                scroll(view_, drawn, key);
+            if (keys.empty())
+                refresh();
+        }
     }
 
   private:
@@ -166,7 +217,7 @@ class ScreenWatch {
             stream_.begin();
         begun_ = true;
         const GlobalView global = queryGlobal(context_.client);
-        view_.vlans = queryVlans(context_.client, kRunningParts);
+        view_.vlans = queryVlans(context_.client, chosen_.ports(), kRunningParts);
         view_.timeMs = wallClockMs();
         view_.title = std::string(global.host.name.data()) + "  MVRP " +
                       (global.enabled ? "on" : "off") +
@@ -186,9 +237,13 @@ class ScreenWatch {
             return;
         }
         const PortNames names = namesOf(view_.vlans);
+        std::vector<platform::ChangeRecord> wanted;
         for (const platform::ChangeRecord& change : *changes)
-            if (isNotable(change))
-                view_.changes.push_back(changeText(change, names, {}));
+            if (chosen_.has(change.unit) && (context_.has("states") || isNotable(change)))
+                wanted.push_back(change);
+        seen_ += wanted.size();
+        for (const GatheredChange& gathered : gather(wanted))
+            view_.changes.push_back(changeText(gathered, names, {}));
         while (view_.changes.size() > kChangesKept)
             view_.changes.pop_front();
     }
@@ -204,7 +259,10 @@ class ScreenWatch {
 
     const Context& context_;
     ChangeStream stream_;
+    const Limits limits_;
+    const ChosenPorts chosen_;
     bool begun_ = false;
+    u64 seen_ = 0;  ///< changes that were shown
     ScreenView view_;
 };
 
@@ -217,8 +275,10 @@ void watchCommand(const Context& context) {
     }
     if (context.json || isatty(STDOUT_FILENO) != 1)
         throw UsageError(
-            "--screen needs a terminal and no -j; without it changes are printed as "
+            "--screen needs a terminal, and none of -j and -o; without it changes are printed as "
             "lines");
+    if (context.has("since"))
+        throw UsageError("--screen begins now: --since is for changes that are printed as lines");
     ScreenWatch(context).run();
 }
 
@@ -256,10 +316,10 @@ std::string vlansAre(const VlanBitmap& vlans) {
     u32 first = platform::kFirstVlan;
     while (!platform::vlanContains(awaited, first))
         ++first;
-    throw RefusedError(kTimedOut, vlansAre(awaited) + (wanted ? " not" : " still") + " on port " +
-                                      port + " after " + std::to_string(seconds) +
-                                      " s; `mvrpctl explain " + port + " " + std::to_string(first) +
-                                      "` says why");
+    throw RefusedError(kStatusTimedOut, vlansAre(awaited) + (wanted ? " not" : " still") +
+                                            " on port " + port + " after " +
+                                            std::to_string(seconds) + " s; `mvrpctl explain " +
+                                            port + " " + std::to_string(first) + "` says why");
 }
 
 void waitCommand(const Context& context) {
@@ -309,7 +369,8 @@ constexpr Command kCommands[] = {
        {"--states", nullptr, "every change of an applicant or registrar too"},
        {"--count", "N", "end after so many changes"},
        {"--seconds", "S", "end after so many seconds"},
-       {"--screen", nullptr, "VLANs by ports on the whole screen, refreshing"}}}},
+       {"--ports", "PORTS", "these ports only: names, units, ranges; swp1-8,uplink"},
+       {"--screen", nullptr, "VLANs by ports on the whole screen; arrows scroll, q ends"}}}},
     {"wait",
      "wait until VLANs are on a port, for scripts; exit status 1 when they do not come",
      {},

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <span>
 
+#include "cli/client/port_ranges.h"
 #include "cli/print/words.h"
 #include "cli/views/text.h"
 #include "cli/watch/screen.h"
@@ -90,12 +92,19 @@ std::string centred(const std::string& text, std::size_t width) {
     return cell;
 }
 
+/// How the columns of ports are headed.
+enum class Heads {
+    Names,
+    Numbers,  ///< units, or the numbers that their names end in
+    OnEnd,    ///< the same, a digit below the other, and a port takes one column
+};
+
 class Drawing {
   public:
     Drawing(const ScreenView& view, std::size_t columns, std::size_t rows, const Style& style)
-        : view_(view), columns_(columns), rows_(rows), style_(style) {}
+        : view_(view), ports_(view.vlans.ports), columns_(columns), rows_(rows), style_(style) {}
 
-    std::vector<std::string> draw() {
+    ScreenDrawing draw() {
         layOut();
         add(Colour::Strong, view_.title);
         if (!view_.problem.empty())
@@ -105,7 +114,7 @@ class Drawing {
         drawRows();
         drawLegend();
         drawChanges();
-        return lines_;
+        return {lines_, groups_.size(), rowsShown_, shown_};
     }
 
   private:
@@ -113,23 +122,48 @@ class Drawing {
         lines_.push_back(style_.paint(colour, cut(text, columns_)));
     }
 
+    // Columns ------------------------------------------------------------------------------------
+
     void layOut() {
         constexpr std::size_t kLongestName = 12;
-        for (const PortView& port : view_.vlans.ports)
-            cellWidth_ = std::max(cellWidth_, cut(port.port.name.data(), kLongestName).size() + 2);
         const std::size_t room = columns_ > kVlansLeast ? columns_ - kVlansLeast : 0;
-        // With many ports their units stand for their names.
-        if (cellWidth_ * view_.vlans.ports.size() > room) {
-            byUnit_ = true;
-            cellWidth_ = 4;
-        }
-        shown_ = std::min(view_.vlans.ports.size(), room / cellWidth_);
+        for (const PortView& port : ports_)
+            cellWidth_ = std::max(cellWidth_, cut(port.port.name.data(), kLongestName).size() + 2);
+        if (width(ports_.size()) > room)
+            useNumbers(Heads::Numbers);
+        if (width(ports_.size()) > room)
+            useNumbers(Heads::OnEnd);
+        while (shown_ < ports_.size() && width(shown_ + 1) <= room)
+            ++shown_;
+        firstPort_ = std::min(view_.firstPort, ports_.size() - shown_);
         widenVlans();
+    }
+
+    /// Numbers of names that differ in nothing else say more than units do.
+    void useNumbers(Heads heads) {
+        heads_ = heads;
+        const std::string_view word = numberedName(ports_.front().port.name.data()).word;
+        byName_ = std::ranges::all_of(ports_, [word](const PortView& port) {
+            const NumberedName name = numberedName(port.port.name.data());
+            return name.number && name.word == word;
+        });
+        cellWidth_ = heads == Heads::OnEnd ? 1 : longestNumber(ports_) + 1;
+    }
+
+    u32 numberOf(const PortView& port) const {
+        return byName_ ? *numberedName(port.port.name.data()).number : port.port.unit;
+    }
+
+    /// Columns that so many ports take.
+    std::size_t width(std::size_t ports) const {
+        const std::size_t gaps =
+            heads_ == Heads::OnEnd && ports > 0 ? (ports - 1) / kPortsTogether : 0;
+        return ports * cellWidth_ + gaps;
     }
 
     /// The column of VLANs takes what the ports leave it, as far as there is something to write.
     void widenVlans() {
-        const std::size_t ports = shown_ * cellWidth_;
+        const std::size_t ports = width(shown_);
         const std::size_t most = std::min(columns_ - std::min(columns_, ports), kVlansMost);
         for (const Row& row : groups_) {
             const std::size_t wanted = platform::formatVlanRanges(row.vlans).size() + 1;
@@ -137,49 +171,81 @@ class Drawing {
         }
     }
 
-    void drawHead() {
-        std::string head = "VLANs";
-        head.resize(vlansWidth_, ' ');
-        std::string line = style_.paint(Colour::Strong, head);
+    // Lines --------------------------------------------------------------------------------------
+
+    /// A line of a label and a cell for each port that is shown.
+    template <typename CellOf>
+    void addLine(const std::string& label, CellOf cellOf) {
+        std::string line = label;
+        line.resize(vlansWidth_, ' ');
         for (std::size_t i = 0; i < shown_; ++i) {
-            const platform::SwitchPortRecord& port = view_.vlans.ports[i].port;
-            const std::string name =
-                byUnit_ ? std::to_string(port.unit) : cut(port.name.data(), cellWidth_ - 2);
-            const bool runs = view_.vlans.ports[i].settings.has_value();
-            line += style_.paint(port.link != 1 ? Colour::Bad
-                                 : runs         ? Colour::Strong
-                                                : Colour::Dim,
-                                 centred(name, cellWidth_));
+            if (heads_ == Heads::OnEnd && i != 0 && i % kPortsTogether == 0)
+                line += ' ';
+            const Cell cell = cellOf(firstPort_ + i);
+            line += style_.paint(cell.colour, centred(cell.text, cellWidth_));
         }
         lines_.push_back(line);
+    }
+
+    void drawHead() {
+        const auto addHeads = [this](const std::string& label, auto textOf) {
+            addLine(label, [&](std::size_t i) {
+                const PortView& port = ports_[i];
+                const bool runs = port.settings.has_value();
+                return Cell(textOf(port), port.port.link != 1 ? Colour::Bad
+                                          : runs              ? Colour::Strong
+                                                              : Colour::Dim);
+            });
+        };
+        if (heads_ == Heads::Names)
+            return addHeads("VLANs", [this](const PortView& port) {
+                return cut(port.port.name.data(), cellWidth_ - 2);
+            });
+        if (heads_ == Heads::Numbers)
+            return addHeads(
+                caption(), [this](const PortView& port) { return std::to_string(numberOf(port)); });
+        const std::size_t digits = longestNumber(std::span(ports_).subspan(firstPort_, shown_));
+        for (std::size_t place = 0; place < digits; ++place)
+            addHeads(place == 0 ? caption() : "", [this, place, digits](const PortView& port) {
+                std::string number = std::to_string(numberOf(port));
+                number.insert(0, digits - number.size(), ' ');
+                return number.substr(place, 1);
+            });
+    }
+
+    /// What the numbers are: "VLANs on swp1-48", or units.
+    std::string caption() const {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < shown_; ++i)
+            names.emplace_back(ports_[firstPort_ + i].port.name.data());
+        return cut(byName_ ? "VLANs on " + portRangesText(names) : "VLANs on units",
+                   vlansWidth_ - 1);
+    }
+
+    /// Digits of the longest of these ports' numbers.
+    std::size_t longestNumber(std::span<const PortView> ports) const {
+        std::size_t digits = 1;
+        for (const PortView& port : ports)
+            digits = std::max(digits, std::to_string(numberOf(port)).size());
+        return digits;
     }
 
     void drawRows() {
         // Half of the screen at least is for the VLANs, and some of it for the changes.
         const std::size_t changes = std::min<std::size_t>(view_.changes.size() + 1, rows_ / 3);
-        const std::size_t used = lines_.size() + 3 + changes;
+        const std::size_t used = lines_.size() + 4 + changes;
         const std::size_t room = rows_ > used ? rows_ - used : 1;
-        for (std::size_t i = 0; i < groups_.size() && i < room; ++i) {
-            if (i + 1 == room && groups_.size() > room) {
-                add(Colour::Dim, "... and " + std::to_string(groups_.size() - i) +
-                                     " more groups of VLANs; a larger terminal shows them");
-                break;
-            }
-            drawRow(groups_[i]);
+        rowsShown_ = std::min(room, groups_.size());
+        firstRow_ = std::min(view_.firstRow, groups_.size() - rowsShown_);
+        for (std::size_t i = firstRow_; i < firstRow_ + rowsShown_; ++i) {
+            const Row& row = groups_[i];
+            addLine(formatVlansWithin(row.vlans, vlansWidth_ - 1), [&row](std::size_t port) {
+                const MarkLook look = lookOf(row.marks[port]);
+                return Cell(look.text, look.colour);
+            });
         }
         if (groups_.empty())
             add(Colour::Dim, "No VLAN is in use.");
-    }
-
-    void drawRow(const Row& row) {
-        std::string label = formatVlansWithin(row.vlans, vlansWidth_ - 1);
-        label.resize(vlansWidth_, ' ');
-        std::string line = label;
-        for (std::size_t i = 0; i < shown_; ++i) {
-            const MarkLook look = lookOf(row.marks[i]);
-            line += style_.paint(look.colour, centred(look.text, cellWidth_));
-        }
-        lines_.push_back(line);
     }
 
     void drawLegend() {
@@ -188,10 +254,20 @@ class Drawing {
         for (const Mark mark : {Mark::Static, Mark::Learnt, Mark::Leaving, Mark::Extra,
                                 Mark::Missing, Mark::Declared})
             legend += std::string(lookOf(mark).text) + " " + lookOf(mark).words + "  ";
-        if (shown_ < view_.vlans.ports.size())
-            legend =
-                std::to_string(view_.vlans.ports.size() - shown_) + " ports do not fit.  " + legend;
         add(Colour::Dim, legend + "q ends");
+        const std::string hidden = part("rows", firstRow_, rowsShown_, groups_.size()) +
+                                   part("ports", firstPort_, shown_, ports_.size());
+        if (!hidden.empty() && lines_.size() < rows_)
+            add(Colour::Warn, "shown: " + hidden + "arrows and Page keys scroll");
+    }
+
+    /// "rows 1-12 of 30, ", or nothing when all are shown.
+    static std::string part(const char* what, std::size_t first, std::size_t shown,
+                            std::size_t all) {
+        if (shown == all)
+            return {};
+        return std::string(what) + " " + std::to_string(first + 1) + "-" +
+               std::to_string(first + shown) + " of " + std::to_string(all) + ", ";
     }
 
     void drawChanges() {
@@ -206,23 +282,29 @@ class Drawing {
 
     static constexpr std::size_t kVlansLeast = 26;
     static constexpr std::size_t kVlansMost = 70;
+    static constexpr std::size_t kPortsTogether = 8;  ///< then a blank, for the eye
 
     const ScreenView& view_;
+    const std::vector<PortView>& ports_;
     const std::size_t columns_;
     const std::size_t rows_;
     const Style& style_;
     const std::vector<Row> groups_ = rowsOf(view_.vlans);
+    Heads heads_ = Heads::Names;
+    bool byName_ = false;  ///< numbers are those of names, not units
     std::size_t vlansWidth_ = kVlansLeast;
     std::size_t cellWidth_ = 6;
-    std::size_t shown_ = 0;
-    bool byUnit_ = false;
+    std::size_t firstPort_ = 0;
+    std::size_t shown_ = 0;  ///< ports
+    std::size_t firstRow_ = 0;
+    std::size_t rowsShown_ = 0;
     std::vector<std::string> lines_;
 };
 
 }  // namespace
 
-std::vector<std::string> drawScreen(const ScreenView& view, std::size_t columns, std::size_t rows,
-                                    const Style& style) {
+ScreenDrawing drawScreen(const ScreenView& view, std::size_t columns, std::size_t rows,
+                         const Style& style) {
     return Drawing(view, columns, rows, style).draw();
 }
 

@@ -6,6 +6,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 
@@ -55,24 +56,29 @@ Screen::~Screen() {
     tcsetattr(STDIN_FILENO, TCSANOW, &gBefore);
 }
 
-void Screen::show(const ScreenView& view, bool colour) const {
+ScreenDrawing Screen::show(const ScreenView& view, bool colour) const {
     const winsize size = sizeOfTerminal();
     std::string text = "\x1b[H";
-    const auto lines = drawScreen(view, size.ws_col, size.ws_row, {colour, size.ws_col});
-    for (std::size_t i = 0; i < lines.size() && i < size.ws_row; ++i)
-        text += (i == 0 ? "" : "\r\n") + lines[i] + "\x1b[K";
+    ScreenDrawing drawn = drawScreen(view, size.ws_col, size.ws_row, {colour, size.ws_col});
+    for (std::size_t i = 0; i < drawn.lines.size() && i < size.ws_row; ++i)
+        text += (i == 0 ? "" : "\r\n") + drawn.lines[i] + "\x1b[K";
     write(text + "\x1b[J");
+    return drawn;
 }
 
-bool Screen::wait(int ms) const {
+std::vector<Key> Screen::wait(int ms) const {
     pollfd input = {STDIN_FILENO, POLLIN, 0};
+    std::vector<Key> keys;
     if (poll(&input, 1, ms) > 0) {
-        char key = 'q';
-        const ssize_t got = read(STDIN_FILENO, &key, 1);
-        if (got <= 0 || key == 'q' || key == 'Q')
-            return false;
+        std::array<char, 64> bytes{};
+        const ssize_t got = read(STDIN_FILENO, bytes.data(), bytes.size());
+        if (got <= 0)
+            return {Key::End};
+        keys = keysOf({bytes.data(), static_cast<std::size_t>(got)});
     }
-    return gEnd == 0;
+    if (gEnd != 0)
+        keys.push_back(Key::End);
+    return keys;
 }
 
 }  // namespace cli

@@ -52,8 +52,7 @@ struct Words {
     Colour colour;
 };
 
-Words stateWords(const ChangeRecord& change) {
-    const std::string vlans = vlansOf(change);
+Words stateWords(const ChangeRecord& change, const std::string& vlans) {
     const bool wasRegistered = isRegistered(change.before);
     const bool registered = isRegistered(change.after);
     if (registered != wasRegistered)
@@ -66,8 +65,7 @@ Words stateWords(const ChangeRecord& change) {
             Colour::Dim};
 }
 
-Words words(const ChangeRecord& change) {
-    const std::string vlans = vlansOf(change);
+Words words(const ChangeRecord& change, const std::string& vlans) {
     switch (static_cast<ChangeKind>(change.kind)) {
         case ChangeKind::PortAdded:
             return {"the port is there", Colour::Good};
@@ -96,9 +94,13 @@ Words words(const ChangeRecord& change) {
         case ChangeKind::VlanStaticGone:
             return {"no longer static VLANs: " + vlans, Colour::Bad};
         case ChangeKind::Machine:
-            return stateWords(change);
+            return stateWords(change, vlans);
     }
     return {"unknown change", Colour::Dim};
+}
+
+bool isAlike(const MachineRecord& a, const MachineRecord& b) {
+    return a.applicant == b.applicant && a.registrar == b.registrar && a.flags == b.flags;
 }
 
 /// Width of the column of names, so that what happened stands below each other.
@@ -129,8 +131,32 @@ bool isNotable(const ChangeRecord& change) {
            isDeclaring(change.before.applicant) != isDeclaring(change.after.applicant);
 }
 
+std::vector<GatheredChange> gather(const std::vector<ChangeRecord>& changes) {
+    constexpr u64 kTogetherMs = 100;
+    std::vector<GatheredChange> gathered;
+    for (const ChangeRecord& change : changes) {
+        const auto same = [&change](const GatheredChange& other) {
+            return other.change.kind == change.kind && other.change.unit == change.unit &&
+                   change.firstVid != 0 && change.timeMs - other.change.timeMs <= kTogetherMs &&
+                   isAlike(other.change.before, change.before) &&
+                   isAlike(other.change.after, change.after);
+        };
+        auto found = std::ranges::find_if(gathered, same);
+        if (found == gathered.end())
+            found = gathered.insert(gathered.end(), {change, {}});
+        for (u32 vid = change.firstVid; vid <= change.lastVid; ++vid)
+            platform::vlanInsert(found->vlans, vid);
+    }
+    return gathered;
+}
+
 std::string changeText(const ChangeRecord& change, const PortNames& names, const Style& style) {
-    const Words said = words(change);
+    return changeText({change, platform::vlanRange(change.firstVid, change.lastVid)}, names, style);
+}
+
+std::string changeText(const GatheredChange& gathered, const PortNames& names, const Style& style) {
+    const ChangeRecord& change = gathered.change;
+    const Words said = words(change, platform::formatVlanRanges(gathered.vlans));
     std::string who = change.unit == 0 ? kSwitch : nameOfPort(change.unit, names);
     who.resize(std::max(who.size(), columnOf(names)), ' ');
     return style.paint(Colour::Dim, clockText(change.timeMs)) + "  " + who + "  " +

@@ -19,6 +19,15 @@ std::string clockText(u64 timeMs);
 /// One change as a line, without the line's end: "12:00:01.123  west  10-12 came onto the port".
 std::string changeText(const platform::ChangeRecord& change, const PortNames& names,
                        const Style& style);
+
+/// Changes of one kind on one port within a tenth of a second, as one of all their VLANs.
+struct GatheredChange {
+    platform::ChangeRecord change{};  ///< the first of them
+    platform::VlanBitmap vlans{};
+};
+std::vector<GatheredChange> gather(const std::vector<platform::ChangeRecord>& changes);
+std::string changeText(const GatheredChange& gathered, const PortNames& names, const Style& style);
+
 std::string changeJson(const platform::ChangeRecord& change, const PortNames& names);
 
 /// The state that changes build on.

@@ -2,11 +2,14 @@
 """`mvrpctl watch`: a snapshot, then changes in order, over the end of a connection and of a daemon;
 and its full-screen form on a terminal."""
 
+import fcntl
 import json
 import os
 import pty
 import select
+import struct
 import subprocess
+import termios
 import threading
 import time
 import unittest
@@ -144,6 +147,38 @@ class Watch(NetworkTest):
         self.assertEqual(process.wait(10), 0)
         os.close(leader)
         self.assertIn(b"\x1b[?1049l", text)
+
+    def screen(self, *options):
+        """What a screen of 80 columns shows until it ends by itself."""
+        leader, follower = pty.openpty()
+        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
+        process = subprocess.Popen([self.middle.mvrpctl, "watch", "--screen", *options],
+                                   stdin=follower, stdout=follower, env=self.middle.environment)
+        os.close(follower)
+        text = b""
+        try:
+            while more := os.read(leader, 65536):
+                text += more
+        except OSError:
+            pass  # nobody has the terminal open any more
+        os.close(leader)
+        self.assertEqual(process.wait(10), 0)
+        return text
+
+    def test_the_screen_ends_after_its_seconds(self):
+        self.assertTrue(self.screen("--seconds", "1").endswith(b"\x1b[?1049l"))
+
+    def test_the_screen_ends_after_so_many_changes(self):
+        threading.Timer(1, self.west.change, ["switch vlan create 33"]).start()
+        self.assertIn(b"33", self.screen("--count", "1", "--seconds", "20"))
+
+    def test_only_the_ports_that_are_asked_for_are_watched(self):
+        switch = self.start_one("10", ports=("east", "south"))
+        lines = switch.control("-j watch --ports south --seconds 1").stdout.splitlines()
+        self.assertEqual([port["name"] for port in json.loads(lines[0])["ports"]], ["south"])
+        done = switch.control("watch --ports north --seconds 1")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("its ports are: east, south", done.stderr)
 
     def test_the_screen_wants_a_terminal(self):
         done = self.middle.control("watch --screen")
