@@ -62,6 +62,7 @@ FLOORS = {
     ),
     "cli": (
         (".",),  # the program
+        ("status",),
         ("config", "doctor", "explain", "frames", "help", "log", "watch"),
         ("commands",),
         ("views",),

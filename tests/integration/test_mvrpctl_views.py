@@ -100,6 +100,38 @@ class Views(NetworkTest):
         self.middle.change("set global enable off")
         self.assertEqual(self.explain("west", 20)["cause"], "globallyOff")
 
+    def test_a_page_tells_how_the_switch_is(self):
+        done = self.middle.control("status")
+        self.assertEqual((done.returncode, done.stdout.splitlines()[0]), (0, "All is well."))
+        for text in ("2 link up, MVRP on: west, east", "1 static: 1", "4 learnt: 10-12,30",
+                     "30 came onto the port"):
+            self.assertIn(text, done.stdout)
+        self.middle.change("set global enable off")
+        done = self.middle.control("status")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("mvrpctl set global enable on", done.stdout)
+        self.middle.stop()
+        done = self.middle.control("status")
+        self.assertEqual((done.returncode, len(done.stdout.splitlines()) < 8), (1, True), done.stdout)
+
+    def test_learnt_vlans_are_made_static(self):
+        printed = self.middle.control("make-static west 10-11,77").stdout
+        self.assertIn("\nmvrpctl switch vlan type 10-11 static\n", printed)
+        self.assertIn("# not learnt on west, and left out: 77\n", printed)
+        self.middle.change("make-static west 10-11 --do")
+        self.west.change("switch vlan delete 10-12")
+        self.await_true(lambda: self.explain("west", 12)["cause"] == "withdrawn")
+        self.assertEqual(self.explain("west", 10)["vlanStatus"], "permanent")
+        self.assertTrue(self.explain("west", 10)["onPort"])
+        done = self.middle.control("make-static west 10")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("learnt there are: -", done.stderr)
+
+    def test_a_vlan_that_does_not_exist_has_no_machines(self):
+        text = self.middle.control("show vlan 77").stdout
+        self.assertIn("does not exist on this switch", text)
+        self.assertNotIn("Applicant", text)
+
     def test_explain_says_why_a_vlan_is_declared(self):
         self.assertIn("registered on west",
                       self.await_true(lambda: self.explain("east", 10)["port"]["declared"]
