@@ -142,13 +142,16 @@ void EventLog::sayNeighbours(Clock::time_point now) {
         const auto port = ports_.find(change.unit);
         if (port == ports_.end())
             continue;
-        const std::string who = "neighbour " + formatMac(change.mac);
+        std::string text = "neighbour " + formatMac(change.mac);
         const bool down = std::ranges::find(down_, change.unit) != down_.end();
         const std::string why = !port->second.there ? "the port is gone"
                                 : down              ? "the link is down"
                                                     : silenceText(change.silentMs);
+        text += change.found ? " found" : " lost: ";
+        if (!change.found)
+            text += why;
         sayOfPort(change.found ? LogEvent::NeighbourFound : LogEvent::NeighbourLost, change.unit,
-                  port->second.name, change.found ? who + " found" : who + " lost: " + why);
+                  port->second.name, text);
     }
 }
 

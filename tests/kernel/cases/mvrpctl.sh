@@ -56,6 +56,9 @@ answers vlans 0 show vlan 30
 answers state 0 show state b2
 answers counters 0 show counters
 answers doctor '*' doctor
+answers status '*' status
+answers make-static 0 make-static b2 30
+answers config-apply 0 config apply
 answers config-file 0 config check "$file"
 answers config 0 config show
 answers config-diff 0 config diff "$file"
@@ -116,6 +119,7 @@ answers - 0 metrics --openmetrics
 validate --openmetrics <"$answer"
 says 'mvrp_port_vlans\{port="b2",unit="[0-9]+",state="learnt"\} 1'
 answers - 0 completion bash
+answers - 0 help
 answers - 0 manual
 manual=$answer
 
