@@ -67,8 +67,10 @@ class Completion {
             return candidate.word != kCompleteFiles && !candidate.word.starts_with(begun_);
         });
         std::ranges::stable_sort(found_, {}, &Candidate::word);
-        const auto twice = std::ranges::unique(found_, {}, &Candidate::word);
-        found_.erase(twice.begin(), twice.end());
+        const auto isSame = [](const Candidate& one, const Candidate& other) {
+            return one.word == other.word;
+        };
+        found_.erase(std::unique(found_.begin(), found_.end(), isSame), found_.end());
         return found_;
     }
 

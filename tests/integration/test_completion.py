@@ -77,7 +77,7 @@ class Completion(NetworkTest):
             "PS1": "> ", "HOME": str(self.directory)}
 
     def assert_completes(self, shell):
-        for begun, line in (("mvrpctl sta", "mvrpctl standby"),
+        for begun, line in (("mvrpctl stan", "mvrpctl standby"),
                             ("mvrpctl show summ", "mvrpctl show summary"),
                             ("mvrpctl sh po e", "mvrpctl sh po east"),
                             ("mvrpctl set port east registration n",

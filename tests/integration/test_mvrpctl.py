@@ -145,7 +145,7 @@ class Abbreviations(Mvrpctl):
         self.assert_means("sh po --patience 5", "show ports")
 
     def test_what_may_be_several_is_refused_with_those(self):
-        self.assert_refused("s", 2, "'s' may be show, set, switch")
+        self.assert_refused("s", 2, "'s' may be ", "show", "switch or standby")
         # One takes one argument only, and is dear when the other was meant.
         self.assert_refused("sw po re east", 2, "'re' may be", "reset", "replay", "record")
         self.assertTrue(self.port()["portMvrpEnabledStatus"])
