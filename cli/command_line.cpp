@@ -5,12 +5,11 @@
 #include <algorithm>
 #include <cctype>
 #include <deque>
-#include <iostream>
 #include <span>
+#include <sstream>
 
 #include "cli/client/mistakes.h"
 #include "cli/commands/line_reader.h"
-#include "cli/views/json.h"
 
 namespace cli {
 
@@ -82,11 +81,10 @@ std::string mistakeText(const CLI::App* app, const CLI::Error& error) {
                                        : error.what();
 }
 
-std::string mistake(const CLI::App* app, const CLI::Error& error) {
-    const std::string text = "mvrpctl: " + mistakeText(app, error) + "\n";
+std::string usageOf(const CLI::App* app) {
     while (!app->get_subcommands().empty())
         app = app->get_subcommands().front();
-    return text + HelpFormatter().make_usage(app, "");
+    return HelpFormatter().make_usage(app, "");
 }
 
 /// Whether a word is a long option with a dash too few, as -json: it would be read letter by
@@ -110,10 +108,9 @@ std::string withoutDashes(const std::string& option) {
 
 class CommandLine::Parser {
   public:
-    Parser() {
+    explicit Parser(Alone alone) : alone_(alone) {
         app_.formatter(std::make_shared<HelpFormatter>());
         app_.get_formatter()->column_width(kHelpColumn);
-        app_.failure_message(mistake);
         app_.fallthrough();
         addGlobalOptions();
         app_.set_version_flag(globalOption("--version").name, "mvrpctl " MVRP_VERSION,
@@ -128,7 +125,8 @@ class CommandLine::Parser {
                 add(command);
     }
 
-    bool parse(const std::vector<std::string>& words, Line& line, int& exitStatus) {
+    Reading parse(const std::vector<std::string>& words, Line& line) {
+        using Outcome = Reading::Outcome;
         try {
             for (const std::string& word : words)
                 if (isShortOfADash(word))
@@ -136,18 +134,18 @@ class CommandLine::Parser {
             app_.parse(inReverse(spelledOut(words)));
             checkHasCommand();
         } catch (const CLI::ParseError& error) {
-            const Format format = formatAskedFor(words);
-            if (format != Format::Table && error.get_exit_code() != 0)
-                std::cout << inFormat(format, errorJson(kWrongUsage, mistakeText(&app_, error)));
-            exitStatus = app_.exit(error) == 0 ? 0 : kUsage;
-            return false;
+            if (error.get_exit_code() != 0)
+                return {Outcome::Mistake, mistakeText(&app_, error), usageOf(&app_)};
+            std::ostringstream printed;
+            app_.exit(error, printed, printed);
+            return {Outcome::Printed, printed.str()};
         }
         line = line_;
         if (taken_ != nullptr) {
             line.arguments = taken_->arguments;
             line.options = taken_->options;
         }
-        return true;
+        return {};
     }
 
   private:
@@ -169,8 +167,20 @@ class CommandLine::Parser {
     }
 
     void checkHasCommand() const {
-        if (line_.command == nullptr)
+        const bool many = !line_.batch.empty() || alone_ == Alone::Shell;
+        if (line_.command == nullptr && !many)
             throw CLI::RequiredError::Subcommand(1);
+        if (line_.command != nullptr && !line_.batch.empty())
+            throw CLI::ParseError(
+                "--batch reads its commands from a file; allowed is no command beside it", kUsage);
+        if (line_.atomic && line_.batch.empty())
+            throw CLI::ParseError("--atomic is for the lines of --batch; allowed with it only",
+                                  kUsage);
+        if (line_.all && !line_.batch.empty())
+            throw CLI::ParseError(
+                "--all asks every daemon, a batch is for one; allowed are --all in its lines, or a "
+                "--socket",
+                kUsage);
     }
 
     /// -j, and -o with the name of a format.
@@ -197,6 +207,10 @@ class CommandLine::Parser {
         addGlobal("--socket", line_.socket);
         addGlobal("--patience", line_.patience)->check(CLI::Range(1, 3600));
         addFormat();
+        addGlobal("--batch", line_.batch);
+        addGlobalFlag("--atomic", line_.atomic);
+        addGlobalFlag("--all", line_.all);
+        addGlobal("--netns", line_.netns);
     }
 
     static const Option& globalOption(std::string_view name) {
@@ -207,7 +221,9 @@ class CommandLine::Parser {
     template <typename Value>
     CLI::Option* addGlobal(std::string_view name, Value& value) {
         const Option& option = globalOption(name);
-        return app_.add_option(option.name, value, option.help)->type_name(option.value);
+        return app_.add_option(option.name, value, option.help)
+            ->type_name(option.value)
+            ->take_last();
     }
 
     CLI::Option* addGlobalFlag(std::string_view name, bool& value) {
@@ -286,16 +302,17 @@ class CommandLine::Parser {
     }
 
     CLI::App app_{"Looks at and changes a running mvrp.", "mvrpctl"};
+    Alone alone_;
     Line line_;
     const Taken* taken_ = nullptr;
     std::deque<Taken> takens_;  ///< one for each command
 };
 
-CommandLine::CommandLine() : parser_(std::make_unique<Parser>()) {}
+CommandLine::CommandLine(Alone alone) : parser_(std::make_unique<Parser>(alone)) {}
 CommandLine::~CommandLine() = default;
 
-bool CommandLine::parse(const std::vector<std::string>& words, Line& line, int& exitStatus) {
-    return parser_->parse(words, line, exitStatus);
+Reading CommandLine::parse(const std::vector<std::string>& words, Line& line) {
+    return parser_->parse(words, line);
 }
 
 }  // namespace cli

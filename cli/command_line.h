@@ -3,28 +3,23 @@
 // The command line: read with what the table of commands says, and nothing else.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "cli/commands/commands.h"
+#include "cli/commands/line.h"
 
 namespace cli {
 
-/// What a command line says.
-struct Line {
-    std::string socket = defaultSocketPath();
-    Format format = Format::Table;
-    u32 patience = 20;  ///< seconds that a daemon may leave a request unanswered
-    const Command* command = nullptr;
-    std::vector<std::string> arguments;
-    std::map<std::string, std::string> options;  ///< by name without dashes
+/// What options without a command are.
+enum class Alone {
+    Mistake,
+    Shell,  ///< somebody sits at a terminal
 };
 
 class CommandLine {
   public:
-    CommandLine();
+    explicit CommandLine(Alone alone);
     ~CommandLine();
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
@@ -32,9 +27,7 @@ class CommandLine {
     CommandLine& operator=(CommandLine&&) = delete;
 
     /// Reads the words behind the program's name into `line`; once for each object.
-    /// @return false when the program is to end with `exitStatus`: help was printed, or what is
-    /// wrong
-    bool parse(const std::vector<std::string>& words, Line& line, int& exitStatus);
+    Reading parse(const std::vector<std::string>& words, Line& line);
 
   private:
     class Parser;

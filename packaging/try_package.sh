@@ -73,8 +73,11 @@ for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-plan.8'; do
 done
 expect 'manual page mvrp.toml.5' test -s /usr/share/man/man5/mvrp.toml.5.gz
 expect 'manual page mvrp.7' test -s /usr/share/man/man7/mvrp.7.gz
-expect 'completion for bash' test -s /usr/share/bash-completion/completions/mvrpctl
-expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl
+for program in mvrp mvrpctl mvrp-plan; do
+    expect "completion of $program for bash" test -s "/usr/share/bash-completion/completions/$program"
+    expect "completion of $program for fish" test -s "/usr/share/fish/vendor_completions.d/$program.fish"
+done
+expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl -a -s /usr/share/zsh/vendor-completions/_mvrp
 expect 'the AppArmor profile' apparmor_parser --skip-kernel-load --skip-cache /etc/apparmor.d/mvrp
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
 # shellcheck disable=SC2016  # the inner shell's

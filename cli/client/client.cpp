@@ -20,22 +20,12 @@ namespace cli {
 
 namespace {
 
-constexpr const char* kSocketName = "mvrpcmd.socket";
 /// The runtime directory that the service's unit gives the daemon.
 constexpr const char* kServiceDirectory = "/run/mvrp";
 constexpr std::size_t kReadBytes = 65536;
 
 void append(std::vector<std::byte>& buffer, std::span<const std::byte> bytes) {
     buffer.insert(buffer.end(), bytes.begin(), bytes.end());
-}
-
-/// Who may serve a socket wherever it is: root, who runs this, and the service's user.
-bool isTrusted(uid_t user) {
-    constexpr const char* kServiceUser = "mvrp";
-    if (user == 0 || user == geteuid())
-        return true;
-    const passwd* service = getpwnam(kServiceUser);
-    return service != nullptr && service->pw_uid == user;
 }
 
 std::string connectFailure(const std::string& path, int error) {
@@ -53,6 +43,14 @@ std::string connectFailure(const std::string& path, int error) {
 }
 
 }  // namespace
+
+bool isTrustedUser(uid_t user) {
+    constexpr const char* kServiceUser = "mvrp";
+    if (user == 0 || user == geteuid())
+        return true;
+    const passwd* service = getpwnam(kServiceUser);
+    return service != nullptr && service->pw_uid == user;
+}
 
 std::string defaultSocketPath() {
     const char* directory = std::getenv("MVRP_RUNTIME_DIR");
@@ -102,7 +100,7 @@ void Client::checkServer() {
     socklen_t length = sizeof server;
     const bool known = getsockopt(socket_, SOL_SOCKET, SO_PEERCRED, &server, &length) == 0;
     const bool made = lstat(path_.c_str(), &file) == 0 && S_ISSOCK(file.st_mode);
-    if ((known && isTrusted(server.uid)) || (known && made && isTrusted(file.st_uid)))
+    if ((known && isTrustedUser(server.uid)) || (known && made && isTrustedUser(file.st_uid)))
         return;
     disconnect();
     throw ConnectionError(path_ + " is in a directory that everybody may write to, and user " +

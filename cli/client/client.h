@@ -40,6 +40,12 @@ struct Reply {
     std::vector<std::byte> value;
 };
 
+/// Name of the command socket in the runtime directory of its daemon.
+inline constexpr const char* kSocketName = "mvrpcmd.socket";
+
+/// Who may serve a socket wherever it is: root, who runs this, and the service's user.
+bool isTrustedUser(uid_t user);
+
 /// Path of the command socket of the daemon whose runtime directory is $MVRP_RUNTIME_DIR; when that
 /// is not set, of the service, and without one of a daemon that was started without the variable.
 std::string defaultSocketPath();

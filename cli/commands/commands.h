@@ -73,6 +73,7 @@ class Context {
     Format format;
     bool json;  ///< the answer is made in JSON, from which YAML and CSV are made
     Style style;
+    std::string* output = nullptr;  ///< takes what is printed; null: the standard output
 
   private:
     std::vector<std::string> arguments_;

@@ -85,7 +85,10 @@ u32 Context::choice(std::size_t index, Names names) const {
 
 void Context::print(const std::string& text) const {
     const std::string printed = inFormat(format, text);
-    std::fwrite(printed.data(), 1, printed.size(), stdout);
+    if (output != nullptr)
+        output->append(printed);
+    else
+        std::fwrite(printed.data(), 1, printed.size(), stdout);
 }
 
 void Context::finish(u32 status, const std::string& refusal) const {

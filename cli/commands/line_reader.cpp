@@ -23,19 +23,6 @@ std::string helpOf(const std::string& path) {
     return command == nullptr ? "" : command->help;
 }
 
-/// Whether a command may be called with so many arguments.
-bool takesArguments(const Command& command, std::size_t count) {
-    std::size_t least = 0;
-    std::size_t most = 0;
-    for (const Argument& argument : command.arguments) {
-        if (argument.name == nullptr)
-            break;
-        least += argument.optional ? 0 : 1;
-        most = argument.rest ? count : most + 1;
-    }
-    return count >= least && count <= most;
-}
-
 bool takesNone(const Command& command) {
     return command.arguments.front().name == nullptr;
 }
@@ -105,6 +92,18 @@ const Command* findCommand(const std::string& path) {
             if (path == command.path)
                 return &command;
     return nullptr;
+}
+
+bool takesArguments(const Command& command, std::size_t count) {
+    std::size_t least = 0;
+    std::size_t most = 0;
+    for (const Argument& argument : command.arguments) {
+        if (argument.name == nullptr)
+            break;
+        least += argument.optional ? 0 : 1;
+        most = argument.rest ? count : most + 1;
+    }
+    return count >= least && count <= most;
 }
 
 bool isCalled(const Option& option, std::string_view name) {

@@ -28,6 +28,9 @@ std::vector<std::string> namesOf(const std::vector<Candidate>& candidates);
 /// The command that these words call; null when they call none.
 const Command* findCommand(const std::string& path);
 
+/// Whether a command may be called with so many arguments.
+bool takesArguments(const Command& command, std::size_t count);
+
 /// Whether an option is written with this name: "-j" is one of "-j,--json".
 bool isCalled(const Option& option, std::string_view name);
 

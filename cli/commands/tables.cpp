@@ -25,6 +25,16 @@ constexpr Option kOptions[] = {
     {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
     {"-j,--json", nullptr, "print JSON"},
     {"-o,--output", "FORMAT", "table|json|yaml|csv: how an answer is printed; default: table"},
+    {"-b,--batch", "FILE",
+     "run the commands of a file, or of the standard input (-), a line each; the\n"
+     "first that fails ends it"},
+    {"--atomic", nullptr,
+     "with --batch all or nothing: what was set is put back when a later line\n"
+     "fails"},
+    {"--all", nullptr,
+     "ask every daemon of this machine: those whose sockets are in the runtime\n"
+     "directory, in its directories, or beside it in some of like name"},
+    {"-n,--netns", "NETNS", "run in this network namespace, by its name"},
     {"--version", nullptr, "print the version"},
     {"-h,--help", nullptr, "print this; `mvrpctl help COMMAND` says more"},
 };

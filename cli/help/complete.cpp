@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <string_view>
 
@@ -198,18 +199,30 @@ std::vector<Candidate> completeLine(std::span<const std::string> words) {
     }
 }
 
-Candidate expectedArgument(std::span<const std::string> words) {
+std::vector<Candidate> describeLine(std::span<const std::string> words) {
     if (words.empty())
         return {};
     const LineReader line = readBefore(words);
     const Command* const own = line.command();
-    const bool isWord = line.openOption().empty() && !words.back().starts_with("-");
-    if (own == nullptr || !isWord || line.isHelp())
-        return {};
-    const Argument* const argument = argumentAt(*own, line.arguments().size());
-    if (argument == nullptr)
-        return {};
-    return {upper(argument->name), argument->help};
+    std::vector<Candidate> all;
+    const bool isNext = words.back().empty() && line.openOption().empty() && !line.isHelp();
+    if (own != nullptr && isNext) {
+        const std::size_t given = line.arguments().size();
+        if (const Argument* const argument = argumentAt(*own, given))
+            all.push_back({upper(argument->name), argument->help});
+        if (takesArguments(*own, given))
+            all.push_back({"ENTER", own->help});
+        for (const Option& option : own->options)
+            if (option.name != nullptr)
+                all.push_back({std::string(option.name) +
+                                   (option.value == nullptr ? "" : std::string(" ") + option.value),
+                               firstLine(option.help)});
+    }
+    const std::vector<Candidate> found = completeLine(words);
+    std::ranges::copy_if(found, std::back_inserter(all), [](const Candidate& candidate) {
+        return candidate.word != kCompleteFiles;
+    });
+    return all;
 }
 
 }  // namespace cli

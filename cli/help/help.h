@@ -21,9 +21,9 @@ inline constexpr const char* kCompleteFiles = "<files>";
 /// the order of the alphabet. Ports and VLANs are asked of the daemon; without one there are none.
 std::vector<Candidate> completeLine(std::span<const std::string> words);
 
-/// The argument that the last of `words` is or will be: its name in capitals, and what it means.
-/// Without a name: none is expected, or not an argument.
-Candidate expectedArgument(std::span<const std::string> words);
+/// All that may stand in place of the last of `words`, for a person: the argument that is expected,
+/// in capitals; ENTER when the command may end here; its options; and the candidates.
+std::vector<Candidate> describeLine(std::span<const std::string> words);
 
 /// mvrpctl(8), as troff with the man macros.
 std::string manualPage();

@@ -41,6 +41,10 @@ constexpr const char* kHead =
     "is\n"
     "like it, and with what is allowed.\n"
     ".PP\n"
+    "Without a command, at a terminal, it is a shell: see SHELL. Commands of a file are run by\n"
+    ".BR \\-b :\n"
+    "see BATCHES.\n"
+    ".PP\n"
     "With\n"
     ".B \\-j\n"
     "every command prints one JSON object whose shape does not depend on how much there is to "
@@ -80,8 +84,49 @@ constexpr Example kExamples[] = {
      "mvrpctl wait --port uplink --vlan 10,20 --timeout 5"},
     {"Look at another daemon of this machine, as JSON:",
      "mvrpctl --socket /run/mvrp-lab/mvrpcmd.socket -j show vlans"},
+    {"Ask every daemon of this machine:", "mvrpctl --all show vlans"},
+    {"Apply a file of changes, or none of them:", "mvrpctl --atomic -b changes.txt"},
     {"Complete commands, ports and VLANs in this bash:", "eval \"$(mvrpctl completion bash)\""},
 };
+
+constexpr const char* kShell =
+    ".SH SHELL\n"
+    "Typed alone at a terminal,\n"
+    ".B mvrpctl\n"
+    "gives a prompt with the name of the switch, at which commands are typed without the name of "
+    "the\n"
+    "program.\n"
+    ".B ?\n"
+    "lists what may follow, TAB completes, the arrows go through earlier lines, Ctrl\\-R looks for "
+    "one.\n"
+    "Ctrl\\-C ends a command and not the shell; Ctrl\\-D,\n"
+    ".B exit\n"
+    "or\n"
+    ".B quit\n"
+    "leaves it. Options before it, as\n"
+    ".BR \\-\\-socket ,\n"
+    "hold for every line. Keys may be changed in\n"
+    ".IR ~/.editrc ,\n"
+    "see\n"
+    ".BR editrc (5).\n"
+    ".SH BATCHES\n"
+    ".B \\-b\n"
+    "reads a command a line, in the words of the shell: quotation marks keep blanks, and # begins "
+    "a "
+    "comment.\n"
+    "All lines are read before the first is run, and a mistake in one means that none is. The "
+    "first "
+    "that\n"
+    "fails ends the batch; the message names it as FILE:LINE.\n"
+    ".PP\n"
+    "With\n"
+    ".B \\-\\-atomic\n"
+    "what was set by earlier lines is set again as it was; what was learnt meanwhile is learnt "
+    "anew. "
+    "A\n"
+    "line whose change could not be put back, as of\n"
+    ".BR \"switch port delete\" ,\n"
+    "is refused before anything is run.\n";
 
 constexpr const char* kTail =
     ".SH EXIT STATUS\n"
@@ -95,6 +140,9 @@ constexpr const char* kTail =
     ".SH FILES\n"
     ".TP\n.I $MVRP_RUNTIME_DIR/mvrpcmd.socket\nThe command socket.\n"
     ".TP\n.I /etc/mvrp/mvrp.toml\nThe daemon's configuration.\n"
+    ".TP\n.I /run/netns\nNetwork namespaces by name, for\n.BR \\-n .\n"
+    ".TP\n.I ~/.local/state/mvrpctl_history\nWhat was typed at the prompt; below "
+    "$XDG_STATE_HOME where that is set.\n"
     ".SH SEE ALSO\n"
     ".BR mvrp (8),\n"
     ".BR mvrp.toml (5),\n"
@@ -178,6 +226,7 @@ std::string manualPage() {
     for (const auto& table : allCommands())
         for (const Command& command : table)
             text += commandEntry(command);
+    text += kShell;
     text += ".SH EXAMPLES\n";
     for (const Example& example : kExamples)
         text += std::string(".PP\n") + escaped(example.what) + "\n.PP\n.RS\n.nf\n" +

@@ -62,7 +62,7 @@ FLOORS = {
     ),
     "cli": (
         (".",),  # the program
-        ("status",),
+        ("shell", "status"),
         ("config", "doctor", "explain", "frames", "help", "log", "watch"),
         ("commands",),
         ("views",),

@@ -3,58 +3,33 @@
 
 import os
 import pathlib
-import pty
-import re
-import select
 import shutil
 import subprocess
-import time
 import unittest
 
+from at_terminal import END_OF_FILE, HOME, TAB, AtTerminal
 from support import NetworkTest
 
 COMPLETIONS = pathlib.Path(__file__).resolve().parents[2] / "packaging" / "completion"
-TAB, HOME, END_OF_FILE = "\t", "\x01", "\x04"
-ESCAPES = re.compile(r"\x1b\[[0-9;?]*[a-zA-Z]|\x1b[=>]|\x1b\][^\x07]*\x07|\r|\x08")
-PATIENCE = 30
 
 
-class Shell:
+class Shell(AtTerminal):
     """A shell at a terminal of its own."""
-
-    def __init__(self, words, environment):
-        self.text = ""
-        self.process, self.terminal = pty.fork()
-        if self.process == 0:
-            os.execvpe(words[0], words, environment)
-
-    def type(self, text):
-        os.write(self.terminal, text.encode())
-
-    def await_text(self, pattern):
-        """Reads until the pattern is there. @return its match"""
-        deadline = time.monotonic() + PATIENCE
-        while (found := re.search(pattern, self.text)) is None:
-            ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
-            if not ready:
-                raise AssertionError(f"{pattern!r} did not come; there is: {self.text!r}")
-            self.text += ESCAPES.sub("", os.read(self.terminal, 65536).decode(errors="replace"))
-        self.text = self.text[found.end():]
-        return found
 
     def run(self, line):
         self.type(line + "; echo READ''Y\n")
         self.await_text("READY")
 
+    def end(self):
+        """Hangs up: a shell may have a line begun."""
+        self.type(END_OF_FILE)
+        os.close(self.terminal)
+        os.waitpid(self.process, 0)
+
     def completed(self, begun):
         """The line that a TAB makes of this one."""
         self.type(begun + TAB + HOME + "echo GO''T: \n")
         return self.await_text(r"GOT: ([^\n]*)\n")[1].rstrip()
-
-    def end(self):
-        self.type(END_OF_FILE)
-        os.close(self.terminal)
-        os.waitpid(self.process, 0)
 
 
 class Completion(NetworkTest):

@@ -99,13 +99,20 @@ TEST(CompleteLine, OffersWordsWithoutADaemon) {
     EXPECT_EQ(completed("--socket /nowhere show port", ""), Words{});
 }
 
-TEST(CompleteLine, SaysWhichArgumentIsExpected) {
-    const Words words = {"switch", "port", "add", ""};
-    EXPECT_EQ(cli::expectedArgument(words).word, "UNIT");
-    const Words more = {"switch", "port", "add", "5", ""};
-    EXPECT_EQ(cli::expectedArgument(more).word, "NAME");
-    const Words full = {"show", "ports", ""};
-    EXPECT_EQ(cli::expectedArgument(full).word, "");
+Words described(const std::string& line) {
+    Words words = splitWords(line);
+    words.emplace_back();
+    return cli::namesOf(cli::describeLine(words));
+}
+
+TEST(DescribeLine, SaysWhichArgumentIsExpectedAndWhereTheLineMayEnd) {
+    EXPECT_EQ(described("switch port add"), Words{"UNIT"});
+    EXPECT_EQ(described("switch port add 5"), Words{"NAME"});
+    EXPECT_EQ(described("switch port add 5 x"), (Words{"KIND", "ENTER"}));
+    EXPECT_EQ(described("show ports"), Words{"ENTER"});
+    EXPECT_EQ(described("standby take-over"), (Words{"ENTER", "--force"}));
+    EXPECT_EQ(described("standby"), Words{"take-over"});
+    EXPECT_EQ(described("switch port link west"), (Words{"STATE", "down", "up"}));
 }
 
 /// Every word of the tables is found, and no abbreviation is needed for it.
