@@ -156,16 +156,19 @@ std::optional<RequestLog::Setting> RequestLog::portSetting(u32 unit, u32 attribu
 }
 
 std::optional<RequestLog::Setting> RequestLog::scalarSetting(u32 attribute) const {
-    const u32 value = read(Request::ScalarGet, 0, attribute).value_or(0);
+    // Asked only of those that are numbers: other scalars answer with more.
+    const auto value = [this, attribute] {
+        return read(Request::ScalarGet, 0, attribute).value_or(0);
+    };
     switch (attribute) {
         case MVRP_SCALAR_ENABLE:
             return Setting{std::string("global ") + kMvrpEnableName,
-                           wordOf(kMvrpSwitchWords, value)};
+                           wordOf(kMvrpSwitchWords, value())};
         case MVRP_SCALAR_GVRP_COMPLIANCE:
             return Setting{std::string("global ") + kMvrpComplianceName,
-                           wordOf(kMvrpSwitchWords, value)};
+                           wordOf(kMvrpSwitchWords, value())};
         case MVRP_SCALAR_DEBUG:
-            return Setting{"debug", maskWords(value)};
+            return Setting{"debug", maskWords(value())};
         default:
             return std::nullopt;
     }
