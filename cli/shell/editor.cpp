@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <cwchar>
 #include <filesystem>
 #include <utility>
 
@@ -113,9 +114,9 @@ class Editor::Terminal {
         el_set(edit_, EL_EDITOR, "emacs");
         // Ctrl-C is a key like others: it gives up the line, not the program.
         el_set(edit_, EL_SETTY, "-d", "-isig", nullptr);
-        bind("mvrp-complete", "complete the word", &Terminal::complete, "^I");
-        bind("mvrp-describe", "list what may follow", &Terminal::describe, "?");
-        bind("mvrp-give-up", "give up the line", &Terminal::giveUp, "^C");
+        bind(L"mvrp-complete", L"complete the word", &Terminal::complete, L"^I");
+        bind(L"mvrp-describe", L"list what may follow", &Terminal::describe, L"?");
+        bind(L"mvrp-give-up", L"give up the line", &Terminal::giveUp, L"^C");
         el_set(edit_, EL_BIND, "^R", "em-inc-search-prev", nullptr);
         el_source(edit_, nullptr);
     }
@@ -147,11 +148,12 @@ class Editor::Terminal {
     }
 
   private:
-    using Key = unsigned char(EditLine*, int);
+    using Key = unsigned char(EditLine*, wint_t);
 
-    void bind(const char* name, const char* what, Key* function, const char* key) {
-        el_set(edit_, EL_ADDFN, name, what, function);
-        el_set(edit_, EL_BIND, key, name, nullptr);
+    /// The library keeps the texts; of narrow ones it would make copies that it never frees.
+    void bind(const wchar_t* name, const wchar_t* what, Key* function, const wchar_t* key) {
+        el_wset(edit_, EL_ADDFN, name, what, function);
+        el_wset(edit_, EL_BIND, key, name, nullptr);
     }
 
     void remember(const std::string& line) {
@@ -180,7 +182,7 @@ class Editor::Terminal {
         return split;
     }
 
-    static unsigned char giveUp(EditLine* edit, int /*key*/) {
+    static unsigned char giveUp(EditLine* edit, wint_t /*key*/) {
         const LineInfo* const line = el_line(edit);
         std::fputs("^C", stdout);
         of(edit).gaveUp_ = true;
@@ -189,7 +191,7 @@ class Editor::Terminal {
         return CC_NEWLINE;
     }
 
-    static unsigned char complete(EditLine* edit, int /*key*/) {
+    static unsigned char complete(EditLine* edit, wint_t /*key*/) {
         Terminal& self = of(edit);
         const SplitLine split = typed(edit);
         const std::string& begun = split.words.back();
@@ -207,7 +209,7 @@ class Editor::Terminal {
         return CC_REDISPLAY;
     }
 
-    static unsigned char describe(EditLine* edit, int /*key*/) {
+    static unsigned char describe(EditLine* edit, wint_t /*key*/) {
         Terminal& self = of(edit);
         const SplitLine split = typed(edit);
         if (split.openQuote)
