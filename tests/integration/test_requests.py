@@ -149,7 +149,8 @@ class Requests(NetworkTest):
         self.assertEqual(other.request(SCALAR_GET, 0, 1), (0, number(2)))
         self.assertEqual(other.request(SCALAR_SET, 0, 1, number(1))[0], 0)
         # A thread of its own writes the log.
-        self.await_true(lambda: self.switch.log.read_text(encoding="utf-8").count("the daemon's lock held") == 2)
+        self.await_true(
+            lambda: self.switch.log.read_text(encoding="utf-8").count("the daemon's lock held") == 2)
 
     def test_random_bytes_on_the_socket_do_no_harm(self):
         numbers = random.Random(9)
