@@ -45,6 +45,7 @@ class Dispatcher {
     u32 dispatch(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply);
 
     /// Calls an attribute handler of the daemon's table with a number, from within a host handler.
+    /// @pre  the attribute is a number: the handler writes as many bytes as its attribute has
     /// @param value  what goes in, and receives what comes out
     u32 callNumber(Request request, u32 unit, u32 attribute, u32& value) const;
     /// The same for a set or sync request, from outside of any request.
