@@ -4,6 +4,7 @@
 // linux_settle.cpp how the kernel is brought to what is wanted.
 #include "platform/linux/linux_switch.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <thread>
@@ -21,6 +22,7 @@ namespace {
 /// manager allows for a start.
 constexpr u32 kStartTries = 300;
 constexpr std::chrono::milliseconds kStartPause{100};
+constexpr u32 kEthernetMtu = 1500;  ///< bytes
 
 }  // namespace
 
@@ -125,6 +127,13 @@ void LinuxSwitch::stop(Ending ending) {
                 kernel_.setGuard(port.link.index, false);
         }
     ledger_.close();
+}
+
+bool LinuxSwitch::portState(u32 unit, PortState& state) const {
+    if (!StateSwitch::portState(unit, state))
+        return false;
+    state.mtu = std::max(state.mtu, kEthernetMtu);
+    return true;
 }
 
 bool LinuxSwitch::setProtocol(u32 unit, u32 protocol, bool enabled) {

@@ -87,6 +87,10 @@ class LinuxSwitch final : public StateSwitch {
     /// configured; for a restart, always leaves it. From then on nothing reaches the kernel.
     void stop(Ending ending);
 
+    /// The MTU that the daemon plans its PDUs for, once for each port, is at least Ethernet's own:
+    /// an interface may get a smaller one at any time, and what is too long for it then the frame
+    /// layer sends in parts (FrameCutter).
+    bool portState(u32 unit, PortState& state) const override;
     bool setProtocol(u32 unit, u32 protocol, bool enabled) override;
     bool addDynamic(u32 unit, const VlanBitmap& vlans) override;
     bool removeDynamic(u32 unit, const VlanBitmap& vlans) override;

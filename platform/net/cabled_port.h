@@ -85,7 +85,8 @@ struct CabledPort {
     std::shared_ptr<Cable> cable;
     /// errno value of what keeps the cable from being opened, or from being sent into; 0: nothing.
     int cableError = 0;
-    bool awaited = false;  ///< `cable` is null and is opened as soon as that is possible
+    bool saidParts = false;  ///< that frames are sent in parts, since the cable was plugged in
+    bool awaited = false;    ///< `cable` is null and is opened as soon as that is possible
     std::optional<CableLoop> loop;
     std::unique_ptr<Recording> recorder;
     std::shared_ptr<Replay> replay;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Set-up, cables and sending; the receive thread is in frame_net_receive.cpp.
+// Set-up and cables; sending is in frame_net_send.cpp, the receive thread in frame_net_receive.cpp.
 #include "platform/net/frame_net.h"
 
 #include <sys/epoll.h>
@@ -191,6 +191,7 @@ bool FrameNet::install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cab
     std::swap(cabled.cable, cable);
     cabled.awaited = false;
     cabled.cableError = 0;
+    cabled.saidParts = false;
     endLoop(cabled);
     // Whoever is at the other end now has not been heard yet.
     cabled.heard = 0;
@@ -208,57 +209,6 @@ bool FrameNet::install(u32 unit, CabledPort& cabled, std::shared_ptr<Cable>& cab
     error = "event descriptors: " + errorText(errno);
     cabled.cable.reset();
     return false;
-}
-
-int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
-    std::array<u8, kLongestNativeFrame> converted;
-    std::span<const u8> sent = frame;
-    std::shared_ptr<Cable> cable;
-    u32 port = 0;
-    {
-        const std::lock_guard lock(mutex_);
-        CabledPort& own = cabledPort(unit);
-        const PortAnswers& answers = answersOf(unit, own);
-        if (answers.policy.unit == 0)
-            return ENXIO;
-        if (!answers.policy.active || answers.egress == 0)
-            return 0;
-        if (own.speaksIeee() && classifyFrame(frame).kind == FrameKind::NativeMvrp) {
-            sent = std::span(converted).first(nativeToIeee(frame, converted));
-            if (sent.empty())
-                return 0;
-        }
-        port = answers.egress;
-        noteOwnAddress(unit, own, frame);
-        CabledPort& cabled = cabledPort(port);
-        record(cabled, sent);
-        cable = cabled.cable;
-    }
-    const int error = cable == nullptr ? 0 : cable->send(sent, NoRoom::Keep);
-    if (noteSending(unit, port, sent, cable != nullptr, error))
-        logMessage(LogPriority::Error, "port %u: its frames can not be sent: %s", port,
-                   errorText(error).c_str());
-    return error;
-}
-
-bool FrameNet::noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error) {
-    const std::lock_guard lock(mutex_);
-    if (observer_ != nullptr && hasCable)
-        observer_->frameSent(unit, sent, error);
-    PortCountersRecord& counters = cabledPort(unit).counters;
-    if (error != 0) {
-        ++counters.sendFailed;
-        if (isWant(error))
-            askWhenCalm(cabledPort(unit));
-    } else if (hasCable) {
-        ++counters.framesOut;
-        counters.bytesOut += sent.size();
-    }
-    if (!hasCable)
-        return false;
-    // A full queue passes by itself, and is counted; a want of descriptors lasts.
-    const int lasting = error == EMFILE || error == ENFILE ? error : 0;
-    return std::exchange(cabledPort(port).cableError, lasting) == 0 && lasting != 0;
 }
 
 CableState FrameNet::cableState(u32 unit) const {

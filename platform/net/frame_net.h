@@ -129,8 +129,16 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// The cable of a port is opened as soon as that is possible. @pre mutex_ is held
     void await(CabledPort& cabled, int error);
     void sayAwaited(u32 unit, const CableFailure& failure) const;
-    /// Counts a frame that left, or did not. @return whether what failed is worth a line
-    bool noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
+    // Sending: frame_net_send.cpp.
+    /// Sends a frame that its cable refused for its length (EMSGSIZE) as shorter ones.
+    /// @return as Cable::send(); EMSGSIZE when not even one VLAN fits
+    int sendInParts(u32 unit, u32 port, Cable& cable, std::span<const u8> frame);
+    /// Says, once for each cable, that frames are sent in parts.
+    void sayParts(u32 port, std::size_t bytes);
+    /// Counts a frame that left, or did not, and says once what will go on failing.
+    void noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
+    /// @return whether what failed is worth a line. @pre mutex_ is held
+    bool countSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
     bool replug(u32 unit, const CableConfig& before, const CableConfig& now, std::string& error);
 
     void receiveLoop();

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "platform/wire/adapter.h"
 
-#include <algorithm>
 #include <cassert>
 
 #include "platform/wire/byte_reader.h"
+#include "platform/wire/vector.h"
 
 namespace platform {
 namespace {
@@ -12,78 +12,7 @@ namespace {
 constexpr u8 kAttributeTypeVid = 1;
 constexpr u8 kNativeAttributeLength = 1;
 constexpr u8 kIeeeAttributeLength = 2;
-constexpr u16 kLeaveAllBit = 0x2000;
-constexpr u16 kValueCountMask = 0x1FFF;
-constexpr u16 kEndMark = 0;
 constexpr u16 kLastVid = 4095;
-constexpr std::size_t kEventsPerByte = 3;
-
-/// One vector as it stands in a PDU. The LeaveAll event has three bits of which only 1 is defined
-/// (IEEE 802.1Q 10.8.2.6); like the daemon, only the lowest is looked at.
-struct Vector {
-    u16 header = 0;
-    std::span<const u8> firstValue;
-    std::span<const u8> events;
-
-    bool leaveAll() const { return (header & kLeaveAllBit) != 0; }
-    u16 count() const { return header & kValueCountMask; }
-    u16 firstVid() const {
-        return firstValue.size() == 2 ? static_cast<u16>(firstValue[0] << 8 | firstValue[1])
-                                      : u16{0};
-    }
-};
-
-enum class Step { Vector, End, Broken };
-
-/// Reads the next vector of a message. An end of the data in place of a header counts as end mark.
-Step readVector(ByteReader& reader, std::size_t attributeLength, Vector& vector) {
-    if (reader.left() == 0)
-        return Step::End;
-    vector.header = reader.readU16();
-    if (reader.failed())
-        return Step::Broken;
-    if (vector.header == kEndMark)
-        return Step::End;
-    vector.firstValue = reader.take(attributeLength);
-    vector.events = reader.take((vector.count() + kEventsPerByte - 1) / kEventsPerByte);
-    return reader.failed() ? Step::Broken : Step::Vector;
-}
-
-/// Appends to a buffer that is known to be large enough.
-class FrameWriter {
-  public:
-    explicit FrameWriter(std::span<u8> out) : out_(out) {}
-
-    void putU8(u8 value) {
-        assert(used_ < out_.size());
-        out_[used_++] = value;
-    }
-    void putU16(u16 value) {
-        putU8(static_cast<u8>(value >> 8));
-        putU8(static_cast<u8>(value & 0xFF));
-    }
-    void put(std::span<const u8> bytes) {
-        assert(bytes.size() <= out_.size() - used_);
-        std::ranges::copy(bytes, out_.begin() + static_cast<std::ptrdiff_t>(used_));
-        used_ += bytes.size();
-    }
-    void put(const Vector& vector) {
-        putU16(vector.header);
-        put(vector.firstValue);
-        put(vector.events);
-    }
-    /// Fills in the 802.3 length once the frame is complete.
-    void closeLength() {
-        const std::size_t length = used_ - kEthernetHeaderBytes;
-        out_[kEthernetHeaderBytes - 2] = static_cast<u8>(length >> 8);
-        out_[kEthernetHeaderBytes - 1] = static_cast<u8>(length & 0xFF);
-    }
-    std::size_t used() const { return used_; }
-
-  private:
-    std::span<u8> out_;
-    std::size_t used_ = 0;
-};
 
 constexpr std::array<u8, 8> kLlcSnapMvrp = {0xAA, 0xAA, 0x03, 0x00, 0x00, 0x00, 0x88, 0xF5};
 
@@ -143,11 +72,11 @@ DropReason collectMessages(std::span<const u8> pdu, Collected& collected, FrameW
         if (length == 0 || (ours && length != kIeeeAttributeLength))
             return DropReason::BadPdu;
         Vector vector;
-        Step step = Step::End;
-        while ((step = readVector(reader, length, vector)) == Step::Vector)
+        VectorStep step = VectorStep::End;
+        while ((step = readVector(reader, length, vector)) == VectorStep::Vector)
             if (ours)
                 collectVector(vector, collected, writer);
-        if (step == Step::Broken)
+        if (step == VectorStep::Broken)
             return DropReason::BadPdu;
     }
     return DropReason::None;
@@ -194,7 +123,7 @@ std::size_t nativeToIeee(std::span<const u8> native, std::span<u8> out) {
     std::size_t vectors = 0;
     Vector vector;
     // In both forms a first value is two bytes long, whatever the attribute length says.
-    while (readVector(reader, kIeeeAttributeLength, vector) == Step::Vector) {
+    while (readVector(reader, kIeeeAttributeLength, vector) == VectorStep::Vector) {
         writer.put(vector);
         ++vectors;
     }

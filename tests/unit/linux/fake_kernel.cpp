@@ -223,6 +223,11 @@ void FakeKernel::rename(u32 index, const std::string& name) {
     tellLink(index);
 }
 
+void FakeKernel::setMtu(u32 index, u32 bytes) {
+    links_.at(index).mtu = bytes;
+    tellLink(index);
+}
+
 void FakeKernel::setFiltering(u32 bridge, bool on) {
     links_.at(bridge).vlanFiltering = on;
     tellLink(bridge);

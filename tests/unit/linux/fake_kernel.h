@@ -43,6 +43,7 @@ class FakeKernel final : public Kernel {
     void setFiltering(u32 bridge, bool on);
     void setMultipleTrees(u32 bridge, bool on);
     void setUp(u32 index, bool up);
+    void setMtu(u32 index, u32 bytes);
     void setStp(u32 index, StpState state);
     void addVlans(u32 index, const VlanBitmap& vlans);
     void addUntagged(u32 index, u32 vid, bool pvid);

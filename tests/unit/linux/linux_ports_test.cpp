@@ -42,6 +42,19 @@ TEST_F(LinuxPorts, APortThatAppearsLaterIsAUnit) {
     EXPECT_EQ(node.carried(kTap), "1,30");
 }
 
+TEST_F(LinuxPorts, TheDaemonPlansForEthernetsMtuAtLeast) {
+    node.kernel.setMtu(kEth0, 576);
+    EXPECT_TRUE(node.settle().empty()) << "nothing that the daemon is told";
+    PortState state{};
+    ASSERT_TRUE(node.driver->portState(kEth0, state));
+    EXPECT_EQ(state.mtu, 1500U);
+    EXPECT_EQ(node.driver->listPorts(0, 1)[0].state.mtu, 576U) << "what is shown";
+    node.kernel.setMtu(kEth0, 9000);
+    node.settle();
+    ASSERT_TRUE(node.driver->portState(kEth0, state));
+    EXPECT_EQ(state.mtu, 9000U);
+}
+
 TEST_F(LinuxPorts, AnIndexThatIsNoUnitIsLeftOut) {
     node.kernel.addLink(kVlanInterfaceBase + 5, "far");
     node.kernel.enslave(kVlanInterfaceBase + 5, kBridge);

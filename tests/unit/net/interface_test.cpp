@@ -182,5 +182,32 @@ TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
     });
 }
 
+/// The MTU fell below what the daemon planned its PDUs for.
+TEST_F(InterfaceCables, FrameTooLongForItsMtuGoesInParts) {
+    inNamespace([this] {
+        ASSERT_TRUE(run("ip link set veth1 mtu 68"));
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        ASSERT_EQ(node.net.setWireForm(3, WireForm::Ieee), HostStatus::Ok);
+        const auto host = open("veth2");
+        const frames::Bytes longer = frames::nativeFrame(
+            "00 01 01 0150 000a " + std::string(std::size_t{2} * 112, '0') + "0000");
+        ASSERT_EQ(node.send(node.mvrp, 3, longer), static_cast<ssize_t>(longer.size()));
+        u32 values = 0;
+        std::size_t came = receive(*host);
+        for (std::size_t i = 0; i < came; ++i) {
+            const auto bytes = batch_->frame(i).bytes;
+            EXPECT_LE(bytes.size(), 68U + 14U);
+            EXPECT_EQ(bytes[19] << 8 | bytes[20], static_cast<int>(10 + values));
+            values += static_cast<u32>(bytes[17] << 8 | bytes[18]);
+        }
+        EXPECT_EQ(values, 336U);
+        EXPECT_EQ(node.net.counters(3).framesOut, came);
+        EXPECT_EQ(node.net.counters(3).sendFailed, 0U);
+        node.net.stop();
+    });
+}
+
 }  // namespace
 }  // namespace platform::testing
