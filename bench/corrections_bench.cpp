@@ -62,9 +62,7 @@ void registered(benchmark::State& state) {
             std::memset(port->madMachine, 0, sizeof(port->madMachine));
             std::memset(port->vlanFlag, 0, sizeof(port->vlanFlag));
         }
-        MvrpPairCursor pairs(kSource);
-        for (u32 vid = pairs.seek(kMvrpVlanFirst); vid != 0; vid = pairs.seek(vid))
-            pairs.erase();
+        mvrpPortVlanEntriesDel(kSource);
         bridge.sink.frames = 0;
     };
     bench::Pair pair;

@@ -2,20 +2,18 @@
 //
 // The one global state record of the daemon, and the numbers that its fields are read with.
 //
-// All that the daemon knows is here, in the items of the two pools, and with the platform: who
-// keeps the record, with its pools, and puts another in its place has another daemon. Beside it
-// stand two stores of answers, which fit any record and are not put in its place: the bitmaps of
-// mvrpPairMap(), which carry pairEpoch, and gMvrpSentBefore, which is found by the machines that it
-// is about. A record that is copied, and not moved, has pairEpoch set to 0 in the copy: two trees
-// must not share a number. gMvrpBytes is chosen once, before main, and gMvrpSyncDebug is read by
-// nothing. tests/checks/symbols.py fails for any other variable.
+// All that the daemon knows is here, in the items of the two pools and the array of unit places,
+// and with the platform: who keeps the record, and puts another in its place, has another daemon.
+// Beside it stands one store of answers, which fits any record and is not put in its place:
+// gMvrpSentBefore, which is found by the machines that it is about. gMvrpBytes is chosen once,
+// before main, and gMvrpSyncDebug is read by nothing. tests/checks/symbols.py fails for any other
+// variable.
 //
 // Lock: every field but the sockets and the limits is touched with gMvrpInfo.sem held
 // (mvrpLock/mvrpUnlock), from the protocol task and from the command task.
 #pragma once
 
 #include "daemon/base/list.h"
-#include "platform/contract/avl.h"
 #include "platform/contract/corrections.h"
 #include "platform/contract/management.h"
 #include "platform/contract/sil.h"
@@ -38,17 +36,22 @@ inline constexpr u32 kMvrpLogBase = 0x04040000;
 /// Receive buffer of the route socket, set at start and again by each global enable, in bytes.
 inline constexpr u32 kMvrpRouteReceiveBufferBytes = 102400;
 
+struct MvrpPairItem;
+struct MvrpUnitPlace;
+
 struct MvrpInfo {
     MvrpListNode portList;   ///< MvrpPortEntry records, ascending portunit
     SilMemPool portPool;     ///< "mvrp_port"; exists while MVRP is enabled
     SilTimerList timerList;  ///< every timer of the daemon
     SilTimerNode pendingTimer;
     SilTimerHandler pendingHandler;  ///< of the pending timer, for floors below its own
-    bool pendingGaveWay;   ///< the last run of the pending timer ended because a frame waited
-    SilMemPool vlanPool;   ///< "mvrp_vlan"; exists while MVRP is enabled
-    AvlTree portVlanTree;  ///< MvrpPortVlanEntry records by port unit, then VLAN ID
-    u64 pairEpoch;  ///< number of the tree for mvrpPairMap(), unlike any other's; 0: none yet
-    u32 sem;        ///< the daemon's one mutex
+    bool pendingGaveWay;        ///< the last run of the pending timer ended because a frame waited
+    SilMemPool vlanPool;        ///< "mvrp_vlan"; exists while MVRP is enabled
+    MvrpUnitPlace* unitPlaces;  ///< ascending by unit; exists while MVRP is enabled
+    u32 unitNum;                ///< places in use
+    u32 unitRoom;               ///< places there is memory for
+    MvrpPairItem* pairItems;    ///< the items of vlanPool in use, one for each pending pair
+    u32 sem;                    ///< the daemon's one mutex
     s32 routeSock;
     s32 gvrpDataSock;
     s32 mvrpDataSock;
@@ -61,7 +64,7 @@ struct MvrpInfo {
     u8 debug;                ///< MvrpDebug bits
     u16 dbgVlan;             ///< trace filter: only this VLAN; 0 all
     u32 dbgPort;             ///< trace filter: only this port unit; 0 all
-    u32 vlanEntryNum;        ///< MvrpPortVlanEntry records in existence
+    u32 vlanEntryNum;        ///< pending pairs in existence
     u32 mvrpNum;             ///< VLAN interfaces deleted since the start
     u16 vlanNumPerTimes;     ///< VLANs applied per batch on a plain port
     u16 vlanNumPerTimesAgg;  ///< the same on an aggregation

@@ -58,8 +58,6 @@ void mvrpInfoReset(u32 maxIfNum, u32 maxVlanNumPerIf) {
     std::memset(static_cast<void*>(&gMvrpInfo), 0, sizeof(gMvrpInfo));
     gMvrpInfo.corrections = correctionsWanted();
     mvrpListInit(&gMvrpInfo.portList);
-    avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes,
-               offsetof(MvrpPortVlanEntry, link));
     silTimerListInit(&gMvrpInfo.timerList);
     gMvrpInfo.logLevel[MVRP_LOG_PROTO_ENABLE] = kOperatorLogLevel;
     gMvrpInfo.logLevel[MVRP_LOG_PROTO_DISABLE] = kOperatorLogLevel;

@@ -14,14 +14,20 @@ s32 mvrpMemInit() {
         silMemPoolDestroy(&gMvrpInfo.portPool);
         return -1;
     }
+    if (!mvrpUnitPlacesInit(gMvrpInfo.maxPortNum)) {
+        silMemPoolDestroy(&gMvrpInfo.portPool);
+        silMemPoolDestroy(&gMvrpInfo.vlanPool);
+        return -1;
+    }
     return 0;
 }
 
 s32 mvrpMemFree() {
     while (MvrpPortEntry* port = mvrpPortEntryFirst())
         mvrpPortEntryDel(port);
-    while (void* pair = avl_first(&gMvrpInfo.portVlanTree))
-        mvrpPortVlanEntryDel(static_cast<MvrpPortVlanEntry*>(pair));
+    while (!mvrpUnitPlaces().empty())
+        mvrpPortVlanEntriesDel(mvrpUnitPlaces().back().unit);
+    mvrpUnitPlacesFree();
     const u32 portPool = silMemPoolDestroy(&gMvrpInfo.portPool);
     const u32 vlanPool = silMemPoolDestroy(&gMvrpInfo.vlanPool);
     return portPool == kStatusOk && vlanPool == kStatusOk ? 0 : -1;

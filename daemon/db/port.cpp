@@ -40,6 +40,19 @@ void mvrpPortEntryLink(MvrpPortEntry* entry) {
          other != nullptr && other->portunit <= entry->portunit; other = mvrpPortEntryNext(other))
         position = &other->link;
     mvrpListInsertAfter(position, &entry->link);
+    if (MvrpUnitPlace* place = mvrpUnitPlaceEnsure(entry->portunit);
+        place != nullptr && place->port == nullptr)
+        place->port = entry;
+}
+
+/// Unlinks an entry. Another one of its unit takes its place.
+void mvrpPortEntryUnlink(MvrpPortEntry* entry) {
+    MvrpPortEntry* next = mvrpPortEntryNext(entry);
+    mvrpListRemove(&entry->link);
+    if (MvrpUnitPlace* place = mvrpUnitPlace(entry->portunit);
+        place != nullptr && place->port == entry)
+        place->port = next != nullptr && next->portunit == entry->portunit ? next : nullptr;
+    mvrpUnitPlaceRelease(entry->portunit);
 }
 
 void mvrpPortEntrySetDefaults(MvrpPortEntry* entry, const MvrpPortFacts& facts) {
@@ -96,25 +109,19 @@ MvrpPortEntry* mvrpPortEntryAdd(u32 portUnit) {
 }
 
 MvrpPortEntry* mvrpPortEntryGet(u32 portUnit) {
-    MvrpPortEntry* entry = mvrpPortEntryFirst();
-    while (entry != nullptr && entry->portunit != portUnit)
-        entry = mvrpPortEntryNext(entry);
-    return entry;
+    const MvrpUnitPlace* place = mvrpUnitPlace(portUnit);
+    return place != nullptr ? place->port : nullptr;
 }
 
 MvrpPortEntry* mvrpPortEntryDel(MvrpPortEntry* entry) {
-    MvrpPairCursor pairs(entry->portunit);
-    for (u32 vid = pairs.seek(kMvrpVlanFirst); vid != 0 && vid <= kMvrpVlanLast;
-         vid = pairs.seek(vid))
-        pairs.erase();
-    mvrpPairMapForget(entry->portunit);
+    mvrpPortVlanEntriesDel(entry->portunit);
     mvrpPortTimersStop(entry);
     MvrpInterfaceName name = {};
     if (entry->enable != 0)
         mvrpProtocolDisableOrLog(entry, kProtocolMvrp, &name);
     if (mvrpGvrpCompliant())
         mvrpProtocolDisableOrLog(entry, kProtocolGvrp, &name);
-    mvrpListRemove(&entry->link);
+    mvrpPortEntryUnlink(entry);
     // The next user of the item counts on finding it zeroed.
     std::memset(static_cast<void*>(entry), 0, kMvrpPortEntryBytes);
     silMemPoolFree(&gMvrpInfo.portPool, entry);

@@ -88,7 +88,7 @@ void mvrpStaticVlanTakeOver(MvrpPortEntry* port, u32 vid, u32 step) {
     MVRP_TRACE(MVRP_DEBUG_DATABASE, port->portunit, vid,
                "new-link process step%u; port %u vlan %u entry del. (%u)\n\r", step, port->portunit,
                vid, gMvrpInfo.vlanEntryNum);
-    mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(port->portunit, static_cast<u16>(vid)));
+    mvrpPortVlanEntryDel(port->portunit, vid);
     mvrpStaticVlanAnnounce(port, vid);
 }
 

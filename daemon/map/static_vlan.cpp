@@ -39,7 +39,7 @@ bool mvrpDeclarationKept(MvrpPortEntry* port, u32 vid) {
 void mvrpRegistrationsForget(MvrpPortEntry* port, const MvrpVlanBitmap& vlans) {
     mvrpForEachVlan(vlans, [port](u32 vid) {
         mvrpVlanFlagReset(port, vid);
-        mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(port->portunit, static_cast<u16>(vid)));
+        mvrpPortVlanEntryDel(port->portunit, vid);
         u8* machine = &port->madMachine[vid - 1];
         if (mvrpRegistrar(*machine) != REG_STATE_INF)
             *machine = mvrpWithRegistrar(*machine, REG_STATE_MT);
@@ -143,6 +143,6 @@ void mvrpPortDeclareStaticVlans(MvrpPortEntry* port, u32 firstVid, const char* o
         MVRP_TRACE(MVRP_DEBUG_DATABASE, port->portunit, vid,
                    "%s; port %u vlan %u entry del. (%u)\n\r", operation, port->portunit, vid,
                    gMvrpInfo.vlanEntryNum);
-        mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(port->portunit, static_cast<u16>(vid)));
+        mvrpPortVlanEntryDel(port->portunit, vid);
     }
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "daemon/base/lock.h"
+#include "daemon/db/port_vlan.h"
 #include "daemon/mgmt/command_sync.h"
 #include "daemon/mgmt/config.h"
 #include "daemon/mgmt/global_mode.h"
@@ -32,7 +33,7 @@ u32 mvrpStatusGet(QorBuffer* status) {
     if (status->data == nullptr || status->length < sizeof(MvrpStatus))
         return kStatusFailed;
     status->length = sizeof(MvrpStatus);
-    const bool idle = avl_is_empty(&gMvrpInfo.portVlanTree);
+    const bool idle = mvrpPairsEmpty();
     std::memcpy(status->data, idle ? &kStatusIdle : &kStatusWorkWaiting, sizeof(MvrpStatus));
     return kStatusOk;
 }

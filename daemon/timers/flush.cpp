@@ -7,13 +7,12 @@
 namespace {
 
 /// Deletes the pair of an index of the flushed port, which is done with.
-void mvrpPairDone(const MvrpFlush& flush, MvrpPairCursor* pairs, u32 index, u32 traceStep) {
+void mvrpPairDone(const MvrpFlush& flush, u32 index, u32 traceStep) {
     const u32 vid = index + 1;
     MVRP_TRACE(flush.kind.category, flush.unit(), vid,
                "%s step%u; port %u vlan %u entry del. (%u)\n\r", flush.kind.name, traceStep,
                flush.unit(), vid, gMvrpInfo.vlanEntryNum);
-    if (pairs->find(vid))
-        pairs->erase();
+    mvrpPortVlanEntryDel(flush.unit(), vid);
 }
 
 bool mvrpVlansCreate(const MvrpFlush& flush) {
@@ -39,26 +38,25 @@ void mvrpMembershipAdd(const MvrpFlush& flush) {
                    flush.step(), flush.unit());
         return;
     }
-    MvrpPairCursor pairs(flush.unit());
-    mvrpForEachMarked(flush, addition, [&flush, &pairs](u32 index) {
+    mvrpForEachMarked(flush, addition, [&flush](u32 index) {
         u8* flag = &flush.port()->vlanFlag[index];
         mvrpBitSet(flag, MVRP_FLAG_APPLIED);
         mvrpBitClear(flag, MVRP_FLAG_ADD);
         MVRP_TRACE(flush.kind.category, flush.unit(), index + 1,
                    "%s; step%u.add dynamic tag vlan %u to port %d ok\r\n", flush.kind.name,
                    flush.step(), index + 1, flush.unit());
-        mvrpPairDone(flush, &pairs, index, flush.how.addedTraceStep);
+        mvrpPairDone(flush, index, flush.how.addedTraceStep);
     });
 }
 
-void mvrpRemovalMark(const MvrpFlush& flush, MvrpPairCursor* pairs, u32 index) {
+void mvrpRemovalMark(const MvrpFlush& flush, u32 index) {
     u8* flag = &flush.port()->vlanFlag[index];
     mvrpBitClear(flag, MVRP_FLAG_APPLIED);
     mvrpBitClear(flag, MVRP_FLAG_REMOVE);
     MVRP_TRACE(flush.kind.category, flush.unit(), index + 1,
                "%s; step%u.remove dynamic vlan %u to port %d ok\r\n", flush.kind.name, flush.step(),
                index + 1, flush.unit());
-    mvrpPairDone(flush, pairs, index, flush.how.removedTraceStep);
+    mvrpPairDone(flush, index, flush.how.removedTraceStep);
     if (flush.how.deletesRemoved)
         mvrpBitSet(flush.batch->deletion.data(), index);
 }
@@ -76,14 +74,13 @@ void mvrpIndexTrace(const MvrpFlush& flush, const char* mark, u32 index) {
 /// Marks what was removed, and has all ports looked at.
 void mvrpRemovalsMark(const MvrpFlush& flush) {
     const bool later = mvrpReviewsMayWait(flush);
-    MvrpPairCursor pairs(flush.unit());
     const MvrpVlanBitmap& removal = flush.batch->removal;
     u32 index = flush.batch->start;
     while (index <= flush.last) {
         mvrpIndexTrace(flush, "j1", index);
         if (mvrpBitTest(removal.data(), index) != 0) {
             mvrpIndexTrace(flush, "j2", index);
-            mvrpRemovalMark(flush, &pairs, index);
+            mvrpRemovalMark(flush, index);
             if (!later)
                 mvrpPortsReview(flush, index);
         }

@@ -127,23 +127,22 @@ void mvrpBatchPortChange(const MvrpApplyKind& kind, MvrpBatch* batch, u32 unit) 
     batch->limit = mvrpBatchLimit(kind, unit);
 }
 
-void mvrpPairDrop(const MvrpApplyKind& kind, MvrpPortVlanEntry* pair, u32 step) {
-    const u32 unit = pair->portUnit;
-    const u32 vid = pair->vid;
-    mvrpPortVlanEntryDel(pair);
+void mvrpPairDrop(const MvrpApplyKind& kind, const MvrpPortVlanEntry& pair, u32 step) {
+    const u32 unit = pair.portUnit;
+    const u32 vid = pair.vid;
+    mvrpPortVlanEntryDel(unit, vid);
     MVRP_TRACE(kind.category, unit, vid, "%s step%u; port %u vlan %u entry del. (%u)\n\r",
                kind.name, step, unit, vid, gMvrpInfo.vlanEntryNum);
 }
 
-void mvrpPairTrace(const MvrpApplyKind& kind, const MvrpPortVlanEntry* pair, const char* text) {
-    MVRP_TRACE(kind.category, 0, pair->vid, "%s; %s buf set vid %u\n\r", kind.name, text,
-               pair->vid);
+void mvrpPairTrace(const MvrpApplyKind& kind, const MvrpPortVlanEntry& pair, const char* text) {
+    MVRP_TRACE(kind.category, 0, pair.vid, "%s; %s buf set vid %u\n\r", kind.name, text, pair.vid);
 }
 
 /// Takes a pair into the batch, or drops one that nothing is pending for, or passes over one that
 /// is none of the walk's business. @return whether it was taken; a dropped pair is gone
-bool mvrpPairCollect(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEntry* pair) {
-    const u32 index = pair->vid - 1U;
+bool mvrpPairCollect(const MvrpApplyKind& kind, MvrpBatch* batch, const MvrpPortVlanEntry& pair) {
+    const u32 index = pair.vid - 1U;
     const u8* flag = &batch->port->vlanFlag[index];
     if (kind.adds && mvrpBitTest(flag, MVRP_FLAG_ADD) != 0) {
         if (batch->port->enable == 0) {
@@ -154,7 +153,7 @@ bool mvrpPairCollect(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEn
         mvrpPairTrace(kind, pair, "create");
     } else if (kind.careful && mvrpBitTest(flag, MVRP_FLAG_ADD) != 0 &&
                mvrpBitTest(flag, MVRP_FLAG_REMOVE) == 0) {
-        correctionActed(Correction::SpareOthers, pair->portUnit, pair->vid);
+        correctionActed(Correction::SpareOthers, pair.portUnit, pair.vid);
         return false;
     } else if (mvrpBitTest(flag, MVRP_FLAG_REMOVE) == 0) {
         mvrpPairDrop(kind, pair, 4);
@@ -177,34 +176,33 @@ void mvrpBatchFull(const MvrpApplyKind& kind, MvrpBatch* batch, u32 last) {
 }
 
 /// Handles one pair. @return whether the walk goes on
-bool mvrpPairApply(const MvrpApplyKind& kind, MvrpBatch* batch, MvrpPortVlanEntry* pair) {
-    // The pair may be gone when the last lines are written about it.
-    const MvrpPortVlanEntry key = *pair;
-    MVRP_TRACE(kind.category, key.portUnit, key.vid, "%s start1; port vlan info.(%u,%u,%u,%u)\n\r",
-               kind.name, key.portUnit, key.vid, gMvrpInfo.vlanEntryNum, gMvrpInfo.mvrpNum);
-    if (mvrpMustYield(kind, *batch, kYieldSockets.size(), &key))
+bool mvrpPairApply(const MvrpApplyKind& kind, MvrpBatch* batch, const MvrpPortVlanEntry& pair) {
+    MVRP_TRACE(kind.category, pair.portUnit, pair.vid,
+               "%s start1; port vlan info.(%u,%u,%u,%u)\n\r", kind.name, pair.portUnit, pair.vid,
+               gMvrpInfo.vlanEntryNum, gMvrpInfo.mvrpNum);
+    if (mvrpMustYield(kind, *batch, kYieldSockets.size(), &pair))
         return false;
-    if (key.portUnit != batch->unit)
-        mvrpBatchPortChange(kind, batch, key.portUnit);
+    if (pair.portUnit != batch->unit)
+        mvrpBatchPortChange(kind, batch, pair.portUnit);
     if (batch->port == nullptr || !mvrpPairCollect(kind, batch, pair))
         return true;
     if (batch->count >= batch->limit) {
-        mvrpBatchFull(kind, batch, key.vid - 1U);
-        if (mvrpMustYield(kind, *batch, 1, &key))
+        mvrpBatchFull(kind, batch, pair.vid - 1U);
+        if (mvrpMustYield(kind, *batch, 1, &pair))
             return false;
     }
-    MVRP_TRACE(kind.category, key.portUnit, key.vid, "%s end1; port vlan info.(%u,%u,%u)\n\r",
-               kind.name, key.portUnit, key.vid, gMvrpInfo.vlanEntryNum);
+    MVRP_TRACE(kind.category, pair.portUnit, pair.vid, "%s end1; port vlan info.(%u,%u,%u)\n\r",
+               kind.name, pair.portUnit, pair.vid, gMvrpInfo.vlanEntryNum);
     return true;
 }
 
 /// Walks all pairs. @return whether the walk came to its end
 bool mvrpPairsApply(const MvrpApplyKind& kind, MvrpBatch* batch) {
-    auto* pair = static_cast<MvrpPortVlanEntry*>(avl_first(&gMvrpInfo.portVlanTree));
-    while (pair != nullptr) {
-        // Handling a pair may delete it, but never the one behind it.
-        auto* next = static_cast<MvrpPortVlanEntry*>(avl_walk(&gMvrpInfo.portVlanTree, pair, 1));
-        if (!mvrpPairApply(kind, batch, pair))
+    std::optional<MvrpPortVlanEntry> pair = mvrpPortVlanEntryFirst();
+    while (pair.has_value()) {
+        // Fixed before the pair is handled: one that this adds in between waits for the next walk.
+        const std::optional<MvrpPortVlanEntry> next = mvrpPortVlanEntryNext(*pair);
+        if (!mvrpPairApply(kind, batch, *pair))
             return false;
         pair = next;
     }

@@ -100,6 +100,11 @@ struct MvrpRemoved {
     }
 };
 
+/// Whether a batch removes nothing, as most do while VLANs come: then no port need be looked at.
+bool mvrpRemovesNothing(const MvrpFlush& flush) {
+    return mvrpBitmapNext(flush.batch->removal, flush.batch->start) > flush.last;
+}
+
 /// Calls `action` with the first index and the removed VLANs of eight at a time.
 template <class Action>
 void mvrpForEachEight(const MvrpRemoved& removed, Action action) {
@@ -138,6 +143,8 @@ void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
 }
 
 bool mvrpReviewsMayWait(const MvrpFlush& flush) {
+    if (mvrpRemovesNothing(flush))
+        return true;
     if ((gMvrpInfo.debug & flush.kind.category) != 0)
         return false;
     const MvrpRemoved removed(flush);
@@ -145,13 +152,14 @@ bool mvrpReviewsMayWait(const MvrpFlush& flush) {
          port = mvrpPortEntryNext(port)) {
         if (port == flush.port())
             continue;  // it is being taken out, so it holds none of them
-        const MvrpVlanBitmap* pairs = mvrpPairMap(port->portunit);
+        const MvrpUnitPlace* place = mvrpUnitPlace(port->portunit);
         // Another entry of the same unit shares its pairs, which are being deleted.
-        if (pairs == nullptr || port->portunit == flush.unit())
+        if (place == nullptr || port->portunit == flush.unit())
             return false;
         u32 missing = 0;
-        mvrpForEachEight(removed, [port, pairs, &missing](u32 index, u8 vlans) {
-            missing |= MvrpEight(port, index).forgotten() & vlans & ~u32{(*pairs)[index / kEight]};
+        mvrpForEachEight(removed, [port, place, &missing](u32 index, u8 vlans) {
+            missing |=
+                MvrpEight(port, index).forgotten() & vlans & ~u32{place->pairs[index / kEight]};
         });
         if (missing != 0)
             return false;
@@ -160,6 +168,8 @@ bool mvrpReviewsMayWait(const MvrpFlush& flush) {
 }
 
 void mvrpReviewsCatchUp(const MvrpFlush& flush) {
+    if (mvrpRemovesNothing(flush))
+        return;
     const MvrpRemoved removed(flush);
     for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
          port = mvrpPortEntryNext(port)) {

@@ -159,6 +159,8 @@ bool StateSwitch::createDynamic(const VlanBitmap& vlans) {
 }
 
 bool StateSwitch::deleteDynamic(const VlanBitmap& vlans) {
+    if (vlans == VlanBitmap{})
+        return true;  // as most often: whatever was removed, another port needs it
     const std::lock_guard lock(mutex_);
     state_.eraseVlans(state_.withoutMembers(vlans));
     return true;

@@ -31,8 +31,7 @@ def archive_symbols(archive):
 
 
 # What of the library may change while it runs: the record, and what daemon/base/info.h says of the others.
-STATE = {"gMvrpInfo", "gMvrpSentBefore", "gMvrpSyncDebug", "gMvrpBytes",
-         "(anonymous namespace)::gPlaces", "(anonymous namespace)::gLastEpoch"}
+STATE = {"gMvrpInfo", "gMvrpSentBefore", "gMvrpSyncDebug", "gMvrpBytes"}
 
 
 def variables(archive):

@@ -204,7 +204,7 @@ void Station::load(const StationState& state) {
         if (from.pair != 0)
             mvrpPortVlanEntryEnsure(i + 1, kVid);
         else
-            mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(i + 1, kVid));
+            mvrpPortVlanEntryDel(i + 1, kVid);
         kept.findPort(i + 1)->dynamic.set(kVid, from.member != 0);
     }
     wants_ = state.wants;
@@ -233,7 +233,7 @@ StationState Station::save() {
         to.leaveSends = to.leave != 0 && port->leaveTimer.handler == mvrpSendTimerHandler ? 1 : 0;
         // What an idle timer would send is set again by whoever arms it, but for the vector's.
         to.joinFlag = port->joinTimerFlag;
-        to.pair = mvrpPortVlanEntryGet(i + 1, kVid) != nullptr ? 1 : 0;
+        to.pair = mvrpPortVlanEntryGet(i + 1, kVid) ? 1 : 0;
         to.member = kept.findPort(i + 1)->dynamic.test(kVid) ? 1 : 0;
         to.peerMode = port->peerMode;
     }

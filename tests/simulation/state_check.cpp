@@ -131,14 +131,11 @@ std::string checkPorts(const Node& node) {
 
 std::string checkPairs() {
     u32 count = 0;
-    const MvrpPortVlanEntry* last = nullptr;
-    for (void* item = avl_first(&gMvrpInfo.portVlanTree); item != nullptr;
-         item = avl_walk(&gMvrpInfo.portVlanTree, item, 1)) {
-        const auto* pair = static_cast<const MvrpPortVlanEntry*>(item);
+    std::optional<MvrpPortVlanEntry> last;
+    for (auto pair = mvrpPortVlanEntryFirst(); pair; pair = mvrpPortVlanEntryNext(*pair)) {
         const std::string place =
             "pair " + std::to_string(pair->portUnit) + ":" + std::to_string(pair->vid) + ": ";
-        if (last != nullptr &&
-            std::pair(last->portUnit, last->vid) >= std::pair(pair->portUnit, pair->vid))
+        if (last.has_value() && *last >= *pair)
             return place + "out of order";
         if (pair->vid < kMvrpVlanFirst || pair->vid > kMvrpVlanLast)
             return place + "no VLAN ID";
@@ -147,12 +144,13 @@ std::string checkPairs() {
         last = pair;
         count++;
     }
-    if (count != gMvrpInfo.vlanEntryNum || count != gMvrpInfo.portVlanTree.count ||
-        count != gMvrpInfo.vlanPool.used)
-        return std::to_string(count) + " pairs in the tree, which counts " +
-               std::to_string(gMvrpInfo.portVlanTree.count) + ", the daemon counts " +
-               std::to_string(gMvrpInfo.vlanEntryNum) + ", the pool " +
-               std::to_string(gMvrpInfo.vlanPool.used);
+    u32 items = 0;
+    for (const MvrpPairItem* item = gMvrpInfo.pairItems; item != nullptr; item = item->next)
+        ++items;
+    if (count != gMvrpInfo.vlanEntryNum || count != items || count != gMvrpInfo.vlanPool.used)
+        return std::to_string(count) + " pairs, which hold " + std::to_string(items) +
+               " items, the daemon counts " + std::to_string(gMvrpInfo.vlanEntryNum) +
+               ", the pool " + std::to_string(gMvrpInfo.vlanPool.used);
     return {};
 }
 

@@ -53,11 +53,11 @@ void resetDaemon(ScenarioHost& host) {
     for (auto& pool : host.abandonedPools)
         platform::fixedPoolDestroy(pool);
     host.abandonedPools.clear();
+    mvrpUnitPlacesFree();
     gMvrpInfo = MvrpInfo{};
     // A daemon that is configured off leaves the record as it is; empty containers keep every later
     // command of the scenario well-defined.
     mvrpListInit(&gMvrpInfo.portList);
-    avl_create(&gMvrpInfo.portVlanTree, mvrpPortVlanComp, kMvrpPortVlanEntryBytes, 0);
     host.task = MvrpTask{};
     host.lockDepth = 0;
     host.started = false;

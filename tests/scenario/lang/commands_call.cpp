@@ -52,16 +52,15 @@ u8 parseByte(std::string_view word, std::string_view what) {
 // Operations on one port -------------------------------------------------------------------------
 
 CallResult addEntry(MvrpPortEntry& port, Words words) {
-    const auto vid = static_cast<u16>(parseVid(words[0]));
-    // The tree does not take a pair twice: every caller looks first.
-    const bool there = mvrpPortVlanEntryGet(port.portunit, vid) != nullptr ||
-                       mvrpPortVlanEntryAdd(port.portunit, vid) != nullptr;
+    const u32 vid = parseVid(words[0]);
+    // A pair is not added twice: every caller looks first.
+    const bool there =
+        mvrpPortVlanEntryGet(port.portunit, vid) || mvrpPortVlanEntryAdd(port.portunit, vid);
     return {there ? kStatusOk : kStatusFailed, {}};
 }
 
 CallResult deleteEntry(MvrpPortEntry& port, Words words) {
-    const auto vid = static_cast<u16>(parseVid(words[0]));
-    return {mvrpPortVlanEntryDel(mvrpPortVlanEntryGet(port.portunit, vid)), {}};
+    return {mvrpPortVlanEntryDel(port.portunit, parseVid(words[0])), {}};
 }
 
 CallResult leaveIndication(MvrpPortEntry& port, Words words) {

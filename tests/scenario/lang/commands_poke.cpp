@@ -119,8 +119,8 @@ void pokeEntries(Words words) {
     const u32 unit = parseU32(words[0], "U");
     const VlanSet vlans = parseVlanSet(words[1]);
     for (u32 vid = kMvrpVlanFirst; vid <= kMvrpVlanLast; vid++)
-        if (vlans.test(vid) && mvrpPortVlanEntryGet(unit, static_cast<u16>(vid)) == nullptr)
-            mvrpPortVlanEntryAdd(unit, static_cast<u16>(vid));
+        if (vlans.test(vid))
+            mvrpPortVlanEntryEnsure(unit, vid);
 }
 
 struct PokeCommand {

@@ -80,11 +80,8 @@ void dumpPort(ScenarioHost& host, Words words) {
 
 void dumpPending(ScenarioHost& host, Words) {
     std::map<u32, VlanSet> pairs;
-    AvlTree& tree = gMvrpInfo.portVlanTree;
-    for (void* record = avl_first(&tree); record != nullptr; record = avl_walk(&tree, record, 1)) {
-        const auto& pair = *static_cast<const MvrpPortVlanEntry*>(record);
-        pairs[pair.portUnit].set(pair.vid % (kVlanSetLast + 1));
-    }
+    for (auto pair = mvrpPortVlanEntryFirst(); pair; pair = mvrpPortVlanEntryNext(*pair))
+        pairs[pair->portUnit].set(pair->vid);
     std::string text = "pending";
     for (const auto& [unit, vlans] : pairs)
         text += " " + std::to_string(unit) + ":" + formatVlanSet(vlans);

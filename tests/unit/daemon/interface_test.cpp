@@ -118,7 +118,7 @@ TEST_F(Interface, AForgottenMembershipGoesWithTheNextRemoval) {
         ASSERT_EQ(hasPair && mvrpPortVlanEntryEnsure(2, 20), hasPair);
         mvrpPendingTimerHandler(nullptr);
         mvrpPendingTimerHandler(nullptr);
-        EXPECT_EQ(mvrpPortVlanEntryGet(2, 20), nullptr);
+        EXPECT_FALSE(mvrpPortVlanEntryGet(2, 20));
         EXPECT_EQ(forgetful->vlanFlag[kIndex], 0);
         EXPECT_TRUE(wrote("ifsync 2 195 20")) << trace_;
     }
