@@ -73,7 +73,7 @@ void mvrpIndexTrace(const MvrpFlush& flush, const char* mark, u32 index) {
 
 /// Marks what was removed, and has all ports looked at.
 void mvrpRemovalsMark(const MvrpFlush& flush) {
-    const bool later = mvrpReviewsMayWait(flush);
+    const MvrpReviews reviews = mvrpReviewsPrepare(flush);
     const MvrpVlanBitmap& removal = flush.batch->removal;
     u32 index = flush.batch->start;
     while (index <= flush.last) {
@@ -81,15 +81,15 @@ void mvrpRemovalsMark(const MvrpFlush& flush) {
         if (mvrpBitTest(removal.data(), index) != 0) {
             mvrpIndexTrace(flush, "j2", index);
             mvrpRemovalMark(flush, index);
-            if (!later)
+            if (!reviews.mayWait)
                 mvrpPortsReview(flush, index);
         }
         ++index;
         if (index > kLastShown)
             index = mvrpBitmapNext(removal, index);
     }
-    if (later)
-        mvrpReviewsCatchUp(flush);
+    if (reviews.mayWait)
+        mvrpReviewsCatchUp(flush, reviews);
 }
 
 /// @return whether the switch took the port out of the VLANs

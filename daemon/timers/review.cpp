@@ -122,6 +122,44 @@ void mvrpDeletionSettle(const MvrpFlush& flush, const MvrpPortEntry* port, u32 b
     *deletion = static_cast<u8>(takesOut ? *deletion & ~needed : *deletion | needed);
 }
 
+/// Looks at a port for all removed VLANs. @return whether its reviews may wait
+bool mvrpPortPrepare(const MvrpFlush& flush, const MvrpRemoved& removed, const MvrpPortEntry* port,
+                     MvrpReviews* reviews) {
+    const MvrpUnitPlace* place = mvrpUnitPlace(port->portunit);
+    // Another entry of the same unit shares its pairs, which are being deleted.
+    if (place == nullptr || port->portunit == flush.unit())
+        return false;
+    const auto needed = [reviews](u32 index) -> u8& { return reviews->needed[index / kEight]; };
+    u32 missing = 0;
+    u32 unmarked = 0;
+    mvrpForEachEight(removed, [&](u32 index, u8 vlans) {
+        const MvrpEight eight(port, index);
+        const u32 forgotten = eight.forgotten() & vlans;
+        missing |= forgotten & ~u32{place->pairs[index / kEight]};
+        unmarked |= eight.unmarked() & vlans;
+        if (port->enable != 0)
+            needed(index) = static_cast<u8>(needed(index) | (eight.needed() & ~forgotten));
+    });
+    reviews->unmarked = reviews->unmarked || unmarked != 0;
+    return missing == 0;
+}
+
+/// Does the reviews of a port.
+void mvrpPortCatchUp(const MvrpFlush& flush, const MvrpRemoved& removed, MvrpPortEntry* port) {
+    const bool spared = flush.kind.spares && port->enable != 0;
+    mvrpForEachEight(removed, [&flush, port, spared](u32 index, u8 vlans) {
+        const MvrpEight eight(port, index);
+        // What is marked for removal here is not needed.
+        const u8 needed = static_cast<u8>(eight.needed() & ~eight.forgotten() & vlans);
+        if (const u32 unmarked = eight.unmarked() & vlans; unmarked != 0)
+            for (u32 i = 0; i < kEight; ++i)
+                if ((unmarked & kMvrpBitMask[i]) != 0)
+                    mvrpVlanFlagRemovePending(port, index + i + 1);
+        if (spared)
+            mvrpDeletionSettle(flush, port, index / kEight, needed);
+    });
+}
+
 }  // namespace
 
 void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
@@ -142,48 +180,34 @@ void mvrpPortsReview(const MvrpFlush& flush, u32 index) {
     }
 }
 
-bool mvrpReviewsMayWait(const MvrpFlush& flush) {
+MvrpReviews mvrpReviewsPrepare(const MvrpFlush& flush) {
+    MvrpReviews reviews = {.mayWait = true, .unmarked = false, .needed = {}};
     if (mvrpRemovesNothing(flush))
-        return true;
-    if ((gMvrpInfo.debug & flush.kind.category) != 0)
-        return false;
+        return reviews;
+    reviews.mayWait = (gMvrpInfo.debug & flush.kind.category) == 0;
     const MvrpRemoved removed(flush);
-    for (const MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
-         port = mvrpPortEntryNext(port)) {
-        if (port == flush.port())
-            continue;  // it is being taken out, so it holds none of them
-        const MvrpUnitPlace* place = mvrpUnitPlace(port->portunit);
-        // Another entry of the same unit shares its pairs, which are being deleted.
-        if (place == nullptr || port->portunit == flush.unit())
-            return false;
-        u32 missing = 0;
-        mvrpForEachEight(removed, [port, place, &missing](u32 index, u8 vlans) {
-            missing |=
-                MvrpEight(port, index).forgotten() & vlans & ~u32{place->pairs[index / kEight]};
-        });
-        if (missing != 0)
-            return false;
-    }
-    return true;
+    for (const MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr && reviews.mayWait;
+         port = mvrpPortEntryNext(port))
+        if (port != flush.port())  // it is being taken out, so it holds none of them
+            reviews.mayWait = mvrpPortPrepare(flush, removed, port, &reviews);
+    return reviews;
 }
 
-void mvrpReviewsCatchUp(const MvrpFlush& flush) {
+void mvrpReviewsCatchUp(const MvrpFlush& flush, const MvrpReviews& reviews) {
     if (mvrpRemovesNothing(flush))
         return;
     const MvrpRemoved removed(flush);
-    for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
-         port = mvrpPortEntryNext(port)) {
-        const bool spared = flush.kind.spares && port->enable != 0;
-        mvrpForEachEight(removed, [&flush, port, spared](u32 index, u8 vlans) {
-            const MvrpEight eight(port, index);
-            // What is marked for removal here is not needed.
-            const u8 needed = static_cast<u8>(eight.needed() & ~eight.forgotten() & vlans);
-            if (const u32 unmarked = eight.unmarked() & vlans; unmarked != 0)
-                for (u32 i = 0; i < kEight; ++i)
-                    if ((unmarked & kMvrpBitMask[i]) != 0)
-                        mvrpVlanFlagRemovePending(port, index + i + 1);
-            if (spared)
-                mvrpDeletionSettle(flush, port, index / kEight, needed);
-        });
+    // Who spares a VLAN matters only where it is told; else it is enough that somebody does.
+    if (reviews.unmarked || flush.kind.careful) {
+        for (MvrpPortEntry* port = mvrpPortEntryFirst(); port != nullptr;
+             port = mvrpPortEntryNext(port))
+            mvrpPortCatchUp(flush, removed, port);
+        return;
     }
+    mvrpPortCatchUp(flush, removed, flush.port());
+    if (flush.kind.spares)
+        mvrpForEachEight(removed, [&flush, &reviews](u32 index, u8 vlans) {
+            const u8 needed = static_cast<u8>(reviews.needed[index / kEight] & vlans);
+            mvrpDeletionSettle(flush, flush.port(), index / kEight, needed);
+        });
 }

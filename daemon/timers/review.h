@@ -31,9 +31,16 @@ void mvrpForEachMarked(const MvrpFlush& flush, const MvrpVlanBitmap& vlans, Acti
 /// Reviews all ports about one VLAN that the flushed port was taken out of.
 void mvrpPortsReview(const MvrpFlush& flush, u32 index);
 
-/// Whether the reviews of all VLANs of a batch may be done port by port, after the flushed port was
-/// taken out of them: they write no line, and each removal that they find has its pair already, so
-/// that the order shows nowhere.
-bool mvrpReviewsMayWait(const MvrpFlush& flush);
-/// Those reviews.
-void mvrpReviewsCatchUp(const MvrpFlush& flush);
+/// What one look at all other ports tells about the VLANs that a batch removes, before its own port
+/// is taken out of them.
+struct MvrpReviews {
+    /// They may be done port by port, after the flushed port was taken out of all: they write no
+    /// line, and each removal that they find has its pair already, so that the order shows nowhere.
+    /// Without this the rest does not count.
+    bool mayWait;
+    bool unmarked;          ///< a port holds one of them without need, and is not yet marked for it
+    MvrpVlanBitmap needed;  ///< by an enabled port
+};
+MvrpReviews mvrpReviewsPrepare(const MvrpFlush& flush);
+/// Does reviews that may wait.
+void mvrpReviewsCatchUp(const MvrpFlush& flush, const MvrpReviews& reviews);

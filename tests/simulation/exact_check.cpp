@@ -40,7 +40,7 @@ SwitchView switchViewOf(const Node& node) {
 VlanSet keptForGood(VlanSet vlans, const MvrpPortEntry& port) {
     for (std::size_t vid = vlans._Find_first(); vid < vlans.size(); vid = vlans._Find_next(vid))
         if (mvrpBitTest(&port.vlanFlag[vid - 1], MVRP_FLAG_REMOVE) != 0 &&
-            mvrpPortVlanEntryGet(port.portunit, static_cast<u16>(vid)) != nullptr)
+            mvrpPortVlanEntryGet(port.portunit, static_cast<u32>(vid)))
             vlans.reset(vid);
     return vlans;
 }

@@ -66,8 +66,7 @@ std::string checkVlan(const MvrpPortEntry& port, u32 vid, bool pairsComplete) {
         return placeOf(port, vid) + "flags " + std::to_string(flag);
     if ((flag & kBothPending) == kBothPending)
         return placeOf(port, vid) + "addition and removal are both pending";
-    if (pairsComplete && (flag & kRemovePending) != 0 &&
-        mvrpPortVlanEntryGet(port.portunit, static_cast<u16>(vid)) == nullptr)
+    if (pairsComplete && (flag & kRemovePending) != 0 && !mvrpPortVlanEntryGet(port.portunit, vid))
         return placeOf(port, vid) + "a removal is pending without its pair";
     return {};
 }
