@@ -52,9 +52,7 @@ std::vector<std::string> directoriesIn(const fs::path& parent, const std::string
 std::vector<std::string> daemonSockets(const std::string& socket) {
     std::error_code error;
     fs::path base = fs::absolute(socket, error);
-    if (!fs::is_directory(base, error))
-        base = base.parent_path();
-    else if (!base.has_filename())
+    if (!fs::is_directory(base, error) || !base.has_filename())
         base = base.parent_path();
     std::vector<std::string> directories = directoriesIn(base, "");
     directories.push_back(base);

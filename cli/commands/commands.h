@@ -86,7 +86,7 @@ struct Candidate {
     std::string word;
     std::string help = {};  ///< may be empty
 
-    auto operator<=>(const Candidate&) const = default;
+    bool operator==(const Candidate&) const = default;
 };
 
 /// A line that is being written, for those who know what may come next. A client connects when it

@@ -178,7 +178,7 @@ std::string sentence(std::string text) {
 }
 
 /// "-j,--json" as "-j, --json", in bold.
-std::string optionNames(std::string names) {
+std::string optionNames(const std::string& names) {
     std::string text = "\\fB" + escaped(names) + "\\fR";
     const std::size_t comma = text.find(',');
     return comma == std::string::npos ? text : text.replace(comma, 1, "\\fR, \\fB");

@@ -146,8 +146,11 @@ std::string csvList(const Json& list) {
 
 void addCells(const std::string& name, const Json& value, Row& row) {
     if (value.is_object()) {
-        for (const auto& [key, member] : value.items())
-            addCells(name.empty() ? key : name + "." + key, member, row);
+        const std::string prefix = name.empty() ? "" : name + ".";
+        for (const auto& [key, member] : value.items()) {
+            std::string path = prefix;
+            addCells(path.append(key), member, row);
+        }
         return;
     }
     row.emplace_back(name, value.is_array() ? csvList(value) : csvScalar(value));

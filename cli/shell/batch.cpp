@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <ranges>
 
 #include "cli/commands/undo.h"
 #include "cli/shell/split.h"
@@ -122,11 +123,11 @@ class Batch {
     /// @return what became of it, for the end of the message
     std::string takeBack() {
         std::string problems;
-        for (auto undo = undos_.rbegin(); undo != undos_.rend(); ++undo) {
+        for (const auto& undo : std::views::reverse(undos_)) {
             try {
-                const std::string problem = putBack(client_, undo->requests);
+                const std::string problem = putBack(client_, undo.requests);
                 if (!problem.empty())
-                    problems += "; line " + std::to_string(undo->number) +
+                    problems += "; line " + std::to_string(undo.number) +
                                 " could not be put back: " + problem;
             } catch (const ConnectionError& error) {
                 return "; what was set before could not be put back: " + std::string(error.what());

@@ -50,7 +50,7 @@ std::vector<Candidate> filesLike(const std::string& begun) {
         if (name.starts_with(begun) && (!isHidden || begun.ends_with(".")))
             found.push_back({name + (entry.is_directory(error) ? "/" : "")});
     }
-    std::ranges::sort(found);
+    std::ranges::sort(found, {}, &Candidate::word);
     return found;
 }
 

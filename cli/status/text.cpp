@@ -42,7 +42,7 @@ std::string verdictText(const StatusPage& page, const Style& style) {
 }
 
 std::string vlansLine(const platform::VlanBitmap& vlans, const char* kind, std::size_t width) {
-    const std::string head = std::to_string(countVlans(vlans)) + " " + kind;
+    std::string head = std::to_string(countVlans(vlans)) + " " + kind;
     if (countVlans(vlans) == 0)
         return head;
     const std::size_t used = kTitleWidth + head.size() + 2;
@@ -128,7 +128,7 @@ std::string correctionsText(const GlobalView& global, const Style& style) {
 }  // namespace
 
 std::string statusPageText(const StatusFacts& facts, const StatusPage& page, const Style& style) {
-    const std::string verdict = verdictText(page, style);
+    std::string verdict = verdictText(page, style);
     if (facts.daemon.state != DaemonState::Answers)
         return verdict;
     Sheet sheet;

@@ -120,7 +120,7 @@ std::vector<Standing> standings(u32 vid, const VlansView& view, bool idle) {
                                           yesNo(port.propagated)};
         auto found = std::ranges::find(standings, words, &Standing::first);
         if (found == standings.end())
-            found = standings.insert(standings.end(), {std::move(words), {}});
+            found = standings.emplace(standings.end(), std::move(words), Standing::second_type());
         found->second.emplace_back(port.port.name.data());
     }
     return standings;
