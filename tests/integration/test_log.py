@@ -98,6 +98,8 @@ class Log(NetworkTest):
         self.assertLessEqual(max(map(len, text.splitlines()[:1])), 80)
 
     def test_mvrpctl_log_goes_on_with_lines_as_they_come(self):
+        self.await_line(r"notice  west: VLANs 10-12 learnt$")
+        self.await_line(r"west: neighbour [0-9a-f:]{17} found$")
         words = [self.switch.mvrpctl, "log", "--follow", "--lines", "0"]
         with subprocess.Popen(words, env=self.switch.environment, stdout=subprocess.PIPE,
                               text=True) as follower:
