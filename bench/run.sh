@@ -5,15 +5,21 @@
 # plots in out/bench/.
 #
 # usage: bench/run.sh [--quick]   (--quick: a shorter time for each figure, and fewer sizes)
+#        bench/run.sh --compare COMMIT [--rounds N] [--filter REGEX]   (see compare.py)
 set -euo pipefail
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 
 build=build-bench out=out/bench turn=0.5 sizes=. length=
+programs=(mvrp-bench mvrp-bench-whole mvrp)
 case ${1:-} in
     '') ;;
     --quick) turn=0.02 sizes='-/(24|192|256)/' length=--quick ;;
+    --compare)
+        (($# >= 2)) || { echo 'bench/run.sh: --compare needs a commit' >&2; exit 2; }
+        programs=(mvrp-bench)
+        ;;
     *)
-        echo "bench/run.sh: the argument is '$1'; allowed is --quick, or none" >&2
+        echo "bench/run.sh: the argument is '$1'; allowed: --quick, --compare COMMIT, or none" >&2
         exit 2
         ;;
 esac
@@ -21,9 +27,13 @@ esac
 mkdir -p "$out"
 cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMVRP_TESTS=OFF \
     >"$out/build.log"
-if ! ninja -C "$build" mvrp-bench mvrp-bench-whole mvrp >>"$out/build.log" 2>&1; then
+if ! ninja -C "$build" "${programs[@]}" >>"$out/build.log" 2>&1; then
     tail -n 40 "$out/build.log" >&2
     exit 1
+fi
+
+if [[ ${1:-} == --compare ]]; then
+    exec bench/compare.py "$build" "${@:2}"
 fi
 
 # measure LOG COMMAND...: runs a part with its output in a log, which is shown when it fails.
