@@ -161,7 +161,7 @@ std::vector<Reply> Client::exchange(std::span<const Request> requests) {
         waitReady();
         sendSome();
         receiveSome();
-        takeReplies(replies);
+        takeReplies(requests, replies);
     }
     return replies;
 }
@@ -224,12 +224,13 @@ void Client::receiveSome() {
     }
 }
 
-void Client::takeReplies(std::vector<Reply>& replies) {
+void Client::takeReplies(std::span<const Request> requests, std::vector<Reply>& replies) {
     std::size_t used = 0;
     platform::ReplyHeader header;
-    while (receiveBuffer_.size() - used >= sizeof(header)) {
+    while (receiveBuffer_.size() - used >= sizeof(header) && replies.size() < requests.size()) {
         std::memcpy(&header, receiveBuffer_.data() + used, sizeof(header));
-        if (header.length > platform::kMaxValueBytes)
+        if (header.length >
+            platform::maxReplyBytes(static_cast<u32>(requests[replies.size()].number)))
             lost("the answer is not one of the command channel; is this the socket of mvrp?");
         if (receiveBuffer_.size() - used - sizeof(header) < header.length)
             break;

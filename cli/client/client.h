@@ -86,7 +86,7 @@ class Client {
     /// Believes nobody who could have put himself into a directory that everybody writes to.
     void checkServer();
     void receiveSome();
-    void takeReplies(std::vector<Reply>& replies);
+    void takeReplies(std::span<const Request> requests, std::vector<Reply>& replies);
     /// What is said of a daemon that does not answer.
     std::string busy() const;
     [[noreturn]] void lost(const std::string& reason) const;

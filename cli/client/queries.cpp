@@ -99,7 +99,9 @@ void askPort(std::vector<Request>& requests, u32 unit, const PortParts& parts) {
         requests.push_back({Number::PortCounters, unit, 0, {}});
 }
 
-void readMachines(PortView& view) {
+}  // namespace
+
+void setsOfMachines(PortView& view) {
     for (u32 vid = 1; vid <= view.machines.size(); ++vid) {
         const MachineRecord& machine = view.machines[vid - 1];
         if ((machine.flags & kMachineRegistered) != 0)
@@ -111,6 +113,18 @@ void readMachines(PortView& view) {
             platform::vlanInsert(view.declared, vid);
     }
 }
+
+u32* settingOf(PortSettings& settings, u32 attribute) {
+    const auto found =
+        std::ranges::find(kMvrpPortSettings, attribute,
+                          [](const MvrpSetting& setting) { return u32{setting.attribute}; });
+    return found == kMvrpPortSettings.end()
+               ? nullptr
+               : &(settings.*
+                   kSettingFields.at(static_cast<std::size_t>(found - kMvrpPortSettings.begin())));
+}
+
+namespace {
 
 /// What the daemon says of a port that runs the protocol; of another it refuses all of it.
 void readProtocol(PortView& view, std::span<const Reply> replies, const PortParts& parts) {
@@ -124,7 +138,7 @@ void readProtocol(PortView& view, std::span<const Reply> replies, const PortPart
             (*view.settings).*kSettingFields[i] = decode<u32>(replies[1 + i]);
     if (parts.machines) {
         view.machines = decodeList<MachineRecord>(replies.back());
-        readMachines(view);
+        setsOfMachines(view);
     }
 }
 

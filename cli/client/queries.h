@@ -109,6 +109,12 @@ VlansView queryVlans(Client& client, const std::vector<platform::SwitchPortRecor
 /// The switch's port of this unit or name. Throws RefusedError, with the ports that there are.
 platform::SwitchPortRecord findPort(Client& client, const std::string& unitOrName);
 
+/// The setting of an attribute; null when it is none of a port's settings, or its enabling.
+u32* settingOf(PortSettings& settings, u32 attribute);
+
+/// Fills in what the machines of a view say: registered, declared, propagated.
+void setsOfMachines(PortView& view);
+
 /// A set request with a number as its value. @return the status
 u32 setNumber(Client& client, platform::Request request, u32 unit, u32 attribute, u32 value);
 

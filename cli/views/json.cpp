@@ -5,6 +5,7 @@
 #include "cli/print/json_document.h"
 #include "cli/print/words.h"
 #include "cli/views/corrections.h"
+#include "cli/views/json_objects.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -49,7 +50,9 @@ Json settingsOf(const std::optional<PortSettings>& settings) {
     };
 }
 
-Json portOf(const PortView& view) {
+}  // namespace
+
+Json portObject(const PortView& view) {
     const platform::SwitchPortRecord& port = view.port;
     const bool aggregation = port.endType == static_cast<u32>(QorEndType::Aggregation);
     Json json = {
@@ -85,6 +88,8 @@ Json portOf(const PortView& view) {
     return json;
 }
 
+namespace {
+
 /// Those that are on.
 std::vector<std::string> correctionNames(const GlobalView& view) {
     std::vector<std::string> names;
@@ -96,8 +101,8 @@ std::vector<std::string> correctionNames(const GlobalView& view) {
 
 }  // namespace
 
-std::string globalJson(const GlobalView& view) {
-    return finished({
+Json globalObject(const GlobalView& view) {
+    return {
         {"name", view.host.name.data()},
         {"driver", nameOf(kDrivers, view.host.driver)},
         {"role", nameOf(kRoles, view.host.role)},
@@ -111,13 +116,17 @@ std::string globalJson(const GlobalView& view) {
         {"corrections", view.corrections ? Json(correctionNames(view)) : Json(nullptr)},
         {"debugMask", view.debugMask},
         {"daemonVersion", view.version},
-    });
+    };
+}
+
+std::string globalJson(const GlobalView& view) {
+    return finished(globalObject(view));
 }
 
 std::string portsJson(const std::vector<PortView>& ports) {
     Json list = Json::array();
     for (const PortView& view : ports)
-        list.push_back(portOf(view));
+        list.push_back(portObject(view));
     return finished({{"ports", list}});
 }
 

@@ -4,6 +4,7 @@
 #include "cli/client/names.h"
 #include "cli/print/json_document.h"
 #include "cli/views/json.h"
+#include "cli/views/json_objects.h"
 #include "cli/views/vlan_groups.h"
 
 namespace cli {
@@ -122,32 +123,35 @@ std::string configJson(const GlobalView& global, const std::vector<PortView>& po
     });
 }
 
+Json statisticsObject(const platform::PortStatisticsRecord& r) {
+    return {
+        {"countedFor", r.sinceMs},
+        {"pdusIn", namedCounters(kFormNames, r.pdusIn)},
+        {"pdusOut", namedCounters(kFormNames, r.pdusOut)},
+        {"bytesIn", r.bytesIn},
+        {"bytesOut", r.bytesOut},
+        {"eventsIn", namedCounters(kEventNames, r.eventsIn)},
+        {"eventsOut", namedCounters(kEventNames, r.eventsOut)},
+        {"malformed", malformedOf(r)},
+        {"droppedByReason", namedCounters(kDropNames, r.drops, 1)},
+        {"portMvrpFailedRegistrations", sumOf(r.failed)},
+        {"failedByReason", namedCounters(kFailureNames, r.failed)},
+        {"lastFailedRegistration", lastFailedOrNull(r)},
+        {"droppedOverflow", r.overflow},
+        {"droppedDisabled", r.notEnabled},
+        {"droppedTunnel", r.tunnelled},
+        {"sendFailed", r.sendFailed},
+        {"lastPduAge", r.lastPduMs == platform::kNever ? Json(nullptr) : Json(r.lastPduMs)},
+        {"portMvrpLastPduOrigin", macOrNull(r.lastPduOrigin)},
+    };
+}
+
 std::string statisticsJson(const std::vector<PortStatistics>& ports) {
     Json list = Json::array();
     for (const PortStatistics& port : ports) {
-        const platform::PortStatisticsRecord& r = port.record;
-        list.push_back({
-            {"port", port.port.unit},
-            {"name", port.port.name.data()},
-            {"countedFor", r.sinceMs},
-            {"pdusIn", namedCounters(kFormNames, r.pdusIn)},
-            {"pdusOut", namedCounters(kFormNames, r.pdusOut)},
-            {"bytesIn", r.bytesIn},
-            {"bytesOut", r.bytesOut},
-            {"eventsIn", namedCounters(kEventNames, r.eventsIn)},
-            {"eventsOut", namedCounters(kEventNames, r.eventsOut)},
-            {"malformed", malformedOf(r)},
-            {"droppedByReason", namedCounters(kDropNames, r.drops, 1)},
-            {"portMvrpFailedRegistrations", sumOf(r.failed)},
-            {"failedByReason", namedCounters(kFailureNames, r.failed)},
-            {"lastFailedRegistration", lastFailedOrNull(r)},
-            {"droppedOverflow", r.overflow},
-            {"droppedDisabled", r.notEnabled},
-            {"droppedTunnel", r.tunnelled},
-            {"sendFailed", r.sendFailed},
-            {"lastPduAge", r.lastPduMs == platform::kNever ? Json(nullptr) : Json(r.lastPduMs)},
-            {"portMvrpLastPduOrigin", macOrNull(r.lastPduOrigin)},
-        });
+        Json entry = {{"port", port.port.unit}, {"name", port.port.name.data()}};
+        entry.update(statisticsObject(port.record));
+        list.push_back(entry);
     }
     return finished({{"statistics", list}});
 }

@@ -127,8 +127,9 @@ void ClientConnection::serveOne(const RequestHeader& header, const RequestServer
     passedNow_ = passedWith(taken_ + sizeof header + header.length);
     reply.status = server(header, value, output_);
     passedNow_ = Descriptor();
-    if (output_.size() > begin + sizeof reply + kMaxValueBytes)
-        output_.resize(begin + sizeof reply + kMaxValueBytes);
+    const std::size_t most = begin + sizeof reply + maxReplyBytes(header.request);
+    if (output_.size() > most)
+        output_.resize(most);
     reply.length = static_cast<u32>(output_.size() - begin - sizeof reply);
     std::memcpy(output_.data() + begin, &reply, sizeof reply);
     taken_ += sizeof header + header.length;

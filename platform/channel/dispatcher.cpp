@@ -135,13 +135,22 @@ void Dispatcher::done(const RequestHeader& header) const {
     }
 }
 
+u32 Dispatcher::serve(const RequestHeader& header, std::span<const u8> value,
+                      std::vector<u8>& reply) const {
+    if (header.request < kFirstPlatformRequest)
+        return dispatchTable(header, value, reply);
+    const auto found = hostHandlers_.find(header.request);
+    return found == hostHandlers_.end() ? static_cast<u32>(HostStatus::Unsupported)
+                                        : found->second(header, value, reply);
+}
+
+u32 Dispatcher::ask(const RequestHeader& header, std::vector<u8>& reply) const {
+    return serve(header, {}, reply);
+}
+
 u32 Dispatcher::dispatch(const RequestHeader& header, std::span<const u8> value,
                          std::vector<u8>& reply) {
-    u32 status = static_cast<u32>(HostStatus::Unsupported);
-    if (header.request < kFirstPlatformRequest)
-        status = dispatchTable(header, value, reply);
-    else if (const auto found = hostHandlers_.find(header.request); found != hostHandlers_.end())
-        status = found->second(header, value, reply);
+    const u32 status = serve(header, value, reply);
     releaseLocks(header, lockHeld_);
     if (status == kStatusOk)
         done(header);

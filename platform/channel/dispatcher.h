@@ -44,6 +44,10 @@ class Dispatcher {
     /// @return the status of the reply, whose value is appended to `reply`
     u32 dispatch(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply);
 
+    /// Serves a request from within a host handler, which keeps the locks that it holds. Nobody is
+    /// told of it: for requests that change nothing.
+    u32 ask(const RequestHeader& header, std::vector<u8>& reply) const;
+
     /// Calls an attribute handler of the daemon's table with a number, from within a host handler.
     /// @pre  the attribute is a number: the handler writes as many bytes as its attribute has
     /// @param value  what goes in, and receives what comes out
@@ -52,6 +56,7 @@ class Dispatcher {
     u32 setNumber(Request request, u32 unit, u32 attribute, u32 value) const;
 
   private:
+    u32 serve(const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) const;
     u32 dispatchTable(const RequestHeader& header, std::span<const u8> value,
                       std::vector<u8>& reply) const;
     const IcmFunc* find(u32 request) const;

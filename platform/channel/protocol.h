@@ -32,6 +32,8 @@ static_assert(sizeof(ReplyHeader) == 8);
 
 /// Longest value of a request or reply; a longer one closes the connection.
 inline constexpr u32 kMaxValueBytes = 65536;
+/// Longest value of the reply to Request::Snapshot, which answers all in one.
+inline constexpr u32 kMaxSnapshotBytes = u32{64} << 20;
 
 enum class Request : u32 {
     // The daemon's handler table. PortFirst and PortNext return the unit as the value.
@@ -73,7 +75,14 @@ enum class Request : u32 {
     ConfigSource = 325,     ///< reply: path of the configuration file, empty when there is none
     ConfigApply = 326,  ///< attribute: ConfigForce; reads it again; reply: changes, each with '\n'
     LogRead = 327,      ///< value: LogQuery; reply: LogHeader, then LogRecord and its bytes each
+    Snapshot = 328,     ///< reply: SnapshotSection and its bytes each, see snapshot_records.h
 };
+
+/// Longest value of the reply to a request.
+constexpr u32 maxReplyBytes(u32 request) {
+    return request == static_cast<u32>(Request::Snapshot) ? kMaxSnapshotBytes : kMaxValueBytes;
+}
+
 /// Whether Request::ConfigApply may take down what a person is asked about.
 enum class ConfigForce : u32 { No = 0, Yes = 1 };
 inline constexpr u32 kFirstPlatformRequest = 256;

@@ -37,7 +37,8 @@ bool alike(const MachineRecord& a, const MachineRecord& b) {
 
 }  // namespace
 
-ChangeFeed::ChangeFeed(const SwitchDriver& driver) : driver_(driver), kinds_(kLastVlan + 1) {}
+ChangeFeed::ChangeFeed(const SwitchDriver& driver)
+    : driver_(driver), startMs_(monotonicMs()), kinds_(kLastVlan + 1) {}
 
 void ChangeFeed::add(ChangeKind kind, u32 unit, u32 firstVid, u32 lastVid) {
     ring_.add({0, 0, static_cast<u32>(kind), unit, firstVid, lastVid, {}, {}, {}});
@@ -62,14 +63,44 @@ void ChangeFeed::compareMembers(u32 unit, KnownPort& known) {
         return;
     addRuns(ChangeKind::MemberRemoved, unit, without(known.members, now));
     addRuns(ChangeKind::MemberAdded, unit, without(now, known.members));
+    noteSince(unit, without(now, known.members));
     known.members = now;
     memberChanges_++;
+}
+
+u32 ChangeFeed::secondsNow() const {
+    return static_cast<u32>((monotonicMs() - startMs_) / kMsPerSecond) + 1;
+}
+
+void ChangeFeed::noteSince(u32 unit, const VlanBitmap& vlans) {
+    const auto times = memberSince_.find(unit);
+    if (times == memberSince_.end())
+        return;
+    const u32 now = secondsNow();
+    forEachVlan(vlans, [&](u32 vid) { times->second[vid] = now; });
+}
+
+std::vector<VlanTimeRun> ChangeFeed::membersSince(u32 unit) {
+    const std::lock_guard lock(mutex_);
+    std::vector<VlanTimeRun> runs;
+    const auto times = memberSince_.find(unit);
+    if (times == memberSince_.end())
+        return runs;
+    const u32 now = secondsNow();
+    forEachVlan(ports_[unit].members, [&](u32 vid) {
+        const u32 since = times->second[vid];
+        if (since != 0)
+            addVlanTime(runs, vid, now - since);
+    });
+    return runs;
 }
 
 void ChangeFeed::switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
     const std::lock_guard lock(mutex_);
     switch (call) {
         case SwitchCall::Protocol:
+            // Room for the times, which is not to be asked for while memberships are made.
+            memberSince_[unit].resize(kLastVlan + 1);
             break;
         case SwitchCall::AddMembers:
             if (!done)
@@ -139,6 +170,7 @@ void ChangeFeed::comparePorts() {
             continue;
         }
         add(ChangeKind::PortRemoved, unit);
+        memberSince_.erase(unit);
         known = ports_.erase(known);
     }
     for (const PortSummary& port : now)

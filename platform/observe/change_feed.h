@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/observe/change_ring.h"
+#include "platform/observe/vlan_times.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_observer.h"
 
@@ -44,6 +45,9 @@ class ChangeFeed {
     /// @param asOf  what it was called with before; 0 the first time
     /// @return whether there was anything to copy. Any thread
     bool portsNow(u64& asOf, std::vector<PortNow>& ports);
+    /// Since when the port has its learnt VLANs, as far as they came while it took part: what was
+    /// found at the start is left out. Any thread.
+    std::vector<VlanTimeRun> membersSince(u32 unit);
     /// Looks for what has changed, and appends the answer to a ChangesQuery. The command task.
     void changes(const ChangesQuery& query, std::vector<u8>& reply);
 
@@ -58,6 +62,8 @@ class ChangeFeed {
     void add(ChangeKind kind, u32 unit, u32 firstVid = 0, u32 lastVid = 0);
     void addRuns(ChangeKind kind, u32 unit, const VlanBitmap& vlans);
     void compareMembers(u32 unit, KnownPort& known);
+    void noteSince(u32 unit, const VlanBitmap& vlans);
+    u32 secondsNow() const;
     /// Notes a change of the VLAN's kind in vlans_; addVlans() adds what was noted as runs.
     void compareVlan(u32 vid);
     void addVlans();
@@ -69,6 +75,7 @@ class ChangeFeed {
     void compareMachines();
 
     const SwitchDriver& driver_;
+    const u64 startMs_;
     MachineReader readMachines_;
     u64 nextMachinesMs_ = 0;              ///< of the command task
     std::vector<MachineRecord> scratch_;  ///< of the command task
@@ -76,8 +83,11 @@ class ChangeFeed {
     std::mutex mutex_;
     ChangeRing ring_;                 ///< guarded by mutex_, as the following
     std::map<u32, KnownPort> ports_;  ///< by unit
-    u64 memberChanges_ = 1;           ///< counts changes of members
-    std::vector<u8> kinds_;           ///< QorVlanType by VLAN ID, 0: does not exist
+    /// By unit, of ports that took part, and VLAN ID: when the membership came, seconds since the
+    /// feed began and one; 0: not known.
+    std::map<u32, std::vector<u32>> memberSince_;
+    u64 memberChanges_ = 1;  ///< counts changes of members
+    std::vector<u8> kinds_;  ///< QorVlanType by VLAN ID, 0: does not exist
     struct {
         VlanBitmap learnt, learntGone, isStatic, staticGone;
     } vlans_{};  ///< changes of kind that were found and not added yet

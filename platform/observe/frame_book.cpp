@@ -125,7 +125,7 @@ void countOutcome(PortStatisticsRecord& statistics, Delivery outcome) {
 }
 
 /// Notes that a neighbour was heard. @return whether the log is to know
-bool noteNeighbour(PortRecord& port, const MacAddress& mac, u64 nowMs) {
+bool noteNeighbour(PortRecord& port, const MacAddress& mac, FrameKind kind, u64 nowMs) {
     auto place = std::ranges::find_if(port.neighbours, [&mac](const Neighbour& neighbour) {
         return neighbour.heardMs != 0 && neighbour.mac == mac;
     });
@@ -140,6 +140,7 @@ bool noteNeighbour(PortRecord& port, const MacAddress& mac, u64 nowMs) {
     place->longestMs = std::max(place->longestMs, nowMs - place->heardMs);
     place->heardMs = nowMs;
     place->lost = false;
+    place->kind = kind;
     return !place->said;
 }
 
@@ -218,7 +219,7 @@ void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
     statistics.bytesIn += view.frame.size();
     statistics.lastPduOrigin = view.source();
     port.lastPduMs = nowMs;
-    if (noteNeighbour(port, view.source(), nowMs))
+    if (noteNeighbour(port, view.source(), view.kind, nowMs))
         neighbourFound_ = true;
     renewPermitted(unit, port);
     ReceivedEvents events(port, driver_, nowMs, sinceStart(nowMs, startMs_), view.source());
@@ -406,6 +407,35 @@ VlanHistoryRecord FrameBook::vlanHistory(u32 unit, u32 vid) const {
             vlan.origin,
             static_cast<u8>(vlan.joinEvent),
             static_cast<u8>(vlan.sentEvent)};
+}
+
+VlanTimes FrameBook::vlanTimes(u32 unit) const {
+    const u32 now = sinceStart(monotonicMs(), startMs_);
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    VlanTimes times;
+    for (u32 vid = kFirstVlan; port != nullptr && vid <= kLastVlan; ++vid) {
+        const VlanMemory& vlan = port->vlans[vid];
+        const u32 last = std::max(vlan.joinMs, vlan.leaveMs);
+        if (last != 0)
+            addVlanTime(vlan.joinMs > vlan.leaveMs ? times.heard : times.withdrawn, vid,
+                        (now - last) / kMsPerSecond);
+    }
+    return times;
+}
+
+std::vector<NeighbourRecord> FrameBook::neighbours(u32 unit) const {
+    const u64 nowMs = monotonicMs();
+    const std::lock_guard lock(mutex_);
+    const PortRecord* port = find(unit);
+    std::vector<NeighbourRecord> list;
+    if (port == nullptr)
+        return list;
+    for (const Neighbour& neighbour : port->neighbours)
+        if (neighbour.heardMs != 0)
+            list.push_back({neighbour.mac, static_cast<u8>(neighbour.kind),
+                            neighbour.lost ? u8{1} : u8{0}, nowMs - neighbour.heardMs});
+    return list;
 }
 
 void FrameBook::forget(u32 unit) {

@@ -15,10 +15,12 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "platform/net/frame_observer.h"
 #include "platform/observe/frame_tap.h"
 #include "platform/observe/port_record.h"
+#include "platform/observe/vlan_times.h"
 #include "platform/runtime/tasks/timer.h"
 #include "platform/switch/switch_driver.h"
 
@@ -71,6 +73,9 @@ class FrameBook final : public FrameObserver {
     PortHistoryRecord history(u32 unit) const;
     /// @param vid  1 to 4095
     VlanHistoryRecord vlanHistory(u32 unit, u32 vid) const;
+    VlanTimes vlanTimes(u32 unit) const;
+    /// Those that were heard since the link came up, as many as are told apart.
+    std::vector<NeighbourRecord> neighbours(u32 unit) const;
     /// The port was deleted.
     void forget(u32 unit);
 

@@ -12,6 +12,7 @@
 #include "platform/channel/observations.h"
 #include "platform/model/vlan_ranges.h"
 #include "platform/wire/events.h"
+#include "platform/wire/frame.h"
 
 namespace platform {
 
@@ -33,6 +34,7 @@ struct Neighbour {
     u64 longestMs = 0;  ///< of the pauses between two PDUs
     bool said = false;  ///< the log knows that it is there
     bool lost = false;  ///< and that it was not heard for long; the place may be given to another
+    FrameKind kind = FrameKind::None;  ///< of its last PDU
 };
 
 /// As many of a port are told apart; more than that are not spoken of.

@@ -7,6 +7,7 @@
 #include "platform/contract/management.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
+#include "platform/requests/snapshot_request.h"
 
 namespace platform {
 namespace {
@@ -53,6 +54,7 @@ void Observation::install(Dispatcher& dispatcher) {
         frames_.setRegistration(header.unit, mode);
     });
     registerRequests(dispatcher);
+    registerSnapshotRequest(dispatcher, {driver_, frames_, changes_});
 }
 
 void Observation::startLog() {

@@ -18,7 +18,8 @@ class Observation final : public SwitchObserver {
     /// Both outlive it.
     Observation(const SwitchDriver& driver, FrameNet& frames);
 
-    /// Begins to look on, and registers the requests 320 to 324. Before frames and requests run.
+    /// Begins to look on, and registers the requests 320 to 324 and 328. Before frames and requests
+    /// run.
     void install(Dispatcher& dispatcher);
 
     /// Begins to say in the log what happens on the ports. When the switch is as it was found.

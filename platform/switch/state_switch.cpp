@@ -289,7 +289,8 @@ std::vector<PortSummary> StateSwitch::listPorts(u32 unit, std::size_t limit) con
              port->aggregation,
              port->name.data(),
              port->guardLost,
-             port->guardDisputedUntilMs});
+             port->guardDisputedUntilMs,
+             port->maxVlans});
     }
     return list;
 }

@@ -104,6 +104,7 @@ struct PortSummary {
     /// They do so again and again: until then, monotonic ms, that counts as going on; 0: they do
     /// not.
     u64 guardDisputedUntilMs = 0;
+    u32 maxVlans = 0;  ///< that may be registered at a time; 0: no limit
 };
 
 class SwitchDriver {

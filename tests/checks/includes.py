@@ -27,7 +27,8 @@ RULES = {
                                  "platform/containers/", "platform/switch/route_message.h",
                                  "platform/wire/frame.h", "daemon/")),
     "cli": (False, ("cli/", "platform/contract/", "platform/model/", "platform/channel/protocol.h",
-                    "platform/channel/observations.h", "platform/config/load.h",
+                    "platform/channel/observations.h", "platform/channel/snapshot_records.h",
+                    "platform/config/load.h",
                     "platform/inspect/", "platform/runtime/files/descriptor.h", "platform/wire/events.h",
                     "platform/wire/pcap.h", "platform/wire/pcapng.h")),
     # A client of the command channel, as mvrpctl is.
@@ -63,7 +64,7 @@ FLOORS = {
     "cli": (
         (".",),  # the program
         ("shell", "status"),
-        ("config", "doctor", "explain", "frames", "help", "log", "watch"),
+        ("config", "doctor", "explain", "frames", "help", "log", "snapshot", "watch"),
         ("commands",),
         ("views",),
         ("client", "print"),

@@ -95,6 +95,18 @@ TEST_F(ServerLimits, AReplyIsCutToTheLargestValue) {
     EXPECT_EQ(client.call(Request::PortVlans, 0, 0).value.size(), kMaxValueBytes);
 }
 
+TEST_F(ServerLimits, TheReplyToASnapshotMayBeLonger) {
+    dispatcher_.registerRequest(
+        Request::Snapshot, [](const RequestHeader&, std::span<const u8>, std::vector<u8>& reply) {
+            reply.resize(reply.size() + 8 * kMaxUnsent, 5);
+            return 0U;
+        });
+    start();
+    ChannelClient client(path_);
+    EXPECT_EQ(client.call(Request::Snapshot, 0, 0).value, std::vector<u8>(8 * kMaxUnsent, 5));
+    EXPECT_EQ(client.call(Request::PortFirst, 0, 0).number(), 3U);
+}
+
 TEST_F(ServerLimits, RootAndTheOwnUserFindAPlaceAndTheLongestIdleClientGoes) {
     start();
     std::vector<std::unique_ptr<ChannelClient>> clients;

@@ -156,6 +156,17 @@ TEST(Client, RefusesAReplyLongerThanTheChannelAllows) {
     EXPECT_NE(text.find("not one of the command channel"), std::string::npos) << text;
 }
 
+TEST(Client, TakesALongReplyToASnapshot) {
+    constexpr std::size_t kLong = std::size_t{4} * platform::kMaxValueBytes;
+    FakeServer server([](FakeServer& s) {
+        Arrived request{};
+        while (s.next(request))
+            s.reply(0, bytes(kLong, 9));
+    });
+    Client client(server.path());
+    EXPECT_EQ(client.exchange({platform::Request::Snapshot}).value.size(), kLong);
+}
+
 TEST(Client, SaysThatThereIsNoSuchSocket) {
     const std::string text = connectionError([] { Client client("/tmp/no-such-directory/s"); });
     EXPECT_NE(text.find("cannot connect to /tmp/no-such-directory/s: there is no such socket"),

@@ -76,6 +76,32 @@ TEST_F(Feed, MembershipsAndLearntVlansAreNotedAsRunsInOrder) {
     EXPECT_EQ(seen, expected);
 }
 
+TEST_F(Feed, SinceWhenAPortHasItsLearntVlans) {
+    EXPECT_TRUE(feed.membersSince(kPort).empty());
+    soft.setProtocol(kPort, kProtocolMvrp, true);
+    feed.switchCalled(SwitchCall::Protocol, kPort, {}, true);
+    VlanBitmap vlans = vlanRange(10, 12);
+    vlanInsert(vlans, 4094);
+    addMembers(vlans);
+    feed.switchCalled(SwitchCall::RemoveMembers, kPort, vlanRange(11, 11),
+                      soft.removeDynamic(kPort, vlanRange(11, 11)));
+    VlanBitmap told{};
+    for (const VlanTimeRun& run : feed.membersSince(kPort)) {
+        EXPECT_LT(run.agoSeconds, 60U);
+        for (u32 vid = run.firstVid; vid <= run.lastVid; ++vid)
+            vlanInsert(told, vid);
+    }
+    vlanErase(vlans, 11);
+    EXPECT_EQ(told, vlans);
+}
+
+TEST_F(Feed, SinceWhenIsNotKnownOfWhatWasFoundAtTheStart) {
+    soft.setProtocol(kPort, kProtocolMvrp, true);
+    addMembers(vlanRange(10, 12));
+    feed.switchCalled(SwitchCall::Protocol, kPort, {}, true);
+    EXPECT_TRUE(feed.membersSince(kPort).empty());
+}
+
 TEST_F(Feed, ARemovalIsWhatTheSwitchReallyRemoved) {
     soft.setProtocol(kPort, kProtocolMvrp, true);
     addMembers(vlanRange(10, 12));

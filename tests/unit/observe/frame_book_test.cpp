@@ -53,6 +53,37 @@ TEST_F(FrameWatching, CountsPdusAndEventsByFormAndDirection) {
     EXPECT_NE(statistics.lastPduMs, kNever);
 }
 
+TEST_F(FrameWatching, TellsWhatIsHeardAndWhatWasWithdrawn) {
+    const auto vlansOf = [](const std::vector<VlanTimeRun>& runs) {
+        VlanBitmap vlans{};
+        for (const VlanTimeRun& run : runs)
+            for (u32 vid = run.firstVid; vid <= run.lastVid; ++vid)
+                vlanInsert(vlans, vid);
+        return vlans;
+    };
+    EXPECT_TRUE(watch.vlanTimes(kPort).heard.empty());
+    receive(joinTen);
+    receive(frames::ieeeFrame("00 01 02 0002 0014 6c 0000 0000"));
+    VlanBitmap both = vlanRange(20, 21);
+    vlanInsert(both, 10);
+    EXPECT_EQ(vlansOf(watch.vlanTimes(kPort).heard), both);
+    receive(leaveTen);
+    EXPECT_EQ(vlansOf(watch.vlanTimes(kPort).heard), vlanRange(20, 21));
+    EXPECT_EQ(vlansOf(watch.vlanTimes(kPort).withdrawn), vlanRange(10, 10));
+}
+
+TEST_F(FrameWatching, TellsWhoIsHeardAndInWhichForm) {
+    EXPECT_TRUE(watch.neighbours(kPort).empty());
+    receive(joinTen);
+    ASSERT_EQ(watch.neighbours(kPort).size(), 1U);
+    EXPECT_EQ(watch.neighbours(kPort)[0].protocol, static_cast<u8>(FrameKind::NativeMvrp));
+    EXPECT_EQ(watch.neighbours(kPort)[0].mac, (MacAddress{2, 0, 0, 0, 1, 2}));
+    EXPECT_EQ(watch.neighbours(kPort)[0].lost, 0);
+    receive(frames::gvrpFrame("0001 01 04 02 000a 00 00"));
+    ASSERT_EQ(watch.neighbours(kPort).size(), 1U);
+    EXPECT_EQ(watch.neighbours(kPort)[0].protocol, static_cast<u8>(FrameKind::Gvrp));
+}
+
 TEST_F(FrameWatching, CountsEachOfTheSameFramesInARow) {
     const frames::Bytes leaveAll = frames::nativeFrame("00 01 01 2001 000a 24 0000");
     for (int i = 0; i < 3; ++i)
