@@ -53,7 +53,7 @@ for program in /usr/sbin/mvrp /usr/bin/mvrpctl /usr/bin/mvrp-plan; do
 done
 # shellcheck disable=SC2016  # the inner shell's
 expect 'metrics are served, by the program beside it' bash -c '
-    mkdir -p /run/metrics
+    install -d -o mvrp /run/metrics
     export MVRP_RUNTIME_DIR=/run/metrics
     printf "[metrics]\nlisten = \"127.9.6.20:9620\"\n" >/tmp/metrics.toml
     mvrp --config /tmp/metrics.toml >/tmp/log 2>&1 & daemon=$!
@@ -68,6 +68,11 @@ expect 'metrics are served, by the program beside it' bash -c '
 expect 'guides with their pictures' test -s /usr/share/doc/mvrp/problems.md -a -s /usr/share/doc/mvrp/pictures/timers.svg
 expect 'schemas' test -s /usr/share/mvrp/schema/ports.schema.json
 expect 'alert rules and a dashboard' test -s /usr/share/doc/mvrp/examples/monitoring/mvrp.rules.yml
+# shellcheck disable=SC2016  # the inner shell's
+expect 'examples for the programs that own bridges' bash -c '
+    cd /usr/share/doc/mvrp/examples/integration
+    test -s README.md -a -x networkmanager/etc/NetworkManager/dispatcher.d/50-mvrp
+    for file in */etc/mvrp/*.toml; do mvrp --check --config "$file"; done'
 for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-plan.8'; do
     expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
 done
@@ -80,6 +85,10 @@ done
 expect 'completion for zsh' test -s /usr/share/zsh/vendor-completions/_mvrpctl -a -s /usr/share/zsh/vendor-completions/_mvrp
 expect 'the AppArmor profile' apparmor_parser --skip-kernel-load --skip-cache /etc/apparmor.d/mvrp
 expect 'the unit' test -s /lib/systemd/system/mvrp.service
+# shellcheck disable=SC2016  # the inner shell's
+expect 'the unit for several bridges, which names the main one nowhere' bash -c '
+    unit=/lib/systemd/system/mvrp@.service
+    grep -q "/etc/mvrp/%i.toml" "$unit" && ! grep -qE "/run/mvrp$|mvrp\.toml|=mvrp$" <(grep -v "^User=" "$unit")'
 # shellcheck disable=SC2016  # the inner shell's
 expect 'the daemon starts with the default configuration, and mvrpctl finds it' bash -c '
     install -d -o mvrp /run/try
@@ -97,13 +106,13 @@ expect 'a changed configuration stays over a removal' bash -c '
     echo "# mine" >> /etc/mvrp/mvrp.toml && apt-get remove -y -q mvrp && grep -q mine /etc/mvrp/mvrp.toml'
 expect 'the programs are gone' bash -c '! command -v mvrp && ! command -v mvrpctl && ! command -v mvrp-plan'
 expect 'there is what a service writes' bash -c '
-    mkdir -p /var/lib/mvrp /run/mvrp && touch /var/lib/mvrp/settings /run/mvrp/ledger'
+    mkdir -p /var/lib/mvrp/br0 /run/mvrp /run/mvrp-br0 && touch /var/lib/mvrp/settings /run/mvrp/ledger /run/mvrp-br0/ledger'
 expect 'it purges' apt-get purge -y -q mvrp
 # shellcheck disable=SC2016  # the inner shell's
 expect 'nothing of it is left' bash -c '
     left=$(find /etc/mvrp /etc/apparmor.d/mvrp /etc/apparmor.d/local/mvrp /lib/systemd/system/mvrp* /usr/share/man/man*/mvrp* /usr/share/doc/mvrp \
         /usr/share/bash-completion/completions/mvrpctl /var/lib/dpkg/info/mvrp.* \
-        /var/lib/mvrp /run/mvrp 2>/dev/null)
+        /var/lib/mvrp /run/mvrp* 2>/dev/null)
     echo "$left"; [[ -z $left ]]'
 
 printf '%d passed, %d failed\n' "$passed" "$failed"

@@ -254,14 +254,17 @@ seesNone() { ! sees "$@"; }
 protocolFrames='ether dst 01:80:c2:00:00:21'
 
 # ------------------------------------------------------------------------------------- probes
+# interfaceOf WHERE VLAN: the interface that `joins` made.
+interfaceOf() { echo "v$2"; }
+
 # probes NAME FROM TO VLAN: numbered probes, one every 10 ms, from one host's interface of the VLAN to
 # another's, until `probed NAME`. They have to pass when this returns.
 probes() {
     local name=$1 from=$2 to=$3 vid=$4 program=$KERNEL_BUILD/tests/kernel/kernel-probe
-    (exec ip netns exec "$to" "$program" receive "v$vid") >"$scratch/$name.received" &
+    (exec ip netns exec "$to" "$program" receive "$(interfaceOf "$to" "$vid")") >"$scratch/$name.received" &
     echo "$!" >"$scratch/$name.receiver"
     expect 10 grep -q watching "$scratch/$name.received"
-    (exec ip netns exec "$from" "$program" send "v$vid") >"$scratch/$name.sent" &
+    (exec ip netns exec "$from" "$program" send "$(interfaceOf "$from" "$vid")") >"$scratch/$name.sent" &
     echo "$!" >"$scratch/$name.sender"
     expect 20 grep -q first "$scratch/$name.received"
 }
@@ -274,8 +277,10 @@ stopProbe() {
     wait "$pid"
 }
 
-# counted NAME: ends the probes of a name, says how many were sent and lost, and fails if any was. The first that
-# arrived counts as the first sent.
+# counted NAME: ends the probes of a name, says how many were sent and lost, and fails if any was; outage[NAME] is the
+# longest time without any, in ms, 0 if none was lost. The first that arrived counts as the first sent.
+# shellcheck disable=SC2034  # the cases of tests/system use it
+declare -A outage=()
 counted() {
     local name=$1 sent received lost first
     stopProbe "$scratch/$name.sender"
@@ -285,6 +290,12 @@ counted() {
     first=$(sed -n 's/^first //p' "$scratch/$name.received")
     received=$(sed -n 's/^received \([0-9]*\) .*/\1/p' "$scratch/$name.received")
     lost=$((sent - first + 1 - received))
+    # 10 ms lie between two in any case. None came after the last: as many as were sent, one every 10 ms.
+    outage[$name]=$(awk -v sent="$sent" '
+        function at_least(ms) { if (ms > longest) longest = ms }
+        /^lost/ { at_least($4 - 10) }
+        /^received/ { at_least((sent - $4) * 10) }
+        END { print longest + 0 }' "$scratch/$name.received")
     say "probes $name: $((sent - first + 1)) sent, $lost lost $(sed -n '/^lost/p' "$scratch/$name.received" | paste -sd ' ')"
     ((sent - first > 100 && lost == 0))
 }

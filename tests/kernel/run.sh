@@ -11,8 +11,10 @@ memory=256M
 bootLimit=60           # seconds that a kernel gets on top of its cases
 defaultLimit=120       # seconds for a case that says nothing else
 
-build=$root/build out=$root/out/kernel jobs=${JOBS:-$(nproc)} quick='' verbose='' corrections=all
-names=()
+lane=kernel
+declare -A options=([list]='' [quick]='' [verbose]='' [corrections]=all [jobs]=${JOBS:-$(nproc)} [build]=$root/build
+    [out]=$root/out/kernel)
+flags=(list quick verbose)
 
 usage() {
     cat <<'END'
@@ -35,54 +37,25 @@ usage: ./dev kernel [--list] [--quick] [--verbose] [--corrections SET] [--jobs N
 END
 }
 
-die() {
-    printf 'tests/kernel: %s\n' "$*" >&2
-    exit 2
-}
+source "$root/tests/options.sh"
+readOptions "$@"
+readNames
+[[ -z ${options[list]} ]] || { listCases lane shows && exit; }
 
-# header FILE KEY: the value of a line "# KEY: value" of a case.
-header() { sed -n "s/^# $2: //p" "$1" | head -n 1; }
-
-while (($#)); do
-    case $1 in
-        --list) list=yes ;;
-        --quick) quick=yes ;;
-        --verbose) verbose=yes ;;
-        --corrections) corrections=$2 && shift ;;
-        --jobs) jobs=$2 && shift ;;
-        --build) build=$(readlink -f "$2") && shift ;;
-        --out) out=$2 && shift ;;
-        -h | --help) usage && exit ;;
-        -*) usage >&2 && die "there is no option $1" ;;
-        *) names+=("${1%.sh}") ;;
-    esac
-    shift
-done
-
-if [[ -n ${list:-} ]]; then
-    for file in "$here"/cases/*.sh; do
-        printf '%-22s %-5s %s\n' "$(basename "$file" .sh)" "$(header "$file" lane)" \
-            "$(header "$file" shows)"
-    done
-    exit
-fi
-
+build=$(readlink -f "${options[build]}") out=${options[out]} jobs=${options[jobs]}
+quick=${options[quick]} verbose=${options[verbose]} corrections=${options[corrections]}
 [[ $corrections == all || $corrections == none ]] || die "--corrections $corrections; allowed: all, none"
 
 # ------------------------------------------------------------------------------- what is to be run
-((${#names[@]})) || mapfile -t names < <(basename -s .sh "$here"/cases/*.sh)
 selected=() seconds=$bootLimit
 for name in "${names[@]}"; do
     file=$here/cases/$name.sh
-    [[ -f $file ]] || die "there is no case '$name'; ./dev kernel --list names them"
     [[ -n $quick && $(header "$file" lane) == long ]] && continue
     limit=$(header "$file" limit)
     selected+=("$name ${limit:-$defaultLimit}")
     seconds=$((seconds + ${limit:-$defaultLimit}))
 done
-for program in platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe tests/kernel/libprocessor_state.so; do
-    [[ -e $build/$program ]] || die "$build/$program is missing; ./dev kernel builds it"
-done
+needsPrograms platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe tests/kernel/libprocessor_state.so
 
 mkdir -p "$out"
 out=$(readlink -f "$out")

@@ -79,20 +79,30 @@ void awaitPeriod(timespec& next) {
         clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, nullptr);
 }
 
+/// Of the monotonic clock.
+long long nowMs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1000LL + now.tv_nsec / 1'000'000;
+}
+
 /// What has come of a stream.
 struct Tally {
     std::uint32_t received = 0;
     std::uint32_t last = 0;
+    long long lastMs = 0;
 
     void take(std::uint32_t number) {
+        const long long now = nowMs();
         if (received == 0)
             std::printf("first %u\n", number);
         else if (number > last + 1)
-            std::printf("lost %u-%u\n", last + 1, number - 1);
+            std::printf("lost %u-%u in %lld ms\n", last + 1, number - 1, now - lastMs);
         else if (number <= last)
             std::printf("again %u\n", number);
         received++;
         last = number;
+        lastMs = now;
     }
 };
 
@@ -108,8 +118,10 @@ int sendProbes(const std::string& interface) {
     timespec next{};
     for (clock_gettime(CLOCK_MONOTONIC, &next); ended == 0; awaitPeriod(next)) {
         const std::uint32_t probe = htonl(number + 1);
+        // An interface that is down loses it.
         if (sendto(socket, &probe, sizeof probe, 0, reinterpret_cast<const sockaddr*>(&address),
-                   sizeof address) != sizeof probe)
+                   sizeof address) != sizeof probe &&
+            errno != ENETDOWN)
             return fail(interface, "a probe was not sent");
         number++;
     }

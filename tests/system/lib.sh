@@ -28,16 +28,22 @@ configures() {
 }
 
 # ------------------------------------------------------------------------------------- the service
+# The one that the verbs are about, and where its sockets are.
+service=mvrp.service runtime=/run/mvrp
+
+# instance BRIDGE: from now on they are about the one of this bridge.
+instance() { service=mvrp@$1.service runtime=/run/mvrp-$1; }
+
 # ctl BRIDGE ARGUMENT...: as in tests/kernel, for the service.
-ctl() { MVRP_RUNTIME_DIR=/run/mvrp mvrpctl "${@:2}" 2>&1; }
-property() { systemctl show --value --property "$1" mvrp.service; }
+ctl() { MVRP_RUNTIME_DIR=$runtime mvrpctl "${@:2}" 2>&1; }
+property() { systemctl show --value --property "$1" "$service"; }
 # is STATE: active, inactive, failed, activating...
 is() { [[ $(property ActiveState) == "$1" ]]; }
 isReady() { is active && [[ $(property SubState) == running ]] && ctl b1 show >/dev/null; }
 restarts() { property NRestarts; }
 # isBooted: nothing of the boot is still under way.
 isBooted() { [[ $(systemctl list-jobs --no-legend | grep -vc case.service) == 0 ]]; }
-journal() { journalctl --quiet --no-pager --output=cat --unit=mvrp.service "$@"; }
+journal() { journalctl --quiet --no-pager --output=cat --unit="$service" "$@"; }
 
 # systemHappened STATUS COMMAND LINE...: after a failure, all that may explain it.
 systemHappened() {
@@ -45,36 +51,38 @@ systemHappened() {
     set +e
     say "status $1 from: $2 (lines ${*:3})"
     command bridge -compressvlans vlan show | head -n 60
-    systemctl --no-pager status mvrp.service | head -n 20
+    systemctl --no-pager status "$service" | head -n 20
     systemctl --no-pager --failed
     journal --lines 40
     exit "$1"
 }
 
 # ------------------------------------------------------------------------------------- who owns the bridge
-# manager NAME: from the next boot on, it is the one that makes br0 and its port h1, whose cable ends in p1;
-# NetworkManager, which leaves such ports alone, the bridge only.
-manager() {
-    case $1 in
-        networkd)
-            printf '%s\n' '[NetDev]' Name=br0 Kind=bridge '[Bridge]' VLANFiltering=yes >/etc/systemd/network/10-br0.netdev
-            printf '%s\n' '[NetDev]' Name=h1 Kind=veth '[Peer]' Name=p1 >/etc/systemd/network/10-h1.netdev
-            printf '%s\n' '[Match]' Name=br0 '[Network]' LinkLocalAddressing=no ConfigureWithoutCarrier=yes >/etc/systemd/network/20-br0.network
-            printf '%s\n' '[Match]' Name=h1 '[Network]' Bridge=br0 >/etc/systemd/network/20-h1.network
-            systemctl enable systemd-networkd.service
-            ;;
-        ifupdown2)
-            printf '%s\n' 'auto h1' 'iface h1' '    link-type veth' '    veth-peer-name p1' \
-                'auto br0' 'iface br0' '    bridge-ports h1' '    bridge-vlan-aware yes' >/etc/network/interfaces
-            systemctl enable networking.service
-            ;;
-        NetworkManager)
-            printf '%s\n' '[connection]' id=br0 type=bridge interface-name=br0 '[bridge]' stp=false vlan-filtering=true \
-                '[ipv4]' method=disabled '[ipv6]' method=disabled >/etc/NetworkManager/system-connections/br0.nmconnection
-            chmod 600 /etc/NetworkManager/system-connections/*.nmconnection
-            systemctl enable NetworkManager.service
-            ;;
-    esac
+# cables NAME...: from the next boot on the machine has a network card of each name, as it has its hardware.
+cables() {
+    local name
+    {
+        printf '%s\n' '[Unit]' DefaultDependencies=no Before=network-pre.target Wants=network-pre.target \
+            After=systemd-udevd.service '[Service]' Type=oneshot RemainAfterExit=yes
+        for name in "$@"; do echo "ExecStart=/sbin/ip link add $name type veth peer name ${name}x"; done
+        printf '%s\n' '[Install]' WantedBy=sysinit.target
+    } >/etc/systemd/system/cables.service
+    systemctl enable cables.service
+}
+
+# plug NAME HOST: a host at the other end of such a card.
+plug() {
+    ip netns add "$2"
+    ip -n "$2" link set lo up
+    ip link set "$1x" netns "$2" name eth0
+    ip -n "$2" link set eth0 up
+}
+
+# examples DIRECTORY...: installs those of the package, as their README says.
+examples() {
+    local name
+    for name in "$@"; do cp -r "/usr/share/doc/mvrp/examples/integration/$name/etc" /; done
+    chmod -f 600 /etc/NetworkManager/system-connections/* || true
 }
 
 # comesUpWith: after a boot with a manager: the service started once, took the bridge when it came, and learns.
@@ -82,14 +90,95 @@ comesUpWith() {
     expect 90 isReady
     [[ $(restarts) == 0 ]] || fail "$(restarts) starts failed"
     expect 90 has 'is there' journal
-    if ip link show p1 >/dev/null 2>&1; then
-        expect 90 has 'h1.* master br0' command bridge link show
-        ip netns add h1
-        ip link set p1 netns h1 name eth0
-        ip -n h1 link set eth0 up
-    else
-        host h1 b1
-    fi
+    expect 90 has 'eth1.* master br0' command bridge link show
+    plug eth1 h1
+    plug eth2 h2
     joins h1 10 mvrp
-    expect 60 exactly b1 h1 1,10
+    joins h2 10 mvrp
+    expect 60 carries b1 eth1 10
+    expect 60 carries b1 eth2 10
+}
+
+# ------------------------------------------------------------------------------------- outages
+# about TEXT: goes with the table.
+about() { say "about | $*"; }
+
+# What `across` watches: name, from, to, VLAN.
+streams=()
+
+# watchesOwn: VLAN 20, of the program that owns the bridge, and VLAN 10, that both hosts declare.
+watchesOwn() {
+    joins h1 20 none
+    joins h2 20 none
+    streams=('own h1 h2 20' 'learnt h1 h2 10')
+}
+
+# hostBehind PEER PORT VLAN: the peer of a card becomes a port. A VLAN that the machine itself declares there, by the
+# program that owns it, is watched, too.
+hostBehind() {
+    watchesOwn
+    ip link set "$1" down
+    ip link set "$1" name "$2"
+    ip link set "$2" up
+    ip link set "$2" master br0
+    joins h1 "$3" mvrp
+    expect 30 carries b1 "$2" "$3"
+    streams+=("declared h1 b1 $3")
+}
+
+interfaceOf() { [[ $1 == b1 ]] && echo "eth0.$2" || echo "v$2"; }
+
+# taken VLAN: how often, after `across` began, a port was without this VLAN, and for how long at most, from what the
+# kernel tells. In ms; "-" if it never was.
+taken() {
+    awk -v vid="$1" '
+        function has(list, ranges, ends, i) {
+            for (i = split(list, ranges, ","); i > 0; --i) {
+                split(ranges[i], ends, "-")
+                if (vid == ends[1] || (ends[2] && vid >= ends[1] && vid <= ends[2])) return 1
+            }
+            return 0
+        }
+        $2 == "vlans" && $3 ~ /^eth[12]$/ {
+            if (has($4)) {
+                if (since[$3] && $1 - since[$3] > longest) longest = $1 - since[$3]
+                delete since[$3]
+                seen[$3] = 1
+            } else if (!since[$3]) since[$3] = $1
+        }
+        END { print longest == "" ? "-" : longest }' "$scratch/events"
+}
+
+# across ACTION COMMAND...: the streams while a command runs and until all is settled again. The table of the lane gets a
+# line: the longest outage of each stream.
+across() {
+    local action=$1 stream name from to vid watcher cells=''
+    say "across $action"
+    at b1 "$KERNEL_BUILD/tests/kernel/kernel-probe" events times >"$scratch/events" &
+    watcher=$!
+    expect 10 grep -q watching "$scratch/events"
+    for stream in "${streams[@]}"; do
+        read -r name from to vid <<<"$stream"
+        probes "$name" "$from" "$to" "$vid"
+    done
+    "${@:2}"
+    expect 60 settled
+    pause 1
+    for stream in "${streams[@]}"; do
+        read -r name from to vid <<<"$stream"
+        counted "$name" || true
+        cells+=" | ${outage[$name]}"
+    done
+    [[ -v outage[declared] ]] || cells+=' | -'
+    kill "$watcher"
+    wait "$watcher" 2>/dev/null || true
+    say "outage | $action$cells | $(taken 10)"
+}
+
+# settled: every VLAN that is watched is on the ports again.
+settled() {
+    local port vid
+    for port in eth1 eth2; do
+        for vid in 10 20; do carries b1 "$port" "$vid" || return 1; done
+    done
 }

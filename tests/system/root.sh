@@ -1,25 +1,23 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# root.sh FILE [PACKAGE...]: makes FILE, the disk of a Debian 12 with systemd as first process, the
+# root.sh SUITE FILE [PACKAGE...]: makes FILE, the disk of a Debian of that name with systemd as first process, the
 # programs that own bridges, and what the packages named need. Kept, and made again only when that list
 # or this script changes. As root, with Debian's archive at hand. Prints what is installed.
 set -euo pipefail
-image=$1
+suite=$1 image=$2
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 
-suite=bookworm
 megabytes=1500
-include=(apparmor dbus ifupdown2 iproute2 kmod network-manager procps systemd-sysv udev "${@:2}")
+include=(apparmor dbus ifupdown2 iproute2 kmod network-manager procps systemd-sysv udev "${@:3}")
 
-print() { printf '  on its disk: %s\n' "${include[*]}"; }
-mark=$(sha256sum "${BASH_SOURCE[0]}" "$here"/inside/* <(printf '%s\n' "${include[@]}") | sha256sum)
+print() { printf '  on the disk of %s: %s\n' "$suite" "${include[*]}"; }
+mark=$(sha256sum "${BASH_SOURCE[0]}" "$here"/inside/* <(printf '%s\n' "$suite" "${include[@]}") | sha256sum)
 if [[ -s $image && -s $image.mark && $(<"$image.mark") == "$mark" ]]; then
     print
     exit
 fi
 
-echo "  a Debian $suite is put together"
 print
 mkdir -p "$(dirname "$image")"
 tree=$(mktemp -d /var/tmp/mvrp-root.XXXXXX)

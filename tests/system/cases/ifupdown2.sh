@@ -1,0 +1,70 @@
+# shows: beside ifupdown2: two bridges, a daemon each, one start at boot, outages; two programs for one VLAN; an upgrade
+# limit: 400
+
+bridges=/etc/network/interfaces.d
+
+boot1() {
+    installs "/host$SYSTEM_PACKAGE"
+    cables eth1 eth2 eth3 tap0
+    examples ifupdown2 hypervisor
+    sed -i 's/bridge-vids 1$/bridge-vids 1 20/' "$bridges/br0"
+    # As every installed Debian has it.
+    echo "source $bridges/*" >/etc/network/interfaces
+    systemctl enable networking.service mvrp@br0.service mvrp@vmbr0.service
+}
+
+# vidsBecome VLANS: in the file, and ifupdown2 is told.
+vidsBecome() {
+    sed -i "s/bridge-vids .*/bridge-vids $1/" "$bridges/br0"
+    ifreload -a
+}
+downAndUp() {
+    ifdown br0
+    ifup br0
+}
+
+boot2() {
+    instance vmbr0
+    expect 90 isReady
+    instance br0
+    comesUpWith
+    watchesOwn
+    about "$(dpkg-query -W ifupdown2 | tr '\t' ' ')"
+    across 'ifreload -a' ifreload -a
+    across 'ifup -a' ifup -a
+    across 'ifreload -a with one VLAN more' vidsBecome '1 20 21'
+    across 'ifreload -a with one VLAN less' vidsBecome '1 20'
+    across 'ifdown br0, ifup br0' downAndUp
+
+    say 'a machine of the hypervisor: its VLAN is on the uplink as long as it runs'
+    ip link set tap0 up
+    ip link set tap0 master vmbr0
+    command bridge vlan add dev tap0 vid 30 pvid untagged
+    expect 10 carries b1 eth3 30
+    command bridge vlan del dev tap0 vid 30
+    expect 10 lacks b1 eth3 30
+
+    say 'two programs for one VLAN: what was learnt first goes with its neighbour, and ifreload brings it back for good'
+    vidsBecome '1 10 20'
+    leaves h1 10
+    expect 20 lacks b1 eth1 10
+    ifreload -a
+    expect 10 carries b1 eth1 10
+    joins h1 10 mvrp
+    expect 20 has 'static' ctl b1 explain 10 eth1
+    vidsBecome '1 20'
+    expect 20 carries b1 eth1 10
+
+    say 'an upgrade restarts the daemon of each bridge'
+    newer "$SYSTEM_PACKAGE" /root/newer.deb
+    local before
+    before=$(property MainPID)
+    across 'upgrade of mvrp' installs /root/newer.deb
+    expect 30 isReady
+    [[ $(property MainPID) != "$before" ]]
+    say 'and a removal takes off what each had'
+    apt-get -q -y purge mvrp
+    lacks b1 eth1 10
+    hasNot clsact tc qdisc show
+    [[ ! -e /run/mvrp-br0 && ! -e /run/mvrp-vmbr0 && ! -e /var/lib/mvrp ]]
+}
