@@ -49,6 +49,7 @@ cp -r "$source/packaging/debian" "$source/debian"
 echo "== Building mvrp $version"
 (cd "$source" && dpkg-buildpackage -us -uc -b -d)
 rm -rf "$source"
+git rev-parse HEAD >$top/commit
 
 echo "== lintian"
 lintian --fail-on error,warning --tag-display-limit 0 "$top"/*.changes

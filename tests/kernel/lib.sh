@@ -279,7 +279,6 @@ stopProbe() {
 
 # counted NAME: ends the probes of a name, says how many were sent and lost, and fails if any was; outage[NAME] is the
 # longest time without any, in ms, 0 if none was lost. The first that arrived counts as the first sent.
-# shellcheck disable=SC2034  # the cases of tests/system use it
 declare -A outage=()
 counted() {
     local name=$1 sent received lost first
@@ -290,6 +289,7 @@ counted() {
     first=$(sed -n 's/^first //p' "$scratch/$name.received")
     received=$(sed -n 's/^received \([0-9]*\) .*/\1/p' "$scratch/$name.received")
     lost=$((sent - first + 1 - received))
+    # shellcheck disable=SC2034  # the cases of tests/system use it
     # 10 ms lie between two in any case. None came after the last: as many as were sent, one every 10 ms.
     outage[$name]=$(awk -v sent="$sent" '
         function at_least(ms) { if (ms > longest) longest = ms }

@@ -12,8 +12,10 @@ ownVlans() {
 
 setUpNetworkd() {
     installs "/host$SYSTEM_PACKAGE"
-    cables eth0 eth1 eth2
+    cables eth0:eth3 eth1 eth2
     examples networkd networkd-host
+    # A third port, that leads back to the machine.
+    sed -i 's/^Name=eth1 eth2$/& eth3/' /etc/systemd/network/20-uplinks.network
     ownVlans 20
     systemctl enable systemd-networkd.service mvrp@br0.service
     systemctl disable systemd-networkd-wait-online.service
@@ -29,7 +31,7 @@ listBecomes() {
 actOnNetworkd() {
     instance br0
     comesUpWith
-    hostBehind eth0x eth3 30
+    hostBehind eth3 30
     about "systemd $(systemctl --version | sed -n '1s/.*(\(.*\)).*/\1/p')"
     across 'networkctl reload' networkctl reload
     across 'networkctl reconfigure eth1' networkctl reconfigure eth1

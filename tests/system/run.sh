@@ -12,12 +12,13 @@ bootLimit=90           # seconds that a boot gets on top of its case
 defaultLimit=180       # seconds for a case that says nothing else
 
 lane=system
-declare -A options=([list]='' [package]='' [jobs]=${JOBS:-$(nproc)} [build]=$root/build [out]=$root/out/system)
+declare -A options=([list]='' [package]='' [older]='' [jobs]=${JOBS:-$(nproc)} [build]=$root/build [out]=$root/out/system)
 flags=(list)
 
 usage() {
     cat <<'END'
-usage: ./dev system [--list] [--package FILE.deb] [--jobs N] [--build DIR] [--out DIR] [NAME...]
+usage: ./dev system [--list] [--package FILE.deb] [--older FILE.deb] [--jobs N] [--build DIR] [--out DIR]
+                    [NAME...]
 
   Runs the named cases of tests/system/cases, or all: the package on a Debian 12, or 13 where a case says
   so, with systemd as first process, beside the programs that own a bridge, in user-mode-linux. As root,
@@ -25,6 +26,7 @@ usage: ./dev system [--list] [--package FILE.deb] [--jobs N] [--build DIR] [--ou
 
     --list     names the cases and says what each shows
     --package  what is installed; default: the one of out/package, built if it is not there or of another commit
+    --older    a package from which without-loss upgrades as well, ten times
     --jobs N   boots N machines side by side; default: one for each processor
     --build    where kernel-probe was built
     --out      where disks and logs go, one for each case; default: out/system
@@ -41,11 +43,18 @@ build=$(readlink -f "${options[build]}") out=${options[out]} jobs=${options[jobs
 package=${options[package]:-$(find "$root/out/package" -name 'mvrp_*.deb' 2>/dev/null | head -n 1)}
 [[ -s $package ]] || die "there is no package${package:+ $package}; ./dev package builds it"
 package=$(readlink -f "$package")
+older=${options[older]:+$(readlink -f "${options[older]}")}
 needsPrograms tests/kernel/kernel-probe tests/kernel/libprocessor_state.so
 
 mkdir -p "$out"
 out=$(readlink -f "$out")
 find "$out" -maxdepth 1 -type f ! -name '*.ext4*' -delete
+
+# The longest first: what is left at the end is short.
+mapfile -t names < <(for name in "${names[@]}"; do
+    limit=$(header "$here/cases/$name.sh" limit)
+    echo "${limit:-$defaultLimit} $name"
+done | sort -k 1,1nr -k 2 | cut -d ' ' -f 2)
 
 # suiteOf NAME: the Debian of a case.
 suiteOf() { if [[ $(header "$here/cases/$1.sh" debian) == 13 ]]; then echo trixie; else echo bookworm; fi; }
@@ -64,7 +73,7 @@ boot() {
         "ubd0=$out/$1.disk,$out/$(suiteOf "$1").ext4" root=/dev/ubda rw lsm=apparmor con=null con0=fd:0,fd:1 quiet \
         "systemd.setenv=SYSTEM_TESTS=$here" "systemd.setenv=SYSTEM_BUILD=$build" \
         "systemd.setenv=SYSTEM_OUT=$out" "systemd.setenv=SYSTEM_PACKAGE=$package" \
-        "systemd.setenv=SYSTEM_CASE=$1" "systemd.setenv=SYSTEM_BOOT=$2" \
+        "systemd.setenv=SYSTEM_OLDER=$older" "systemd.setenv=SYSTEM_CASE=$1" "systemd.setenv=SYSTEM_BOOT=$2" \
         </dev/null >"$out/$1.$2.console" 2>&1 || true
 }
 

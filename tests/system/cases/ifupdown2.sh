@@ -10,6 +10,8 @@ boot1() {
     sed -i 's/bridge-vids 1$/bridge-vids 1 20/' "$bridges/br0"
     # As every installed Debian has it.
     echo "source $bridges/*" >/etc/network/interfaces
+    sed -i 's/^multiple_vlan_aware_bridge_support=.*/multiple_vlan_aware_bridge_support=1/' \
+        /etc/network/ifupdown2/ifupdown2.conf
     systemctl enable networking.service mvrp@br0.service mvrp@vmbr0.service
 }
 
@@ -44,14 +46,26 @@ boot2() {
     command bridge vlan del dev tap0 vid 30
     expect 10 lacks b1 eth3 30
 
-    say 'two programs for one VLAN: what was learnt first goes with its neighbour, and ifreload brings it back for good'
+    say 'two programs for one VLAN: what was learnt first goes with its neighbour, and stays when it is said again'
     vidsBecome '1 10 20'
     leaves h1 10
     expect 20 lacks b1 eth1 10
     ifreload -a
     expect 10 carries b1 eth1 10
     joins h1 10 mvrp
-    expect 20 has 'static' ctl b1 explain 10 eth1
+    pause 3
+    leaves h1 10
+    steady 5 carries b1 eth1 10
+    joins h1 105 mvrp
+    expect 20 carries b1 eth1 105
+    command bridge vlan add dev eth1 vid 100-110
+    leaves h1 105
+    expect 20 lacks b1 eth1 105
+    carries b1 eth1 104
+    command bridge vlan add dev eth1 vid 100-110
+    steady 5 carries b1 eth1 105
+    command bridge vlan del dev eth1 vid 100-110
+    joins h1 10 mvrp
     vidsBecome '1 20'
     expect 20 carries b1 eth1 10
 

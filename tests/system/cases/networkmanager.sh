@@ -5,13 +5,16 @@ connections=/etc/NetworkManager/system-connections
 
 boot1() {
     installs "/host$SYSTEM_PACKAGE"
-    cables eth0 eth1 eth2
+    cables eth0:eth3 eth1 eth2
     examples networkmanager networkmanager-host
     local port
-    for port in eth1 eth2; do printf '\n[bridge-port]\nvlans=20\n' >>"$connections/$port.nmconnection"; done
-    # A real card is managed without being asked for; half of a veth is not.
-    printf '%s\n' '[device-cards]' 'match-device=interface-name:eth0,interface-name:eth1,interface-name:eth2' managed=1 \
-        >/etc/NetworkManager/conf.d/cards.conf
+    # A third port, that leads back to the machine.
+    sed 's/eth2/eth3/' "$connections/eth2.nmconnection" >"$connections/eth3.nmconnection"
+    chmod 600 "$connections/eth3.nmconnection"
+    for port in eth1 eth2 eth3; do printf '\n[bridge-port]\nvlans=20\n' >>"$connections/$port.nmconnection"; done
+    # A real card is managed without being asked for; half of a veth is not, and the other half is not the machine's.
+    printf '%s\n' '[device-cards]' 'match-device=interface-name:eth?' managed=1 \
+        '[keyfile]' 'unmanaged-devices=interface-name:eth?x' >/etc/NetworkManager/conf.d/cards.conf
     systemctl enable NetworkManager.service
     systemctl disable NetworkManager-wait-online.service
 }
@@ -19,7 +22,7 @@ boot1() {
 boot2() {
     instance br0
     comesUpWith
-    hostBehind eth0x eth3 30
+    hostBehind eth3 30
     about "$(NetworkManager --version)"
     across 'nmcli connection reload' nmcli connection reload
     across 'systemctl reload NetworkManager' systemctl reload NetworkManager.service

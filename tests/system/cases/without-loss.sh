@@ -1,5 +1,5 @@
 # shows: restart, upgrade, reload and kill, ten times each: no packet is lost
-# limit: 900
+# limit: 1200
 
 # again WHAT COMMAND...: ten times, with the daemon ready after each.
 again() {
@@ -10,8 +10,25 @@ again() {
     done
     say "$what, 10 times"
 }
+restart() { systemctl restart mvrp.service; }
+reload() { systemctl reload mvrp.service; }
 killed() { systemctl kill --signal=KILL mvrp.service; }
-upgraded() { apt-get -q -y --reinstall install /root/newer.deb >/dev/null; }
+upgraded() { installs /root/newer.deb >/dev/null; }
+
+# fromOlder: ten upgrades from the package that `--older` named.
+fromOlder() {
+    local round
+    for round in 1 2 3 4 5 6 7 8 9 10; do
+        installs "/host$SYSTEM_OLDER" >/dev/null
+        expect 30 isReady
+        expect 30 exactly b1 h1 1,10
+        expect 30 exactly b1 h2 1,10
+        probes "older$round" h1 h2 10
+        upgraded
+        expect 30 isReady
+        probed "older$round"
+    done
+}
 
 boot1() {
     ip link add br0 type bridge vlan_filtering 1
@@ -28,10 +45,10 @@ boot1() {
     expect 30 exactly b1 h1 1,10
     expect 30 exactly b1 h2 1,10
     local way
-    for way in 'systemctl restart mvrp.service' upgraded 'systemctl reload mvrp.service' killed; do
-        probes "${way%% *}" h1 h2 10
-        # shellcheck disable=SC2086  # words
-        again "$way" $way
-        probed "${way%% *}"
+    for way in restart upgraded reload killed; do
+        probes "$way" h1 h2 10
+        again "$way" "$way"
+        probed "$way"
     done
+    [[ -z ${SYSTEM_OLDER:-} ]] || fromOlder
 }
