@@ -41,4 +41,12 @@ actOnNetworkd() {
     expect 20 carries b1 eth1 21
     across '[BridgeVLAN] with one VLAN less' listBecomes 20
     if carries b1 eth1 21; then about 'what [BridgeVLAN] no longer lists stays'; else about 'what it no longer lists goes'; fi
+    rm -r /etc/systemd/network/20-uplinks.network.d
+    networkctl reload
+    networkctl reconfigure eth1 eth2 eth3
+    pause 3
+    local port
+    for port in eth1 eth2; do command bridge vlan add dev "$port" vid 20; done
+    expect 20 settled
+    across 'networkctl reconfigure eth1, without [BridgeVLAN]' networkctl reconfigure eth1
 }

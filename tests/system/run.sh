@@ -26,7 +26,7 @@ usage: ./dev system [--list] [--package FILE.deb] [--older FILE.deb] [--jobs N] 
 
     --list     names the cases and says what each shows
     --package  what is installed; default: the one of out/package, built if it is not there or of another commit
-    --older    a package from which without-loss upgrades as well, ten times
+    --older    a package from which without-loss upgrades ten times, and nothing else
     --jobs N   boots N machines side by side; default: one for each processor
     --build    where kernel-probe was built
     --out      where disks and logs go, one for each case; default: out/system
