@@ -47,7 +47,7 @@ expect 'the default configuration is right' mvrp --check
 expect 'mvrpctl runs' mvrpctl --version
 expect 'mvrp-plan plans' mvrp-plan --shape line --switches 2 --rest 0
 # Optimised, without assertions and without symbols: a symbol table is a section of this name.
-for program in /usr/sbin/mvrp /usr/bin/mvrpctl /usr/bin/mvrp-plan; do
+for program in /usr/sbin/mvrp /usr/bin/mvrpctl /usr/bin/mvrp-net /usr/bin/mvrp-plan; do
     expect "$program is stripped" bash -c "! grep -qa '\.symtab' $program"
     expect "$program was built for use, without assertions" bash -c "! grep -qa '__assert_fail' $program"
 done
@@ -73,12 +73,12 @@ expect 'examples for the programs that own bridges' bash -c '
     cd /usr/share/doc/mvrp/examples/integration
     test -s README.md -a -x networkmanager/etc/NetworkManager/dispatcher.d/50-mvrp
     for file in */etc/mvrp/*.toml; do mvrp --check --config "$file"; done'
-for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-plan.8'; do
+for page in 'mvrp.8' 'mvrpctl.8' 'mvrp-net.8' 'mvrp-plan.8'; do
     expect "manual page $page" test -s "/usr/share/man/man8/$page.gz"
 done
 expect 'manual page mvrp.toml.5' test -s /usr/share/man/man5/mvrp.toml.5.gz
 expect 'manual page mvrp.7' test -s /usr/share/man/man7/mvrp.7.gz
-for program in mvrp mvrpctl mvrp-plan; do
+for program in mvrp mvrpctl mvrp-net mvrp-plan; do
     expect "completion of $program for bash" test -s "/usr/share/bash-completion/completions/$program"
     expect "completion of $program for fish" test -s "/usr/share/fish/vendor_completions.d/$program.fish"
 done

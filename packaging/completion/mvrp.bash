@@ -1,4 +1,4 @@
-# bash completion for mvrp and mvrp-plan: the options that --help lists
+# bash completion for mvrp, mvrp-net and mvrp-plan: the options that --help lists
 _mvrp() {
     local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]} options
     if [[ ${COMP_WORDS[COMP_CWORD - 1]} == --shape ]]; then
@@ -11,4 +11,4 @@ _mvrp() {
         COMPREPLY=($(compgen -f -- "$word"))
     fi
 }
-complete -F _mvrp mvrp mvrp-plan
+complete -F _mvrp mvrp mvrp-net mvrp-plan

@@ -1,4 +1,4 @@
-# fish completion for mvrp and mvrp-plan: the options that --help lists
+# fish completion for mvrp, mvrp-net and mvrp-plan: the options that --help lists
 function __mvrp_options
     for line in ($argv[1] --help 2>/dev/null)
         set -l found (string match -rg '^  (-\S+)(?: \S+)? *(.*)$' -- $line); or continue
@@ -7,7 +7,7 @@ function __mvrp_options
         end
     end
 end
-for program in mvrp mvrp-plan
+for program in mvrp mvrp-net mvrp-plan
     complete -c $program -n 'string match -q -- "-*" (commandline -ct)' -f -a "(__mvrp_options $program)"
     complete -c $program -n 'test (commandline -opc)[-1] = --shape' -f -a 'line star tree'
 end

