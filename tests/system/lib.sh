@@ -70,6 +70,7 @@ cables() {
             peer=${name#*:} name=${name%:*}
             [[ $peer != "$name" ]] || peer=${name}x
             echo "ExecStart=/sbin/ip link add $name type veth peer name $peer"
+            echo "ExecStart=/sbin/ip link set $peer up"
         done
         printf '%s\n' '[Install]' WantedBy=sysinit.target
     } >/etc/systemd/system/cables.service

@@ -103,8 +103,9 @@ wait
 # record: what a file of docs/records says of this run.
 record() {
     local name commit=${SYSTEM_COMMIT:-$(git -C "$root" describe --always --dirty 2>/dev/null || echo unknown)}
-    printf "# The lane for whole systems\n\n%s, commit %s. \`./dev system\`" "$(date '+%-d %B %Y')" "$commit"
-    printf ': %d passed, %d failed, in %d s on %d processors.\n' "$passed" $((${#names[@]} - passed)) $SECONDS "$(nproc)"
+    printf '# The lane for whole systems\n\n%s, commit %s, ' "$(date '+%-d %B %Y')" "$commit"
+    printf '%d of %d cases passed. ' "$passed" ${#names[@]}
+    printf 'It took %d s on %d processors, with the package built before.\n' $SECONDS "$(nproc)"
     printf '\nProbes every 10 ms; the longest time without any, in ms. What the program that owns the bridge takes down shows in\n'
     printf 'its own VLAN, too; what it takes off, and mvrp puts back, in the last column: how long a learnt VLAN was missing on a port.\n'
     for name in "${names[@]}"; do
