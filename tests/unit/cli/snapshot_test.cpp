@@ -149,5 +149,32 @@ TEST(SnapshotJson, HoldsWhatLldpSaysAndNothingOfWhatItCanNotRead) {
     EXPECT_TRUE(known[1]["interface"].is_null());
 }
 
+TEST(SnapshotJson, HoldsTheBridgeAsTheKernelHasIt) {
+    SnapshotFacts facts = readSnapshot(onePort().all);
+    EXPECT_TRUE(nlohmann::json::parse(snapshotJson(facts))["bridge"].is_null());
+    platform::KernelLink bridge;
+    bridge.index = 3;
+    bridge.name = "br0";
+    bridge.kind = platform::LinkKind::Bridge;
+    bridge.vlanFiltering = true;
+    platform::KernelLink port;
+    port.index = kUnit;
+    port.master = bridge.index;
+    port.name = "swp7";
+    port.bridgePort = true;
+    port.stpState = platform::StpState::Blocking;
+    facts.system.emplace();
+    facts.system->links = {bridge, port};
+    facts.system->vlans.push_back({.index = kUnit, .carried = vlanRange(1, 9), .pvid = 1});
+    const auto json = nlohmann::json::parse(snapshotJson(facts));
+    EXPECT_EQ(json["ports"][0]["stpState"], "blocking");
+    EXPECT_EQ(json["bridge"]["name"], "br0");
+    EXPECT_EQ(json["bridge"]["vlanFiltering"], true);
+    EXPECT_TRUE(json["bridge"]["stpState"].is_null());
+    ASSERT_EQ(json["bridge"]["ports"].size(), 1U);
+    EXPECT_EQ(json["bridge"]["ports"][0]["vlans"], "1-9");
+    EXPECT_EQ(json["bridge"]["ports"][0]["stpState"], "blocking");
+}
+
 }  // namespace
 }  // namespace cli
