@@ -175,7 +175,7 @@ void checkPrograms(const Network& network, const Cable& cable, Findings& finding
 }
 
 /// What one end declares, nothing bars, and the other has not registered; and the opposite.
-void checkWords(const Direction& way, const Cable& cable, Findings& findings) {
+void checkWords(const Direction& way, const Cable& cable, bool hearsThrough, Findings& findings) {
     if (!talks(way.sender(), way.out()) || !talks(way.receiver(), way.in()) ||
         way.sender().gvrp != way.receiver().gvrp)
         return;
@@ -190,7 +190,7 @@ void checkWords(const Direction& way, const Cable& cable, Findings& findings) {
                       "mvrpctl explain " + way.in().name + " VLANS"},
                      &cable, lost);
     const VlanBitmap stale = vlanDifference(way.in().learnt, way.out().declared);
-    if (!platform::vlanIsEmpty(stale))
+    if (!platform::vlanIsEmpty(stale) && !hearsThrough)
         findings.add(Severity::Warning,
                      {Reason::Stale, way.to, false,
                       nameOf(way.network, way.to) +
@@ -200,21 +200,35 @@ void checkWords(const Direction& way, const Cable& cable, Findings& findings) {
                      &cable, stale);
 }
 
-void checkCable(const Network& network, const Cable& cable, Findings& findings) {
+void checkCable(const Network& network, const Cable& cable, const std::set<PortAt>& through,
+                Findings& findings) {
     checkMismatch(network, cable, findings);
     checkSilence(network, cable, findings);
     checkPrograms(network, cable, findings);
-    checkWords({network, cable.a, cable.b}, cable, findings);
-    checkWords({network, cable.b, cable.a}, cable, findings);
+    checkWords({network, cable.a, cable.b}, cable, through.contains(cable.b), findings);
+    checkWords({network, cable.b, cable.a}, cable, through.contains(cable.a), findings);
 }
 
-/// Ports whose other end takes no part, and hands on what others say.
-std::set<PortAt> hearingThrough(const Network& network) {
-    std::set<PortAt> ports;
+/// Switches that hand on what they hear at a port that takes no part.
+std::set<std::size_t> handingOn(const Network& network) {
+    std::set<std::size_t> switches;
     for (const Cable& cable : network.cables)
-        for (const auto& [here, there] : {std::pair(cable.a, cable.b), std::pair(cable.b, cable.a)})
-            if (!talks(network.switchOf(there), network.portOf(there)))
-                ports.insert(here);
+        for (const PortAt at : {cable.a, cable.b})
+            if (network.portOf(at).linkUp && !talks(network.switchOf(at), network.portOf(at)))
+                switches.insert(at.of);
+    return switches;
+}
+
+/// Ports that lead to such a switch: what they hear may be from behind it.
+std::set<PortAt> hearingThrough(const Network& network) {
+    const std::set<std::size_t> switches = handingOn(network);
+    std::set<PortAt> ports;
+    for (const Cable& cable : network.cables) {
+        if (switches.contains(cable.a.of))
+            ports.insert(cable.b);
+        if (switches.contains(cable.b.of))
+            ports.insert(cable.a);
+    }
     return ports;
 }
 
@@ -306,10 +320,10 @@ std::vector<Finding> checkNetwork(const Network& network) {
     const Spread spread = spreadOf(network);
     for (const Gap& gap : gapsOf(network, spread))
         checkGap(network, gap, findings);
+    const std::set<PortAt> through = hearingThrough(network);
     for (const Cable& cable : network.cables)
         if (cable.evidence.isLive())
-            checkCable(network, cable, findings);
-    const std::set<PortAt> through = hearingThrough(network);
+            checkCable(network, cable, through, findings);
     for (std::size_t of = 0; of < network.switches.size(); ++of)
         for (std::size_t port = 0; port < network.switches[of].ports.size(); ++port)
             checkPort(network, {of, port}, through.contains({of, port}), findings);

@@ -152,17 +152,23 @@ void dropThrough(const Network& network, Edges& edges) {
     const auto isSilent = [&](PortAt at) {
         return !talks(network.switchOf(at), network.portOf(at));
     };
-    std::set<PortAt> through;
+    std::map<PortAt, std::vector<PortAt>> others;  // what a port has a live cable to
     for (const auto& [ends, evidence] : edges) {
-        if (evidence.isLive() && isSilent(ends.first))
-            through.insert(ends.second);
-        if (evidence.isLive() && isSilent(ends.second))
-            through.insert(ends.first);
+        if (!evidence.isLive())
+            continue;
+        others[ends.first].push_back(ends.second);
+        others[ends.second].push_back(ends.first);
     }
+    const auto meet = [&](PortAt a, PortAt b) {
+        return a.of == b.of && a != b && (isSilent(a) || isSilent(b));
+    };
     std::erase_if(edges, [&](const auto& edge) {
         const auto& [ends, evidence] = edge;
-        return !isSilent(ends.first) && !isSilent(ends.second) && through.contains(ends.first) &&
-               through.contains(ends.second) && !evidence.lldp && !evidence.configured;
+        if (evidence.lldp || evidence.configured)
+            return false;
+        return std::ranges::any_of(others[ends.first], [&](PortAt a) {
+            return std::ranges::any_of(others[ends.second], [&](PortAt b) { return meet(a, b); });
+        });
     });
 }
 

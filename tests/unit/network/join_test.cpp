@@ -80,6 +80,13 @@ TEST(Join, ASwitchThatTakesNoPartHandsOnAndIsNotSkipped) {
     EXPECT_EQ(cablesOf(joinNetwork(switches, {})), kLine);
 }
 
+TEST(Join, APortThatTakesNoPartHandsOnToTheOthersOfItsSwitch) {
+    std::vector<Switch> switches = lineOfThree();
+    at(switches, "middle", 0).enabled = false;
+    at(switches, "east", 0).neighbours.push_back({0xF1, false, 10, false});
+    EXPECT_EQ(cablesOf(joinNetwork(switches, {})), kLine);
+}
+
 TEST(Join, ACableThatWasMovedIsNotThereAnyMore) {
     std::vector<Switch> switches = lineOfThree();
     switches.push_back(switchOf("old", {portOf("o1", 0x01, 0xF1)}, false));
