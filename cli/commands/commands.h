@@ -142,6 +142,7 @@ extern const std::span<const Command> kSnapshotCommands;
 extern const std::span<const Command> kStandbyCommands;
 extern const std::span<const Command> kDebugCommands;
 extern const std::span<const Command> kDoctorCommands;
+extern const std::span<const Command> kRepairCommands;
 extern const std::span<const Command> kHelpCommands;
 
 /// Help for the words that stand before others: {"set", "change settings of the protocol"}.

@@ -136,13 +136,12 @@ void examineGuard(const DoctorFacts& facts, const KernelLink& link,
              "behind the port, and they register elsewhere",
              {"systemctl restart mvrp", "tc filter show dev " + link.name + " ingress"}});
     if (wanted && !guard->present)
-        findings.push_back(
-            {Severity::Error,
-             "guard-missing",
-             link.name,
-             "the guard is not there: the bridge forwards the neighbour's frames, "
-             "and others learn from them",
-             {"systemctl restart mvrp", "tc filter show dev " + link.name + " ingress"}});
+        findings.push_back({Severity::Error,
+                            "guard-missing",
+                            link.name,
+                            "the guard is not there: the bridge forwards the neighbour's frames, "
+                            "and others learn from them",
+                            {repairOf(link.name), "tc filter show dev " + link.name + " ingress"}});
     const auto removal = [&link](u16 preference) {
         return "tc filter del dev " + link.name + " ingress pref " + std::to_string(preference);
     };
@@ -194,12 +193,14 @@ void examineLedger(const DoctorFacts& facts, const KernelLink& link,
         if (view.port.unit == link.index)
             gone = platform::vlanDifference(gone, view.dynamic);
     if (!platform::vlanIsEmpty(gone))
-        findings.push_back({Severity::Warning,
-                            "ledger-differs",
-                            link.name,
-                            "the daemon put VLANs on it by its ledger, and they are not there: " +
-                                platform::formatVlanRanges(gone) + "; somebody took them away",
-                            {"bridge monitor vlan", "systemctl restart mvrp"}});
+        findings.push_back(
+            {Severity::Warning,
+             "ledger-differs",
+             link.name,
+             "the daemon put VLANs on it by its ledger, and they are not there: " +
+                 platform::formatVlanRanges(gone) + "; somebody took them away",
+             {takesPart(facts.daemon, link.index) ? repairOf(link.name) : "systemctl restart mvrp",
+              "bridge monitor vlan"}});
 }
 
 /// VLANs that the daemon has put on the port and that are not there.
@@ -215,7 +216,7 @@ void examineVlans(const SystemFacts& system, const PortView& view, std::vector<F
                             view.port.name.data(),
                             "learnt, and not on the port: " + platform::formatVlanRanges(missing) +
                                 "; somebody takes them away",
-                            {"bridge monitor vlan", "systemctl restart mvrp"}});
+                            {repairOf(view.port.name.data()), "bridge monitor vlan"}});
 }
 
 }  // namespace

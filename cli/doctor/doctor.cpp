@@ -56,8 +56,9 @@ u32 firstHeard(Client& client, const platform::SwitchPortRecord& port,
     return platform::kNever32;
 }
 
-/// What is only on its way is gone at the second look: the daemon applies what waits every second.
-std::map<u32, PortGaps> readGaps(Client& client, const std::vector<PortView>& ports) {
+}  // namespace
+
+std::map<u32, PortGaps> lastingGaps(Client& client, const std::vector<PortView>& ports) {
     constexpr std::chrono::milliseconds kOnItsWay{1500};
     VlansView view = queryVlans(client, kNameParts);
     view.ports = ports;
@@ -87,6 +88,8 @@ std::map<u32, PortGaps> readGaps(Client& client, const std::vector<PortView>& po
     }
     return both;
 }
+
+namespace {
 
 /// Under GVRP a declaration may be active here and forgotten by the neighbour.
 void addUnrenewed(Client& client, DaemonFacts& facts) {
@@ -131,7 +134,7 @@ DaemonFacts collectDaemonFacts(const std::string& socketPath) {
         facts.global = queryGlobal(client);
         facts.ports = queryPorts(client, queryPortList(client));
         readStatistics(client, facts);
-        facts.gaps = readGaps(client, facts.ports);
+        facts.gaps = lastingGaps(client, facts.ports);
         if (facts.global.compliance)
             addUnrenewed(client, facts);
         facts.configFile = configSource(client);

@@ -48,6 +48,17 @@ struct DoctorFacts {
 
 DaemonFacts collectDaemonFacts(const std::string& socketPath);
 
+/// What does not go together, of ports that have any. What is only on its way is gone at a second
+/// look, which is taken where there is something: the daemon applies what waits every second.
+/// @param ports  all of the switch, with all parts
+std::map<u32, PortGaps> lastingGaps(Client& client, const std::vector<PortView>& ports);
+/// Whether what was kept on a port from before the start is still to be cleared, which takes a
+/// leave-all and a leave time.
+bool isBeingCleared(const PortView& view, const GlobalView& global);
+
+/// The command that mends it. @param ports  names with blanks in between
+std::string repairOf(const std::string& ports);
+
 /// What is wrong, by area; the whole is sorted by severity, the worst first.
 std::vector<Finding> examine(const DoctorFacts& facts);
 void examineDaemon(const DoctorFacts& facts, std::vector<Finding>& findings);

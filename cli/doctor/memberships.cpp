@@ -50,15 +50,21 @@ void examineUndeclared(const PortView& view, const platform::VlanBitmap& vlans, 
 
 /// A neighbour that lacks what somebody behind another port declares: until the next LeaveAll, by
 /// the exact rules.
-void examineUnpassed(const PortView& view, const PortGaps& gaps, std::vector<Finding>& findings) {
+void examineUnpassed(const DaemonFacts& daemon, const PortView& view, const PortGaps& gaps,
+                     std::vector<Finding>& findings) {
     const std::string name = view.port.name.data();
+    std::string sources;
+    for (const PortView& source : daemon.ports)
+        if (source.port.unit != view.port.unit &&
+            !vlanIsEmpty(vlanIntersection(source.registered, gaps.unpassed)))
+            sources += (sources.empty() ? "" : " ") + std::string(source.port.name.data());
     if (!vlanIsEmpty(gaps.unpassed))
         findings.push_back({Severity::Warning,
                             "not-passed-on",
                             name,
                             "registered on another port, and not declared to the neighbour: " +
                                 platform::formatVlanRanges(gaps.unpassed),
-                            {explainFirst(name, gaps.unpassed)}});
+                            {explainFirst(name, gaps.unpassed), repairOf(sources)}});
 }
 
 /// Why what is registered is no member.
@@ -77,18 +83,14 @@ std::string whyUnmembered(const PortView& view, const PortGaps& gaps, const Glob
 void examineUnmembered(const PortView& view, const PortGaps& gaps, const GlobalView& global,
                        std::vector<Finding>& findings) {
     const std::string name = view.port.name.data();
-    findings.push_back({Severity::Warning,
-                        "registered-not-member",
-                        name,
-                        "registered, and not on the port: " +
-                            platform::formatVlanRanges(gaps.unmembered) + "; declared " +
-                            agoText32(gaps.registeredMs) + "; " + whyUnmembered(view, gaps, global),
-                        {explainFirst(name, gaps.unmembered), "mvrpctl show statistics " + name}});
-}
-
-/// What was kept from before the start is cleared within a leave-all and a leave time.
-bool isBeingCleared(const PortView& view, const GlobalView& global) {
-    return global.host.uptimeMs < u64{view.settings->leaveAllTime} + u64{view.settings->leaveTime};
+    findings.push_back(
+        {Severity::Warning,
+         "registered-not-member",
+         name,
+         "registered, and not on the port: " + platform::formatVlanRanges(gaps.unmembered) +
+             "; declared " + agoText32(gaps.registeredMs) + "; " +
+             whyUnmembered(view, gaps, global),
+         {explainFirst(name, gaps.unmembered), repairOf(name), "mvrpctl show statistics " + name}});
 }
 
 void examineUnregistered(const PortView& view, const PortGaps& gaps, const GlobalView& global,
@@ -111,8 +113,7 @@ void examineUnregistered(const PortView& view, const PortGaps& gaps, const Globa
                  (global.pendingPairs == 0
                       ? "; they do not go by themselves"
                       : "; " + std::to_string(global.pendingPairs) + " changes wait to be applied"),
-             {explainFirst(name, gaps.unregistered), setPort(name, "registration forbidden"),
-              setPort(name, "registration normal")}});
+             {explainFirst(name, gaps.unregistered), repairOf(name)}});
 }
 
 /// Corrections that are off, and would have prevented what is there.
@@ -198,6 +199,10 @@ void examineRefused(const DoctorFacts& facts, std::vector<Finding>& findings) {
 
 }  // namespace
 
+bool isBeingCleared(const PortView& view, const GlobalView& global) {
+    return global.host.uptimeMs < u64{view.settings->leaveAllTime} + u64{view.settings->leaveTime};
+}
+
 void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings) {
     const DaemonFacts& daemon = facts.daemon;
     if (daemon.state != DaemonState::Answers)
@@ -211,7 +216,7 @@ void examineMemberships(const DoctorFacts& facts, std::vector<Finding>& findings
         examineUndeclared(view, gaps.undeclared, "not declared", findings);
         examineUndeclared(view, gaps.unrenewed, "not declared again since the last LeaveAll",
                           findings);
-        examineUnpassed(view, gaps, findings);
+        examineUnpassed(daemon, view, gaps, findings);
         if (!vlanIsEmpty(gaps.unmembered))
             examineUnmembered(view, gaps, daemon.global, findings);
         if (!vlanIsEmpty(gaps.unregistered))

@@ -122,12 +122,9 @@ class Reasoning {
             return "It was kept from before the start, and is removed in about " +
                    durationText(claimed - facts_.global.host.uptimeMs) +
                    " unless it is declared until then.";
-        return "It does not go: no change waits and no timer runs for it. Take it off with "
-               "`mvrpctl "
-               "set port " +
-               name_ + " registration forbidden` and then `mvrpctl set port " + name_ +
-               " registration normal`; what is still declared comes back." +
-               offText({Correction::OwnBatch, Correction::SpareOthers});
+        return "It does not go: no change waits and no timer runs for it. Take it off with: "
+               "mvrpctl repair " +
+               name_ + "." + offText({Correction::OwnBatch, Correction::SpareOthers});
     }
 
     /// Which of these are off, and would have acted; empty where the daemon knows no corrections.
@@ -265,7 +262,8 @@ class Reasoning {
                                 std::to_string(facts_.vid) + " --timeout 10");
         return conclude(false, Cause::SwitchRefused,
                         but + "and the switch has not taken the port into it.",
-                        "Look at `mvrpctl show statistics " + name_ +
+                        "Run `mvrpctl repair " + name_ +
+                            "`; if it does not help look at `mvrpctl show statistics " + name_ +
                             "` (failed registrations) and at the daemon's log.");
     }
 
@@ -302,7 +300,9 @@ class Reasoning {
             return conclude(false, Cause::NotAdmitted,
                             refused + "the port's permit list left it out then.",
                             "It is permitted now: it is registered when it is declared again, "
-                            "with the next LeaveAll at the latest.");
+                            "with the next LeaveAll at the latest, or at once with: mvrpctl "
+                            "repair " +
+                                name_);
         return conclude(false, Cause::NotAdmitted,
                         refused +
                             "the port did not admit it: it had as many VLANs as it may "

@@ -23,18 +23,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A directory or file that is there while the program is at work.
-struct ManagerSign {
+/// A program that configures networks. A name of a process has 15 letters at most.
+struct ManagerProcess {
     const char* name;
-    const char* path;
+    const char* process;
 };
-constexpr std::array<ManagerSign, 6> kManagerSigns = {{
-    {"systemd-networkd", "/run/systemd/netif/links"},
-    {"NetworkManager", "/run/NetworkManager/devices"},
-    {"ifupdown2", "/usr/share/ifupdown2"},
+constexpr std::array<ManagerProcess, 3> kManagerProcesses = {{
+    {"systemd-networkd", "systemd-network"},
+    {"NetworkManager", "NetworkManager"},
+    {"Open vSwitch", "ovs-vswitchd"},
+}};
+
+/// A program that runs and ends: what it has configured is in a file of its own.
+struct ManagerState {
+    const char* name;
+    const char* file;
+};
+constexpr std::array<ManagerState, 3> kManagerStates = {{
+    {"ifupdown2", "/run/network/ifstatenew"},
+    {"ifupdown2", "/var/tmp/network/ifstatenew"},
     {"ifupdown", "/run/network/ifstate"},
-    {"netplan", "/run/netplan"},
-    {"Open vSwitch", "/run/openvswitch/db.sock"},
 }};
 constexpr const char* kBridgeFirewallFile = "/proc/sys/net/bridge/bridge-nf-call-iptables";
 
@@ -133,6 +141,26 @@ void findOwnersIn(const fs::path& process, std::vector<PacketListener>& listener
     }
 }
 
+/// Names of the configured bridge and of its ports.
+std::vector<std::string> bridgeAndPorts(const SystemFacts& facts) {
+    std::vector<std::string> names;
+    const std::string bridge = facts.config ? facts.config->network.linuxBridge.bridge : "";
+    const auto found = std::ranges::find(facts.links, bridge, &KernelLink::name);
+    if (found == facts.links.end())
+        return names;
+    names.push_back(bridge);
+    for (const KernelLink& link : facts.links)
+        if (link.master == found->index)
+            names.push_back(link.name);
+    return names;
+}
+
+/// In whichever form the file has them, the names stand in it as they are.
+bool namesAny(const std::string& text, const std::vector<std::string>& names) {
+    return std::ranges::any_of(
+        names, [&text](const std::string& name) { return text.find(name) != std::string::npos; });
+}
+
 }  // namespace
 
 std::vector<LedgerRecord> steadyRecords(const std::vector<LedgerRecord>& before,
@@ -164,12 +192,23 @@ std::vector<PacketListener> parsePacketSockets(const std::string& text) {
     return listeners;
 }
 
-std::vector<NetworkManager> findManagers(const std::string& root) {
+std::vector<NetworkManager> findManagers(const std::string& root,
+                                         const std::vector<std::string>& interfaces) {
     std::vector<NetworkManager> managers;
-    std::error_code ignored;
-    for (const ManagerSign& sign : kManagerSigns)
-        if (fs::exists(root + sign.path, ignored))
-            managers.push_back({sign.name, sign.path});
+    std::error_code error;
+    for (fs::directory_iterator entry(root + "/proc", error), end; !error && entry != end;
+         entry.increment(error)) {
+        if (!isNumber(entry->path().filename().string()))
+            continue;
+        std::string process = contentOf((entry->path() / "comm").string());
+        process = process.substr(0, process.find('\n'));
+        for (const ManagerProcess& known : kManagerProcesses)
+            if (process == known.process)
+                managers.push_back({known.name, "process " + entry->path().filename().string()});
+    }
+    for (const ManagerState& known : kManagerStates)
+        if (namesAny(contentOf(root + known.file), interfaces))
+            managers.push_back({known.name, known.file});
     return managers;
 }
 
@@ -190,7 +229,7 @@ SystemFacts collectSystemFacts(const std::string& configFile, const std::string&
     readKernelAndLedger(directory, facts);
     facts.listeners = parsePacketSockets(contentOf("/proc/net/packet"));
     findOwners(facts.listeners, "/proc");
-    facts.managers = findManagers("");
+    facts.managers = findManagers("", bridgeAndPorts(facts));
     facts.bridgeFirewall = contentOf(kBridgeFirewallFile).starts_with('1');
     return facts;
 }

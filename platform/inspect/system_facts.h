@@ -79,8 +79,10 @@ std::vector<LedgerRecord> steadyRecords(const std::vector<LedgerRecord>& before,
 
 /// The lines of /proc/net/packet. Lines of another form are passed over.
 std::vector<PacketListener> parsePacketSockets(const std::string& text);
-/// Those whose files exist. @param root  "" for this system
-std::vector<NetworkManager> findManagers(const std::string& root);
+/// Those that run, and those that have configured one of these interfaces and ended: that one is
+/// installed says nothing. @param root  "" for this system
+std::vector<NetworkManager> findManagers(const std::string& root,
+                                         const std::vector<std::string>& interfaces);
 /// Fills in which process each socket belongs to. @param proc  "/proc"
 void findOwners(std::vector<PacketListener>& listeners, const std::string& proc);
 

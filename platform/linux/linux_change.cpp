@@ -6,6 +6,7 @@
 #include <array>
 
 #include "platform/linux/linux_switch.h"
+#include "platform/model/vlan_algebra.h"
 
 namespace platform {
 namespace {
@@ -44,6 +45,8 @@ std::string filledIn(std::string text, const std::string& mark, const std::strin
 }  // namespace
 
 HostStatus LinuxSwitch::change(const SwitchChangeRecord& record, std::string& error) {
+    if (record.kind == static_cast<u32>(SwitchChangeKind::PortRepair))
+        return repair(record, error);
     const auto found =
         std::ranges::find(kInstead, static_cast<SwitchChangeKind>(record.kind), &Instead::kind);
     if (found == kInstead.end()) {
@@ -57,6 +60,30 @@ HostStatus LinuxSwitch::change(const SwitchChangeRecord& record, std::string& er
     error = "the daemon does not configure the Linux bridge " + config_.bridge +
             " by itself; instead: " +
             filledIn(filledIn(found->advice, "%d", name), "%b", config_.bridge);
+    return HostStatus::Unsupported;
+}
+
+HostStatus LinuxSwitch::repair(const SwitchChangeRecord& record, std::string& error) {
+    const std::lock_guard serial(changeMutex_);
+    BridgePort* port = book_.find(record.unit);
+    if (stopped_ || port == nullptr) {
+        error = "there is no port " + std::to_string(record.unit);
+        return HostStatus::NoSuchPort;
+    }
+    if (!vlanIsValid(record.vlans)) {
+        error = "VLAN IDs are 1 to 4094";
+        return HostStatus::BadArgument;
+    }
+    port->dispute = {};
+    port->disputed = {};
+    port->guardDispute = {};
+    look({});
+    RouteBatch batch;
+    disown(record.unit, record.vlans, batch);
+    deliver(batch);
+    if (!unfinished_)
+        return HostStatus::Ok;
+    error = "the kernel did not take all of it: it is tried again; the log says what";
     return HostStatus::Unsupported;
 }
 

@@ -158,6 +158,8 @@ class LinuxSwitch final : public StateSwitch {
     bool removeEntries(BridgePort& port, const VlanBitmap& vlans);
     bool request(BridgePort& port, VlanChange change, const VlanBitmap& vlans);
     void readAgain(BridgePort& port);
+    /// SwitchChangeKind::PortRepair. Takes changeMutex_ itself.
+    HostStatus repair(const SwitchChangeRecord& record, std::string& error);
     bool wantsGuard(const BridgePort& port) const;
     void settleGuard(BridgePort& port);
     void settleGuards();

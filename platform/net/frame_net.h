@@ -78,7 +78,8 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// once, in the form that the port speaks. The receive thread sends it; any thread may ask.
     /// @param renew  the daemon hears it as if a neighbour had sent it: it declares again, and what
     ///               nobody declares within the leave time ends
-    void ask(u32 unit, bool renew);
+    /// @param afterMs  not at once but then
+    void ask(u32 unit, bool renew, u32 afterMs = 0);
     /// The same for a port whose link came up, where the configuration asks for it
     /// (askWhenForwarding). The daemon renews at such a change by itself.
     void linkCameUp(u32 unit);
@@ -90,6 +91,7 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Any thread.
     FrameLosses losses() const;
     HostStatus setCable(u32 unit, const std::string& text, std::string& error) override;
+    void renew(u32 unit, u32 afterMs) override { ask(unit, true, afterMs); }
     HostStatus setWireForm(u32 unit, WireForm form) override;
     HostStatus setRecording(u32 unit, NamedFile file, std::string& error) override;
     HostStatus replay(u32 unit, NamedFile file, u32 speed, std::string& error) override;

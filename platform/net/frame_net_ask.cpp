@@ -24,11 +24,12 @@ constexpr u64 kSayAgainUs = 60'000'000;
 
 }  // namespace
 
-void FrameNet::ask(u32 unit, bool renew) {
+void FrameNet::ask(u32 unit, bool renew, u32 afterMs) {
+    const u64 atUs = afterMs == 0 ? 0 : monotonicUs() + u64{afterMs} * 1000;
     {
         const std::lock_guard lock(mutex_);
         std::optional<CabledPort::Ask>& ask = cabledPort(unit).ask;
-        ask = CabledPort::Ask{0, renew || (ask && ask->renew)};
+        ask = CabledPort::Ask{atUs, renew || (ask && ask->renew)};
         asking_ = true;
     }
     wake();

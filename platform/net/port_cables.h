@@ -36,6 +36,9 @@ class PortCables {
     // Files and sockets lie where requests may name them (RequestPlaces).
     /// @param text  the cable as the configuration writes it
     virtual HostStatus setCable(u32 unit, const std::string& text, std::string& error) = 0;
+    /// Has the neighbours of a port that takes part declare again, and the daemon as well, after so
+    /// many ms.
+    virtual void renew(u32 unit, u32 afterMs) = 0;
     virtual HostStatus setWireForm(u32 unit, WireForm form) = 0;
     /// @param file  pcap file that is created or emptied; with an empty path: stop recording
     virtual HostStatus setRecording(u32 unit, NamedFile file, std::string& error) = 0;

@@ -71,6 +71,8 @@ std::string deedOf(const SwitchChangeRecord& change) {
         case SwitchChangeKind::PortRecord:
             return change.text.front() == '\0' ? "the recording is ended"
                                                : "recorded to " + textOf(change.text);
+        case SwitchChangeKind::PortRepair:
+            return "the neighbours are asked to declare again";
         case SwitchChangeKind::VlanCreate:
             return "VLANs " + vlans + " created";
         case SwitchChangeKind::VlanDelete:

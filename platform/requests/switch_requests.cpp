@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "platform/model/vlan_algebra.h"
 #include "platform/requests/reply.h"
 #include "platform/runtime/tasks/timer.h"
 
@@ -93,11 +94,36 @@ HostStatus changeCable(const ServedSwitch& served, const SwitchChangeRecord& rec
     }
 }
 
+/// The daemon has heard of what does not go together by then, and has taken it out.
+constexpr u32 kAfterRemovalMs = 1200;
+
+/// Settles the port, and has its neighbours declare again.
+HostStatus repairPort(const ServedSwitch& served, const SwitchChangeRecord& record,
+                      std::string& error) {
+    PortState state{};
+    if (!served.driver.portState(record.unit, state)) {
+        error = "there is no port " + std::to_string(record.unit);
+        return HostStatus::NoSuchPort;
+    }
+    if (!served.driver.framePolicy(record.unit).takesPart() || !state.linkUp) {
+        error =
+            "the port takes no part, so nobody can be asked: MVRP is off there, its link is "
+            "down, or this is a standby";
+        return HostStatus::BadArgument;
+    }
+    const HostStatus status = served.driver.change(record, error);
+    if (status == HostStatus::Ok && served.cables != nullptr)
+        served.cables->renew(record.unit, vlanIsEmpty(record.vlans) ? 0 : kAfterRemovalMs);
+    return status;
+}
+
 HostStatus applyRecord(const ServedSwitch& served, const SwitchChangeRecord& record,
                        std::string& error) {
     SwitchDriver& driver = served.driver;
     PortCables* cables = served.cables;
     const auto kind = static_cast<SwitchChangeKind>(record.kind);
+    if (kind == SwitchChangeKind::PortRepair)
+        return repairPort(served, record, error);
     if (!isCableChange(kind, driver.kind())) {
         const HostStatus status = driver.change(record, error);
         if (status == HostStatus::Ok && kind == SwitchChangeKind::PortDelete && cables != nullptr)

@@ -227,7 +227,7 @@ struct ChangeRow {
     HostStatus (*apply)(const Change& change);
 };
 
-constexpr std::array<ChangeRow, 15> kChanges = {{
+constexpr std::array<ChangeRow, 16> kChanges = {{
     {SwitchChangeKind::PortAdd, Needs::Nothing, addPort},
     {SwitchChangeKind::PortDelete, Needs::Port, deletePort},
     {SwitchChangeKind::PortLink, Needs::Port, setLink},
@@ -237,6 +237,7 @@ constexpr std::array<ChangeRow, 15> kChanges = {{
     {SwitchChangeKind::PortJoinAgg, Needs::Port, joinAggregation},
     {SwitchChangeKind::PortLeaveAgg, Needs::Port, leaveAggregation},
     {SwitchChangeKind::PortReset, Needs::Port, announceOnly},
+    {SwitchChangeKind::PortRepair, Needs::PortAndVlans, announceOnly},
     {SwitchChangeKind::VlanCreate, Needs::Vlans, createVlans},
     {SwitchChangeKind::VlanDelete, Needs::Vlans, deleteVlans},
     {SwitchChangeKind::VlanType, Needs::Vlans, setVlanType},

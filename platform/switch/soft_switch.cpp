@@ -37,6 +37,8 @@ HostStatus SoftSwitch::change(const SwitchChangeRecord& record, std::string& err
         replaceState(std::move(next), batch);
     }
     announce(record, batch);
+    if (record.kind == static_cast<u32>(SwitchChangeKind::PortRepair))
+        disown(record.unit, record.vlans, batch);
     deliver(batch);
     return HostStatus::Ok;
 }

@@ -295,6 +295,13 @@ std::vector<PortSummary> StateSwitch::listPorts(u32 unit, std::size_t limit) con
     return list;
 }
 
+void StateSwitch::disown(u32 unit, const VlanBitmap& vlans, RouteBatch& batch) const {
+    vlanForEach(vlans, [&](u32 vid) {
+        if (vlanType(vid) != QorVlanType::Static)
+            batch.memberRemoved(vid, unit);
+    });
+}
+
 void StateSwitch::deliver(const RouteBatch& batch) {
     if (sink_ != nullptr)
         batch.deliverTo(*sink_);

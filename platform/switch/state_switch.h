@@ -65,6 +65,8 @@ class StateSwitch : public SwitchDriver {
     /// driver carries that to where it belongs.
     virtual void stateChanged() {}
 
+    /// Has the daemon hear that a port is no member of these VLANs, but for static ones.
+    void disown(u32 unit, const VlanBitmap& vlans, RouteBatch& batch) const;
     /// @pre changeMutex_ is held, mutex_ is not
     void deliver(const RouteBatch& batch);
     /// A link came up that replaceState() can not see: it was down in between only. deliver() tells

@@ -163,7 +163,9 @@ class SwitchDriver {
     /// The ports above `unit`, ascending, at most `limit`.
     virtual std::vector<PortSummary> listPorts(u32 unit, std::size_t limit) const = 0;
     /// A change that an administrator asks for; reported to the daemon by route messages. All of it
-    /// happens or none.
+    /// happens or none. PortRepair brings the port to what is wanted of it, at once, whoever
+    /// disputes it, and tells the daemon that the port is no member of the named VLANs: it takes
+    /// out what nobody has registered, and puts in what is declared again.
     /// @param error  receives what was wrong and what is allowed
     virtual HostStatus change(const SwitchChangeRecord& record, std::string& error) = 0;
 };

@@ -55,6 +55,7 @@ class Json(NetworkTest):
                 ("show config", "config", 0), ("show running", "running", 0),
                 ("show running west", "running", 0), ("show summary", "summary", 0),
                 ("show statistics", "statistics", 0), ("clear statistics west", "done", 0),
+                ("repair west", "repair", 0), ("repair nowhere", "error", 1),
                 ("explain west 10", "explain", 0), ("explain west 999", "explain", 0),
                 ("watch --seconds 1", None, 0),
                 ("log", "log", 0), ("log --port west --vlan 10 --lines 5", "log", 0),

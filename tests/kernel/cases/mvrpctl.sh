@@ -58,6 +58,7 @@ answers counters 0 show counters
 answers doctor '*' doctor
 answers status '*' status
 answers make-static 0 make-static b2 30
+answers repair 0 repair b2
 answers config-apply 0 config apply
 answers config-file 0 config check "$file"
 answers config 0 config show

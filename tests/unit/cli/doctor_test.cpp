@@ -179,8 +179,7 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unpassed, 30); }},
     {"registered-not-member", Severity::Warning, "uplink", "mvrpctl show statistics uplink",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unmembered, 10); }},
-    {"member-not-registered", Severity::Warning, "uplink",
-     "mvrpctl set port uplink registration forbidden",
+    {"member-not-registered", Severity::Warning, "uplink", "mvrpctl repair uplink",
      [](DoctorFacts& facts) { platform::vlanInsert(gapsOfUplink(facts).unregistered, 10); }},
     {"member-not-claimed", Severity::Note, "uplink", "mvrpctl explain uplink 10",
      [](DoctorFacts& facts) {
@@ -242,7 +241,7 @@ const std::vector<Case> kCases = {
      [](DoctorFacts& facts) { uplinkLink(facts).stpState = platform::StpState::Learning; }},
     {"mtu-small", Severity::Warning, "uplink", "ip link set dev uplink mtu 1500",
      [](DoctorFacts& facts) { uplinkLink(facts).mtu = 1400; }},
-    {"guard-missing", Severity::Error, "uplink", "systemctl restart mvrp",
+    {"guard-missing", Severity::Error, "uplink", "mvrpctl repair uplink",
      [](DoctorFacts& facts) { systemOf(facts).guards[0].present = false; }},
     {"guard-missing", Severity::Warning, "tap0", "systemctl restart mvrp",
      [](DoctorFacts& facts) {

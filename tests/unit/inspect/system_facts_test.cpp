@@ -61,11 +61,33 @@ TEST_F(Files, TellWhichProcessASocketBelongsTo) {
 }
 
 TEST_F(Files, TellWhichNetworkManagersAreAtWork) {
-    EXPECT_TRUE(findManagers(root_).empty());
-    fs::create_directories(root_ + "/run/systemd/netif/links");
-    const auto managers = findManagers(root_);
+    EXPECT_TRUE(findManagers(root_, {"br0"}).empty());
+    fs::create_directories(root_ + "/proc/321");
+    std::ofstream(root_ + "/proc/321/comm") << "systemd-network\n";
+    const auto managers = findManagers(root_, {"br0"});
     ASSERT_EQ(managers.size(), 1U);
     EXPECT_EQ(managers[0].name, "systemd-networkd");
+    EXPECT_EQ(managers[0].sign, "process 321");
+}
+
+TEST_F(Files, NameNoNetworkManagerThatIsOnlyInstalledOrHasStopped) {
+    fs::create_directories(root_ + "/run/systemd/netif/links");
+    fs::create_directories(root_ + "/run/NetworkManager/devices");
+    fs::create_directories(root_ + "/usr/share/ifupdown2");
+    fs::create_directories(root_ + "/run/network");
+    std::ofstream(root_ + "/run/network/ifstate") << "lo=lo\n";
+    EXPECT_TRUE(findManagers(root_, {"br0"}).empty());
+}
+
+TEST_F(Files, NameTheNetworkManagerThatHasConfiguredTheBridge) {
+    fs::create_directories(root_ + "/run/network");
+    std::ofstream(root_ + "/run/network/ifstate") << "lo=lo\nbr0=br0\n";
+    std::ofstream(root_ + "/run/network/ifstatenew", std::ios::binary) << "\x80\x04\x8c\x03"
+                                                                          "br0\x94";
+    const auto managers = findManagers(root_, {"br0", "eth1"});
+    ASSERT_EQ(managers.size(), 2U);
+    EXPECT_EQ(managers[0].name, "ifupdown2");
+    EXPECT_EQ(managers[1].name, "ifupdown");
 }
 
 TEST_F(Files, OfTheConfigurationAreReadWithTheirMistakes) {

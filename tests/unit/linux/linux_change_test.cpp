@@ -12,7 +12,8 @@ TEST(LinuxChange, EveryChangeIsRefusedWithWhatToDoInstead) {
     node.start();
     for (u32 kind = 1; kind <= 30; kind++) {
         if (kind == static_cast<u32>(SwitchChangeKind::PortWireForm) ||
-            kind == static_cast<u32>(SwitchChangeKind::PortRecord))
+            kind == static_cast<u32>(SwitchChangeKind::PortRecord) ||
+            kind == static_cast<u32>(SwitchChangeKind::PortRepair))
             continue;
         std::string error;
         const auto record = changeOf(static_cast<SwitchChangeKind>(kind), kEth0, 20, vlanSet({20}));
@@ -33,6 +34,50 @@ TEST(LinuxChange, TheAnswerNamesPortAndBridge) {
     EXPECT_NE(error.find("bridge vlan add dev br0 vid VLAN self"), std::string::npos) << error;
     node.driver->change(changeOf(SwitchChangeKind::PortDelete, 999), error);
     EXPECT_NE(error.find("ip link set dev NAME nomaster"), std::string::npos) << error;
+}
+
+TEST(LinuxChange, ARepairPutsBackAtOnceWhatOthersRemoveAgainAndAgain) {
+    LinuxNode node;
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({10, 11})));
+    for (u32 removal = 0; removal < 8; removal++) {
+        node.kernel.removeVlans(kEth0, vlanSet({10}));
+        node.settle();
+    }
+    ASSERT_FALSE(vlanContains(node.kernel.vlansOf(kEth0).carried, 10)) << "held back";
+    std::string error;
+    EXPECT_EQ(node.driver->change(changeOf(SwitchChangeKind::PortRepair, kEth0), error),
+              HostStatus::Ok)
+        << error;
+    EXPECT_EQ(node.carried(kEth0), "1,10-11");
+    EXPECT_TRUE(node.log.take().empty()) << "nothing that the daemon is told";
+}
+
+TEST(LinuxChange, ARepairTellsTheDaemonOfWhichDynamicVlansThePortIsNoMember) {
+    LinuxNode node;
+    node.kernel.addVlans(kEth1, vlanSet({20}));
+    node.start();
+    node.enable(kEth0);
+    ASSERT_TRUE(node.learn(kEth0, vlanSet({10})));
+    node.settle();
+    std::string error;
+    EXPECT_EQ(node.driver->change(
+                  changeOf(SwitchChangeKind::PortRepair, kEth0, 0, vlanSet({10, 20})), error),
+              HostStatus::Ok);
+    const auto messages = node.log.take();
+    ASSERT_EQ(messages.size(), 1U) << "a static one is the kernel's";
+    EXPECT_EQ(messages[0].attribute, 65U);
+    EXPECT_EQ(messages[0].vid, 10U);
+}
+
+TEST(LinuxChange, ARepairOfNoPortIsRefused) {
+    LinuxNode node;
+    node.start();
+    std::string error;
+    EXPECT_EQ(node.driver->change(changeOf(SwitchChangeKind::PortRepair, 999), error),
+              HostStatus::NoSuchPort);
+    EXPECT_EQ(error, "there is no port 999");
 }
 
 TEST(LinuxChange, CablesAreRefusedThroughTheCommandChannelToo) {

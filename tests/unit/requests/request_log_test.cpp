@@ -26,6 +26,7 @@ class NoCables final : public PortCables {
     HostStatus setCable(u32 /*unit*/, const std::string& /*text*/, std::string& /*e*/) override {
         return HostStatus::Ok;
     }
+    void renew(u32 /*unit*/, u32 /*afterMs*/) override {}
     HostStatus setWireForm(u32 /*unit*/, WireForm next) override {
         form = next;
         return HostStatus::Ok;

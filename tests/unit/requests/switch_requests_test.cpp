@@ -30,6 +30,9 @@ class FakeCables final : public PortCables {
         error = "no such cable";
         return text == "bad" ? HostStatus::BadArgument : HostStatus::Ok;
     }
+    void renew(u32 unit, u32 afterMs) override {
+        asked = "renew " + std::to_string(unit) + " " + std::to_string(afterMs);
+    }
     HostStatus setWireForm(u32 unit, WireForm form) override {
         asked = "form " + std::to_string(unit) + " " + std::to_string(static_cast<u32>(form));
         return HostStatus::Ok;
@@ -206,6 +209,24 @@ TEST_F(Requests, WireChangesOfMissingPortsOrFormsAreRefused) {
 TEST_F(Requests, DeletedPortLosesItsCable) {
     ASSERT_EQ(change(changeOf(SwitchChangeKind::PortDelete, 3)), kOk);
     EXPECT_EQ(cables_.asked, "forget 3");
+}
+
+TEST_F(Requests, ARepairAsksTheNeighboursLaterWhereSomethingIsTakenOutFirst) {
+    harness_.driver().setProtocol(3, kProtocolMvrp, true);
+    ASSERT_EQ(change(changeOf(SwitchChangeKind::PortRepair, 3)), kOk);
+    EXPECT_EQ(cables_.asked, "renew 3 0");
+    ASSERT_EQ(change(changeOf(SwitchChangeKind::PortRepair, 3, 0, vlanSet({10}))), kOk);
+    EXPECT_EQ(cables_.asked, "renew 3 1200");
+}
+
+TEST_F(Requests, ARepairWhereNobodyCanBeAskedIsRefused) {
+    EXPECT_EQ(change(changeOf(SwitchChangeKind::PortRepair, 4)), kNoSuchPort);
+    EXPECT_EQ(change(changeOf(SwitchChangeKind::PortRepair, 3)), kBadArgument) << "MVRP is off";
+    EXPECT_NE(text().find("MVRP is off there"), std::string::npos) << text();
+    harness_.driver().setProtocol(3, kProtocolMvrp, true);
+    ASSERT_EQ(change(changeOf(SwitchChangeKind::PortLink, 3, 0)), kOk);
+    EXPECT_EQ(change(changeOf(SwitchChangeKind::PortRepair, 3)), kBadArgument);
+    EXPECT_EQ(cables_.asked, "");
 }
 
 TEST_F(Requests, TextWithoutAnEndIsCut) {
