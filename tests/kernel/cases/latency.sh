@@ -1,0 +1,71 @@
+# shows: how long from a host's join to the entry on the bridge, for one VLAN and 3,093, and for a static VLAN to get on
+# lane: long
+# limit: 240
+
+bridge b1
+bridge b2
+link b1 b2
+host k2 b2
+host s1 b1
+for n in 1 2 3 4 5; do host "h$n" b1; done
+plainDaemon b1
+plainDaemon b2
+for name in b1 b2; do
+    at "$name" stdbuf -oL bridge -compressvlans -timestamp monitor vlan >"$scratch/$name.monitor" 2>&1 &
+done
+pause 1
+
+# told BRIDGE PATTERN: the times, in microseconds, at which its kernel told of an entry that matches.
+told() {
+    local month day year clock micros
+    awk -v pattern="$2" '/^Timestamp:/ { stamp = $3 " " $4 " " $6 " " $5 " " $7; next } $0 ~ pattern { print stamp }' \
+        "$scratch/$1.monitor" | while read -r month day year clock micros; do
+        printf '%s%06d\n' "$(date -d "$month $day $year $clock" +%s)" "$((10#$micros))"
+    done
+}
+entry() { told "$@" | head -n 1; }
+# firstFrame NAME: when the first frame of a capture came, in microseconds.
+firstFrame() { tcpdump -ttnr "$scratch/$1.pcap" 2>/dev/null | sed -n '1{s/^\([0-9]*\)\.\([0-9]*\) .*/\1\2/p;q}'; }
+# took WHAT FROM TO: says the time, and keeps it in `times`, in milliseconds.
+times=()
+took() {
+    times+=($((($3 - $2) / 1000)))
+    say "$1: ${times[-1]} ms"
+}
+# within WHAT LIMIT: the middle one of the times since the last call is no more, whatever else the machine did.
+late=''
+within() {
+    local sorted middle
+    mapfile -t sorted < <(printf '%s\n' "${times[@]}" | sort -n)
+    middle=${sorted[${#sorted[@]} / 2]}
+    say "$1: $middle ms in the middle of ${#sorted[@]}, at most $2 wanted"
+    ((middle <= $2)) || late+=" $1: $middle ms;"
+    times=()
+}
+
+for n in 1 2 3 4 5; do
+    capture "h$n" b1 "h$n" "$protocolFrames and ether src $(ip -n "h$n" link show eth0 | awk '/link\/ether/ { print $2 }')"
+    joins "h$n" "10$n" mvrp
+    expect 10 carries b1 "h$n" "10$n"
+    took "join $n" "$(firstFrame "h$n")" "$(entry b1 "h$n .*10$n")"
+done
+
+within 'one VLAN, from the join frame to the entry' 100
+
+for n in 1 2 3 4 5; do
+    at b1 bridge vlan add dev s1 vid "20$n"
+    expect 10 carries b2 b1 "20$n"
+    took "static $n" "$(entry b1 "^s1 .*20$n")" "$(entry b1 "^b2 .*20$n")"
+done
+within 'a static VLAN, from one port to the uplink' 300
+for n in 1 2 3 4 5; do
+    took "static $n" "$(entry b1 "^s1 .*20$n")" "$(entry b2 "^b1 .*20$n")"
+done
+within 'and on to the next bridge' 400
+
+capture many b1 b2 "$protocolFrames and greater 500"
+at b2 bridge vlan add dev k2 vid 1000-4092
+expect 20 exactly b1 b2 1,201-205,1000-4092
+took 'many' "$(firstFrame many)" "$(told b1 "^b2 " | tail -n 1)"
+within '3,093 VLANs, from the first frame to the last entry' 500
+[[ -z $late ]] || fail "too late:$late"
