@@ -12,6 +12,7 @@
 #include "platform/host/apply_management.h"
 #include "platform/host/descriptors.h"
 #include "platform/host/host.h"
+#include "platform/host/restart/last_good.h"
 #include "platform/host/service.h"
 #include "platform/runtime/log_line.h"
 
@@ -76,6 +77,7 @@ Host::Reloaded Host::reload(ConfigForce force) {
         logEvent(priority, event, "configuration: it stays as it was");
         return result;
     }
+    keepLastGood(configFile_);
     for (const std::string& line : fixed)
         logMessage(LogPriority::Warning, "%s", line.c_str());
     logEvent(priority, event, "configuration: %s was read again, %zu changes", configFile_.c_str(),

@@ -18,6 +18,7 @@
 #include "platform/config/load.h"
 #include "platform/contract/process.h"
 #include "platform/host/host.h"
+#include "platform/host/restart/last_good.h"
 #include "platform/host/privileges.h"
 #include "platform/host/service.h"
 #include "platform/runtime/ending.h"
@@ -40,6 +41,7 @@ constexpr std::chrono::milliseconds kLastLines{200};
 struct Arguments {
     std::string configFile;
     bool check = false;
+    bool isRefused = false;  ///< the file; the last good one is read instead
 };
 
 /// @return nothing when the program is to end with `status`
@@ -72,10 +74,22 @@ bool defaultIsMissing(Arguments& arguments) {
     return false;
 }
 
-std::optional<HostConfig> readConfig(const Arguments& arguments) {
+std::optional<HostConfig> readConfig(Arguments& arguments) {
     LoadedConfig loaded = loadConfig(arguments.configFile);
     for (const ConfigProblem& problem : loaded.problems)
         std::fprintf(stderr, "%s\n", formatProblem(arguments.configFile, problem).c_str());
+    const std::string before =
+        loaded.config || arguments.check ? "" : lastGoodInstead(arguments.configFile);
+    if (before.empty())
+        return loaded.config;
+    loaded = loadConfig(before);
+    arguments.isRefused = true;
+    if (loaded.config)
+        logMessage(LogPriority::Error,
+                   "%s is refused, as said above: it goes on with the configuration of the last "
+                   "start, which is kept in %s, until the file is right and `mvrpctl config apply` "
+                   "reads it",
+                   arguments.configFile.c_str(), before.c_str());
     return loaded.config;
 }
 
@@ -125,6 +139,8 @@ int run(const Arguments& arguments, HostConfig config, int argc, char** argv) {
         std::fprintf(stderr, "mvrp: %s\n", error.c_str());
         return kExitFailed;
     }
+    if (!arguments.configFile.empty() && !arguments.isRefused)
+        keepLastGood(arguments.configFile);
     startService([running = host.get()] { return running->status(); },
                  [running = host.get()] { return running->commandsBusyFor(); });
     mvrpProcessMain(argc, argv);

@@ -4,6 +4,7 @@ port. What each test waits for is the daemon's word to its service manager that 
 
 import signal
 import struct
+import subprocess
 import unittest
 
 from support import Channel
@@ -178,6 +179,66 @@ class Apply(Reload):
 # Of the base, the tests run once.
 for _name in [name for name in vars(Reload) if name.startswith("test_")]:
     setattr(Apply, _name, None)
+
+
+class Restart(ServiceTest):
+    """What a service manager does that knows nothing of the file: it ends the daemon, starts it, and
+    starts it once more where that failed."""
+
+    def setUp(self):
+        super().setUp()
+        self.switch = self.start_service(ports=("east", "west"), vlans="10-12")
+        self.await_notification("READY")
+        self.switch.wait_ready()
+        self.file = self.switch.configuration_file
+        self.whole = self.file.read_text(encoding="utf-8")
+        self.wrong = self.whole + "\n[nonsense]\n"
+
+    def end(self):
+        self.switch.process.send_signal(signal.SIGUSR1)
+        self.assertEqual(self.switch.process.wait(20), 0)
+
+    def started(self):
+        """Started with the file that is there. @return what it said until it was ready or had ended"""
+        before = self.switch.log.stat().st_size
+        with open(self.switch.log, "ab") as log:
+            self.switch.process = subprocess.Popen(
+                [self.switch.mvrp, "--config", self.file], stdin=subprocess.DEVNULL, stdout=log,
+                stderr=log, env=self.switch.environment, start_new_session=True)
+        while self.switch.process.poll() is None:
+            said = self.next_notification(0.1)
+            if said is not None and "READY" in said:
+                break
+        return self.switch.log.read_bytes()[before:].decode()
+
+    def test_with_a_refused_file_fails_with_the_error_and_goes_on_as_before(self):
+        for _ in range(2):
+            self.file.write_text(self.wrong, encoding="utf-8")
+            self.end()
+            self.assertIn("nonsense", self.started())
+            self.assertEqual(self.switch.process.wait(20), 1)
+            said = self.started()
+            self.assertIn("goes on with the configuration of the last start", said)
+            self.assertIn("nonsense", said)
+            self.switch.wait_ready()
+            self.assertIn("nonsense", self.switch.control("doctor").stdout)
+            self.assertEqual(self.switch.control("config apply").returncode, 1)
+            self.file.write_text(self.whole, encoding="utf-8")
+            self.switch.change("config apply")
+
+    def test_what_was_applied_last_is_what_is_kept(self):
+        changed = self.whole.replace("10-12", "10-13")
+        self.assertNotEqual(changed, self.whole)
+        self.file.write_text(changed, encoding="utf-8")
+        self.switch.change("config apply")
+        self.file.write_text(self.wrong, encoding="utf-8")
+        self.end()
+        self.started()
+        self.assertEqual(self.switch.process.wait(20), 1)
+        self.started()
+        self.switch.wait_ready()
+        self.assertIn("13", self.switch.control("show vlans").stdout)
+
 
 if __name__ == "__main__":
     unittest.main()
