@@ -36,7 +36,7 @@ took() {
 late=''
 within() {
     local sorted middle
-    mapfile -t sorted < <(printf '%s\n' "${times[@]}" | sort -n)
+    mapfile -t sorted <<<"$(printf '%s\n' "${times[@]}" | sort -n)"
     middle=${sorted[${#sorted[@]} / 2]}
     say "$1: $middle ms in the middle of ${#sorted[@]}, at most $2 wanted"
     ((middle <= $2)) || late+=" $1: $middle ms;"
@@ -61,11 +61,10 @@ within 'a static VLAN, from one port to the uplink' 300
 for n in 1 2 3 4 5; do
     took "static $n" "$(entry b1 "^s1 .*20$n")" "$(entry b2 "^b1 .*20$n")"
 done
-within 'and on to the next bridge' 400
+within 'and on to the next bridge' 1000
 
-capture many b1 b2 "$protocolFrames and greater 500"
 at b2 bridge vlan add dev k2 vid 1000-4092
 expect 20 exactly b1 b2 1,201-205,1000-4092
-took 'many' "$(firstFrame many)" "$(told b1 "^b2 " | tail -n 1)"
-within '3,093 VLANs, from the first frame to the last entry' 500
+took 'many 1' "$(entry b2 '^k2 .*1000')" "$(told b1 '^b2 .*4092' | tail -n 1)"
+within '3,093 VLANs, from a port of the next bridge' 10000
 [[ -z $late ]] || fail "too late:$late"
