@@ -163,11 +163,12 @@ void dropThrough(const Network& network, Edges& edges) {
         return a.of == b.of && a != b && (isSilent(a) || isSilent(b));
     };
     std::erase_if(edges, [&](const auto& edge) {
-        const auto& [ends, evidence] = edge;
+        const Evidence& evidence = edge.second;
         if (evidence.lldp || evidence.configured)
             return false;
-        return std::ranges::any_of(others[ends.first], [&](PortAt a) {
-            return std::ranges::any_of(others[ends.second], [&](PortAt b) { return meet(a, b); });
+        return std::ranges::any_of(others[edge.first.first], [&](PortAt a) {
+            return std::ranges::any_of(others[edge.first.second],
+                                       [&](PortAt b) { return meet(a, b); });
         });
     });
 }
