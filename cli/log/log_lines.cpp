@@ -83,7 +83,7 @@ const char* priorityName(u32 priority) {
 /// "90s" as milliseconds.
 std::optional<u64> parseAgo(const std::string& text) {
     constexpr std::string_view kUnits = "smhd";
-    constexpr std::array<u64, 4> kUnitMs = {1000, 60'000, 3'600'000, 86'400'000};
+    constexpr std::array<u64, 4> kUnitMs = {1000, 60'000, u64{60} * 60'000, u64{24} * 60 * 60'000};
     constexpr u64 kMost = 100'000;
     u64 number = 0;
     const char* const end = text.data() + text.size();
@@ -134,7 +134,7 @@ LogLines queryLog(Client& client, platform::LogQuery query) {
 }
 
 std::optional<u64> parseTime(const std::string& text, u64 nowMs) {
-    constexpr u64 kDayMs = 86'400'000;
+    constexpr u64 kDayMs = u64{24} * 60 * 60'000;
     if (const auto ago = parseAgo(text))
         return nowMs - std::min(nowMs, *ago);
     const auto now = static_cast<std::time_t>(nowMs / 1000);
