@@ -24,6 +24,13 @@ namespace {
 constexpr const char* kServiceDirectory = "/run/mvrp";
 constexpr std::size_t kReadBytes = 65536;
 
+/// The socket for those who may only read, beside one of the command channel; empty for another.
+std::string readSocketBeside(const std::string& path) {
+    const std::size_t name = path.rfind('/') + 1;
+    return path.substr(name) == kSocketName ? path.substr(0, name) + platform::kReadSocketName
+                                            : std::string();
+}
+
 void append(std::vector<std::byte>& buffer, std::span<const std::byte> bytes) {
     buffer.insert(buffer.end(), bytes.begin(), bytes.end());
 }
@@ -37,7 +44,7 @@ std::string connectFailure(const std::string& path, int error) {
     if (error == EACCES || error == EPERM) {
         return start +
                "not permitted; allowed are root, the user that runs the daemon and the members of "
-               "the group that its configuration names";
+               "the groups that its configuration names";
     }
     return start + std::strerror(error);
 }
@@ -65,7 +72,19 @@ Client::Client(const std::string& path) : path_(path) {
 }
 
 void Client::connect() {
-    const std::string& path = path_;
+    int error = connectTo(path_);
+    // Who may only read has a socket beside it.
+    if (const std::string other = readSocketBeside(path_);
+        error == EACCES && !other.empty() && connectTo(other) == 0)
+        error = 0;
+    if (error != 0)
+        throw ConnectionError(error == EAGAIN ? "cannot connect to " + path_ + ": " + busy()
+                                              : connectFailure(path_, error));
+    fcntl(socket_, F_SETFL, fcntl(socket_, F_GETFL) | O_NONBLOCK);
+    checkServer();
+}
+
+int Client::connectTo(const std::string& path) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (path.size() >= sizeof(address.sun_path)) {
@@ -79,14 +98,11 @@ void Client::connect() {
     // Bounds the wait for a daemon that has not taken earlier connections yet.
     const timeval patience = {patienceMs_ / 1000, patienceMs_ % 1000 * 1000L};
     setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof(patience));
-    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
-        const int error = errno;
-        disconnect();
-        throw ConnectionError(error == EAGAIN ? "cannot connect to " + path + ": " + busy()
-                                              : connectFailure(path, error));
-    }
-    fcntl(socket_, F_SETFL, fcntl(socket_, F_GETFL) | O_NONBLOCK);
-    checkServer();
+    if (::connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0)
+        return 0;
+    const int error = errno;
+    disconnect();
+    return error;
 }
 
 void Client::checkServer() {
@@ -217,7 +233,7 @@ void Client::receiveSome() {
             "many "
             "clients as it serves at a time (64), when a request is malformed, and to users that "
             "it "
-            "does not serve (allowed are root, its own user and the members of the group that its "
+            "does not serve (allowed are root, its own user and the members of the groups that its "
             "configuration names); its log says which");
     } else if (errno != EAGAIN && errno != EINTR) {
         lost(std::strerror(errno));

@@ -79,6 +79,8 @@ class Client {
 
   private:
     void connect();
+    /// Connects to the socket `path`. @return 0, or an errno value
+    int connectTo(const std::string& path);
     void fillSendBuffer(std::span<const Request> requests);
     void waitReady();
     void sendSome();

@@ -35,6 +35,7 @@ constexpr Name kRegistrarTable[] = {
 };
 constexpr Name kStatuses[] = {
     {kStatusOk, "done"},
+    {number(platform::HostStatus::NotAllowed), "notAllowed"},
     {number(platform::HostStatus::NoSuchPort), "noSuchPort"},
     {number(platform::HostStatus::Exists), "exists"},
     {number(platform::HostStatus::BadArgument), "badArgument"},
@@ -165,6 +166,10 @@ std::string statusText(u32 status) {
     if (const char* text = mvrpErrorText(status))
         return text;
     switch (static_cast<platform::HostStatus>(status)) {
+        case platform::HostStatus::NotAllowed:
+            return "you may only read: who changes something has to be root, the daemon's own user "
+                   "or "
+                   "of the group of [command] group";
         case platform::HostStatus::NoSuchPort:
             return "the switch has no such port";
         case platform::HostStatus::Unsupported:

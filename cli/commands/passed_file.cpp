@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstddef>
+#include <span>
 
 namespace cli {
 
@@ -17,32 +18,51 @@ using platform::Descriptor;
 
 constexpr std::size_t kLargestReplay = std::size_t{64} << 20;
 
+bool writeAll(int to, std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t part = write(to, bytes.data(), bytes.size());
+        if (part < 0)
+            return false;
+        bytes = bytes.subspan(static_cast<std::size_t>(part));
+    }
+    return true;
+}
+
 bool copyAll(int from, int to) {
     std::array<std::byte, 65536> chunk;
     std::size_t copied = 0;
     ssize_t count = 0;
     while ((count = read(from, chunk.data(), chunk.size())) > 0) {
-        copied += static_cast<std::size_t>(count);
-        if (copied > kLargestReplay)
+        const auto length = static_cast<std::size_t>(count);
+        copied += length;
+        if (copied > kLargestReplay || !writeAll(to, std::span(chunk).first(length)))
             return false;
-        for (ssize_t done = 0; done < count;) {
-            const ssize_t part =
-                write(to, chunk.data() + done, static_cast<std::size_t>(count - done));
-            if (part < 0)
-                return false;
-            done += part;
-        }
     }
     return count == 0;
+}
+
+Descriptor newMemory() {
+    return Descriptor(memfd_create("mvrpctl", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+}
+
+bool seal(const Descriptor& memory) {
+    return fcntl(memory.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SHRINK | F_SEAL_GROW) == 0;
 }
 
 }  // namespace
 
 Descriptor fileToRead(const std::string& path) {
     const Descriptor file(open(path.c_str(), O_RDONLY | O_NOCTTY | O_CLOEXEC));
-    Descriptor memory(memfd_create("replay", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    if (!file.isOpen() || !memory.isOpen() || !copyAll(file.get(), memory.get()) ||
-        fcntl(memory.get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SHRINK | F_SEAL_GROW) != 0)
+    Descriptor memory = newMemory();
+    if (!file.isOpen() || !memory.isOpen() || !copyAll(file.get(), memory.get()) || !seal(memory))
+        return Descriptor();
+    return memory;
+}
+
+Descriptor memoryOf(std::string_view text) {
+    Descriptor memory = newMemory();
+    if (!memory.isOpen() || !writeAll(memory.get(), std::as_bytes(std::span(text))) ||
+        !seal(memory))
         return Descriptor();
     return memory;
 }

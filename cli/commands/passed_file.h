@@ -6,6 +6,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "platform/runtime/files/descriptor.h"
 
@@ -14,6 +15,9 @@ namespace cli {
 /// The contents of a file as memory that nobody can change any more.
 /// @return not open when it can not be read here, or is larger than a replay may be
 platform::Descriptor fileToRead(const std::string& path);
+
+/// A text as such memory. @return not open when there is no memory for it
+platform::Descriptor memoryOf(std::string_view text);
 
 /// A file that is created or emptied. @return not open when it can not be written here
 platform::Descriptor fileToWrite(const std::string& path);

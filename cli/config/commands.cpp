@@ -7,13 +7,15 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 
 #include "cli/client/observed.h"
 #include "cli/client/safe_text.h"
 #include "cli/commands/commands.h"
+#include "cli/commands/passed_file.h"
 #include "cli/config/linux_rules.h"
+#include "cli/config/plan.h"
 #include "cli/config/running_config.h"
+#include "cli/config/toml_text.h"
 #include "cli/views/json.h"
 #include "platform/config/load.h"
 
@@ -69,9 +71,25 @@ void check(const Context& context) {
     context.print(context.json ? fileJson(file) : file + ": right\n");
 }
 
-std::string readFile(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+/// What a file says, with what its fragments say.
+std::string readWhole(const std::string& file) {
+    std::vector<std::string> texts;
+    for (platform::ConfigDocument& document : platform::readConfigDocuments(file).files)
+        texts.push_back(std::move(document.text));
+    return texts.size() == 1 ? texts.front() : joinDocuments(texts);
+}
+
+/// Has a file written only where it says everything: with fragments nobody knows where a setting
+/// belongs.
+void refuseFragments(const std::string& file) {
+    const std::size_t fragments = platform::readConfigDocuments(file).files.size() - 1;
+    if (fragments > 0)
+        throw RefusedError(kWrongFile,
+                           file + " has " + std::to_string(fragments) + " fragments in " +
+                               platform::fragmentDirectory(file) +
+                               ", and what runs does not say which of them it belongs to; allowed "
+                               "is a file without a directory " +
+                               platform::kFragmentDirectory + " beside it");
 }
 
 /// Refuses a text that would be refused as a configuration file.
@@ -85,7 +103,7 @@ std::string checked(const std::string& file, std::string text) {
 
 /// What runs on a Linux bridge, written into what its file says.
 std::string linuxDocument(const std::string& file, const RunningConfig& config) {
-    return checked(file, runningDocument(readFile(file), load(file), config));
+    return checked(file, runningDocument(readWhole(file), load(file), config));
 }
 
 void show(const Context& context) {
@@ -133,7 +151,7 @@ void replaceFile(const std::string& file, const std::string& text) {
 std::string softDocument(const std::string& file, bool isNew, const RunningConfig& config) {
     const std::string before = isNew ? "[switch]\ndriver = \"soft\"\nname = \"" +
                                            std::string(config.global.host.name.data()) + "\"\n"
-                                     : readFile(file);
+                                     : readWhole(file);
     const platform::HostConfig old = isNew ? platform::HostConfig{} : load(file);
     std::vector<std::string> tables = {"management"};
     std::string text = formatManagement(config);
@@ -152,6 +170,7 @@ std::string softDocument(const std::string& file, bool isNew, const RunningConfi
 void save(const Context& context) {
     const std::string file = fileOf(context);
     const RunningConfig config = running(context);
+    refuseFragments(file);
     const bool isNew = access(file.c_str(), F_OK) != 0;
     // A bridge's file also says what can not be asked of the daemon.
     const std::string after = isSoft(config)
@@ -189,6 +208,74 @@ void apply(const Context& context) {
                                  : text);
 }
 
+/// A file with the fragments that lie beside it; where there is no directory of them, with those of
+/// the daemon's file, in whose place it would be.
+platform::ConfigDocuments documentsFor(const Context& context, const std::string& file) {
+    std::string directory = platform::fragmentDirectory(file);
+    if (access(directory.c_str(), F_OK) != 0)
+        directory = platform::fragmentDirectory(daemonsFile(context));
+    return platform::readConfigDocuments(file, directory);
+}
+
+std::vector<std::string> pathsOf(const platform::ConfigDocuments& documents) {
+    std::vector<std::string> paths;
+    for (const platform::ConfigDocument& document : documents.files)
+        paths.push_back(document.path);
+    return paths;
+}
+
+/// The files as Request::ConfigPlan takes them.
+std::string planBytes(const platform::ConfigDocuments& documents) {
+    std::string bytes;
+    for (const auto& [path, text] : documents.files) {
+        const platform::PlanDocument head{static_cast<u32>(path.size()),
+                                          static_cast<u32>(text.size())};
+        bytes.append(reinterpret_cast<const char*>(&head), sizeof head);
+        bytes += path + text;
+    }
+    return bytes;
+}
+
+std::vector<std::string> askForPlan(const Context& context,
+                                    const platform::ConfigDocuments& documents) {
+    const std::string bytes = planBytes(documents);
+    if (bytes.size() > platform::kMaxPlanBytes)
+        throw RefusedError(kWrongFile, "the files have " + std::to_string(bytes.size()) +
+                                           " bytes together; a plan takes at most " +
+                                           std::to_string(platform::kMaxPlanBytes));
+    const platform::Descriptor memory = memoryOf(bytes);
+    const auto force =
+        context.has("force") ? platform::ConfigForce::Yes : platform::ConfigForce::No;
+    const Reply reply = context.client.exchange(
+        {platform::Request::ConfigPlan, 0, static_cast<u32>(force), {}, memory.get()});
+    throwIfRefused(reply);
+    return linesOf(reply);
+}
+
+void plan(const Context& context) {
+    const std::string file = fileOf(context);
+    const platform::ConfigDocuments documents = documentsFor(context, file);
+    Plan plan;
+    if (documents.problems.empty())
+        plan = readPlan(pathsOf(documents), askForPlan(context, documents));
+    else
+        plan.files = {file};
+    for (const platform::ConfigProblem& problem : documents.problems)
+        plan.refused.push_back(platform::formatProblem(file, problem));
+    context.print(context.json ? planJson(plan) : planText(plan, context.style));
+    context.setExitStatus(static_cast<int>(exitOf(plan)));
+}
+
+std::string planDetails() {
+    return "Nothing is changed. A fragment belongs to the file beside whose directory conf.d it "
+           "lies; without one\n"
+           "beside FILE those of the daemon's file are taken. What only the attempt shows, a "
+           "cable\n"
+           "that can not be opened, is not foreseen. Exit status 0: nothing would change, 1: "
+           "something\n"
+           "would, 3: it would be refused.\n";
+}
+
 std::string forceDetails() {
     return "What would leave nothing of the driver, the bridge or the ports, or looks like a file\n"
            "that was cut off, is refused without --force. All of a file is applied, or nothing.\n";
@@ -203,6 +290,12 @@ constexpr Command kCommands[] = {
      "what runs and is not what the file says; exit status 1 when there is any",
      {{kFile}},
      diff},
+    {"config plan",
+     "what `config apply` would change with this file, and whether it would be refused",
+     {{kFile}},
+     plan,
+     planDetails,
+     {{{"--force", nullptr, "as with `config apply --force`"}}}},
     {"config apply",
      "have the daemon read its file again and apply it, as SIGHUP does; prints the changes",
      {},

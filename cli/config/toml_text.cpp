@@ -79,4 +79,53 @@ std::vector<TomlBlock> tomlBlocks(const std::string& document) {
     return blocks;
 }
 
+namespace {
+
+/// The header of a block that there is one of in a document: "[switch]"; empty for others.
+std::string singleHeader(const TomlBlock& block) {
+    for (const std::string& line : linesWithEnds(block.text)) {
+        const std::size_t open = line.find_first_not_of(" \t");
+        if (tableOf(line).empty())
+            continue;
+        return line.substr(open, 2) == "[[" ? std::string()
+                                            : line.substr(open, line.find(']', open) - open + 1);
+    }
+    return {};
+}
+
+/// A block's text without its header.
+std::string withoutHeader(const TomlBlock& block) {
+    std::string text;
+    bool found = false;
+    for (const std::string& line : linesWithEnds(block.text)) {
+        if (found || tableOf(line).empty())
+            text += line;
+        else
+            found = true;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string joinDocuments(const std::vector<std::string>& documents) {
+    std::vector<TomlBlock> all;
+    for (const std::string& document : documents)
+        for (TomlBlock& block : tomlBlocks(document)) {
+            const std::string header = singleHeader(block);
+            const auto same =
+                header.empty() ? all.end() : std::ranges::find(all, header, singleHeader);
+            if (!block.text.empty() && !block.text.ends_with('\n'))
+                block.text += '\n';
+            if (same == all.end())
+                all.push_back(std::move(block));
+            else
+                same->text += withoutHeader(block);
+        }
+    std::string text;
+    for (const TomlBlock& block : all)
+        text += block.text;
+    return text;
+}
+
 }  // namespace cli

@@ -33,4 +33,8 @@ struct TomlBlock {
 /// All of a document, in order; their texts together are the document.
 std::vector<TomlBlock> tomlBlocks(const std::string& document);
 
+/// One document of several: a [table] that is in more than one has the lines of all, and everything
+/// else comes in the order of the documents.
+std::string joinDocuments(const std::vector<std::string>& documents);
+
 }  // namespace cli

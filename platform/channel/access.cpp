@@ -46,8 +46,12 @@ std::optional<gid_t> groupOf(const std::string& name) {
 PeerRank rankOf(uid_t user, std::span<const gid_t> groups, const CommandAccess& access) {
     if (user == kRoot || user == geteuid())
         return PeerRank::Owner;
-    const bool isMember = access.group && std::ranges::find(groups, *access.group) != groups.end();
-    return isMember ? PeerRank::Member : PeerRank::Stranger;
+    const auto isOf = [groups](const std::optional<gid_t>& group) {
+        return group && std::ranges::find(groups, *group) != groups.end();
+    };
+    return isOf(access.group)     ? PeerRank::Member
+           : isOf(access.readers) ? PeerRank::Reader
+                                  : PeerRank::Stranger;
 }
 
 Peer peerOf(int socket, const CommandAccess& access) {

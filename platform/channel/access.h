@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Who may use the command channel: root, the user that the daemon runs as, and the members of one
-// group, where one is configured. Asked of the socket alone: the kernel keeps the groups that the
-// process had when it connected, so no database of users is read, which a service may not reach and
-// which would wait for a server.
+// Who may use the command channel: root, the user that the daemon runs as, the members of one
+// group, where one is configured, and those of another one to read only. Asked of the socket alone:
+// the kernel keeps the groups that the process had when it connected, so no database of users is
+// read, which a service may not reach and which would wait for a server.
 #pragma once
 
 #include <sys/types.h>
@@ -16,6 +16,7 @@ namespace platform {
 
 struct CommandAccess {
     std::optional<gid_t> group;
+    std::optional<gid_t> readers = {};  ///< may read only
 };
 
 /// @return nothing when the system has no such group
@@ -24,6 +25,7 @@ std::optional<gid_t> groupOf(const std::string& name);
 /// Who is at the other end of a connection.
 enum class PeerRank {
     Stranger,  ///< may not use the channel
+    Reader,    ///< of the group that may only read
     Member,    ///< of the configured group
     Owner,     ///< root, or the daemon's own user: always finds a place
 };

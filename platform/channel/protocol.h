@@ -76,6 +76,9 @@ enum class Request : u32 {
     ConfigApply = 326,  ///< attribute: ConfigForce; reads it again; reply: changes, each with '\n'
     LogRead = 327,      ///< value: LogQuery; reply: LogHeader, then LogRecord and its bytes each
     Snapshot = 328,     ///< reply: SnapshotSection and its bytes each, see snapshot_records.h
+    /// attribute: ConfigForce; with it a descriptor of sealed memory: PlanDocument and its bytes
+    /// each, the main file first; reply: lines, see PlanMark
+    ConfigPlan = 329,
 };
 
 /// Longest value of the reply to a request.
@@ -86,6 +89,27 @@ constexpr u32 maxReplyBytes(u32 request) {
 /// Whether Request::ConfigApply may take down what a person is asked about.
 enum class ConfigForce : u32 { No = 0, Yes = 1 };
 inline constexpr u32 kFirstPlatformRequest = 256;
+
+/// Name of the socket beside that of the command channel at which everybody may only read.
+inline constexpr const char* kReadSocketName = "mvrpread.socket";
+
+/// A file of a configuration whose effect is asked for; followed by its path, as problems are to
+/// name it, and by its text.
+struct PlanDocument {
+    u32 pathBytes;
+    u32 textBytes;
+};
+/// Most bytes of all files of a configuration whose effect is asked for.
+inline constexpr u32 kMaxPlanBytes = 256 * 1024;
+
+/// What a line of a plan begins with.
+enum class PlanMark : char {
+    Wrong = '?',      ///< what is wrong with the files: there is nothing else then
+    Refused = '!',    ///< why Request::ConfigApply would refuse it without ConfigForce
+    Setting = '=',    ///< a setting that would change, in the words of the file
+    NextStart = '~',  ///< a section whose change would wait for the next start
+    Effect = '>',     ///< PORT, what, VLANs, with tabs between: what that would do; see PlanEffect
+};
 /// Whether Request::StandbyTakeOver may make a second active.
 enum class TakeOverForce : u32 { No = 0, Yes = 1 };
 

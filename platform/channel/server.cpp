@@ -10,8 +10,10 @@
 #include <array>
 #include <cerrno>
 #include <iterator>
+#include <string_view>
 #include <utility>
 
+#include "platform/channel/rights.h"
 #include "platform/runtime/log.h"
 
 namespace platform {
@@ -21,11 +23,23 @@ constexpr std::size_t kEventsPerWait = 32;
 constexpr int kForEver = -1;
 constexpr int kRetryAcceptMs = 1000;
 
+/// Serves what only reads, and refuses everything else with a text.
+RequestServer readersOnly(const RequestServer& all) {
+    return [&all](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
+        if (onlyReads(static_cast<Request>(header.request)))
+            return all(header, value, reply);
+        const std::string_view text = kReadOnlyText;
+        reply.insert(reply.end(), text.begin(), text.end());
+        return static_cast<u32>(HostStatus::NotAllowed);
+    };
+}
+
 }  // namespace
 
 CommandServer::CommandServer(RequestServer requests, CommandAccess access,
                              std::chrono::milliseconds idle)
     : requests_(std::move(requests)),
+      readRequests_(readersOnly(requests_)),
       access_(access),
       idle_(idle),
       poll_(epoll_create1(EPOLL_CLOEXEC)),
@@ -45,20 +59,29 @@ void CommandServer::waitForListeners(u32 events) {
         waitFor(descriptor, events, true);
 }
 
-bool CommandServer::open(const std::string& path, std::string& error,
+bool CommandServer::openForReaders(const std::string& path, std::string& error) {
+    return open(path, error, Kind::Readers, {});
+}
+
+CommandAccess CommandServer::accessTo(Kind kind) const {
+    return kind == Kind::Peer ? CommandAccess{} : access_;
+}
+
+bool CommandServer::open(const std::string& path, std::string& error, Kind kind,
                          std::function<void(u64)> gone) {
     if (!poll_.isOpen() || !wake_.isOpen()) {
         error = errorText(errno);
         return false;
     }
-    const bool ofPeer = gone != nullptr;
-    Descriptor socket = listenUnix(path, ofPeer ? std::nullopt : access_.group, error);
+    const CommandAccess access = accessTo(kind);
+    Descriptor socket =
+        listenUnix(path, kind == Kind::Readers ? access.readers : access.group, error);
     if (!socket.isOpen())
         return false;
     keepSpare();
     const int descriptor = socket.get();
-    listeners_.emplace(descriptor, Listener{path, std::move(socket), ofPeer});
-    if (ofPeer)
+    listeners_.emplace(descriptor, Listener{path, std::move(socket), kind});
+    if (kind == Kind::Peer)
         peerGone_ = std::move(gone);
     waitFor(descriptor, EPOLLIN, false);
     return true;
@@ -130,7 +153,7 @@ void CommandServer::runPosted() {
 }
 
 void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
-    const Peer peer = peerOf(connection.get(), listener.ofPeer ? CommandAccess{} : access_);
+    const Peer peer = peerOf(connection.get(), accessTo(listener.kind));
     const bool may = peer.rank != PeerRank::Stranger;
     if (!may || !makeRoom(peer.rank)) {
         if (const auto left = turnedAway_.mayLog())
@@ -146,7 +169,8 @@ void CommandServer::acceptOne(const Listener& listener, Descriptor connection) {
     client.connection = std::make_unique<ClientConnection>(std::move(connection), malformed_);
     client.rank = peer.rank;
     client.listener = listener.socket.get();
-    client.ofPeer = listener.ofPeer;
+    client.ofPeer = listener.kind == Kind::Peer;
+    client.mayOnlyRead = listener.kind == Kind::Readers || peer.rank == PeerRank::Reader;
     client.number = ++lastNumber_;
     client.who = peer.who;
 }
@@ -195,7 +219,7 @@ Descriptor CommandServer::takeDescriptor() {
 
 void CommandServer::serve(Client& client) {
     serving_ = &client;
-    client.connection->serve(requests_);
+    client.connection->serve(client.mayOnlyRead ? readRequests_ : requests_);
     serving_ = nullptr;
 }
 

@@ -34,11 +34,16 @@ class CommandServer {
 
     /// Begins to listen at `path`: before run(), or in the command task.
     /// @param error  receives what was wrong
-    bool open(const std::string& path, std::string& error) { return open(path, error, {}); }
+    bool open(const std::string& path, std::string& error) {
+        return open(path, error, Kind::Full, {});
+    }
+    /// The same for clients that may only read, whoever they are: those of the group of readers,
+    /// and those who may use the other socket, too.
+    bool openForReaders(const std::string& path, std::string& error);
     /// The same for the other process of a pair: root and the daemon's own user only.
     /// @param gone  told the number of each of its clients that is no longer connected
     bool openForPeer(const std::string& path, std::string& error, std::function<void(u64)> gone) {
-        return open(path, error, std::move(gone));
+        return open(path, error, Kind::Peer, std::move(gone));
     }
     /// Stops to listen at `path`. Its clients are served no further: each goes when it has the
     /// replies to what it asked before, the one whose request this is among them. In the command
@@ -66,10 +71,12 @@ class CommandServer {
     void post(std::function<void()> work);
 
   private:
+    /// What a socket is for.
+    enum class Kind { Full, Readers, Peer };
     struct Listener {
         std::string path;
         Descriptor socket;
-        bool ofPeer;
+        Kind kind;
     };
     struct Client {
         std::unique_ptr<ClientConnection> connection;
@@ -78,11 +85,15 @@ class CommandServer {
         int listener = -1;  ///< descriptor of the socket it came in at
         PeerRank rank = PeerRank::Stranger;
         bool ofPeer = false;
+        bool mayOnlyRead = false;
         bool mayIdle = false;
     };
     using Clients = std::map<int, Client>;
 
-    bool open(const std::string& path, std::string& error, std::function<void(u64)> gone);
+    bool open(const std::string& path, std::string& error, Kind kind,
+              std::function<void(u64)> gone);
+    /// Who may connect to a socket.
+    CommandAccess accessTo(Kind kind) const;
     Client* find(u64 number);
     void waitFor(int descriptor, u32 events, bool known);
     void waitForListeners(u32 events);
@@ -107,6 +118,7 @@ class CommandServer {
     void runPosted();
 
     RequestServer requests_;
+    const RequestServer readRequests_;  ///< of clients that may only read
     CommandAccess access_;
     const std::chrono::milliseconds idle_;
     LogLimit turnedAway_;

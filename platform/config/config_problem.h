@@ -13,12 +13,14 @@ namespace platform {
 struct ConfigPlace {
     u32 line = 0;
     u32 column = 0;
+    u32 file = 0;  ///< index of the file among those of a configuration
 };
 
 /// What is wrong with a configuration file, and where.
 struct ConfigProblem {
     ConfigPlace place;
     std::string text;
+    std::string file = {};  ///< path of the fragment that it is in; empty: the main file
 };
 
 }  // namespace platform

@@ -93,27 +93,45 @@ bool parserFails(std::string_view document) {
     return false;
 }
 
-/// The line at which the parser fails, as it does not say.
+/// The line at which the parser fails, as it does not say: the end of the shortest run of lines
+/// that it fails for. It reads from the front, so it fails for every longer run, too; halving keeps
+/// a long document from being read once for each of its lines.
 ConfigPlace placeOfFault(std::string_view document) {
-    u32 line = 0;
-    std::size_t end = 0;
-    do {
-        line++;
+    std::vector<std::size_t> ends;
+    for (std::size_t end = 0; end < document.size();) {
         end = std::min(document.find('\n', end), document.size() - 1) + 1;
-    } while (end < document.size() && !parserFails(document.substr(0, end)));
-    return {line, 1};
+        ends.push_back(end);
+    }
+    const auto fault = std::partition_point(ends.begin(), ends.end(), [document](std::size_t end) {
+        return !parserFails(document.substr(0, end));
+    });
+    const std::size_t line = static_cast<std::size_t>(fault - ends.begin()) + 1;
+    return {static_cast<u32>(std::min(line, ends.size())), 1};
+}
+
+void setFile(ConfigValue& value, u32 file) {
+    value.place.file = file;
+    for (ConfigEntry& entry : value.entries) {
+        entry.place.file = file;
+        setFile(entry.value, file);
+    }
+    for (ConfigValue& item : value.items)
+        setFile(item, file);
 }
 
 }  // namespace
 
-std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem) {
+std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem,
+                                           u32 file) {
     std::string ascii(document);
     if (const auto foreign = makeAsciiDocument(ascii)) {
         problem = *foreign;
         return std::nullopt;
     }
     try {
-        return convert(toml::parse(ascii));
+        ConfigValue tree = convert(toml::parse(ascii));
+        setFile(tree, file);
+        return tree;
     } catch (const toml::parse_error& error) {
         problem = {placeOf(error.source()), std::string(error.description())};
         return std::nullopt;

@@ -34,6 +34,8 @@ struct ConfigEntry {
 };
 
 /// Reads the syntax. @return the tree, or nothing with `problem` filled in
-std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem);
+/// @param file  index of the file that each place is given
+std::optional<ConfigValue> parseConfigTree(std::string_view document, ConfigProblem& problem,
+                                           u32 file = 0);
 
 }  // namespace platform

@@ -196,8 +196,16 @@ struct ProcessConfig {
     bool operator==(const ProcessConfig&) const = default;
 };
 
+/// One of the files that a configuration was read from.
+struct ConfigPart {
+    std::string fragment;  ///< name in the directory of fragments; empty: the main file
+    std::vector<std::string> settings;  ///< what it sets, see settingNames()
+
+    bool operator==(const ConfigPart&) const = default;
+};
+
 struct HostConfig {
-    std::vector<std::string> settings;           ///< what the file sets, see settingNames()
+    std::vector<ConfigPart> parts;  ///< the main file, then the fragments in their order
     std::map<std::string, std::string> options;  ///< start-up options by name, as text
     CorrectionSet corrections;                   ///< that the daemon runs with
     SwitchConfig network;
@@ -205,6 +213,7 @@ struct HostConfig {
     PortManagement otherPorts;  ///< of ports that `management` does not name
     ProcessConfig process;
     std::string commandGroup;  ///< group whose members may use the command channel; empty: none
+    std::string readGroup;     ///< group whose members may read over it; empty: none
     /// Where requests may name files and sockets; nothing: in the runtime and state directories.
     std::optional<std::vector<std::string>> requestDirectories;
     bool debugSocket = false;  ///< run the daemon's debug socket server

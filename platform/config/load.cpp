@@ -1,39 +1,51 @@
 // SPDX-License-Identifier: MIT
 #include "platform/config/load.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "platform/config/load_sections.h"
 #include "platform/config/reload/setting_names.h"
-#include "platform/runtime/files/descriptor.h"
 
 namespace platform {
 namespace {
 
-LoadedConfig refused(const std::string& text) {
-    return {std::nullopt, {{ConfigPlace{}, text}}};
+/// The trees of the files, each with its number in its places, and what each sets.
+std::optional<ConfigValue> parseTrees(const ConfigDocuments& documents, LoadedConfig& loaded,
+                                      std::vector<ConfigPart>& parts) {
+    std::vector<ConfigValue> trees;
+    for (const ConfigDocument& document : documents.files) {
+        const auto file = static_cast<u32>(parts.size());
+        ConfigProblem problem;
+        auto tree = parseConfigTree(document.text, problem, file);
+        problem.place.file = file;
+        parts.push_back({file == 0 ? std::string() : fragmentName(document.path),
+                         tree ? settingNames(*tree) : std::vector<std::string>()});
+        if (tree)
+            trees.push_back(std::move(*tree));
+        else
+            loaded.problems.push_back(std::move(problem));
+    }
+    if (!loaded.problems.empty())
+        return std::nullopt;
+    return mergeConfigTrees(std::move(trees), documents.files, loaded.problems);
 }
 
-}  // namespace
+/// Sorts problems as the files are, and gives them the names of these.
+void settle(std::vector<ConfigProblem>& problems, const ConfigDocuments& documents) {
+    std::ranges::stable_sort(problems, [](const auto& a, const auto& b) {
+        return std::tuple(a.place.file, a.place.line, a.place.column) <
+               std::tuple(b.place.file, b.place.line, b.place.column);
+    });
+    for (ConfigProblem& problem : problems)
+        if (problem.place.file != 0)
+            problem.file = documents.files[problem.place.file].path;
+}
 
-LoadedConfig parseConfig(std::string_view document) {
-    LoadedConfig loaded;
-    ConfigProblem problem;
-    const auto tree = parseConfigTree(document, problem);
-    if (!tree) {
-        loaded.problems.push_back(problem);
-        return loaded;
-    }
-    HostConfig config;
-    config.settings = settingNames(*tree);
-    ConfigReader top(*tree, "the file", loaded.problems);
+void loadSections(const ConfigValue& tree, HostConfig& config,
+                  std::vector<ConfigProblem>& problems) {
+    ConfigReader top(tree, "the file", problems);
     loadSwitch(top, config.network);
     loadOptions(top, config);
     const bool isLinux = config.network.driver == DriverKind::LinuxBridge;
@@ -48,38 +60,34 @@ LoadedConfig parseConfig(std::string_view document) {
     loadProcess(top, config.process);
     loadMetrics(top, config.metricsListen);
     top.finish();
-    std::ranges::stable_sort(loaded.problems, [](const auto& a, const auto& b) {
-        return std::pair(a.place.line, a.place.column) < std::pair(b.place.line, b.place.column);
-    });
+}
+
+}  // namespace
+
+LoadedConfig parseConfig(ConfigDocuments documents) {
+    LoadedConfig loaded;
+    if (!documents.problems.empty())
+        return {std::nullopt, std::move(documents.problems)};
+    HostConfig config;
+    const auto tree = parseTrees(documents, loaded, config.parts);
+    if (tree)
+        loadSections(*tree, config, loaded.problems);
+    settle(loaded.problems, documents);
     if (loaded.problems.empty())
         loaded.config = std::move(config);
     return loaded;
 }
 
+LoadedConfig parseConfig(std::string_view document) {
+    return parseConfig(ConfigDocuments{{{{}, std::string(document)}}, {}});
+}
+
 LoadedConfig loadConfig(const std::string& path) {
-    // Whatever it is, nothing is waited for: a reload runs in the command task.
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat facts {};
-    if (!file.isOpen() || fstat(file.get(), &facts) != 0)
-        return refused(std::string("can not be read: ") + std::strerror(errno));
-    if (!S_ISREG(facts.st_mode))
-        return refused("can not be read: not a file (a FIFO, a device or a directory is none)");
-    std::string document(kMaxConfigBytes + 1, '\0');
-    std::size_t length = 0;
-    ssize_t count = 0;
-    while (length < document.size() &&
-           (count = read(file.get(), document.data() + length, document.size() - length)) > 0)
-        length += static_cast<std::size_t>(count);
-    if (count < 0)
-        return refused(std::string("can not be read: ") + std::strerror(errno));
-    document.resize(length);
-    if (document.size() > kMaxConfigBytes)
-        return refused("is larger than the " + std::to_string(kMaxConfigBytes) + " bytes allowed");
-    return parseConfig(document);
+    return parseConfig(readConfigDocuments(path));
 }
 
 std::string formatProblem(const std::string& path, const ConfigProblem& problem) {
-    std::string place = path + ":";
+    std::string place = (problem.file.empty() ? path : problem.file) + ":";
     if (problem.place.line != 0)
         place +=
             std::to_string(problem.place.line) + ":" + std::to_string(problem.place.column) + ":";

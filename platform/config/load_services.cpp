@@ -45,13 +45,20 @@ std::optional<std::vector<std::string>> loadDirectories(ConfigReader& table, con
     return directories;
 }
 
+/// The name of a group; empty when it is absent.
+std::string loadGroup(ConfigReader& table, const char* key) {
+    const std::string name = table.text(key, kMaxGroupName).value_or("");
+    if (!name.empty() && getgrnam(name.c_str()) == nullptr)
+        table.refuse(key, "the name of a group of this system");
+    return name;
+}
+
 void loadCommand(ConfigReader& top, HostConfig& config) {
     auto table = top.table("command");
     if (!table)
         return;
-    config.commandGroup = table->text("group", kMaxGroupName).value_or("");
-    if (!config.commandGroup.empty() && getgrnam(config.commandGroup.c_str()) == nullptr)
-        table->refuse("group", "the name of a group of this system");
+    config.commandGroup = loadGroup(*table, "group");
+    config.readGroup = loadGroup(*table, "read-group");
     config.requestDirectories = loadDirectories(*table, "directories");
     table->finish();
 }

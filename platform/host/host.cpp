@@ -20,6 +20,7 @@
 #include "platform/requests/correction_requests.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/log_requests.h"
+#include "platform/requests/plan_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/requests/standby_requests.h"
 #include "platform/requests/switch_requests.h"
@@ -41,7 +42,15 @@ bool isLinux(const HostConfig& config) {
 }
 
 CommandAccess accessOf(const HostConfig& config) {
-    return {config.commandGroup.empty() ? std::nullopt : groupOf(config.commandGroup)};
+    const auto group = [](const std::string& name) {
+        return name.empty() ? std::nullopt : groupOf(name);
+    };
+    return {group(config.commandGroup), group(config.readGroup)};
+}
+
+/// The socket for those who may only read, beside the one of the command channel.
+std::string readSocketBeside(const std::string& commandPath) {
+    return commandPath.substr(0, commandPath.rfind('/') + 1) + kReadSocketName;
 }
 
 }  // namespace
@@ -102,6 +111,8 @@ void Host::registerRequests() {
             appendText(reply, text.substr(0, kMaxValueBytes));
             return reloaded.done ? kStatusOk : kBadArgument;
         });
+    registerPlanRequest(dispatcher_,
+                        {config_, switch_, [this] { return server_.takeDescriptor(); }});
     registerStandbyRequests(dispatcher_, role_);
 }
 
@@ -187,12 +198,28 @@ bool Host::startCommands(const char* task, const char* path, std::span<const Icm
         logMessage(LogPriority::Error, "command channel: no thread for it");
     else
         commandPath_ = ownPath;
-    if (!commandPath_.empty() && !config_.metricsListen.empty())
-        startExporter(config_.metricsListen, commandPath_);
+    if (!commandPath_.empty() && openReaders() && !config_.metricsListen.empty())
+        startExporter(config_.metricsListen, readPath_);
     if (!commandPath_.empty())
         return true;
     // The daemon does not look at the result, and is of no use without its command channel.
     leaveProcess(1);
+}
+
+bool Host::openReaders() {
+    if (config_.readGroup.empty() && config_.metricsListen.empty())
+        return false;
+    std::string error;
+    const std::string path = readSocketBeside(commandPath_);
+    if (!server_.openForReaders(path, error)) {
+        logMessage(LogPriority::Error,
+                   "command channel: %s; nobody can read only: the daemon's user has to be of the "
+                   "group '%s'",
+                   error.c_str(), config_.readGroup.c_str());
+        return false;
+    }
+    readPath_ = path;
+    return true;
 }
 
 void Host::changeRole(HostRole role) {
@@ -265,8 +292,9 @@ void Host::end(Ending ending) {
     role_.end();
     if (config_.debugSocket)
         removeDebugSocket();
-    if (!commandPath_.empty())
-        unlink(commandPath_.c_str());
+    for (const std::string& path : {commandPath_, readPath_})
+        if (!path.empty())
+            unlink(path.c_str());
     constexpr std::chrono::milliseconds kLastSettings{400};
     if (!carrier_.store().flush(kLastSettings))
         logMessage(LogPriority::Error, "%s: the last settings are not in it: the disk is too slow",

@@ -50,6 +50,8 @@ class Host {
     void serveCommands();
     /// Begins to listen for the command channel and starts its task.
     bool startCommands(const char* task, const char* path, std::span<const IcmFunc> map);
+    /// Begins to listen for those who may only read, where there are any. @return whether it does
+    bool openReaders();
     /// What came of reading the file again.
     struct Reloaded {
         bool done = false;
@@ -93,6 +95,7 @@ class Host {
 
     HostConfig config_;  ///< the command task's, once it runs
     std::string commandPath_;
+    std::string readPath_;  ///< of the socket for those who may only read; empty: there is none
     const std::string configFile_;
     SocketLayer sockets_;
     // One of the two, by the configured driver.

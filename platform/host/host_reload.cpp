@@ -92,7 +92,7 @@ bool Host::applyConfig(HostConfig next, std::string& error) {
     const std::vector<ManagementCommand> kept = carrier_.store().kept();
     if (linux_ != nullptr)
         supersedeStored(config_, next);
-    config_.settings = std::move(next.settings);
+    config_.parts = std::move(next.parts);
     config_.network = std::move(next.network);
     config_.management = std::move(next.management);
     config_.otherPorts = next.otherPorts;

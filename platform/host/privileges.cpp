@@ -112,8 +112,8 @@ bool findAccount(const PrivilegeNeeds& needs, std::optional<Account>& account, s
     return true;
 }
 
-/// The groups of the account, or those we have, and the one that the command socket is given to.
-bool setGroups(const std::optional<Account>& account, const std::string& group,
+/// The groups of the account, or those we have, and those that a socket is given to.
+bool setGroups(const std::optional<Account>& account, const std::vector<std::string>& more,
                std::string& error) {
     std::vector<gid_t> groups(64);
     int count = static_cast<int>(groups.size());
@@ -129,9 +129,10 @@ bool setGroups(const std::optional<Account>& account, const std::string& group,
         count = getgroups(count, groups.data());
     }
     groups.resize(static_cast<std::size_t>(std::max(count, 0)));
-    const auto extra = group.empty() ? std::nullopt : groupOf(group);
-    if (extra && std::ranges::find(groups, *extra) == groups.end())
-        groups.push_back(*extra);
+    for (const std::string& name : more)
+        if (const auto extra = groupOf(name);
+            extra && std::ranges::find(groups, *extra) == groups.end())
+            groups.push_back(*extra);
     if (setgroups(groups.size(), groups.data()) != 0)
         return fail(error, "the groups can not be set: " + errorText(errno));
     return true;
@@ -165,7 +166,9 @@ bool applyCapabilities(const std::optional<Account>& account, const std::vector<
 PrivilegeNeeds privilegesFor(const HostConfig& config) {
     PrivilegeNeeds needs;
     needs.user = config.process.user;
-    needs.group = config.commandGroup;
+    for (const std::string& group : {config.commandGroup, config.readGroup})
+        if (!group.empty())
+            needs.groups.push_back(group);
     if (needs.user.empty() && !config.process.keepRoot) {
         needs.user = kOwnUser;
         needs.userOptional = true;
@@ -189,7 +192,7 @@ bool dropPrivileges(const PrivilegeNeeds& needs, std::string& error) {
         return false;
     // Without CAP_SETGID the groups stay as whoever started us chose them.
     const bool maySetGroups = capng_have_capability(CAPNG_EFFECTIVE, CAP_SETGID) != 0;
-    if (maySetGroups && !setGroups(account, needs.group, error))
+    if (maySetGroups && !setGroups(account, needs.groups, error))
         return false;
     return applyCapabilities(account, kept, error);
 }

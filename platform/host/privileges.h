@@ -23,11 +23,11 @@ inline constexpr const char* kOwnUser = "mvrp";
 
 /// What a configuration needs.
 struct PrivilegeNeeds {
-    std::vector<unsigned> required;  ///< capabilities without which it can not run
-    std::vector<unsigned> wanted;    ///< kept when they are there
-    std::string user;                ///< to become; empty: none in particular
-    bool userOptional = false;       ///< only when the system has it and the process is root's
-    std::string group;               ///< to be a member of, so that a socket can be given to it
+    std::vector<unsigned> required;   ///< capabilities without which it can not run
+    std::vector<unsigned> wanted;     ///< kept when they are there
+    std::string user;                 ///< to become; empty: none in particular
+    bool userOptional = false;        ///< only when the system has it and the process is root's
+    std::vector<std::string> groups;  ///< to be a member of, so that a socket can be given to each
 
     bool operator==(const PrivilegeNeeds&) const = default;
 };

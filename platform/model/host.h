@@ -14,6 +14,7 @@ enum class HostRole : u32 { Active = 1, Standby = 2 };
 /// Statuses of the platform's own requests, beside 0 and the errno-like 22 (bad argument).
 enum class HostStatus : u32 {
     Ok = 0,
+    NotAllowed = 1,  ///< to a client that may only read
     NoSuchPort = 2,
     Unsupported = 38,
     BadArgument = 22,

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/runtime/files/sealed_memory.h"
 #include "platform/runtime/log.h"
 #include "platform/wire/pcap.h"
 
@@ -67,12 +68,6 @@ Descriptor openForRequest(const Place& place, const std::string& path, std::stri
 bool mayWrite(int file) {
     const int flags = fcntl(file, F_GETFL);
     return flags >= 0 && (flags & O_PATH) == 0 && (flags & O_ACCMODE) != O_RDONLY;
-}
-
-bool isSealedMemory(int file) {
-    constexpr int kSeals = F_SEAL_WRITE | F_SEAL_SHRINK;
-    const int seals = fcntl(file, F_GET_SEALS);
-    return seals >= 0 && (seals & kSeals) == kSeals;
 }
 
 }  // namespace

@@ -213,7 +213,7 @@ std::vector<std::string> fixedChanges(const HostConfig& before, const HostConfig
     add(before.corrections != next.corrections, "[mvrp] corrections");
     add(before.network.driver != next.network.driver, "[switch] driver");
     add(before.network.linuxBridge.bridge != next.network.linuxBridge.bridge, "[switch] bridge");
-    add(before.commandGroup != next.commandGroup ||
+    add(before.commandGroup != next.commandGroup || before.readGroup != next.readGroup ||
             before.requestDirectories != next.requestDirectories,
         "[command]");
     add(before.debugSocket != next.debugSocket, "[debug]");

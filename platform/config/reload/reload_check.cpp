@@ -61,6 +61,27 @@ std::vector<std::string> lostPorts(const std::vector<Port>& before, const std::v
     return lost;
 }
 
+bool sets(const ConfigPart& part, const std::string& setting) {
+    return std::ranges::find(part.settings, setting) != part.settings.end();
+}
+
+bool setsAnywhere(const HostConfig& config, const std::string& setting) {
+    return std::ranges::any_of(config.parts,
+                               [&](const ConfigPart& part) { return sets(part, setting); });
+}
+
+/// The first file that is still there and does not set any more what was its last setting; none of
+/// those whose last setting stands in another file now. One that is gone was removed.
+const ConfigPart* cutOff(const HostConfig& running, const HostConfig& next) {
+    for (const ConfigPart& old : running.parts) {
+        const auto now = std::ranges::find(next.parts, old.fragment, &ConfigPart::fragment);
+        if (now != next.parts.end() && !old.settings.empty() &&
+            !setsAnywhere(next, old.settings.back()))
+            return &old;
+    }
+    return nullptr;
+}
+
 /// What the end of a file that was cut off would take along.
 std::string lostByTheEnd(const HostConfig& running, const HostConfig& next,
                          const std::vector<std::string>& ports) {
@@ -76,7 +97,7 @@ std::string lostByTheEnd(const HostConfig& running, const HostConfig& next,
 }  // namespace
 
 std::string reloadRefusal(const HostConfig& running, const HostConfig& next) {
-    if (std::ranges::find(next.settings, kSwitchTable) == next.settings.end())
+    if (!setsAnywhere(next, kSwitchTable))
         return std::string(
                    "there is no [switch], which a file that is read again has to have; "
                    "was it cut off?") +
@@ -99,13 +120,12 @@ std::string reloadRefusal(const HostConfig& running, const HostConfig& next) {
                    "no port would take part any more, and nothing in the file says "
                    "enable = false") +
                kForceAdvice;
-    const bool endsAsBefore =
-        running.settings.empty() ||
-        std::ranges::find(next.settings, running.settings.back()) != next.settings.end();
+    const ConfigPart* cut = cutOff(running, next);
     const std::string lost = lostByTheEnd(running, next, lostPorts(before, after));
-    if (endsAsBefore || lost.empty())
+    if (cut == nullptr || lost.empty())
         return {};
-    return "the end of the file is not there (" + running.settings.back() +
+    return "the end of " + (cut->fragment.empty() ? std::string("the file") : cut->fragment) +
+           " is not there (" + cut->settings.back() +
            " was its last setting), and it would take along " + lost + kForceAdvice;
 }
 

@@ -9,8 +9,11 @@
 
 #include <array>
 #include <numeric>
+#include <string>
 #include <vector>
 
+#include "platform/channel/rights.h"
+#include "platform/contract/management.h"
 #include "tests/unit/channel/server_fixture.h"
 
 namespace platform {
@@ -52,6 +55,16 @@ TEST(AccessRules, OthersAreMembersOfTheGroupOrStrangers) {
     EXPECT_EQ(rankOf(kNobody, groups, {}), PeerRank::Stranger);
     EXPECT_EQ(rankOf(kNobody, groups, {kSomeGroup + 1}), PeerRank::Stranger);
     EXPECT_EQ(rankOf(kNobody, groups, {kSomeGroup}), PeerRank::Member);
+}
+
+TEST(AccessRules, MembersOfTheOtherGroupMayRead) {
+    const std::array<gid_t, 1> reader = {kSomeGroup + 1};
+    const std::array<gid_t, 2> both = {kSomeGroup + 1, kSomeGroup};
+    const CommandAccess access{kSomeGroup, kSomeGroup + 1};
+    EXPECT_EQ(rankOf(kNobody, reader, access), PeerRank::Reader);
+    EXPECT_EQ(rankOf(kNobody, both, access), PeerRank::Member);
+    EXPECT_EQ(rankOf(0, reader, access), PeerRank::Owner);
+    EXPECT_LT(PeerRank::Reader, PeerRank::Member) << "who gives way first";
 }
 
 TEST(AccessRules, AGroupIsFoundByItsName) {
@@ -108,6 +121,59 @@ TEST_F(Access, AMemberOfTheGroupIsServed) {
     EXPECT_EQ(requestAs(kNobody, kNogroup, path_), NotConnected);
     server.stop();
     thread.join();
+}
+
+TEST_F(Access, AtTheSocketOfReadersEverybodyMayOnlyRead) {
+    const std::string path = directory_.path("read");
+    std::string error;
+    ASSERT_TRUE(server_.openForReaders(path, error)) << error;
+    start();
+    ChannelClient reader(path);
+    EXPECT_EQ(reader.call(Request::PortFirst, 0, 0).number(), 3U);
+    const auto refused = reader.call(Request::PortSet, 3, MVRP_PORT_LEAVE_TIMEOUT, bytesOf(1000));
+    EXPECT_EQ(refused.status, static_cast<u32>(HostStatus::NotAllowed));
+    EXPECT_EQ(std::string(refused.value.begin(), refused.value.end()), kReadOnlyText);
+    ChannelClient whole(path_);
+    EXPECT_EQ(whole.call(Request::PortSet, 3, MVRP_PORT_LEAVE_TIMEOUT, bytesOf(1000)).status,
+              kStatusOk);
+}
+
+TEST_F(Access, AReaderIsServedAtTheSocketOfReadersOnly) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root to become another user";
+    CommandServer server(
+        [this](const RequestHeader& header, std::span<const u8> value, std::vector<u8>& reply) {
+            return dispatcher_.dispatch(header, value, reply);
+        },
+        CommandAccess{kSomeGroup, kSomeGroup + 1});
+    const std::string readPath = directory_.path("read");
+    std::string error;
+    ASSERT_TRUE(server.open(path_, error)) << error;
+    ASSERT_TRUE(server.openForReaders(readPath, error)) << error;
+    std::thread thread([&server] { server.run(); });
+    struct stat found {};
+    EXPECT_EQ(stat(readPath.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 0777U, 0660U);
+    EXPECT_EQ(found.st_gid, kSomeGroup + 1);
+    EXPECT_EQ(requestAs(kNobody, kSomeGroup + 1, readPath), Served);
+    EXPECT_EQ(requestAs(kNobody, kSomeGroup + 1, path_), NotConnected);
+    EXPECT_EQ(requestAs(kNobody, kSomeGroup, readPath), NotConnected);
+    EXPECT_EQ(requestAs(kNobody, kNogroup, readPath), NotConnected);
+    server.stop();
+    thread.join();
+}
+
+TEST(Rights, EveryNumberThatIsNotKnownToReadIsRefused) {
+    EXPECT_TRUE(onlyReads(Request::PortGet));
+    EXPECT_TRUE(onlyReads(Request::ConfigPlan));
+    for (const u32 number : {0U, 9U, 255U, 271U, 1000U})
+        EXPECT_FALSE(onlyReads(static_cast<Request>(number))) << number;
+    for (const Request request :
+         {Request::PortSet, Request::PortSync, Request::ScalarSet, Request::ScalarSync,
+          Request::ShellCall, Request::SwitchChange, Request::StandbyTakeOver,
+          Request::StandbyHello, Request::StandbyBeat, Request::StatisticsClear,
+          Request::ConfigApply})
+        EXPECT_FALSE(onlyReads(request)) << static_cast<u32>(request);
 }
 
 }  // namespace

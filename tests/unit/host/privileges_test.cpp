@@ -73,7 +73,7 @@ TEST(PrivilegeNeeds, AConfiguredUserIsNotOptionalAndTheSocketsGroupIsJoined) {
     const PrivilegeNeeds needs = privilegesFor(config);
     EXPECT_EQ(needs.user, "daemon");
     EXPECT_FALSE(needs.userOptional);
-    EXPECT_EQ(needs.group, "mail");
+    EXPECT_EQ(needs.groups, std::vector<std::string>{"mail"});
 }
 
 /// The lines of /proc/self/status by their names.
