@@ -139,6 +139,7 @@ extern const std::span<const Command> kConfigCommands;
 extern const std::span<const Command> kSwitchCommands;
 extern const std::span<const Command> kStaticCommands;
 extern const std::span<const Command> kSnapshotCommands;
+extern const std::span<const Command> kSupportCommands;
 extern const std::span<const Command> kStandbyCommands;
 extern const std::span<const Command> kDebugCommands;
 extern const std::span<const Command> kDoctorCommands;

@@ -45,10 +45,10 @@ constinit const std::span<const Option> kGlobalOptions = kOptions;
 
 std::span<const std::span<const Command>> allCommands() {
     static const std::span<const Command> tables[] = {
-        kStatusCommands,  kShowCommands,    kDoctorCommands, kRepairCommands,
-        kExplainCommands, kWatchCommands,   kLogCommands,    kSnapshotCommands,
-        kFrameCommands,   kSetCommands,     kConfigCommands, kSwitchCommands,
-        kStaticCommands,  kStandbyCommands, kDebugCommands,  kHelpCommands,
+        kStatusCommands, kShowCommands,   kDoctorCommands,   kRepairCommands,  kExplainCommands,
+        kWatchCommands,  kLogCommands,    kSnapshotCommands, kSupportCommands, kFrameCommands,
+        kSetCommands,    kConfigCommands, kSwitchCommands,   kStaticCommands,  kStandbyCommands,
+        kDebugCommands,  kHelpCommands,
     };
     return tables;
 }

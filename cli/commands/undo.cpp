@@ -28,10 +28,10 @@ constexpr auto kWaitEvery = std::chrono::milliseconds(50);
 constexpr int kMostWaits = 40;
 
 /// First words, or whole paths, of commands that change nothing at the daemon.
-constexpr std::array<std::string_view, 15> kLooking = {
-    "show",        "metrics",    "doctor",      "explain",     "wait",
-    "watch",       "decode",     "config show", "config diff", "config check",
-    "config plan", "debug list", "help",        "status",      "log"};
+constexpr std::array<std::string_view, 16> kLooking = {
+    "show",   "metrics",     "doctor",      "explain",      "wait",        "watch",
+    "decode", "config show", "config diff", "config check", "config plan", "debug list",
+    "help",   "status",      "log",         "support"};
 
 Request portSet(u32 unit, u32 attribute, u32 value) {
     return {platform::Request::PortSet, unit, attribute, valueOfRecord(value)};

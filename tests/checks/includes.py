@@ -67,7 +67,7 @@ FLOORS = {
     "cli": (
         (".",),  # the program
         ("shell", "status"),
-        ("config", "doctor", "explain", "frames", "help", "log", "snapshot", "watch"),
+        ("config", "doctor", "explain", "frames", "help", "log", "snapshot", "support", "watch"),
         ("commands",),
         ("views",),
         ("client", "print"),

@@ -71,7 +71,7 @@ class Json(NetworkTest):
                 (f"config save {file}", "config-file", 0),
                 (f"config check {file}", "config-file", 0), ("config apply", "config-apply", 0),
                 ("config show", "config", 0),
-                ("config plan", "config-plan", 0), ("config plan /no/such/file", "config-plan", 3),
+                ("config plan", "config-plan", 0), ("support --list", "support", 0), ("config plan /no/such/file", "config-plan", 3),
                 (f"config diff {file}", "config-diff", 0),
                 ("set port west registration fixed", "done", 0),
                 (f"config diff {file}", "config-diff", 1),
