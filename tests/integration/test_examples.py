@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The examples of the package: what their units start, as a user of the group of readers, with a real daemon; and
-the fragments, by those who read them."""
+"""The examples of the package: what their units start, as a user of the group of readers, with a real daemon;
+and the fragments, by those who read them."""
 
 import grp
 import os
@@ -119,8 +119,8 @@ class Files(unittest.TestCase):
     def test_every_line_of_the_units_is_understood(self):
         self.assertEqual(len(UNITS), 2)
         for unit in UNITS:
-            done = subprocess.run(["systemd-analyze", "verify", "--man=no", unit], capture_output=True, text=True,
-                                  timeout=60, check=False)
+            done = subprocess.run(["systemd-analyze", "verify", "--man=no", unit],
+                                  capture_output=True, text=True, timeout=60, check=False)
             said = [line for line in done.stderr.splitlines()
                     if unit.name in line and "is not executable" not in line]
             self.assertEqual(said, [], unit.name)
@@ -133,8 +133,8 @@ class Files(unittest.TestCase):
 
     @unittest.skipUnless(shutil.which("rsyslogd"), "rsyslog is not installed")
     def test_rsyslog_understands_its_fragment(self):
-        done = subprocess.run(["rsyslogd", "-N1", "-f", EXAMPLES / "rsyslog-mvrp.conf"], capture_output=True, text=True,
-                              timeout=60, check=False)
+        done = subprocess.run(["rsyslogd", "-N1", "-f", EXAMPLES / "rsyslog-mvrp.conf"],
+                              capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
         self.assertNotIn("error", done.stderr)
 
