@@ -6,7 +6,6 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <ranges>
 
 #include "cli/commands/undo.h"
 #include "cli/shell/split.h"
@@ -123,7 +122,8 @@ class Batch {
     /// @return what became of it, for the end of the message
     std::string takeBack() {
         std::string problems;
-        for (const auto& undo : std::views::reverse(undos_)) {
+        for (; !undos_.empty(); undos_.pop_back()) {
+            const auto& undo = undos_.back();
             try {
                 const std::string problem = putBack(client_, undo.requests);
                 if (!problem.empty())

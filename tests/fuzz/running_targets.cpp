@@ -206,8 +206,9 @@ bool isSame(const platform::SwitchState& a, const platform::SwitchState& b) {
 void weigh(const platform::HostConfig& running, const platform::HostConfig& next) {
     if (!configChanges(running, running).empty() || !fixedChanges(running, running).empty())
         fail("a configuration differs from itself");
-    const bool hasSwitch =
-        std::ranges::find(running.settings, "[switch]") != running.settings.end();
+    const bool hasSwitch = std::ranges::any_of(running.parts, [](const platform::ConfigPart& part) {
+        return std::ranges::find(part.settings, "[switch]") != part.settings.end();
+    });
     if (hasSwitch && !reloadRefusal(running, running).empty())
         fail("a configuration that runs is refused");
     (void)reloadRefusal(running, next);

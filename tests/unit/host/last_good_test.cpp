@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
+#include "platform/config/fragments/config_documents.h"
 #include "platform/host/service.h"
 #include "platform/runtime/files/paths.h"
 #include "tests/scratch_directory.h"
@@ -40,6 +42,22 @@ TEST_F(LastGood, TheFirstStartWithARefusedFileFailsAndTheNextGoesOnAsBefore) {
     write("bad");
     EXPECT_EQ(lastGoodInstead(file_), "");
     EXPECT_EQ(read(lastGoodInstead(file_)), "good");
+}
+
+TEST_F(LastGood, FragmentsAreKeptWithTheirFileAndRemovedWithThem) {
+    std::filesystem::create_directory(scratch_.path("conf.d"));
+    const std::string fragment = scratch_.path("conf.d/10-ports.toml");
+    write("good");
+    std::ofstream(fragment) << "a port";
+    keepLastGood(file_);
+    std::ofstream(fragment) << "broken";
+    EXPECT_EQ(lastGoodInstead(file_), "");
+    const std::string kept = lastGoodInstead(file_);
+    EXPECT_EQ(read(kept), "good");
+    EXPECT_EQ(read(scratch_.path("last-good/conf.d/10-ports.toml")), "a port");
+    std::filesystem::remove(fragment);
+    keepLastGood(file_);
+    EXPECT_EQ(readConfigDocuments(kept).files.size(), 1U);
 }
 
 TEST_F(LastGood, EachRestartByHandFailsOnce) {
