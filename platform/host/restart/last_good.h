@@ -12,8 +12,8 @@
 
 namespace platform {
 
-/// Keeps the texts of a file that was found right and of its fragments. Where there is no runtime directory nothing is
-/// kept. What fails is said in the log: it is no reason not to run.
+/// Keeps the texts of a file that was found right and of its fragments. Where there is no runtime
+/// directory nothing is kept. What fails is said in the log: it is no reason not to run.
 void keepLastGood(const std::string& configFile);
 
 /// Where the last good files are to be read, for a start with one that is refused.
