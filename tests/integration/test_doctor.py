@@ -80,9 +80,11 @@ enable = true
         return self.await_true(matching)
 
     def explained(self, each, port, vid, cause):
-        """The explanation, which has this cause and does not say that nothing is to be done."""
-        answer = each.query(f"explain {port} {vid}")
-        self.assertEqual(answer["cause"], cause)
+        """The explanation, once it has this cause; it does not say that nothing is to be done."""
+        def matching():
+            answer = each.query(f"explain {port} {vid}")
+            return answer if answer["cause"] == cause else None
+        answer = self.await_true(matching)
         self.assertNotIn("Nothing is to be done", answer["advice"])
         return answer
 
