@@ -170,6 +170,7 @@ void addOptions(CLI::App& app, Options& options) {
         ->type_name("FILE")
         ->needs(shape);
     app.add_flag("-j,--json", options.json, "Print JSON.");
+    app.set_version_flag("--version", "mvrp-plan " MVRP_VERSION, "Print the version.");
 }
 
 int run(const Options& options) {

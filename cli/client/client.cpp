@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <utility>
 
 namespace cli {
@@ -67,7 +68,12 @@ std::string defaultSocketPath() {
     return access(service.c_str(), F_OK) == 0 ? service : std::string("/tmp/") + kSocketName;
 }
 
-Client::Client(const std::string& path) : path_(path) {
+std::string socketPath(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::is_directory(path, error) ? path + "/" + kSocketName : path;
+}
+
+Client::Client(const std::string& path) : path_(socketPath(path)) {
     connect();
 }
 

@@ -50,13 +50,16 @@ bool isTrustedUser(uid_t user);
 /// is not set, of the service, and without one of a daemon that was started without the variable.
 std::string defaultSocketPath();
 
+/// The command socket that a person names by its path, or by the runtime directory that it is in.
+std::string socketPath(const std::string& path);
+
 class Client {
   public:
-    /// Connects to the command socket `path`.
+    /// Connects to the command socket `path`, see socketPath().
     explicit Client(const std::string& path);
     /// Connects with the first exchange: for commands that may do without a daemon.
     enum class Connect { Later };
-    Client(std::string path, Connect /*when*/) : path_(std::move(path)) {}
+    Client(const std::string& path, Connect /*when*/) : path_(socketPath(path)) {}
     ~Client();
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;

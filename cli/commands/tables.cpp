@@ -20,8 +20,8 @@ constexpr Group kGroups[] = {
 
 constexpr Option kOptions[] = {
     {"--socket", "PATH",
-     "command socket of the daemon; default: mvrpcmd.socket in\n"
-     "$MVRP_RUNTIME_DIR; when that is not set, in /run/mvrp or /tmp"},
+     "command socket of the daemon, or the runtime directory that it is in;\n"
+     "default: $MVRP_RUNTIME_DIR; when that is not set, /run/mvrp or /tmp"},
     {"--patience", "S", "seconds that the daemon may take for an answer; default: 20"},
     {"-j,--json", nullptr, "print JSON"},
     {"-o,--output", "FORMAT", "table|json|yaml|csv: how an answer is printed; default: table"},

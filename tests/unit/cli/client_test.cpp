@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "tests/asleep.h"
+#include "tests/scratch_directory.h"
 #include "tests/unit/cli/fake_server.h"
 
 namespace {
@@ -184,6 +185,12 @@ TEST(Client, TakesTheSocketOfTheRuntimeDirectory) {
     EXPECT_EQ(cli::defaultSocketPath(), "/run/somewhere/mvrpcmd.socket");
     unsetenv("MVRP_RUNTIME_DIR");
     EXPECT_EQ(cli::defaultSocketPath(), "/tmp/mvrpcmd.socket");
+}
+
+TEST(SocketPath, IsThePathThatIsNamedOrInTheDirectoryThatIsNamed) {
+    const ScratchDirectory scratch;
+    EXPECT_EQ(cli::socketPath(scratch.path()), scratch.path("mvrpcmd.socket"));
+    EXPECT_EQ(cli::socketPath(scratch.path("west.socket")), scratch.path("west.socket"));
 }
 
 }  // namespace
