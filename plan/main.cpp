@@ -197,9 +197,8 @@ int planWith(int count, char** values) {
         app.parse(count, values);
         if (!options.corrections.empty())
             options.request.corrections = scenario::correctionsOf(options.corrections);
-    } catch (const CLI::CallForHelp&) {
-        std::cout << app.help();
-        return 0;
+    } catch (const CLI::Success& asked) {  // help, or the version
+        return app.exit(asked);
     } catch (const scenario::UsageError& error) {
         throw Mistake("--corrections: " + std::string(error.what()));
     } catch (const CLI::Error& error) {

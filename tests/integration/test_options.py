@@ -120,6 +120,10 @@ class Options(unittest.TestCase):
             text = (ROOT / "packaging" / "completion" / name).read_text(encoding="utf-8")
             self.assertIn("--help", text)
 
+    def test_every_program_says_its_version(self):
+        for program, path in PROGRAMS.items():
+            self.assertRegex(run(path, "--version"), rf"^{program} \d+\.\d+\.\d+\b")
+
     def test_every_page_has_examples(self):
         for page in ("mvrp.8", "mvrpctl.8", "mvrp-net.8", "mvrp-plan.8"):
             text = plain((ROOT / "packaging" / "man" / page).read_text(encoding="utf-8"))
