@@ -4,7 +4,6 @@
 //
 // Exit status: 0 done; 1 the daemon refused, or what was asked about does not hold; 2 a mistake in
 // the command line, or no connection.
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -37,23 +36,15 @@ int fail(cli::Format format, Status status, const std::string& message, int exit
     return exitStatus;
 }
 
-cli::Style styleOfOutput() {
-    if (isatty(STDOUT_FILENO) != 1)
-        return {};
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
-    const char* noColour = std::getenv("NO_COLOR");
-    return {noColour == nullptr || *noColour == '\0', known ? size.ws_col : 0U};
-}
-
 cli::Reading readWords(const Words& words, cli::Line& line) {
     return cli::CommandLine(cli::Alone::Mistake).parse(words, line);
 }
 
 int runCommand(const cli::Line& line, cli::Client& client) {
     if (line.all)
-        return runEverywhere(line, styleOfOutput());
-    const cli::Context context(client, line.arguments, line.format, styleOfOutput(), line.options);
+        return runEverywhere(line, cli::styleOfOutput());
+    const cli::Context context(client, line.arguments, line.format, cli::styleOfOutput(),
+                               line.options);
     line.command->run(context);
     return context.exitStatus();
 }
@@ -85,7 +76,7 @@ int runLine(const cli::Line& line) {
         return runCommand(line, client);
     }
     if (line.batch.empty())
-        return cli::runShell(optionsOf(line), line, styleOfOutput(), runShellLine);
+        return cli::runShell(optionsOf(line), line, cli::styleOfOutput(), runShellLine);
     runBatch(optionsOf(line), line, {readWords, runCommand});
     return 0;
 }

@@ -2,8 +2,6 @@
 //
 // mvrp-net: looks at a whole network, from the snapshots that `mvrpctl snapshot` took of its
 // switches. Exit status 0; 1 when something was found; 2 for wrong usage or nothing to read.
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -33,15 +31,6 @@ struct Options {
     std::string old;
 };
 
-cli::Style styleOfOutput() {
-    if (isatty(STDOUT_FILENO) != 1)
-        return {};
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
-    const char* noColour = std::getenv("NO_COLOR");
-    return {noColour == nullptr || *noColour == '\0', known ? size.ws_col : 0U};
-}
-
 /// Reads and joins. What could not be used is said on the standard error, a line each.
 Network load(const std::vector<std::string>& paths) {
     network::Collection collection = network::readCollection(paths);
@@ -58,7 +47,8 @@ Network load(const std::vector<std::string>& paths) {
 
 int topology(const Options& options) {
     const Network network = load(options.paths);
-    std::cout << (options.json ? topologyJson(network) : topologyText(network, styleOfOutput()));
+    std::cout << (options.json ? topologyJson(network)
+                               : topologyText(network, cli::styleOfOutput()));
     return 0;
 }
 
@@ -70,7 +60,7 @@ int check(const Options& options) {
     const Network network = load(options.paths);
     const std::vector<network::Finding> findings = checkNetwork(network);
     std::cout << (options.json ? findingsJson(network, findings)
-                               : findingsText(network, findings, styleOfOutput()));
+                               : findingsText(network, findings, cli::styleOfOutput()));
     return std::ranges::any_of(findings, isSerious) ? kFound : 0;
 }
 
@@ -94,14 +84,14 @@ int explain(const Options& options) {
     const network::Explained explained{options.vid, wantedOn(network, options.vid),
                                        waysOf(network, options.vid, options.from, options.to)};
     std::cout << (options.json ? explainJson(network, explained)
-                               : explainText(network, explained, styleOfOutput()));
+                               : explainText(network, explained, cli::styleOfOutput()));
     return std::ranges::all_of(explained.ways, &network::Way::whole) ? 0 : kFound;
 }
 
 int diff(const Options& options) {
     const auto differences = compareNetworks(load({options.old}), load(options.paths));
     std::cout << (options.json ? differencesJson(differences)
-                               : differencesText(differences, styleOfOutput()));
+                               : differencesText(differences, cli::styleOfOutput()));
     return differences.empty() ? 0 : kFound;
 }
 

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/print/table.h"
 
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <span>
 
 namespace cli {
@@ -16,6 +20,15 @@ std::string padded(const std::string& text, std::size_t width, bool right) {
 }
 
 }  // namespace
+
+Style styleOfOutput() {
+    if (isatty(STDOUT_FILENO) != 1)
+        return {};
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+    const char* noColour = std::getenv("NO_COLOR");
+    return {noColour == nullptr || *noColour == '\0', known ? size.ws_col : 0U};
+}
 
 std::string Style::paint(Colour colour_, const std::string& text) const {
     const char* code = nullptr;

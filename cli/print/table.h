@@ -20,6 +20,10 @@ struct Style {
     std::string paint(Colour colour_, const std::string& text) const;
 };
 
+/// For the standard output: plain where that is no terminal, and without colour where $NO_COLOR
+/// says so.
+Style styleOfOutput();
+
 struct Cell {
     std::string text;
     Colour colour = Colour::Plain;

@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "cli/client/observed.h"
+#include "cli/client/program.h"
 #include "cli/client/safe_text.h"
 #include "cli/commands/line_reader.h"
 #include "cli/support/support.h"
@@ -99,7 +100,7 @@ std::string contentOf(const Context& context, const Source& source, std::string&
         case SourceKind::Document:
             return outputOfCommand(context, source.from, Format::Json);
         case SourceKind::Program:
-            return outputOfProgram(wordsIn(source.from), problem);
+            return outputOfProgram({.words = wordsIn(source.from), .mistakesToo = true}, problem);
         case SourceKind::File:
             return readFile(std::string(source.from), problem);
         case SourceKind::Capture:

@@ -37,7 +37,4 @@ std::span<const Source> supportSources();
 /// Collects what a source has: none or several for Settings, else one.
 std::vector<Entry> collectEntries(const Context& context, const Source& source);
 
-/// What a program printed, with a time limit. @param problem  receives why it failed
-std::string outputOfProgram(const std::vector<std::string>& words, std::string& problem);
-
 }  // namespace cli

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "cli/client/program.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -7,11 +9,9 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 
-#include "cli/support/support.h"
 #include "platform/runtime/files/descriptor.h"
 
 namespace cli {
@@ -19,20 +19,22 @@ namespace cli {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-constexpr auto kPatience = std::chrono::seconds(10);
-constexpr std::size_t kMostBytes = std::size_t{16} << 20;
 
 /// Tools of root's are not on everybody's path.
 constexpr const char* kPath = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 
-int spawn(const std::vector<std::string>& words, int output, pid_t& child) {
+/// @return an errno value, or 0
+int spawn(const ProgramRun& run, int output, pid_t& child) {
     posix_spawn_file_actions_t actions{};
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
+    if (run.mistakesToo)
+        posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
+    else
+        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
     std::vector<std::string> copies = {"/usr/bin/env"};
-    copies.insert(copies.end(), words.begin(), words.end());
+    copies.insert(copies.end(), run.words.begin(), run.words.end());
     std::vector<char*> arguments;
     arguments.reserve(copies.size() + 1);
     for (std::string& word : copies)
@@ -47,13 +49,14 @@ int spawn(const std::vector<std::string>& words, int output, pid_t& child) {
 }
 
 /// Reads until the other end is closed. @return false when that took too long, or was too much
-bool readAll(int from, std::string& text) {
-    const auto end = Clock::now() + kPatience;
+bool readAll(const ProgramRun& run, int from, std::string& text) {
+    const auto end = Clock::now() + run.patience;
     std::array<char, 65536> chunk;
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         pollfd ready{from, POLLIN, 0};
-        if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) <= 0 || text.size() > kMostBytes)
+        if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) <= 0 ||
+            text.size() > run.mostBytes)
             return false;
         const ssize_t count = read(from, chunk.data(), chunk.size());
         if (count <= 0)
@@ -64,7 +67,7 @@ bool readAll(int from, std::string& text) {
 
 }  // namespace
 
-std::string outputOfProgram(const std::vector<std::string>& words, std::string& problem) {
+std::string outputOfProgram(const ProgramRun& run, std::string& problem) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         problem = std::strerror(errno);
@@ -73,15 +76,16 @@ std::string outputOfProgram(const std::vector<std::string>& words, std::string& 
     const platform::Descriptor input(ends[0]);
     platform::Descriptor output(ends[1]);
     pid_t child = 0;
-    if (const int error = spawn(words, output.get(), child); error != 0) {
+    if (const int error = spawn(run, output.get(), child); error != 0) {
         problem = std::strerror(error);
         return {};
     }
     output = platform::Descriptor();
     std::string text;
-    if (!readAll(input.get(), text)) {
+    if (!readAll(run, input.get(), text)) {
         kill(child, SIGKILL);
-        problem = "it did not end in 10 s, or printed more than 16 MiB";
+        problem = "it did not end in " + std::to_string(run.patience.count()) +
+                  " s, or printed more than " + std::to_string(run.mostBytes >> 20U) + " MiB";
     }
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
