@@ -13,6 +13,7 @@
 #include "platform/containers/timer_heap.h"
 #include "platform/contract/qor_vlan.h"
 #include "platform/virtual/network/platform_events.h"
+#include "platform/virtual/state/byte_order.h"
 #include "platform/wire/adapter.h"
 #include "tests/fuzz/targets.h"
 #include "tests/scenario/lang/runner.h"
@@ -137,6 +138,13 @@ void adaptSent(Node& node) {
     }
 }
 
+/// Route messages with the lowest byte of a number first, whatever this machine has.
+void queueRoute(Node& node, std::span<const u8> bytes) {
+    std::vector<u8> messages(bytes.begin(), bytes.end());
+    scenario::routeMessagesFromLittleEndian(messages);
+    node.host.sockets.routeMessages.push_back(std::move(messages));
+}
+
 void runPdu(std::span<const u8> input, bool gvrp) {
     Network network(1);
     setUp(network);
@@ -172,9 +180,7 @@ void runGvrpPdu(std::span<const u8> input) {
 void runRouteMessage(std::span<const u8> input) {
     Network network(1);
     setUp(network);
-    network.act(0, [&] {
-        network.node(0).host.sockets.routeMessages.emplace_back(input.begin(), input.end());
-    });
+    network.act(0, [&] { queueRoute(network.node(0), input); });
     check(network);
     settle(network);
 }
@@ -219,11 +225,8 @@ void happen(Network& network, Input& bytes) {
                 return queueFrame(node, unit, true, bytes.bytes(value % 64), 0);
             case 2:
                 return queueWireFrame(node, unit, bytes.bytes(value % 96));
-            case 3: {
-                const auto message = bytes.bytes(value % 96);
-                node.host.sockets.routeMessages.emplace_back(message.begin(), message.end());
-                return;
-            }
+            case 3:
+                return queueRoute(node, bytes.bytes(value % 96));
             case 4:
                 simulation::setPort(unit, kind / 10U % 9, value);
                 return;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/virtual/state/byte_order.h"
 #include "platform/virtual/state/host.h"
 
 using scenario::descriptorOf;
@@ -59,7 +60,10 @@ OptionText describeOption(int level, int option, const void* value, socklen_t le
         std::memcpy(&word, value, sizeof word);
         text.value = std::to_string(word);
     } else {
-        text.value = scenario::toHex(static_cast<const u8*>(value), length);
+        const auto* first = static_cast<const u8*>(value);
+        std::vector<u8> bytes(first, first + length);
+        scenario::receiveMatchToLittleEndian(bytes);
+        text.value = scenario::toHex(bytes.data(), bytes.size());
     }
     return text;
 }

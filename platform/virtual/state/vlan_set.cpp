@@ -8,44 +8,67 @@
 namespace scenario {
 namespace {
 
-constexpr std::size_t kWords = kVlanSetLast / 64;
-/// A set as the words that it is made of: VLAN ID n is bit n % 64 of word n / 64. One more word
-/// than a bitmap has, for the last ID.
-using SetWords = std::array<u64, kWords + 1>;
+/// What the library keeps a bitset in: a machine's word. A library with another one does not
+/// compile.
+using Word = unsigned long;
+constexpr std::size_t kWordBits = sizeof(Word) * 8;
+constexpr std::size_t kWords = kVlanSetLast / kWordBits;
+/// A set as the words that it is made of: VLAN ID n is bit n % kWordBits of word n / kWordBits. One
+/// more word than a bitmap has, for the last ID.
+using SetWords = std::array<Word, kWords + 1>;
 
 /// Turns each byte of a word around: bitmaps begin with the highest bit of a byte.
-constexpr u64 byteBitsReversed(u64 word) {
-    word = (word >> 1U & 0x5555555555555555U) | (word & 0x5555555555555555U) << 1U;
-    word = (word >> 2U & 0x3333333333333333U) | (word & 0x3333333333333333U) << 2U;
-    return (word >> 4U & 0x0F0F0F0F0F0F0F0FU) | (word & 0x0F0F0F0F0F0F0F0FU) << 4U;
+constexpr Word byteBitsReversed(Word word) {
+    constexpr Word kAll = ~Word{0};
+    constexpr Word kOdd = kAll / 0x3U;       // 01 again and again
+    constexpr Word kPairs = kAll / 0x5U;     // 0011
+    constexpr Word kNibbles = kAll / 0x11U;  // 00001111
+    word = (word >> 1U & kOdd) | (word & kOdd) << 1U;
+    word = (word >> 2U & kPairs) | (word & kPairs) << 2U;
+    return (word >> 4U & kNibbles) | (word & kNibbles) << 4U;
 }
 static_assert(byteBitsReversed(0x0180U) == 0x8001U);
-static_assert(std::endian::native == std::endian::little);
+
+constexpr Word bytesSwapped(Word word) {
+    Word swapped = 0;
+    for (std::size_t i = 0; i < sizeof word; i++)
+        swapped |= (word >> 8 * i & 0xFFU) << (kWordBits - 8 - 8 * i);
+    return swapped;
+}
+static_assert(bytesSwapped(0x12U) == Word{0x12U} << (kWordBits - 8));
+static_assert(bytesSwapped(bytesSwapped(0x1234U)) == 0x1234U);
+
+/// Between a word as it lies in a bitmap and one whose lowest bit is the first VLAN. It is its own
+/// inverse.
+constexpr Word turned(Word word) {
+    const bool firstLowest = std::endian::native == std::endian::little;
+    return byteBitsReversed(firstLowest ? word : bytesSwapped(word));
+}
 
 }  // namespace
 
 VlanSet vlanSetOf(std::span<const u8> bitmap) {
-    std::array<u64, kWords> bits{};
+    std::array<Word, kWords> bits{};
     if (!bitmap.empty())
         std::memcpy(bits.data(), bitmap.data(), std::min(bitmap.size(), sizeof bits));
     SetWords words{};
     for (std::size_t index = 0; index < kWords; index++) {
         if (bits[index] == 0)
             continue;  // most bitmaps are nearly empty
-        const u64 word = byteBitsReversed(bits[index]);
+        const Word word = turned(bits[index]);
         words[index] |= word << 1U;
-        words[index + 1] |= word >> 63U;
+        words[index + 1] |= word >> (kWordBits - 1);
     }
     return std::bit_cast<VlanSet>(words);
 }
 
 void storeBitmap(const VlanSet& set, std::span<u8> bitmap) {
     const auto words = std::bit_cast<SetWords>(set);
-    std::array<u64, kWords> bits{};
+    std::array<Word, kWords> bits{};
     for (std::size_t index = 0; index < kWords; index++) {
-        const u64 word = words[index] >> 1U | words[index + 1] << 63U;
+        const Word word = words[index] >> 1U | words[index + 1] << (kWordBits - 1);
         if (word != 0)
-            bits[index] = byteBitsReversed(word);
+            bits[index] = turned(word);
     }
     if (bitmap.empty())
         return;
@@ -61,7 +84,7 @@ std::span<u8> bitmapOf(void* descriptor) {
     return {static_cast<u8*>(buffer->data), buffer->length};
 }
 
-std::string formatRun(std::size_t first, std::size_t last) {
+std::string formatRun(u64 first, u64 last) {
     return first == last ? std::to_string(first)
                          : std::to_string(first) + "-" + std::to_string(last);
 }

@@ -44,6 +44,6 @@ void forEachRun(const Values& values, std::size_t count, Wanted wanted, Visit vi
 }
 
 /// `7`, or `1-3`.
-std::string formatRun(std::size_t first, std::size_t last);
+std::string formatRun(u64 first, u64 last);
 
 }  // namespace scenario

@@ -88,7 +88,8 @@ CallResult expireTimer(MvrpPortEntry& port, Words words) {
 
 CallResult buildSync(MvrpPortEntry& port, Words words) {
     const u32 type = parseU32(words[0], "TYPE");
-    std::vector<u8> buffer(parseNumber(words[1], 0, kMostSyncRoom, "SIZE"));
+    std::vector<u8> buffer(
+        static_cast<std::size_t>(parseNumber(words[1], 0, kMostSyncRoom, "SIZE")));
     const u32 length = mvrpVlanSyncPktBuild(&port, type, buffer);
     return {length, length == 0 ? "" : " " + formatSyncMessage(buffer)};
 }

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "daemon/core/debug.h"
+#include "platform/virtual/state/byte_order.h"
 #include "tests/scenario/lang/commands.h"
 
 namespace scenario {
@@ -41,6 +42,7 @@ u32 debugInit(ScenarioHost&, Words words) {
 
 u32 debugRequest(ScenarioHost& host, Words words) {
     host.sockets.connectionBytes = parseHex(words, kMostRequestBytes);
+    wordsFromLittleEndian(host.sockets.connectionBytes);
     host.sockets.connectionRead = 0;
     return static_cast<u32>(mvrpDbgServer());
 }

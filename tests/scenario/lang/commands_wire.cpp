@@ -9,6 +9,7 @@
 #include "daemon/events/route.h"
 #include "daemon/pdu/receive.h"
 #include "platform/virtual/calls/timers.h"
+#include "platform/virtual/state/byte_order.h"
 #include "tests/scenario/lang/commands.h"
 
 namespace scenario {
@@ -28,6 +29,12 @@ FrameKind parseFrameKind(std::string_view word) {
     if (word == "gvrp")
         return FrameKind::Gvrp;
     throw UsageError("'" + std::string(word) + "' is neither mvrp nor gvrp");
+}
+
+std::vector<u8> parseRoute(Words words) {
+    auto messages = parseHex(words, kBufferBytes);
+    routeMessagesFromLittleEndian(messages);
+    return messages;
 }
 
 QueuedFrame parseFrame(Words words) {
@@ -63,7 +70,7 @@ void commandRx(ScenarioHost&, Words words) {
 }
 
 void commandRoute(ScenarioHost&, Words words) {
-    auto message = parseHex(words, kBufferBytes);
+    auto message = parseRoute(words);
     mvrpLock();
     mvrpEvtNotifyRecv(message);
     mvrpUnlock();
@@ -87,7 +94,7 @@ void commandAdvance(ScenarioHost& host, Words words) {
 
 void commandQueue(ScenarioHost& host, Words words) {
     if (words[0] == "route") {
-        host.sockets.routeMessages.push_back(parseHex(words.subspan(1), kBufferBytes));
+        host.sockets.routeMessages.push_back(parseRoute(words.subspan(1)));
         return;
     }
     auto& queue = host.sockets.frames[static_cast<u32>(parseFrameKind(words[0]))];

@@ -31,7 +31,7 @@ void addRange(VlanSet& set, std::string_view range) {
                          ? first
                          : parseNumber(range.substr(dash + 1), first, kVlanSetLast, "VLAN ID");
     for (u64 vid = first; vid <= last; vid++)
-        set.set(vid);
+        set.set(static_cast<std::size_t>(vid));
 }
 
 }  // namespace
