@@ -239,17 +239,20 @@ def text_of(finding):
     return f"{finding['reason']} {finding['switch']}{port} {finding['vlans']}"
 
 
-def try_fault(fault, checker):
+def try_fault(fault, checker, keep):
     """@return (whether it was named, findings beside it)"""
     fault.put_in(checker.net)
     time.sleep(SETTLE_SECONDS)
     found = checker.findings()
+    if keep:
+        name = f"{len(checker.net.nodes)}-{fault.kind}-{fault.switch}-{fault.port}"
+        shutil.copytree(checker.directory, keep / name, dirs_exist_ok=True)
     named = [each for each in found if fault.is_named_by(each)]
     fault.take_out(checker.net)
     return bool(named), [text_of(each) for each in found if each not in named]
 
 
-def run_network(count, kinds, chance, build):
+def run_network(count, kinds, chance, build, keep):
     """Yields a row for each fault of one network."""
     plan = Plan(chance, count)
     directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-faults-"))
@@ -264,7 +267,7 @@ def run_network(count, kinds, chance, build):
                 if calm:
                     raise RuntimeError(f"findings without a fault: {[text_of(each) for each in calm]}")
                 fault = Fault(kind, plan, chance)
-                named, beside = try_fault(fault, checker)
+                named, beside = try_fault(fault, checker, keep)
                 yield count, fault, named, beside
     finally:
         shutil.rmtree(directory, ignore_errors=True)
@@ -276,6 +279,7 @@ def main():
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--faults", type=int, default=40)
     parser.add_argument("--sizes", default=",".join(map(str, SIZES)), help="switches of the networks")
+    parser.add_argument("--keep", type=pathlib.Path, help="a directory for the snapshots of each fault")
     arguments = parser.parse_args()
     chance = random.Random(arguments.seed)
     sizes = [int(size) for size in arguments.sizes.split(",")]
@@ -284,7 +288,8 @@ def main():
     passed = failed = beside_all = 0
     print("| switches | fault | place | VLAN | named | beside it |\n|---|---|---|---|---|---|")
     for index, count in enumerate(sizes):
-        for row in run_network(count, kinds[index::len(sizes)], chance, arguments.build.resolve()):
+        for row in run_network(count, kinds[index::len(sizes)], chance, arguments.build.resolve(),
+                               arguments.keep):
             size, fault, named, beside = row
             passed, failed = passed + named, failed + (not named)
             beside_all += len(beside)

@@ -160,4 +160,18 @@ std::optional<Hindrance> hindranceOf(const Direction& way, u32 vid) {
     return lastSeen(way, vid);
 }
 
+void forEachStop(const Network& network, const Gap& gap,
+                 const std::function<void(const Hindrance& what, u32 vid)>& visit) {
+    const Cable& cable = network.cables[gap.cable];
+    for (const Direction& way :
+         {Direction{network, cable.a, cable.b}, Direction{network, cable.b, cable.a}}) {
+        const VlanBitmap should =
+            platform::vlanIntersection(gap.vlans, offeredAt(network, way.from));
+        platform::vlanForEach(should, [&](u32 vid) {
+            if (const auto what = hindranceOf(way, vid))
+                visit(*what, vid);
+        });
+    }
+}
+
 }  // namespace network

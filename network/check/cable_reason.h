@@ -3,9 +3,11 @@
 // Why a VLAN does not come from one end of a cable to the other.
 #pragma once
 
+#include <functional>
 #include <optional>
 
 #include "network/check/finding.h"
+#include "network/check/spread.h"
 
 namespace network {
 
@@ -33,6 +35,11 @@ struct Hindrance {
 /// The first thing that keeps `vid` from crossing; nothing when it does cross.
 /// @pre `vid` is there at the sender's switch
 std::optional<Hindrance> hindranceOf(const Direction& way, u32 vid);
+
+/// What keeps the VLANs of a gap from crossing its cable, one by one in both directions: they may
+/// stop for different reasons. A VLAN that stops elsewhere on its way is not there to cross.
+void forEachStop(const Network& network, const Gap& gap,
+                 const std::function<void(const Hindrance& what, u32 vid)>& visit);
 
 /// Two ends that can not work together, whatever the VLAN: a protocol each, or times with which
 /// declarations expire before they are renewed.

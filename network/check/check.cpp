@@ -79,19 +79,11 @@ class Findings {
     std::map<std::tuple<std::size_t, std::string, Reason>, Finding> byPlace_;
 };
 
-/// VLANs that are wanted on both sides and do not cross the cable, one by one: they may stop for
-/// different reasons.
 void checkGap(const Network& network, const Gap& gap, Findings& findings) {
-    const Cable& cable = network.cables[gap.cable];
-    for (const Direction& way :
-         {Direction{network, cable.a, cable.b}, Direction{network, cable.b, cable.a}}) {
-        const VlanBitmap should =
-            platform::vlanIntersection(gap.vlans, offeredAt(network, way.from));
-        platform::vlanForEach(should, [&](u32 vid) {
-            if (const auto what = hindranceOf(way, vid))
-                findings.add(Severity::Error, *what, &cable, platform::vlanRange(vid, vid));
-        });
-    }
+    forEachStop(network, gap, [&](const Hindrance& what, u32 vid) {
+        findings.add(Severity::Error, what, &network.cables[gap.cable],
+                     platform::vlanRange(vid, vid));
+    });
 }
 
 void checkMismatch(const Network& network, const Cable& cable, Findings& findings) {
@@ -174,6 +166,27 @@ void checkPrograms(const Network& network, const Cable& cable, Findings& finding
     }
 }
 
+/// VLANs of which the end that receives was told so lately that it has to have them still: the
+/// neighbour has stopped to declare them, or takes them back, and the leave time is not over. Every
+/// declaration is renewed within a LeaveAll, which takes up to one and a half of its time.
+VlanBitmap lastingAt(const Direction& way) {
+    constexpr u64 kGrainMs = 1000;  // snapshots tell ages in whole seconds
+    const u64 leaveAllMs = std::max(way.in().leaveAllMs, way.out().leaveAllMs);
+    const u64 longestMs = leaveAllMs + leaveAllMs / 2 + way.in().leaveMs + kGrainMs;
+    VlanBitmap lasting{};
+    for (const auto* const ages : {&way.in().heardAges, &way.in().withdrawnAges})
+        for (const VlanAge& each : *ages)
+            if (each.ageMs <= longestMs)
+                lasting = vlanUnion(lasting, each.vlans);
+    return lasting;
+}
+
+/// Whether a missing registration is nothing new: something that is reported keeps it away.
+bool isExplained(const Direction& way) {
+    return way.in().registration != Registration::Normal || way.in().maxVlans != 0 ||
+           mismatchOf(way);
+}
+
 /// What one end declares, nothing bars, and the other has not registered; and the opposite.
 void checkWords(const Direction& way, const Cable& cable, bool hearsThrough, Findings& findings) {
     if (!talks(way.sender(), way.out()) || !talks(way.receiver(), way.in()) ||
@@ -181,15 +194,15 @@ void checkWords(const Direction& way, const Cable& cable, bool hearsThrough, Fin
         return;
     VlanBitmap lost = vlanDifference(way.out().declared, way.in().registered);
     lost = platform::vlanIntersection(lost, way.in().permitted);
-    if (way.in().registration == Registration::Normal && way.in().maxVlans == 0 &&
-        !platform::vlanIsEmpty(lost))
+    if (!isExplained(way) && !platform::vlanIsEmpty(lost))
         findings.add(Severity::Warning,
                      {Reason::NotHeard, way.to, false,
                       nameOf(way.network, way.from) + " declares VLANs and " +
                           nameOf(way.network, way.to) + " has not registered them",
                       "mvrpctl explain " + way.in().name + " VLANS"},
                      &cable, lost);
-    const VlanBitmap stale = vlanDifference(way.in().learnt, way.out().declared);
+    const VlanBitmap stale =
+        vlanDifference(vlanDifference(way.in().learnt, way.out().declared), lastingAt(way));
     if (!platform::vlanIsEmpty(stale) && !hearsThrough)
         findings.add(Severity::Warning,
                      {Reason::Stale, way.to, false,

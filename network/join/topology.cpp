@@ -71,6 +71,26 @@ std::vector<PortAt> narrowed(const Network& network, PortAt here, std::vector<Po
     return hearing.size() == 1 ? hearing : ports;
 }
 
+/// A switch of the network says something whenever a LeaveAll of its own or of the other end comes,
+/// within one and a half of the shorter time. One that missed three is not at that port any more.
+void markSilent(Network& network, const Owners& owners) {
+    constexpr u64 kLeaveAlls = 5;
+    const auto misses = [&](const Port& port, const Neighbour& neighbour, PortAt at) {
+        const u64 leaveAllMs = std::min(network.portOf(at).leaveAllMs, port.leaveAllMs);
+        return leaveAllMs != 0 && neighbour.ageMs > kLeaveAlls * leaveAllMs + port.leaveMs;
+    };
+    for (Switch& each : network.switches)
+        for (Port& port : each.ports)
+            for (Neighbour& neighbour : port.neighbours) {
+                const auto found = owners.find(neighbour.mac);
+                if (found != owners.end() && !found->second.empty())
+                    neighbour.lost =
+                        neighbour.lost || std::ranges::all_of(found->second, [&](PortAt at) {
+                            return misses(port, neighbour, at);
+                        });
+            }
+}
+
 /// A port heard an address. @return whether somebody of the network has it
 bool addHeard(const Network& network, const Owners& owners, PortAt here, Mac mac, bool now,
               Edges& edges) {
@@ -209,6 +229,7 @@ Network joinNetwork(std::vector<Switch> switches, Problems problems) {
     network.problems = std::move(problems);
     Owners owners = ownersOf(network);
     dropShared(network, owners);
+    markSilent(network, owners);
     Edges edges;
     addNeighbours(network, owners, edges);
     addConfigured(network, edges);

@@ -97,6 +97,13 @@ TEST_F(Check, TimesThatCanNotWorkTogether) {
     expectOnly(Reason::Times, "middle:m1", Severity::Warning);
 }
 
+TEST_F(Check, WhatTimesThatDoNotFitCauseIsNoFindingOfItsOwn) {
+    port("west", 0).joinMs = 6000;
+    port("west", 0).leaveMs = 12'000;
+    vlanInsert(port("west", 0).declared, 77);
+    expectOnly(Reason::Times, "middle:m1", Severity::Warning);
+}
+
 TEST_F(Check, DeclaredAndNotRegisteredAtTheOtherEnd) {
     stopAtMiddle();
     expectOnly(Reason::NotHeard, "middle:m1", Severity::Error);
@@ -106,6 +113,19 @@ TEST_F(Check, AMemberThatNobodyNeeds) {
     vlanInsert(port("east", 0).learnt, 77);
     vlanInsert(port("east", 0).registered, 77);
     expectOnly(Reason::Stale, "east:e1", Severity::Warning);
+}
+
+TEST_F(Check, AWithdrawalThatIsUnderWayIsNoMemberThatNobodyNeeds) {
+    Port& in = port("east", 0);
+    vlanInsert(in.learnt, 77);
+    vlanInsert(in.registered, 77);
+    // LeaveAll 10 s, leave time 0.6 s, ages in whole seconds.
+    in.heardAges = {{vlanRange(77, 77), 16'000}};
+    EXPECT_TRUE(check().empty());
+    in.heardAges = {{vlanRange(77, 77), 17'000}};
+    expectOnly(Reason::Stale, "east:e1", Severity::Warning);
+    in.withdrawnAges = {{vlanRange(77, 77), 0}};
+    EXPECT_TRUE(check().empty());
 }
 
 TEST_F(Check, CorrectionsVersionsAndOnePlaceAreNotes) {
@@ -120,6 +140,16 @@ TEST_F(Check, CorrectionsVersionsAndOnePlaceAreNotes) {
 TEST_F(Check, TwoNeighboursOnACable) {
     port("west", 0).neighbours.push_back({0x99, false, 10, false});
     expectOnly(Reason::Neighbours, "west:w1", Severity::Warning);
+}
+
+TEST_F(Check, ANeighbourThatWasThereBeforeIsNoSecondOne) {
+    // Its own LeaveAll time says when it should have been heard, not the longer one of the port.
+    port("west", 0).leaveAllMs = 60'000;
+    port("west", 0).neighbours.push_back({0xE1, false, 40'000, false});
+    port("east", 0).leaveAllMs = 10'000;
+    expectOnly(Reason::Neighbours, "west:w1", Severity::Warning);
+    port("west", 0).neighbours.back().ageMs = 51'000;
+    EXPECT_TRUE(check().empty());
 }
 
 TEST_F(Check, IslandsBetweenWhichNoCableIsKnown) {
