@@ -4,9 +4,16 @@
 // switches. Exit status 0; 1 when something was found; 2 for wrong usage or nothing to read.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 
+#include "network/map/page.h"
+#include "network/map/svg.h"
 #include "network/read/read.h"
 #include "network/show/show.h"
 
@@ -29,6 +36,7 @@ struct Options {
     std::string from;
     std::string to;
     std::string old;
+    std::string output;  ///< a file
 };
 
 /// Reads and joins. What could not be used is said on the standard error, a line each.
@@ -95,13 +103,46 @@ int diff(const Options& options) {
     return differences.empty() ? 0 : kFound;
 }
 
+/// The file is there as a whole or not at all.
+void writeWhole(const std::string& path, const std::string& content) {
+    const std::string fresh = path + ".new";
+    std::ofstream file(fresh, std::ios::binary | std::ios::trunc);
+    file << content;
+    file.close();
+    if (!file || std::rename(fresh.c_str(), path.c_str()) != 0) {
+        const std::string reason = std::strerror(errno);
+        std::remove(fresh.c_str());
+        throw Mistake("'" + path + "' can not be written: " + reason);
+    }
+}
+
+int map(const Options& options) {
+    const bool page = options.output.ends_with(".html");
+    if (!page && !options.output.ends_with(".svg"))
+        throw Mistake("'" + options.output +
+                      "' says nothing about its form; allowed are names that end in .html or .svg");
+    const Network network = load(options.paths);
+    const std::vector<network::Finding> findings = checkNetwork(network);
+    const network::MapFacts facts = mapFacts(network, findings);
+    const std::optional<u32> vid = options.vid == 0 ? std::nullopt : std::optional(options.vid);
+    writeWhole(options.output,
+               page ? mapPage(facts, vid ? vid : tellingVlan(facts)) : svgFile(facts, vid));
+    return std::ranges::any_of(findings, isSerious) ? kFound : 0;
+}
+
 using Run = int (*)(const Options&);
 
-CLI::App* addCommand(CLI::App& app, Options& options, Run& run, Run command, const char* name,
-                     const char* help) {
+CLI::App* addSilent(CLI::App& app, Run& run, Run command, const char* name, const char* help) {
     CLI::App* const added = app.add_subcommand(name, help);
     added->set_help_flag("-h,--help", "print this");
     added->callback([&run, command] { run = command; });
+    return added;
+}
+
+/// One that prints an answer.
+CLI::App* addCommand(CLI::App& app, Options& options, Run& run, Run command, const char* name,
+                     const char* help) {
+    CLI::App* const added = addSilent(app, run, command, name, help);
     added->add_flag("-j,--json", options.json, "print JSON");
     return added;
 }
@@ -129,6 +170,16 @@ void addCommands(CLI::App& app, Options& options, Run& run) {
     way->add_option("--from", options.from, "switch where the way begins; default: all ways")
         ->type_name("SWITCH");
     way->add_option("--to", options.to, "switch where it ends")->type_name("SWITCH");
+    CLI::App* const picture = addSilent(app, run, map, "map",
+                                        "draws the network with what is wrong in it, as a page of "
+                                        "HTML or a picture");
+    addPaths(picture, options);
+    picture->add_option("-o,--output", options.output, "a name that ends in .html or .svg")
+        ->required()
+        ->type_name("FILE");
+    picture->add_option("--vlan", options.vid, "what it shows, or opens on")
+        ->check(CLI::Range(platform::kFirstVlan, platform::kLastVlan))
+        ->type_name("VLAN");
     CLI::App* const change =
         addCommand(app, options, run, diff, "diff", "what changed between two collections");
     change->add_option("old", options.old, "file, directory or tar archive")

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <array>
 
-#include "cli/print/json_document.h"
+#include "network/show/findings_list.h"
 #include "network/show/show.h"
 
 namespace network {
@@ -64,7 +64,7 @@ std::string topologyJson(const Network& network) {
                           {"problems", network.problems}});
 }
 
-std::string findingsJson(const Network& network, const std::vector<Finding>& findings) {
+cli::Json findingsList(const std::vector<Finding>& findings) {
     Json list = Json::array();
     for (const Finding& finding : findings)
         list.push_back({{"severity", kSeverities.at(static_cast<std::size_t>(finding.severity))},
@@ -75,9 +75,13 @@ std::string findingsJson(const Network& network, const std::vector<Finding>& fin
                         {"vlans", formatVlanRanges(finding.vlans)},
                         {"text", finding.text},
                         {"commands", finding.commands}});
+    return list;
+}
+
+std::string findingsJson(const Network& network, const std::vector<Finding>& findings) {
     return cli::finished({{"switches", network.switches.size()},
                           {"cables", network.cables.size()},
-                          {"findings", list},
+                          {"findings", findingsList(findings)},
                           {"problems", network.problems}});
 }
 

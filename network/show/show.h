@@ -13,6 +13,8 @@
 
 namespace network {
 
+/// How a cable is known: "heard both ways, LLDP".
+std::string evidenceText(const Evidence& evidence);
 std::string topologyText(const Network& network, const cli::Style& style);
 std::string topologyJson(const Network& network);
 

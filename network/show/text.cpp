@@ -21,21 +21,6 @@ Colour colourOf(Severity severity) {
                                            : Colour::Dim;
 }
 
-/// "heard both ways, LLDP".
-std::string evidenceText(const Evidence& evidence) {
-    std::string text;
-    const auto add = [&text](bool holds, const char* words) {
-        if (holds)
-            text += (text.empty() ? "" : ", ") + std::string(words);
-    };
-    add(evidence.bothWays(), "heard both ways");
-    add(evidence.heardAtA != evidence.heardAtB, "heard at one end only");
-    add(evidence.remembered && !evidence.heardAtA && !evidence.heardAtB, "heard before");
-    add(evidence.lldp, "LLDP");
-    add(evidence.configured, "configured");
-    return text;
-}
-
 std::string plural(std::size_t count, const char* one, const char* many) {
     return std::to_string(count) + " " + (count == 1 ? one : many);
 }
@@ -67,6 +52,20 @@ std::string hopText(const Network& network, const Hop& hop, const cli::Style& st
 }
 
 }  // namespace
+
+std::string evidenceText(const Evidence& evidence) {
+    std::string text;
+    const auto add = [&text](bool holds, const char* words) {
+        if (holds)
+            text += (text.empty() ? "" : ", ") + std::string(words);
+    };
+    add(evidence.bothWays(), "heard both ways");
+    add(evidence.heardAtA != evidence.heardAtB, "heard at one end only");
+    add(evidence.remembered && !evidence.heardAtA && !evidence.heardAtB, "heard before");
+    add(evidence.lldp, "LLDP");
+    add(evidence.configured, "configured");
+    return text;
+}
 
 std::string topologyText(const Network& network, const cli::Style& style) {
     cli::Table cables({"Cable", "Known by"});

@@ -74,6 +74,7 @@ FLOORS = {
     ),
     "network": (
         (".",),  # the program
+        ("map",),
         ("show",),
         ("diff", "explain"),
         ("check",),

@@ -1,18 +1,48 @@
 # SPDX-License-Identifier: MIT
 """mvrp-net over running switches: collected as the example does, checked, explained, compared."""
 
+import html.parser
 import json
 import pathlib
+import re
 import shutil
 import subprocess
 import tarfile
 import time
+import unittest
+import xml.etree.ElementTree
 
 from support import BUILD, NetworkTest, cable
+from test_mvrpctl_json import schema, validate
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COLLECT = ROOT / "packaging" / "examples" / "collect" / "collect.sh"
 PROGRAM = BUILD / "network" / "mvrp-net"
+
+
+HOSTILE = "</script><img src=x onerror=alert(1)>\"'&<!--/* the network */<!-- pictures -->"
+
+
+class Page(html.parser.HTMLParser):
+    """What a browser makes of a page: its elements, and the text of its scripts."""
+
+    def __init__(self, path):
+        super().__init__()
+        self.elements, self.scripts, self.within = [], [], None
+        self.feed(path.read_text(encoding="utf-8"))
+
+    def handle_starttag(self, tag, attrs):
+        self.elements.append((tag, sorted(name for name, _ in attrs)))
+        self.within = tag
+        if tag == "script":
+            self.scripts.append("")
+
+    def handle_endtag(self, tag):
+        self.within = None
+
+    def handle_data(self, data):
+        if self.within == "script":
+            self.scripts[-1] += data
 
 
 class Net(NetworkTest):
@@ -108,6 +138,68 @@ class Net(NetworkTest):
             self.assertIn(words, done.stderr)
         self.assertNotIn("\x1b", done.stdout + done.stderr)
         self.run_net("check", self.directory / "missing", status=2)
+
+    def test_the_answers_fit_their_schemas(self):
+        self.assertEqual(self.collect("before").returncode, 0)
+        middle = self.net.nodes["middle"]
+        middle.change("set port west registration forbidden")
+        self.await_findings("after", ["forbidden"])
+        before, after = self.directory / "before", self.directory / "after"
+        (after / "cut.json").write_text("{", encoding="utf-8")
+        for name, words, status in (("net-topology", [after], 0), ("net-check", [after], 1),
+                                    ("net-explain", [30, after], 1), ("net-explain", [30, before], 0),
+                                    ("net-explain", [4000, after], 0), ("net-diff", [before, after], 1),
+                                    ("net-diff", [after, after], 0)):
+            with self.subTest(name):
+                text = self.run_net(name.removeprefix("net-"), "-j", *words, status=status).stdout
+                self.assertEqual(validate(text, schema(name)), 1)
+        with self.assertRaises(AssertionError):
+            validate(text.replace('"differences"', '"difference"'), schema("net-diff"))
+
+    def test_a_map_is_a_page_or_a_picture_whatever_names_hold(self):
+        self.net.nodes["middle"].change("set port west registration forbidden")
+        self.await_findings("good", ["forbidden"])
+        good, hostile = self.directory / "good", self.directory / "hostile"
+        shutil.copytree(good, hostile)
+        for path in hostile.iterdir():
+            text = path.read_text(encoding="utf-8")
+            for name in ("west", "middle"):
+                text = text.replace(f'"name":"{name}"', f'"name":{json.dumps(name + HOSTILE)}')
+            path.write_text(text, encoding="utf-8")
+        pages = {}
+        for where in (good, hostile):
+            self.run_net("map", "-o", self.directory / "map.html", where, status=1)
+            pages[where] = Page(self.directory / "map.html")
+            self.run_net("map", "--vlan", 30, "-o", self.directory / "map.svg", where, status=1)
+            picture = xml.etree.ElementTree.parse(self.directory / "map.svg").getroot()
+            names = [each.text for each in picture.iter("{http://www.w3.org/2000/svg}title")]
+            self.assertIn("west" if where == good else "west" + HOSTILE, names)
+        self.assertEqual(pages[good].elements, pages[hostile].elements)
+        facts = json.loads(pages[hostile].scripts[0])
+        self.assertIn("west" + HOSTILE, [each["name"] for each in facts["switches"]])
+        self.assertEqual((facts["vlan"], facts["findings"][0]["port"]), (30, "west" + HOSTILE))
+        self.assertNotIn("http", pages[good].scripts[1].replace("http://www.w3.org/2000/svg", ""))
+
+    def test_a_map_says_what_names_are_allowed_and_leaves_nothing_half_written(self):
+        self.assertEqual(self.collect("good").returncode, 0)
+        for name, words in (("map.png", "allowed are names that end in .html or .svg"),
+                            ("nowhere/map.html", "can not be written: No such file or directory")):
+            done = self.run_net("map", "-o", self.directory / name, self.directory / "good", status=2)
+            self.assertIn(words, done.stderr)
+        self.assertEqual([path.name for path in self.directory.glob("*map*")], [])
+
+    @unittest.skipUnless(shutil.which("chromium"), "chromium is not installed")
+    def test_a_browser_runs_the_page_to_its_end(self):
+        self.net.nodes["middle"].change("set port west registration forbidden")
+        self.await_findings("after", ["forbidden"])
+        self.run_net("map", "-o", self.directory / "map.html", self.directory / "after", status=1)
+        words = ["chromium", "--headless=new", "--no-sandbox", "--disable-gpu", "--dump-dom",
+                 f"--user-data-dir={self.directory}/profile", f"file://{self.directory}/map.html"]
+        done = subprocess.run(words, capture_output=True, text=True, timeout=120, check=False)
+        shown = re.findall(r'(<p id="about">.*?<|<li class="error">.*?</li>)', done.stdout)
+        self.assertEqual(shown[0], '<p id="about">VLAN 30: static on east, west; learnt on 1 switch. '
+                                   'It stops at middle:west - west:middle.<')
+        self.assertIn("On middle: mvrpctl set port west registration normal", shown[1])
 
     def test_an_archive_is_as_good_as_a_directory(self):
         self.assertEqual(self.collect("good").returncode, 0)
