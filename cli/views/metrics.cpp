@@ -112,6 +112,27 @@ void addCorrections(Writer& writer, const GlobalView& global) {
         writer.sample(labelOf(value), global.corrections->acted.at(value));
 }
 
+/// Who is at the two ends of the port's cable: with these, what one end says can be put beside what
+/// the other has.
+void addEnds(Writer& writer, const std::vector<PortView>& ports) {
+    const auto isSet = [](const platform::MacAddress& mac) {
+        return mac != platform::MacAddress{};
+    };
+    writer.family("port_address", "gauge", "MAC address of the port, as the label mac; always 1.");
+    for (const PortView& view : ports)
+        if (isSet(view.port.mac))
+            writer.sample(
+                portLabel(view.port) + "," + label("mac", platform::formatMac(view.port.mac)), 1);
+    writer.family("port_neighbour", "gauge",
+                  "Who sent the last protocol frame that came in, as the label neighbour; 1. None "
+                  "while the link is down.");
+    for (const PortView& view : ports)
+        if (view.port.link != 0 && isSet(view.port.peerMac))
+            writer.sample(portLabel(view.port) + "," +
+                              label("neighbour", platform::formatMac(view.port.peerMac)),
+                          1);
+}
+
 void addPorts(Writer& writer, const std::vector<PortView>& ports) {
     writer.family("port_link_up", "gauge", "Whether the link of the port is up (1).");
     for (const PortView& view : ports)
@@ -229,6 +250,7 @@ std::string metricsText(const MetricsView& view, MetricsFormat format) {
     if (view.losses)
         addLosses(writer, *view.losses);
     addCorrections(writer, view.global);
+    addEnds(writer, view.vlans.ports);
     addPorts(writer, view.vlans.ports);
     addGaps(writer, view.vlans);
     writer.family("port_pdus", "counter", "PDUs by direction and form.");

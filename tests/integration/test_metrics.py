@@ -211,6 +211,34 @@ class Prometheus(NetworkTest):
         self.await_true(lambda: self.query('ALERTS{alertname="MvrpDown"}') == {"s20": 1.0})
         self.assertEqual(self.query('up{job="mvrp"}'), everywhere | {"s20": 0.0})
 
+    @unittest.skipUnless(shutil.which("prometheus"), "prometheus is not installed")
+    def test_a_real_one_puts_the_ends_of_a_cable_side_by_side(self):
+        names = ("west", "middle", "east")
+        hosts = {name: address(number) for number, name in enumerate(names, 1)}
+        document = {"title": "test", "timers": TIMERS, "corrections": "all",
+                    "switch": [{"name": "west", "vlans": "30-32"}, {"name": "middle"}, {"name": "east"}],
+                    "cable": [cable("west", "middle"), cable("middle", "east")]}
+        net = self.run_topology(topology.build(document, self.directory),
+                                {name: setting(host) for name, host in hosts.items()})
+        self.assert_state(net, east={"learnt": "30-32"})
+        self.start_prometheus(hosts)
+        # The other ends, by what they declare: VLAN 1 and, away from west, its three.
+        far = "mvrp:cable_declared:far"
+        self.await_true(lambda: self.query(far + '{port!="east"}') == {"west": 1, "middle": 4, "east": 4}, 60)
+        self.assertEqual(self.query(far + f'{{far_instance="{hosts["west"]}:{PORT}", far_port="middle"}}'),
+                         {"middle": 4})
+        # West has three static ones that middle does not declare.
+        apart = 'mvrp:cable_unregistered:at_least{port!="east"}'
+        well = {"west": -3, "middle": 0, "east": 0}
+        self.await_true(lambda: self.query(apart) == well)
+        net.nodes["middle"].change("set port west registration forbidden")
+        self.await_true(lambda: self.query(f"{apart} > 0") == {"middle": 3})
+        pending = 'ALERTS{alertname="MvrpCableOneSided", alertstate="pending"}'
+        self.await_true(lambda: self.query(pending) == {"middle": 1})
+        net.nodes["middle"].change("set port west registration normal")
+        self.await_true(lambda: self.query(apart) == well)
+        self.await_true(lambda: self.query(pending) == {})
+
 
 class WhatStandsOnThem(NetworkTest):
     ONLY_IN_A_PAIR = {"mvrp_peer_connected", "mvrp_two_actives"}
