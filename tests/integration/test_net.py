@@ -12,6 +12,7 @@ import time
 import unittest
 import xml.etree.ElementTree
 
+from faults import names_of
 from support import BUILD, NetworkTest, cable
 from test_mvrpctl_json import schema, validate
 
@@ -45,15 +46,8 @@ class Page(html.parser.HTMLParser):
             self.scripts[-1] += data
 
 
-class Net(NetworkTest):
-    """west - middle - east; VLAN 30 is wanted at both ends."""
-
-    def setUp(self):
-        super().setUp()
-        self.net = self.start({"west": "10,30", "middle": "-", "east": "30"},
-                              [cable("west", "middle"), cable("middle", "east")], corrections="all")
-        self.assert_state(self.net, middle={"learnt": "10,30"}, east={"learnt": "10"})
-        self.await_findings("settled", [])
+class Collected(NetworkTest):
+    """The switches of self.net, collected as the example does, and mvrp-net over what came in."""
 
     def await_findings(self, name, expected):
         """Collects until these are the reasons of all errors and warnings. @return them"""
@@ -89,6 +83,17 @@ class Net(NetworkTest):
 
     def query(self, command, *words, status=0):
         return json.loads(self.run_net(command, "-j", *words, status=status).stdout)
+
+
+class Net(Collected):
+    """west - middle - east; VLAN 30 is wanted at both ends."""
+
+    def setUp(self):
+        super().setUp()
+        self.net = self.start({"west": "10,30", "middle": "-", "east": "30"},
+                              [cable("west", "middle"), cable("middle", "east")], corrections="all")
+        self.assert_state(self.net, middle={"learnt": "10,30"}, east={"learnt": "10"})
+        self.await_findings("settled", [])
 
     def test_a_network_in_which_all_is_well(self):
         self.assertEqual(self.collect("good").returncode, 0)
@@ -210,3 +215,22 @@ class Net(NetworkTest):
         self.assertEqual([each["name"] for each in listed["switches"]], ["east", "middle", "west"])
         shutil.rmtree(self.directory / "good")
         self.run_net("diff", archive, archive)
+
+
+class Fifty(Collected):
+    def test_the_loop_collects_fifty_daemons(self):
+        names = names_of(50)
+        first, last = names[0], names[-1]
+        switches = {name: "77" if name in (first, last) else "-" for name in names}
+        # Each has four below it.
+        cables = [cable(names[(number - 1) // 4], names[number]) for number in range(1, 50)]
+        self.net = self.start(switches, cables, corrections="all")
+        # Those between the two, and one away from them.
+        self.assert_state(self.net, **{names[at]: {"learnt": "77"} for at in (3, 12, 1)})
+        self.await_findings("fifty", [])
+        files = sorted(path.name for path in (self.directory / "fifty").iterdir())
+        self.assertEqual(files, sorted(f"{name}.json" for name in names))
+        answer = self.query("check", self.directory / "fifty")
+        self.assertEqual((answer["switches"], answer["cables"], answer["problems"]), (50, 49, []))
+        way = self.run_net("explain", 77, "--from", last, "--to", first, self.directory / "fifty").stdout
+        self.assertIn(f"{last} to {first}: connected", way)

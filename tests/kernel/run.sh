@@ -55,7 +55,7 @@ for name in "${names[@]}"; do
     selected+=("$name ${limit:-$defaultLimit}")
     seconds=$((seconds + ${limit:-$defaultLimit}))
 done
-needsPrograms platform/host/mvrp cli/mvrpctl tests/kernel/kernel-probe tests/kernel/libprocessor_state.so
+needsPrograms platform/host/mvrp cli/mvrpctl network/mvrp-net tests/kernel/kernel-probe tests/kernel/libprocessor_state.so
 
 mkdir -p "$out"
 out=$(readlink -f "$out")
