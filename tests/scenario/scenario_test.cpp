@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// scenario-test FILE.scn: runs a scenario and compares its trace, look-ups of consecutive VLANs
-// joined, with the recorded one, FILE.trace.
+// scenario-test FILE.scn...: runs scenarios and compares the trace of each, look-ups of consecutive
+// VLANs joined, with the recorded one, FILE.trace. Of several it says how many passed.
 // Prints the first line that differs, with the command that it belongs to. A scenario with a
 // FILE.error beside it must be refused with that text. Exit status 0 when all is as recorded, 1
 // when it differs, 2 when a file can not be read or the scenario is wrong.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <span>
 #include <sstream>
 #include <string>
 
@@ -65,12 +67,10 @@ int compareProblem(const std::string& name, std::istream& recorded, const std::s
     return compare(name, recorded, actual);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 2 || !std::string_view(argv[1]).ends_with(kScenarioSuffix))
-        return complain("one argument is expected, a file that ends in .scn");
-    const std::string path = argv[1];
+/// One scenario against what is recorded for it. @return the exit status
+int test(const std::string& path) {
+    if (!path.ends_with(kScenarioSuffix))
+        return complain("'" + path + "': a file that ends in .scn is expected");
     const std::string stem = path.substr(0, path.size() - kScenarioSuffix.size());
     std::ifstream input(path);
     if (!input)
@@ -90,4 +90,18 @@ int main(int argc, char** argv) {
                         "' can not be opened: record it with mvrp-scenario --join " + path + " > " +
                         tracePath);
     return compare(tracePath, recorded, trace);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const std::span<char*> paths(argv + 1, argv + argc);
+    if (paths.empty())
+        return complain("files that end in .scn are expected");
+    if (paths.size() == 1)
+        return test(paths[0]);
+    const auto failed =
+        std::ranges::count_if(paths, [](const char* path) { return test(path) != 0; });
+    std::cout << std::ssize(paths) - failed << " passed, " << failed << " failed\n";
+    return failed == 0 ? 0 : kExitDiffers;
 }

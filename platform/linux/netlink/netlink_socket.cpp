@@ -88,7 +88,8 @@ KernelResult NetlinkSocket::open(bool blocking, std::chrono::milliseconds answer
         return failure(errno, "opening a netlink socket");
     if (mnl_socket_bind(socket_.get(), 0, MNL_SOCKET_AUTOPID) < 0)
         return failure(errno, "binding a netlink socket");
-    const timeval limit{answerTime.count() / 1000, answerTime.count() % 1000 * 1000};
+    const timeval limit{static_cast<time_t>(answerTime.count() / 1000),
+                        static_cast<suseconds_t>(answerTime.count() % 1000 * 1000)};
     if (setsockopt(descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0)
         return failure(errno, "limiting the time of a netlink socket");
     // Both only make errors say more and answers shorter; a kernel without them serves as well.
