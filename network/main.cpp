@@ -14,6 +14,7 @@
 
 #include "network/map/page.h"
 #include "network/map/svg.h"
+#include "network/plan_command.h"
 #include "network/read/read.h"
 #include "network/show/show.h"
 
@@ -37,6 +38,7 @@ struct Options {
     std::string to;
     std::string old;
     std::string output;  ///< a file
+    network::PlanOptions plan;
 };
 
 /// Reads and joins. What could not be used is said on the standard error, a line each.
@@ -130,6 +132,13 @@ int map(const Options& options) {
     return std::ranges::any_of(findings, isSerious) ? kFound : 0;
 }
 
+int plan(const Options& options) {
+    const std::string picture = network::plan(load(options.paths), options.plan, options.json);
+    if (!options.output.empty())
+        writeWhole(options.output, picture);
+    return 0;
+}
+
 using Run = int (*)(const Options&);
 
 CLI::App* addSilent(CLI::App& app, Run& run, Run command, const char* name, const char* help) {
@@ -186,6 +195,13 @@ void addCommands(CLI::App& app, Options& options, Run& run) {
         ->required()
         ->type_name("");
     addPaths(change, options);
+    CLI::App* const forecast =
+        addCommand(app, options, run, plan, "plan",
+                   "what a change would do, from the daemons themselves in virtual time");
+    addPlanOptions(*forecast, options.plan);
+    forecast->add_option("-o,--output", options.output, "draw the time into this SVG file, too")
+        ->type_name("FILE");
+    addPaths(forecast, options);
 }
 
 }  // namespace

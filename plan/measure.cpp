@@ -97,16 +97,9 @@ Lab::Lab(const Layout& layout, const Request& request)
     network_.setObserver([this](const Node& node) { look(node); });
 }
 
-void applyTimer(u32 unit, u32 attribute, std::optional<u32> ms) {
-    if (ms && simulation::setPort(unit, attribute, *ms) != kStatusOk)
-        throw std::logic_error("the daemon refuses a timer of " + std::to_string(*ms) + " ms");
-}
-
-/// The join time first: the leave time has to be twice as long, and its default is.
 void applyTimers(u32 unit, const Timers& timers) {
-    applyTimer(unit, MVRP_PORT_JOIN_TIMEOUT, timers.joinMs);
-    applyTimer(unit, MVRP_PORT_LEAVE_TIMEOUT, timers.leaveMs);
-    applyTimer(unit, MVRP_PORT_LEAVE_ALL_TIMEOUT, timers.leaveAllMs);
+    if (simulation::setTimes(unit, {timers.joinMs, timers.leaveMs, timers.leaveAllMs}) != kStatusOk)
+        throw std::logic_error("the daemon refuses the times of port " + std::to_string(unit));
 }
 
 /// Puts ports and VLANs into a switch before its daemon starts.

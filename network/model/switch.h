@@ -50,13 +50,17 @@ struct Port {
     bool eligible = false;  ///< may run it
     bool loop = false;      ///< a port of its own switch is at the other end
     Registration registration = Registration::Normal;
-    bool quiet = false;  ///< participant mode: declares nothing by itself
-    u32 joinMs = 0;      ///< 0: it does not run the protocol
+    bool quiet = false;      ///< participant mode: declares nothing by itself
+    bool noObserve = false;  ///< participant mode
+    u32 joinMs = 0;          ///< 0: it does not run the protocol
     u32 leaveMs = 0;
     u32 leaveAllMs = 0;
+    std::optional<u32> periodicMs;  ///< 0: no periodic timer; nothing: it does not run the protocol
     u32 pvid = 0;
-    u32 maxVlans = 0;          ///< 0: no limit
-    u32 aggregation = 0;       ///< number of the aggregation that it is a member of, 0: none
+    u32 maxVlans = 0;     ///< 0: no limit
+    u32 aggregation = 0;  ///< number of the aggregation that it is a member of, 0: none
+    bool isAggregation = false;
+    u32 mtu = 0;               ///< bytes, 0: not told
     bool blocked = false;      ///< by the spanning tree
     bool answersIeee = false;  ///< sends the standard's form
     bool heardIeee = false;    ///< its neighbour speaks the standard's form
@@ -66,6 +70,7 @@ struct Port {
     std::vector<Neighbour> neighbours;
 
     VlanBitmap permitted{};
+    VlanBitmap tagged{};  ///< of `permitted`
     VlanBitmap registered{};
     VlanBitmap declared{};
     VlanBitmap member{};

@@ -98,9 +98,12 @@ void readSettings(const Json& json, Port& port) {
                         : registration == "fixed"   ? Registration::Fixed
                                                     : Registration::Normal;
     port.quiet = textAt(json, "participant") == "quiet";
+    port.noObserve = textAt(json, "participant") == "no-observe";
     port.joinMs = smallAt(json, "portMrpJoinTime");
     port.leaveMs = smallAt(json, "portMrpLeaveTime");
     port.leaveAllMs = smallAt(json, "portMrpLeaveAllTime");
+    if (!memberOf(json, "periodicTime").is_null())
+        port.periodicMs = smallAt(json, "periodicTime");
     port.maxVlans = smallAt(json, "maxVlans");
     port.pvid = smallAt(json, "pvid");
     port.answersIeee = textAt(json, "wireForm") == "ieee";
@@ -109,6 +112,7 @@ void readSettings(const Json& json, Port& port) {
 
 void readVlans(const Json& json, Port& port) {
     port.permitted = vlansAt(json, "vlansPermitted");
+    port.tagged = vlansAt(json, "vlansPermittedTagged");
     port.registered = vlansAt(json, "vlansRegistered");
     port.declared = vlansAt(json, "vlansDeclared");
     port.member = vlansAt(json, "vlansMember");
@@ -143,6 +147,8 @@ Port portOf(const Json& json) {
     port.eligible = flagAt(json, "eligible");
     port.loop = numberAt(json, "loopWith") != 0;
     port.aggregation = smallAt(json, "memberOf");
+    port.isAggregation = textAt(json, "kind") == "aggregation";
+    port.mtu = smallAt(json, "mtu");
     const std::string stp = textAt(json, "stpState");
     port.blocked = !stp.empty() && stp != "forwarding" && stp != "disabled";
     port.cable = textAt(json, "cable");

@@ -34,6 +34,9 @@ RULES = {
     # Reads what mvrpctl wrote, and says things in its words.
     "network": (False, ("network/", "platform/contract/", "platform/model/", "cli/client/safe_text.h",
                         "cli/explain/explain.h", "cli/print/")),
+    # Runs the daemons in memory, and looks into them.
+    "network/plan": (False, ("network/", "platform/contract/", "platform/model/", "platform/virtual/",
+                             "daemon/db/port.h", "daemon/fsm/machine.h")),
     # A client of the command channel, as mvrpctl is.
     "exporter": (False, ("exporter/", "cli/client/", "cli/views/metrics.h", "platform/model/",
                          "platform/host/privileges.h", "platform/runtime/")),
@@ -76,6 +79,7 @@ FLOORS = {
         (".",),  # the program
         ("map",),
         ("show",),
+        ("plan",),
         ("diff", "explain"),
         ("check",),
         ("join", "read"),

@@ -110,7 +110,8 @@ class Json(NetworkTest):
 
     def test_every_schema_is_used(self):
         here = pathlib.Path(__file__)
-        tests = [here, here.with_name("test_batch.py"), here.with_name("test_net.py")]
+        tests = [here, here.with_name("test_batch.py"), here.with_name("test_net.py"),
+                 here.with_name("test_net_plan.py")]
         used = {name for test in tests
                 for name in re.findall(r'"([a-z-]+)"', test.read_text(encoding="utf-8"))}
         for path in SCHEMAS.glob("*.schema.json"):

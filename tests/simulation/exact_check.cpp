@@ -6,9 +6,9 @@
 
 #include "daemon/db/port_vlan.h"
 #include "daemon/mgmt/config.h"
+#include "platform/virtual/network/port_view.h"
 #include "platform/virtual/network/standby.h"
 #include "tests/simulation/invariants.h"
-#include "tests/simulation/port_view.h"
 
 namespace simulation {
 namespace {

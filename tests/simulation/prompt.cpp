@@ -9,8 +9,8 @@
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
 #include "platform/virtual/network/platform_events.h"
+#include "platform/virtual/network/port_view.h"
 #include "tests/simulation/invariants.h"
-#include "tests/simulation/port_view.h"
 
 namespace simulation {
 namespace {

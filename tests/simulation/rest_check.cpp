@@ -2,9 +2,9 @@
 #include <algorithm>
 
 #include "daemon/db/port.h"
+#include "platform/virtual/network/port_view.h"
 #include "platform/virtual/network/standby.h"
 #include "tests/simulation/invariants.h"
-#include "tests/simulation/port_view.h"
 
 namespace simulation {
 namespace {

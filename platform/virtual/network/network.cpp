@@ -46,8 +46,8 @@ u8 pduOffsetOf(bool gvrp) {
 
 }  // namespace
 
-Node& Network::addNode() {
-    nodes_.push_back(std::make_unique<Node>(static_cast<u32>(nodes_.size()), corrections_));
+Node& Network::addNode(CorrectionSet corrections) {
+    nodes_.push_back(std::make_unique<Node>(static_cast<u32>(nodes_.size()), corrections));
     return *nodes_.back();
 }
 

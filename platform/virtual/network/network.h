@@ -45,7 +45,9 @@ class Network {
     explicit Network(u64 seed, CorrectionSet corrections = {})
         : random_(seed), corrections_(corrections) {}
 
-    Node& addNode();
+    Node& addNode() { return addNode(corrections_); }
+    /// A switch whose daemon finds other corrections on than those of the network.
+    Node& addNode(CorrectionSet corrections);
     /// A node without cables, which is told what the daemon of switch `active` tells its standby.
     Node& addStandby(u32 active);
     void addCable(PortEnd a, PortEnd b, u32 delayMs);

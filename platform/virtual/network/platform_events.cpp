@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/virtual/network/platform_events.h"
 
+#include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
@@ -103,6 +104,27 @@ void resetPort(Node& node, u32 unit) {
 
 u32 setPort(u32 unit, u32 attribute, u32 value) {
     return mvrpPortSetApi(unit, attribute, &value);
+}
+
+u32 setTimes(u32 unit, const PortTimes& times) {
+    const MvrpPortEntry* port = mvrpPortEntryGet(unit);
+    if (port == nullptr)
+        return MVRP_ERR_NO_PORT;
+    // The leave time is twice the join time at least: the one that makes room goes first.
+    const bool longer = times.leaveMs && *times.leaveMs > port->leave_timeout;
+    u32 status = kStatusOk;
+    const auto set = [unit, &status](u32 attribute, std::optional<u32> ms) {
+        if (ms && status == kStatusOk)
+            status = setPort(unit, attribute, *ms);
+    };
+    if (longer)
+        set(MVRP_PORT_LEAVE_ALL_TIMEOUT, times.leaveAllMs);
+    if (longer)
+        set(MVRP_PORT_LEAVE_TIMEOUT, times.leaveMs);
+    set(MVRP_PORT_JOIN_TIMEOUT, times.joinMs);
+    set(MVRP_PORT_LEAVE_TIMEOUT, times.leaveMs);
+    set(MVRP_PORT_LEAVE_ALL_TIMEOUT, times.leaveAllMs);
+    return status;
 }
 
 u32 setScalar(u32 attribute, u32 value) {

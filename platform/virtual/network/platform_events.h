@@ -5,6 +5,8 @@
 // a turn of the switch and leaves what is to be read queued.
 #pragma once
 
+#include <optional>
+
 #include "platform/switch/route_message.h"
 #include "platform/virtual/network/node.h"
 
@@ -26,6 +28,14 @@ void resetPort(Node& node, u32 unit);
 /// Management switches MVRP on a port on or off.
 u32 setPortEnabled(Node& node, u32 unit, bool enabled);
 u32 setPort(u32 unit, u32 attribute, u32 value);
+/// Times of a port in ms; what is not given stays.
+struct PortTimes {
+    std::optional<u32> joinMs{};
+    std::optional<u32> leaveMs{};
+    std::optional<u32> leaveAllMs{};
+};
+/// Sets them in an order in which each fits the others at that moment. @return the first refusal
+u32 setTimes(u32 unit, const PortTimes& times);
 u32 setScalar(u32 attribute, u32 value);
 /// The same as the active's daemon asks a standby for it.
 u32 syncScalar(u32 attribute, u32 value);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Ports of simulated switches as sets of VLANs, for the rules. The default VLAN is left out.
+// Ports of simulated switches as sets of VLANs. The default VLAN is left out.
 #pragma once
 
 #include <map>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/simulation/port_view.h"
+#include "platform/virtual/network/port_view.h"
 
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"

@@ -1,0 +1,268 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Compares what `mvrp-net plan` forecasts with what running switches do: random networks, one change each.
+Prints a table, and "N passed, N failed": a forecast is right when the end state is equal and the time until
+the last membership that comes or goes differs by 10 % or 200 ms at most from the middle of its runs.
+
+The same seed makes the same network and change."""
+
+import argparse
+import contextlib
+import json
+import pathlib
+import random
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import expect
+import faults
+import network
+import topology
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+TIMES = ({"join": 200, "leave": 600, "leave-all": 2000}, {"join": 200, "leave": 1000, "leave-all": 4000},
+         {"join": 400, "leave": 2000, "leave-all": 5000})
+KINDS = ("cut", "delete", "add", "restart", "mend", "times")
+OUTAGE_MS = 500
+START_SECONDS = 0.15  # from a daemon's start until its ports speak
+TOLERANCE_MS = 200
+TOLERANCE_PART = 0.1
+FACTS = ("registered", "declared", "member", "static VLANs")
+MEMBERS = ("memberAdded", "memberRemoved")
+
+
+class Trial:
+    """A random tree of switches, a spare cable that is down, and a change."""
+
+    def __init__(self, seed, sizes=(3, 12)):
+        self.seed = seed
+        chance = random.Random(seed)
+        self.kind = KINDS[seed % len(KINDS)]
+        self.corrections = "none" if seed % 3 == 2 else "all"
+        self.times = chance.choice(TIMES)
+        plan = faults.Plan(chance, chance.randint(*sizes))
+        self.names, self.statics, self.cables = plan.names, plan.statics, plan.cables
+        self.plan = plan
+        self.spare = self.choose_spare(chance)
+        self.choose(chance)
+
+    def choose_spare(self, chance):
+        linked = {frozenset(ends) for ends in self.cables}
+        free = [(a, b) for a in self.names for b in self.names if a < b and frozenset((a, b)) not in linked]
+        return chance.choice(free) if free else None
+
+    def choose(self, chance):
+        """The change: what mvrp-net is asked, and what it takes."""
+        name = chance.choice(self.names)
+        cable = chance.choice(self.cables)
+        own = sorted(self.statics[name])
+        self.switch, self.cut, self.vlans, self.mended = name, None, "", None
+        if self.kind == "delete":
+            self.vlans = expect.format_ranges(set(chance.sample(own, max(1, len(own) // 2))) if own else {})
+            self.words = ["--delete", f"{name}:{self.vlans}"]
+        elif self.kind == "add":
+            free = sorted(set(range(10, 10 + 3 * len(self.names))) - self.statics[name])
+            self.vlans = expect.format_ranges(set(chance.sample(free, 5)))
+            self.words = ["--add", f"{name}:{self.vlans}"]
+        elif self.kind == "restart":
+            self.words = ["--restart", name, "--outage", str(OUTAGE_MS)]
+        elif self.kind == "mend" and self.spare:
+            self.cut, self.mended = self.circle(chance), self.spare
+            self.words = ["--cut", ":".join(self.cut), "--mend", ":".join(self.spare)]
+        else:
+            self.cut = cable
+            self.words = ["--cut", ":".join(cable)]
+            if self.kind == "times":
+                self.words += ["--times", "join=200,leave=800,leave-all=3000"]
+
+    def circle(self, chance):
+        """A cable of the circle that the spare one closes: without it the network is one again."""
+        a, b = self.spare
+        return chance.choice([ends for ends in self.cables
+                              if (a in self.plan.side(*ends)) != (b in self.plan.side(*ends))])
+
+    def document(self):
+        cables = [{"between": list(ends)} for ends in self.cables]
+        if self.spare:
+            cables.append({"between": list(self.spare), "up": False})
+        return {"title": "forecasts", "timers": self.times, "corrections": self.corrections,
+                "switch": [{"name": name, "vlans": expect.format_ranges(self.statics[name]) or "-"}
+                           for name in self.names],
+                "cable": cables}
+
+    def calm_seconds(self):
+        """Without a change for so long nothing will: a LeaveAll has passed, and what it made leave."""
+        longest = max(self.times["leave-all"], 3000)
+        return (1.5 * longest + 2 * max(self.times["leave"], 800)) / 1000 + 2
+
+
+class Watched:
+    """What `mvrpctl watch` says on all switches."""
+
+    def __init__(self, net, directory):
+        self.files, self.processes = [], []
+        for name, each in net.nodes.items():
+            path = directory / f"{name}.watch"
+            self.files.append(path)
+            with open(path, "wb") as out:
+                self.processes.append(subprocess.Popen([each.mvrpctl, "-j", "watch"], stdout=out,
+                                                       stderr=subprocess.DEVNULL, env=each.environment))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        for process in self.processes:
+            process.terminate()
+            process.wait()
+
+    def last_change(self, since):
+        """Seconds since the epoch of the last membership that came or went, or `since`."""
+        last = since
+        for path in self.files:
+            for line in path.read_text(encoding="utf-8").splitlines():
+                with contextlib.suppress(json.JSONDecodeError):  # a line that is being written
+                    change = json.loads(line)
+                    if change.get("change") in MEMBERS:
+                        last = max(last, change["time"] / 1000)
+        return last
+
+    def await_calm(self, since, seconds):
+        while True:
+            last = self.last_change(since)
+            if time.time() - max(last, since) > seconds:
+                return last
+            time.sleep(0.2)
+
+
+def last_learnt(directory, since):
+    """The last time since which a port has what it learnt; a daemon that was away tells it to no watcher."""
+    last = since
+    for path in directory.glob("*.json"):
+        document = json.loads(path.read_text(encoding="utf-8"))
+        for port in document["ports"]:
+            for entry in port["learnt"]:
+                last = max(last, (document["taken"] - entry["age"]) / 1000)
+    return last
+
+
+def collect(net, directory):
+    directory.mkdir()
+    for name, each in net.nodes.items():
+        (directory / f"{name}.json").write_text(each.control("snapshot").stdout, encoding="utf-8")
+    return directory
+
+
+def change(net, trial):
+    if trial.kind == "times":
+        for each in net.nodes.values():
+            for port in each.switch.ports:
+                # The leave time is twice the join time at least, and at most the leave-all time.
+                for word in ("join-time 200", "leave-time 800", "leave-all-time 3000"):
+                    each.change(f"set port {port.name} {word}")
+        time.sleep(trial.calm_seconds())
+    started = time.time()
+    node = net.nodes[trial.switch]
+    if trial.kind == "restart":
+        node.stop()
+        time.sleep(max(0.0, started + OUTAGE_MS / 1000 - START_SECONDS - time.time()))
+        node.start()
+        node.wait_ready()
+    elif trial.vlans:
+        node.change(f"switch vlan {'create' if trial.kind == 'add' else 'delete'} {trial.vlans}")
+    if trial.cut:
+        net.set_cable(trial.cut, False)
+    if trial.mended:
+        net.set_cable(trial.mended, True)
+    return started
+
+
+def differences(rows):
+    """Those of VLANs, as sets without VLAN 1."""
+    return {(row["where"], row["what"], *(frozenset(expect.parse(row[side]) - {1})
+                                          for side in ("before", "after")))
+            for row in rows if row["what"] in FACTS
+            and expect.parse(row["before"]) - {1} != expect.parse(row["after"]) - {1}}
+
+
+def ask(build, *words):
+    done = subprocess.run([build / "network" / "mvrp-net", *map(str, words)], capture_output=True, text=True,
+                          timeout=600, check=False)
+    if done.returncode not in (0, 1):
+        raise RuntimeError(done.stderr)
+    return json.loads(done.stdout)
+
+
+class Result:
+    def __init__(self, trial, forecast, real_ms, real):
+        self.trial, self.forecast, self.real_ms = trial, forecast, real_ms
+        quiet = forecast["quiet"]
+        self.off_ms = abs(real_ms - quiet["middle"])
+        self.in_time = self.off_ms <= max(TOLERANCE_MS, TOLERANCE_PART * real_ms)
+        self.in_range = (quiet["least"] - TOLERANCE_MS <= real_ms <= quiet["most"] + TOLERANCE_MS)
+        self.expected, self.real = differences(forecast["differences"]), differences(real)
+        self.same_end = self.expected == self.real
+
+    def good(self):
+        return self.same_end and self.in_time
+
+    def row(self):
+        trial, quiet = self.trial, self.forecast["quiet"]
+        return (f"| {trial.seed} | {len(trial.names)} | {trial.corrections} | "
+                f"{trial.times['leave']}/{trial.times['leave-all']} | `{' '.join(trial.words)}` | "
+                f"{quiet['middle']} ({quiet['least']}-{quiet['most']}) | {self.real_ms} | "
+                f"{'yes' if self.in_time else '**no**'} | {'yes' if self.in_range else '**no**'} | "
+                f"{'equal' if self.same_end else '**differs**'} | {len(self.forecast['unlike'])} |")
+
+
+HEADING = ("| seed | switches | corrections | leave/leave-all | change | forecast, ms | real, ms | "
+           "within 10 % or 200 ms | within the runs | end state | differences before |\n|" + "---|" * 11)
+
+
+def run(trial, build, runs):
+    directory = pathlib.Path(tempfile.mkdtemp(prefix="mvrp-forecast-"))
+    try:
+        net = network.Network(topology.build(trial.document(), directory), directory, build)
+        with net, Watched(net, directory) as watched:
+            watched.await_calm(time.time(), trial.calm_seconds())
+            before = collect(net, directory / "before")
+            forecast = ask(build, "plan", "-j", "--runs", runs, *trial.words, before)
+            started = change(net, trial)
+            last = watched.await_calm(started, trial.calm_seconds())
+            after = collect(net, directory / "after")
+            last = last_learnt(after, last)
+            real = ask(build, "diff", "-j", before, after)["differences"]
+            return Result(trial, forecast, round(1000 * (last - started)), real)
+    finally:
+        shutil.rmtree(directory, ignore_errors=True)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", type=pathlib.Path, default=ROOT / "build")
+    parser.add_argument("--seeds", default="1-10", help="networks, one each")
+    parser.add_argument("--runs", type=int, default=5, help="of each forecast")
+    parser.add_argument("--verbose", action="store_true", help="print how end states differ")
+    arguments = parser.parse_args()
+    results = []
+    print(HEADING)
+    for seed in sorted(expect.parse(arguments.seeds)):
+        result = run(Trial(seed), arguments.build.resolve(), arguments.runs)
+        results.append(result)
+        print(result.row(), flush=True)
+        if arguments.verbose and not result.same_end:
+            for title, rows in (("forecast only", result.expected - result.real),
+                                ("real only", result.real - result.expected)):
+                for where, what, old, new in sorted(rows, key=str):
+                    print(f"    {title}: {where} {what} {expect.format_ranges(old)} -> "
+                          f"{expect.format_ranges(new)}")
+    good = sum(result.good() for result in results)
+    print(f"\n{good} passed, {len(results) - good} failed")
+    return 0 if good == len(results) else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
