@@ -101,6 +101,16 @@ std::optional<Hindrance> receivingOf(const Direction& way, u32 vid) {
     return {};
 }
 
+/// A LeaveAll time is no shorter than the leave time, or the port refuses it.
+std::string longerLeave(const Port& port, u32 leaveMs) {
+    constexpr u32 kLeavesPerLeaveAll = 2;  // and some, as the standard's times have it
+    const std::string leave = setPort(port, "leave-time " + std::to_string(leaveMs));
+    if (port.leaveAllMs >= leaveMs)
+        return leave;
+    return setPort(port, "leave-all-time " + std::to_string(kLeavesPerLeaveAll * leaveMs)) + "\n" +
+           leave;
+}
+
 /// No setting explains it: where it was last seen.
 std::optional<Hindrance> lastSeen(const Direction& way, u32 vid) {
     const std::string to = nameOf(way.network, way.to);
@@ -108,7 +118,7 @@ std::optional<Hindrance> lastSeen(const Direction& way, u32 vid) {
     if (!vlanContains(way.out().declared, vid))
         return Hindrance{Reason::NotDeclared, way.from, false,
                          from + " does not declare what its switch has",
-                         setPort(way.out(), "enable off; ") + setPort(way.out(), "enable on")};
+                         setPort(way.out(), "enable off") + "\n" + setPort(way.out(), "enable on")};
     if (vlanContains(way.in().registered, vid))
         return Hindrance{Reason::NotMember, way.to, false,
                          to + " has registered VLANs and the switch has not taken it into them",
@@ -135,8 +145,7 @@ std::optional<Hindrance> mismatchOf(const Direction& way) {
                              " ms) is less than twice the join time of its neighbour (" +
                              std::to_string(way.out().joinMs) +
                              " ms): VLANs leave before they are declared again",
-                         setPort(way.in(), "leave-time " + std::to_string(way.out().joinMs *
-                                                                          kMvrpJoinsPerLeave))};
+                         longerLeave(way.in(), way.out().joinMs * kMvrpJoinsPerLeave)};
     return {};
 }
 

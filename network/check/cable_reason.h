@@ -29,7 +29,8 @@ struct Hindrance {
     PortAt at;              ///< the port that it is about
     bool ofSwitch = false;  ///< it is about that port's whole switch
     std::string text;       ///< a sentence
-    std::string command;    ///< to be typed on that switch; empty: none. VLANS stands for them
+    /// To be typed on that switch, a command a line; empty: none. VLANS stands for them.
+    std::string command;
 };
 
 /// The first thing that keeps `vid` from crossing; nothing when it does cross.

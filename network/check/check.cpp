@@ -3,6 +3,7 @@
 #include <array>
 #include <map>
 #include <set>
+#include <sstream>
 #include <tuple>
 
 #include "network/check/cable_reason.h"
@@ -43,8 +44,9 @@ class Findings {
         finding.vlans = vlanUnion(finding.vlans, vlans);
         finding.text = what.text;
         finding.commands.clear();
-        if (!what.command.empty())
-            finding.commands.push_back(what.command);
+        std::istringstream lines(what.command);
+        for (std::string command; std::getline(lines, command);)
+            finding.commands.push_back(command);
     }
 
     bool knows(PortAt at, bool ofSwitch, Reason reason) const {

@@ -71,6 +71,7 @@ Hop hopOf(const Network& network, const Spread& spread, std::size_t cable, std::
         if (!hop.stopped)
             continue;
         const PortWords words = explainPort(network, there, vid);
+        hop.wordsAt = there;
         hop.words = words.why;
         hop.advice = words.advice;
     }

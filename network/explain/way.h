@@ -16,7 +16,8 @@ struct Hop {
     PortAt to;
     bool carries = false;              ///< both ends are members, and the link works
     std::optional<Hindrance> stopped;  ///< why the VLAN does not come over
-    std::string words;  ///< what `mvrpctl explain` says at the end where it should arrive
+    PortAt wordsAt;                    ///< the end where it should arrive
+    std::string words;                 ///< what `mvrpctl explain` says there
     std::string advice;
 };
 

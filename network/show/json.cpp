@@ -33,6 +33,7 @@ Json hopOf(const Network& network, const Hop& hop) {
             {"carries", hop.carries},
             {"reason", hop.stopped ? Json(reasonName(hop.stopped->reason)) : Json(nullptr)},
             {"text", hop.stopped ? Json(hop.stopped->text) : Json(nullptr)},
+            {"explanationAt", hop.words.empty() ? Json(nullptr) : endOf(network, hop.wordsAt)},
             {"explanation", orNull(hop.words)},
             {"advice", orNull(hop.advice)}};
 }

@@ -45,7 +45,7 @@ std::string hopText(const Network& network, const Hop& hop, const cli::Style& st
     };
     if (hop.stopped) {
         add(hop.stopped->text + ".");
-        add(nameOf(network, hop.to) + ": " + hop.words);
+        add(nameOf(network, hop.wordsAt) + ": " + hop.words);
         add(hop.advice);
     }
     return text;

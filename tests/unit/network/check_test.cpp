@@ -95,6 +95,13 @@ TEST_F(Check, TimesThatCanNotWorkTogether) {
     port("west", 0).joinMs = 6000;
     port("west", 0).leaveMs = 12'000;
     expectOnly(Reason::Times, "middle:m1", Severity::Warning);
+    // A leave time above the LeaveAll time would be refused.
+    EXPECT_EQ(check()[0].commands,
+              (std::vector<std::string>{"mvrpctl set port m1 leave-all-time 24000",
+                                        "mvrpctl set port m1 leave-time 12000"}));
+    port("middle", 0).leaveAllMs = 30'000;
+    EXPECT_EQ(check()[0].commands,
+              std::vector<std::string>{"mvrpctl set port m1 leave-time 12000"});
 }
 
 TEST_F(Check, WhatTimesThatDoNotFitCauseIsNoFindingOfItsOwn) {
@@ -170,6 +177,7 @@ TEST_F(Check, TheWayIsGreenUntilTheFirstBreak) {
     ASSERT_TRUE(broken[0].hops[1].stopped);
     EXPECT_EQ(broken[0].hops[1].stopped->reason, Reason::Forbidden);
     EXPECT_FALSE(broken[0].hops[1].words.empty());
+    EXPECT_EQ(nameOf(joinNetwork(switches, {}), broken[0].hops[1].wordsAt), "middle:m1");
 }
 
 TEST_F(Check, WhatChangedBetweenTwoCollections) {
