@@ -104,11 +104,11 @@ std::optional<Hindrance> receivingOf(const Direction& way, u32 vid) {
 /// A LeaveAll time is no shorter than the leave time, or the port refuses it.
 std::string longerLeave(const Port& port, u32 leaveMs) {
     constexpr u32 kLeavesPerLeaveAll = 2;  // and some, as the standard's times have it
-    const std::string leave = setPort(port, "leave-time " + std::to_string(leaveMs));
-    if (port.leaveAllMs >= leaveMs)
-        return leave;
-    return setPort(port, "leave-all-time " + std::to_string(kLeavesPerLeaveAll * leaveMs)) + "\n" +
-           leave;
+    std::string leaveAll;
+    if (port.leaveAllMs < leaveMs)
+        leaveAll =
+            setPort(port, "leave-all-time " + std::to_string(kLeavesPerLeaveAll * leaveMs)) + "\n";
+    return leaveAll + setPort(port, "leave-time " + std::to_string(leaveMs));
 }
 
 /// No setting explains it: where it was last seen.

@@ -69,15 +69,17 @@ class OfBash:
     SCRIPT = """
         compopt() { :; }
         source "$1"
-        COMP_WORDS=("$2" -) COMP_CWORD=1
-        _mvrp "$3"
+        program=$2
+        shift 2
+        COMP_WORDS=("$program" "$@" -) COMP_CWORD=$(($# + 1))
+        _mvrp "$program"
         printf '%s\\n' "${COMPREPLY[@]}"
     """
 
     @classmethod
-    def options(cls, program):
+    def options(cls, program, *command):
         file = ROOT / "packaging" / "completion" / "mvrp.bash"
-        return set(run("bash", "-c", cls.SCRIPT, "bash", file, program, PROGRAMS[program]).split())
+        return set(run("bash", "-c", cls.SCRIPT, "bash", file, PROGRAMS[program], *command).split())
 
 
 def completed(*words):
@@ -89,12 +91,25 @@ def completed(*words):
 
 class Options(unittest.TestCase):
     def test_of_mvrp_and_mvrp_plan(self):
-        for program in ("mvrp", "mvrp-net", "mvrp-plan"):
+        for program in ("mvrp", "mvrp-plan"):
             with self.subTest(program):
                 known = in_help(PROGRAMS[program])
                 self.assertGreaterEqual(len(known), 3)
                 self.assertEqual(in_page(program) | {"-h"}, known | {"-h"})
                 self.assertEqual(OfBash.options(program), known)
+
+    def test_of_every_command_of_mvrp_net(self):
+        program = PROGRAMS["mvrp-net"]
+        commands = re.findall(r"^  ([a-z]+) ", run(program, "--help").partition("Subcommands:")[2], re.MULTILINE)
+        self.assertGreaterEqual(len(commands), 6)
+        known = in_help(program)
+        self.assertEqual(OfBash.options("mvrp-net"), known)
+        for command in commands:
+            with self.subTest(command):
+                self.assertEqual(OfBash.options("mvrp-net", command), in_help(program, command))
+            known |= in_help(program, command)
+        page = (ROOT / "packaging" / "man" / "mvrp-net.8").read_text(encoding="utf-8")
+        self.assertEqual({"-" + name for name in re.findall(r"Fl ([\w-]+)", page)}, known)
 
     def test_of_mvrpctl(self):
         known = in_help(PROGRAMS["mvrpctl"])
