@@ -47,10 +47,10 @@ class Story(NetworkTest):
         ssh.chmod(0o755)
 
     def type(self, line):
-        done = subprocess.run(["bash", "-c", line], cwd=self.desk, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.STDOUT, text=True, timeout=60, check=False,
-                              env=os.environ | {"PATH": f"{self.programs}:/usr/bin:/bin"})
-        return done.stdout
+        environment = os.environ | {"PATH": f"{self.programs}:/usr/bin:/bin"}
+        return subprocess.run(["bash", "-c", line], cwd=self.desk, env=environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=60,
+                              check=False).stdout
 
     def follow(self, block):
         """Types a block. What a collection shows may be under way: it is made again until it fits."""

@@ -100,7 +100,8 @@ class Options(unittest.TestCase):
 
     def test_of_every_command_of_mvrp_net(self):
         program = PROGRAMS["mvrp-net"]
-        commands = re.findall(r"^  ([a-z]+) ", run(program, "--help").partition("Subcommands:")[2], re.MULTILINE)
+        listed = run(program, "--help").partition("Subcommands:")[2]
+        commands = re.findall(r"^  ([a-z]+) ", listed, re.MULTILINE)
         self.assertGreaterEqual(len(commands), 6)
         known = in_help(program)
         self.assertEqual(OfBash.options("mvrp-net"), known)
