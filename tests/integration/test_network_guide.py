@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
-"""The story of the network guide: twelve running switches of which three are not as they should be. What stands
-behind $ is typed by a shell, and what comes out is what stands below."""
+"""The story of the network guide: twelve running switches of which three are not as they should be.
+What stands behind $ is typed by a shell, and what comes out is what stands below."""
 
 import os
 import pathlib
