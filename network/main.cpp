@@ -204,9 +204,7 @@ void addCommands(CLI::App& app, Options& options, Run& run) {
     addPaths(forecast, options);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int runWith(int argc, char** argv) {
     CLI::App app{"Looks at a whole network, from what `mvrpctl snapshot` wrote on its switches.",
                  "mvrp-net"};
     app.set_help_flag("-h,--help", "print this");
@@ -219,9 +217,17 @@ int main(int argc, char** argv) {
     addCommands(app, options, run);
     try {
         app.parse(argc, argv);
-        return run(options);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : kUsage;
+    }
+    return run(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return runWith(argc, argv);
     } catch (const std::exception& error) {
         std::cerr << "mvrp-net: " << error.what() << "\n";
         return kUsage;

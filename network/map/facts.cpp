@@ -88,6 +88,7 @@ std::vector<Mark> marksOf(const Network& network, const std::vector<Finding>& fi
         mark.findings.push_back(i);
     }
     std::vector<Mark> list;
+    list.reserve(marks.size());
     for (auto& [place, mark] : marks)
         list.push_back(std::move(mark));
     return list;

@@ -40,8 +40,8 @@ class InShells(NetworkTest):
 
     def environment(self):
         """With these programs first."""
-        return os.environ | {"PATH": f"{BUILD / 'network'}:{BUILD / 'cli'}:{os.environ['PATH']}", "TERM": "dumb",
-                             "PS1": "> ", "HOME": str(self.directory)}
+        path = f"{BUILD / 'network'}:{BUILD / 'cli'}:{os.environ['PATH']}"
+        return os.environ | {"PATH": path, "TERM": "dumb", "PS1": "> ", "HOME": str(self.directory)}
 
     def in_bash(self, file):
         shell = self.shell("bash", "--norc", "--noprofile", "-i")
@@ -113,8 +113,9 @@ class Completion(InShells):
         shell.await_text(r"ports +-- all ports with what they registered")
 
     def test_fish_asks_for_candidates_and_shows_what_they_mean(self):
-        said = self.in_fish("mvrpctl.fish", "complete -C 'mvrpctl sh po e'; complete -C 'mvrpctl set debug rec'; "
-                                            "complete -C 'mvrpctl switch port link west '")
+        said = self.in_fish("mvrpctl.fish",
+                            "complete -C 'mvrpctl sh po e'; complete -C 'mvrpctl set debug rec'; "
+                            "complete -C 'mvrpctl switch port link west '")
         self.assertEqual(said, "east\tunit 1, up\nreceive\ndown\nup\n")
 
     def test_in_zsh_as_the_manual_says(self):
