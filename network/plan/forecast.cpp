@@ -109,6 +109,8 @@ Run runOnce(const Network& network, const std::vector<Change>& changes,
     if (!onlyTimes && std::ranges::any_of(changes, isOfTimes)) {
         applyAll(replica, follower, changes, true);
         run.ended = runToRest(replica, follower, replica.calmMs()) && run.ended;
+        // Times of one moment have the timers of all ports run together; the change comes whenever.
+        replica.run(random.below(static_cast<u32>(replica.longestLeaveAllMs())));
     }
     follower.begin(wanted);
     applyAll(replica, follower, changes, onlyTimes);

@@ -85,11 +85,15 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     std::optional<u32> failure;
     if (asksAboutVlan(known)) {
         const u32 vid = *static_cast<const u32*>(value);
-        traceEvent("ifget %u %u %u", unit, attribute, vid);
-        failure = failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute}),
-                                          failureKey({unit, attribute, vid})});
+        if (scenario::tracing())
+            traceEvent("ifget %u %u %u", unit, attribute, vid);
+        if (!failures.empty())  // asked for each VLAN of a PDU: without making keys
+            failure =
+                failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute}),
+                                        failureKey({unit, attribute, vid})});
     } else {
-        traceEvent("ifget %u %u", unit, attribute);
+        if (scenario::tracing())
+            traceEvent("ifget %u %u", unit, attribute);
         failure = failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute})});
     }
     if (failure)

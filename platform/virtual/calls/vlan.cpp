@@ -10,10 +10,13 @@ using scenario::scenarioHost;
 using scenario::traceEvent;
 
 u32 qorVlanGetApi(u32 vid, u32 attribute, void* value) {
-    traceEvent("vlanget %u %u", vid, attribute);
-    if (const auto failure = scenarioHost().failures.take(
-            "vlanget", {failureKey({attribute}), failureKey({vid, attribute})}))
-        return *failure;
+    if (scenario::tracing())
+        traceEvent("vlanget %u %u", vid, attribute);
+    auto& failures = scenarioHost().failures;
+    if (!failures.empty())  // asked for each VLAN of a PDU: without making keys
+        if (const auto failure =
+                failures.take("vlanget", {failureKey({attribute}), failureKey({vid, attribute})}))
+            return *failure;
     const auto type = scenarioHost().switchState.typeOfVlan(vid);
     if (!type)
         return kStatusFailed;

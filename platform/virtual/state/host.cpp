@@ -11,29 +11,8 @@
 #include "platform/virtual/state/format.h"
 
 namespace scenario {
-namespace {
-
-ScenarioHost*& boundHost() {
-    static ScenarioHost* bound = nullptr;
-    return bound;
-}
-
-}  // namespace
-
-ScenarioHost& scenarioHost() {
-    return *boundHost();
-}
-
-bool scenarioHostBound() {
-    return boundHost() != nullptr;
-}
-
 ScenarioHost* bindScenarioHost(ScenarioHost* host) {
-    return std::exchange(boundHost(), host);
-}
-
-bool tracing() {
-    return scenarioHost().trace.on();
+    return std::exchange(gBoundHost, host);
 }
 
 void traceEvent(const char* format, ...) {

@@ -47,14 +47,22 @@ struct ScenarioHost {
     CommandSyncHook onCommandSync;           ///< may be empty: the standby agrees to everything
 };
 
+inline ScenarioHost* gBoundHost = nullptr;  ///< changed by bindScenarioHost() alone
+
 /// The host that the contract's calls act on. One must be bound.
-ScenarioHost& scenarioHost();
-bool scenarioHostBound();
+inline ScenarioHost& scenarioHost() {
+    return *gBoundHost;
+}
+inline bool scenarioHostBound() {
+    return gBoundHost != nullptr;
+}
 /// Binds a host, or none with null. @return the one bound before
 ScenarioHost* bindScenarioHost(ScenarioHost* host);
 
 /// Whether the bound host has a trace. What is costly to describe asks first.
-bool tracing();
+inline bool tracing() {
+    return scenarioHost().trace.on();
+}
 /// Writes an event of the bound host to its trace.
 void traceEvent(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
