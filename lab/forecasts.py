@@ -167,7 +167,8 @@ def change(net, trial, chance):
                 for word in ("join-time 200", "leave-time 800", "leave-all-time 3000"):
                     each.change(f"set port {port.name} {word}")
         time.sleep(trial.calm_seconds())
-    time.sleep(chance.uniform(0, trial.times["leave-all"] / 1000))
+    longest = 3000 if trial.kind == "times" else trial.times["leave-all"]
+    time.sleep(chance.uniform(0, longest / 1000))
     started = time.time()
     node = net.nodes[trial.switch]
     if trial.kind == "restart":

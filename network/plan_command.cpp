@@ -28,7 +28,11 @@ void sayUnlike(const Forecast& forecast) {
 void addPlanOptions(CLI::App& command, PlanOptions& options) {
     const auto add = [&command](const char* name, std::vector<std::string>& words, const char* form,
                                 const char* help) {
-        command.add_option(name, words, help)->type_name(form)->expected(1)->take_all();
+        command.add_option(name, words, help)
+            ->type_name(form)
+            ->expected(1)
+            ->take_all()
+            ->allow_extra_args(false);
     };
     add("--cut", options.words.cut, "A:B",
         "the cable between switch A and its port, or switch, B goes down");

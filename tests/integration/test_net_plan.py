@@ -67,6 +67,11 @@ class Plan(NetworkTest):
         self.assertEqual(self.query("--cut", "west:uplink")["changes"],
                          self.query("--cut", "middle:west")["changes"])
 
+    def test_options_may_stand_before_and_behind_the_snapshots(self):
+        behind = self.plan("-j", self.snapshots, "--runs", 1, "--cut", "west:middle").stdout
+        between = self.plan("-j", "--cut", "west:middle", self.snapshots, "--runs", 1).stdout
+        self.assertEqual(behind, between)
+
     def test_vlans_that_come_and_go(self):
         self.assertEqual(self.reaches("--add", "east:10"), [("connected", "10", ["east"], ["west"])])
         self.assertEqual(self.reaches("--delete", "west:10"), [])
