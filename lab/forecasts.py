@@ -225,7 +225,8 @@ class Result:
         took = middle(self.took)
         slack = max(TOLERANCE_MS, TOLERANCE_PART * took)
         self.in_time = abs(took - self.quiet["middle"]) <= slack
-        self.in_range = sum(self.quiet["least"] - slack <= ms <= self.quiet["most"] + slack for ms in self.took)
+        least, most = self.quiet["least"] - slack, self.quiet["most"] + slack
+        self.in_range = sum(least <= ms <= most for ms in self.took)
         self.same_end = sum(each.same_end for each in rounds)
 
     def good(self):
