@@ -73,8 +73,9 @@ void logCommand(const Context& context) {
     if (context.json && context.has("follow"))
         throw UsageError("--follow prints lines as they come; `mvrpctl -j watch` does so in JSON");
     platform::LogQuery query = queryOf(context);
-    const std::size_t last = context.has("lines") ? context.number("lines", 0, kMostLines)
-                                                  : std::numeric_limits<std::size_t>::max();
+    const auto last = context.has("lines")
+                          ? static_cast<std::size_t>(context.number("lines", 0, kMostLines))
+                          : std::numeric_limits<std::size_t>::max();
     const LogLines log = queryLog(context.client, query);
     if (log.lines.empty() && context.has("port"))
         findPort(context.client, context.value("port"));

@@ -19,7 +19,7 @@ constexpr std::size_t kVlansOfAPeer = 30;
 constexpr std::size_t kChangeIndent = 4;  ///< of the second line of a change
 constexpr const char* kDoctor = "mvrpctl doctor";
 
-std::string counted(std::size_t count, const std::string& what) {
+std::string counted(u64 count, const std::string& what) {
     return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
 }
 
