@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #if defined(MVRP_SANITIZE_ADDRESS)
@@ -51,10 +52,11 @@ u32 indexOf(const SilMemPool& pool, const u8* item) {
 }  // namespace
 
 bool fixedPoolInit(SilMemPool& pool, const char* name, u32 count, u32 itemSize) {
-    const std::size_t stride =
-        (std::max<std::size_t>(itemSize, 1) + kItemAlignment - 1) / kItemAlignment * kItemAlignment;
+    // In 64 bits: on a 32-bit machine both products could come round to a small number.
+    const u64 stride =
+        (std::max<u64>(itemSize, 1) + kItemAlignment - 1) / kItemAlignment * kItemAlignment;
     pool = SilMemPool{};
-    if (stride > UINT32_MAX)
+    if (stride > UINT32_MAX || count > PTRDIFF_MAX / stride)
         return false;
     pool.itemSize = static_cast<u32>(stride);
     pool.itemCount = count;

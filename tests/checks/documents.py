@@ -159,13 +159,27 @@ def wrong_behaviour(root):
             yield f"docs/behaviour.md: no scenario shows what {name} mends"
 
 
+def wrong_versions(root):
+    """CMakeLists.txt has the version; the package's and the one being described have to be it."""
+    def first(name, pattern):
+        found = re.search(pattern, (root / name).read_text(encoding="utf-8"), re.MULTILINE)
+        return found[1] if found else None
+
+    version = first("CMakeLists.txt", r"^project\(mvrp VERSION (\S+)")
+    for name, pattern in (("packaging/debian/changelog", r"\A\S+ \(([^)]+)\)"),
+                          ("CHANGELOG.md", r"^## ([^,\s]+)")):
+        stated = first(name, pattern)
+        if version is None or stated != version:
+            yield f"{name}: version {stated}, CMakeLists.txt {version}"
+
+
 CHECKS = [dead_links, unmapped_folders, unmapped_parts, unknown_files, wrong_drawing, loose_records,
-          wrong_numbers, wrong_behaviour]
+          wrong_numbers, wrong_behaviour, wrong_versions]
 
 DRAWING = "".join(f"    {' '.join(floor)}\n" for floors in includes.FLOORS.values() for floor in floors)
 # A tree without mistakes, and what puts one into it: the check that has to notice, file, text or None.
 SOUND = {
-    "README.md": "| `docs/` | x |\n| `platform/` | `config`, `contract`, `host` |\n"
+    "README.md": "| `docs/` | x |\n| `packaging/` | x |\n| `platform/` | `config`, `contract`, `host` |\n"
                  "| `tests/` | `scenario` |\n",
     "docs/architecture.md": f"{DRAWING}## A stranger's walk\n`platform/host/x.cpp`, `x.cpp`, `host`\n"
                             "## Else\n`platform/host/x.cpp`, `build/x.cpp`\n",
@@ -177,6 +191,9 @@ SOUND = {
     "docs/records/README.md": "[x](2026-01-02-x.md)\n",
     "docs/records/2026-01-02-x.md": "# X\n\n2 January 2026, commit abcdef0.\n",
     "platform/host/x.cpp": "\n",
+    "CMakeLists.txt": "project(mvrp VERSION 1.2.3 LANGUAGES CXX)\n",
+    "packaging/debian/changelog": "mvrp (1.2.3) unstable; urgency=medium\n",
+    "CHANGELOG.md": "# Changes\n\n## 1.2.3, not yet released\n\n## 1.2.2\n",
     "platform/config/x.h": "inline constexpr u32 kLinuxPortNumber = 512;\n",
 }
 PLANTED = [
@@ -196,6 +213,9 @@ PLANTED = [
     (wrong_behaviour, "docs/behaviour.md", "| `one-more` | x | x |\n| `another` | x | x |\n"),
     (wrong_behaviour, "docs/behaviour.md", "| x | `a/c` |\n| `one-more` | x | x |\n"),
     (wrong_behaviour, "tests/scenario/cases/corrections/one-more/x-without.scn", None),
+    (wrong_versions, "CMakeLists.txt", "project(mvrp VERSION 1.2.4 LANGUAGES CXX)\n"),
+    (wrong_versions, "packaging/debian/changelog", "mvrp (1.2.2) unstable; urgency=medium\n"),
+    (wrong_versions, "CHANGELOG.md", "# Changes\n\n## 1.2.2\n"),
 ]
 
 

@@ -78,10 +78,10 @@ void check(Network& network) {
 
 /// Everything that an input can leave behind in the daemon's ports: their machines and flags, the
 /// pending pairs, and which timers run until when.
-std::size_t fingerprint(Network& network) {
+u64 fingerprint(Network& network) {
     const simulation::Turn turn(network.node(0), network.nowMs());
-    std::size_t hash = gMvrpInfo.vlanEntryNum;
-    const auto mix = [&hash](std::size_t value) { hash = hash * 0x9E3779B97F4A7C15U + value; };
+    u64 hash = gMvrpInfo.vlanEntryNum;
+    const auto mix = [&hash](u64 value) { hash = hash * 0x9E3779B97F4A7C15U + value; };
     for (auto* port = mvrpPortEntryFirst(); port != nullptr; port = mvrpPortEntryNext(port)) {
         const std::string_view record(reinterpret_cast<const char*>(port), sizeof *port);
         mix(std::hash<std::string_view>()(record));
@@ -153,7 +153,7 @@ void runPdu(std::span<const u8> input, bool gvrp) {
         network.act(0, [] { simulation::setScalar(MVRP_SCALAR_GVRP_COMPLIANCE, MVRP_ON); });
     Input bytes(input);
     const u8 form = bytes.byte();
-    const std::size_t before = fingerprint(network);
+    const u64 before = fingerprint(network);
     {
         simulation::Turn turn(node, network.nowMs());
         if ((form & 0x80U) != 0)
