@@ -30,8 +30,7 @@ usage: ./dev cross [--traces] TARGET...
        ./dev cross --list
 
   Builds the programs and the tests for other processors, with Debian's cross compilers, and runs under
-  qemu-user: the recorded traces, the unit tests, the fuzz corpora, and the network of the demo, three
-  daemons. A table of what was built and passed ends it, with what was left out, and why.
+  qemu-user: the recorded traces, the unit tests, the fuzz corpora, and a network of three daemons. A table of what was built and passed ends it, with what was left out, and why.
     TARGET    arm64, armhf (32 bits), i386 (32 bits), s390x (the highest byte of a number first)
     --all     each of them
     --traces  only the traces: needs no libraries, and is a slice of ./dev test for armhf and s390x
@@ -148,7 +147,7 @@ runLab() {
             >"$place/$program"
         chmod +x "$place/$program"
     done
-    python3 lab/lab.py run lab/topologies/demo.toml --build "$place" --count
+    python3 lab/lab.py run tests/cross/three.toml --build "$place" --count
 }
 
 # --------------------------------------------------------------------------------------- results
