@@ -49,9 +49,9 @@ class Page(html.parser.HTMLParser):
 class Collected(NetworkTest):
     """The switches of self.net, collected as the example does, and mvrp-net over what came in."""
 
-    def await_findings(self, name, expected):
+    def await_findings(self, name, expected, within=30):
         """Collects until these are the reasons of all errors and warnings. @return them"""
-        deadline = time.monotonic() + 30
+        deadline = time.monotonic() + within
         while True:
             self.assertEqual(self.collect(name).returncode, 0)
             found = [each for each in self.query("check", self.directory / name, status=None)["findings"]
@@ -71,7 +71,7 @@ class Collected(NetworkTest):
                            f"{next(iter(self.net.nodes.values())).mvrpctl} snapshot\n", encoding="utf-8")
         command.chmod(0o755)
         return subprocess.run([COLLECT, inventory, self.directory / name], capture_output=True, text=True,
-                              timeout=60, check=False, env={"PATH": "/usr/bin:/bin",
+                              timeout=120, check=False, env={"PATH": "/usr/bin:/bin",
                                                             "COLLECT_COMMAND": str(command)})
 
     def run_net(self, *words, status=0):
@@ -227,7 +227,7 @@ class Fifty(Collected):
         self.net = self.start(switches, cables, corrections="all")
         # Those between the two, and one away from them.
         self.assert_state(self.net, **{names[at]: {"learnt": "77"} for at in (3, 12, 1)})
-        self.await_findings("fifty", [])
+        self.await_findings("fifty", [], 120)
         files = sorted(path.name for path in (self.directory / "fifty").iterdir())
         self.assertEqual(files, sorted(f"{name}.json" for name in names))
         answer = self.query("check", self.directory / "fifty")

@@ -17,7 +17,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 GUIDE = ROOT / "docs" / "network-guide.md"
 TOPOLOGY = ROOT / "lab" / "topologies" / "racks.toml"
 COLLECTS = "collect.sh "
-SECONDS = 30
+SECONDS = 60
 
 
 def blocks(text):
