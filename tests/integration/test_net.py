@@ -70,9 +70,9 @@ class Collected(NetworkTest):
         command.write_text(f"#!/bin/sh\nMVRP_RUNTIME_DIR={self.directory}/$1 exec "
                            f"{next(iter(self.net.nodes.values())).mvrpctl} snapshot\n", encoding="utf-8")
         command.chmod(0o755)
-        return subprocess.run([COLLECT, inventory, self.directory / name], capture_output=True, text=True,
-                              timeout=120, check=False, env={"PATH": "/usr/bin:/bin",
-                                                            "COLLECT_COMMAND": str(command)})
+        environment = {"PATH": "/usr/bin:/bin", "COLLECT_COMMAND": str(command)}
+        return subprocess.run([COLLECT, inventory, self.directory / name], env=environment,
+                              capture_output=True, text=True, timeout=120, check=False)
 
     def run_net(self, *words, status=0):
         done = subprocess.run([PROGRAM, *map(str, words)], capture_output=True, text=True, timeout=60,
