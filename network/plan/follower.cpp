@@ -234,6 +234,7 @@ std::vector<AlikeHistory> Follower::histories() {
         platform::vlanInsert(group.vlans, vid);
     }
     std::vector<AlikeHistory> list;
+    list.reserve(groups.size());
     for (auto& [key, group] : groups)
         list.push_back(std::move(group));
     return list;

@@ -74,7 +74,7 @@ std::string rowOf(const Reach& reach, const Scale& scale, u64 y) {
     const char* kind = reach.kind == ReachKind::Lost          ? "l"
                        : reach.kind == ReachKind::Interrupted ? "i"
                                                               : "c";
-    return textAt(kLeft - 10, y + kBar - 2, "n", shortened(vlans + "  " + sidesText(reach))) +
+    return textAt(kLeft - 10, y + kBar - 2, "n", shortened(vlans + ": " + sidesText(reach))) +
            boxAt(from, y, std::max<u64>(until - from, 2), kBar, kind, title);
 }
 
