@@ -30,6 +30,7 @@
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
 #include "platform/runtime/tasks/log_writer.h"
+#include "platform/runtime/tasks/sem.h"
 #include "platform/runtime/tasks/start_gate.h"
 
 namespace platform {
@@ -122,6 +123,7 @@ bool Host::start(std::string& error) {
     switch_.setRole(config_.standby.role);
     switch_.setRouteSink(&sockets_);
     sockets_.setTransmitter(&frames_);
+    setPutOffWork(&frames_);
     installSwitchDriver(&switch_);
     installSocketLayer(&sockets_);
     installCorrections(&corrections_);

@@ -11,7 +11,6 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/runtime/log.h"
 
@@ -31,6 +30,7 @@ FrameNet::FrameNet(const SwitchDriver& driver, SocketLayer& sockets)
     : driver_(driver),
       facts_(driver.facts()),
       sockets_(sockets),
+      gathered_(std::make_unique<SendBatch>()),
       batch_(std::make_unique<FrameBatch>()),
       native_(std::make_unique<NativeFrames>()),
       epoll_(epoll_create1(EPOLL_CLOEXEC)),
@@ -156,6 +156,16 @@ bool FrameNet::replug(u32 unit, const CableConfig& before, const CableConfig& no
     return true;
 }
 
+std::shared_ptr<Cable> FrameNet::open(const CableConfig& config, const CableRules& rules,
+                                      CableFailure& failure) {
+    std::shared_ptr<Cable> cable = openCable(config, rules, failure);
+    if (cable == nullptr || cable->interfaceIndex() == 0)
+        return cable;
+    const std::lock_guard lock(gatherMutex_);
+    gathered_->open();
+    return cable;
+}
+
 bool FrameNet::plug(u32 unit, const CableConfig& config, const PlugRules& rules,
                     std::string& error) {
     std::shared_ptr<Cable> before;
@@ -164,7 +174,7 @@ bool FrameNet::plug(u32 unit, const CableConfig& config, const PlugRules& rules,
         before = cabledPort(unit).cable;
     }
     CableFailure failure;
-    std::shared_ptr<Cable> cable = openCable(config, {rules.places, before.get()}, failure);
+    std::shared_ptr<Cable> cable = open(config, {rules.places, before.get()}, failure);
     const bool failed = cable == nullptr && config.kind != CableKind::None;
     if (failed && (rules.patience == Patience::Refuse || !failure.mayPass())) {
         error = failure.text;

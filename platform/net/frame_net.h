@@ -9,9 +9,10 @@
 //
 // Locking: one mutex around the table of cabled ports, held once for each received frame, from its
 // arrival until it is in a ring and counted, and for look-ups and counting; never while a frame is
-// sent. The receive thread works without the daemon's lock; transmit() is called by it, by
-// the protocol task and the command thread (under the daemon's lock), the PortCables calls by the
-// command thread. The driver's and the sockets' locks may be taken inside; they take none of ours.
+// sent. Another one around frames that are gathered, taken before it. The receive thread works
+// without the daemon's lock; transmit() is called by it, by the protocol task and the command
+// thread (under the daemon's lock), the PortCables calls by the command thread. The driver's and
+// the sockets' locks may be taken inside; they take none of ours.
 #pragma once
 
 #include <array>
@@ -25,9 +26,12 @@
 
 #include "platform/config/host_config.h"
 #include "platform/net/cabled_port.h"
+#include "platform/net/cables/open_cable.h"
+#include "platform/net/cables/send_batch.h"
 #include "platform/net/frame_observer.h"
 #include "platform/net/port_cables.h"
 #include "platform/net/sockets/socket_layer.h"
+#include "platform/runtime/tasks/sem.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/wire/adapter.h"
 
@@ -39,7 +43,7 @@ struct FrameLosses {
     u64 forwarded = 0;  ///< out of a port whose cable had no room, or failed
 };
 
-class FrameNet final : public FrameTransmitter, public PortCables {
+class FrameNet final : public FrameTransmitter, public PortCables, public PutOffWork {
   public:
     /// Both outlive it.
     FrameNet(const SwitchDriver& driver, SocketLayer& sockets);
@@ -72,7 +76,13 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     /// Ends the receive thread and unplugs all cables.
     void stop();
 
+    /// Into an interface: with the daemon's lock held the frame is gathered, and goes with all
+    /// others of that time before the lock is given back, by finish(). What fails then is counted,
+    /// said and asked for again as ever; the daemon, which is told that it was sent, does nothing
+    /// else about a failure.
     int transmit(u32 unit, std::span<const u8> frame) override;
+    /// Sends what is gathered: see transmit(). Any thread.
+    void finish() override;
 
     /// Has the neighbours of a port that takes part declare again: a LeaveAll goes out of it at
     /// once, in the form that the port speaks. The receive thread sends it; any thread may ask.
@@ -123,6 +133,9 @@ class FrameNet final : public FrameTransmitter, public PortCables {
         Patience patience;
     };
     bool plug(u32 unit, const CableConfig& config, const PlugRules& rules, std::string& error);
+    /// openCable(), and what sends into interfaces, opened with the first.
+    std::shared_ptr<Cable> open(const CableConfig& config, const CableRules& rules,
+                                CableFailure& failure);
     /// Exchanges a port's cable for another, or for none: `cable` has the one that was there
     /// afterwards, which the caller lets go of without the lock, because that takes time.
     /// @param error  receives what failed; there is no cable then
@@ -132,19 +145,25 @@ class FrameNet final : public FrameTransmitter, public PortCables {
     void await(CabledPort& cabled, int error);
     void sayAwaited(u32 unit, const CableFailure& failure) const;
     // Sending: frame_net_send.cpp.
+    /// Sends a frame at once. @return 0, or an errno value
+    int sendAlone(u32 unit, u32 port, Cable& cable, std::span<const u8> frame);
+    /// Keeps a frame for sendGathered(). @return false when it is to be sent alone
+    bool gather(u32 unit, u32 port, const std::shared_ptr<Cable>& cable, std::span<const u8> frame);
+    /// @pre gatherMutex_ is held
+    void sendGathered();
     /// Sends a frame that its cable refused for its length (EMSGSIZE) as shorter ones.
     /// @return as Cable::send(); EMSGSIZE when not even one VLAN fits
     int sendInParts(u32 unit, u32 port, Cable& cable, std::span<const u8> frame);
     /// Says, once for each cable, that frames are sent in parts.
     void sayParts(u32 port, std::size_t bytes);
     /// Counts a frame that left, or did not, and says once what will go on failing.
-    void noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
+    void noteSending(u32 unit, u32 port, std::span<const u8> sent, int error);
     /// @return whether what failed is worth a line. @pre mutex_ is held
-    bool countSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error);
+    bool countSending(u32 unit, u32 port, std::span<const u8> sent, int error, u64 nowMs);
     bool replug(u32 unit, const CableConfig& before, const CableConfig& now, std::string& error);
 
     void receiveLoop();
-    int lookAround();
+    int lookAround(bool frameCame);
     std::shared_ptr<Cable> cableOf(u32 port);
     void receiveFrom(u32 port);
     /// Feeds due frames of captures. @return ms until the next is due, -1 when none
@@ -222,6 +241,10 @@ class FrameNet final : public FrameTransmitter, public PortCables {
 
     std::mutex configMutex_;  ///< serialises start, reconfigure and stop
     SwitchConfig config_;     ///< guarded by configMutex_
+
+    std::mutex gatherMutex_;               ///< taken before mutex_, never with it held
+    std::unique_ptr<SendBatch> gathered_;  ///< guarded by gatherMutex_
+    std::atomic<bool> anyGathered_{false};
 
     // The receive thread's own.
     std::unique_ptr<FrameBatch> batch_;

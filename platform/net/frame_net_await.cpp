@@ -4,7 +4,6 @@
 // The receive thread tries them again once a second.
 #include <cerrno>
 
-#include "platform/net/cables/open_cable.h"
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
 #include "platform/net/port_words.h"
@@ -77,7 +76,7 @@ int FrameNet::runAwaited() {
 
 void FrameNet::openAwaited(u32 unit, const CableConfig& config) {
     CableFailure failure;
-    std::shared_ptr<Cable> cable = openCable(config, CableRules{}, failure);
+    std::shared_ptr<Cable> cable = open(config, CableRules{}, failure);
     {
         const std::lock_guard lock(mutex_);
         const auto found = ports_.find(unit);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 #include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
@@ -43,9 +44,11 @@ int sooner(int a, int b) {
 
 void FrameNet::receiveLoop() {
     std::array<epoll_event, kMostEvents> events;
+    bool frameCame = false;
     while (running_) {
         int waitMs = sooner(runReplays(), runAsks());
-        waitMs = sooner(waitMs, sooner(lookAround(), sooner(runAwaited(), runLoops())));
+        waitMs = sooner(waitMs, sooner(lookAround(std::exchange(frameCame, false)),
+                                       sooner(runAwaited(), runLoops())));
         const int count = epoll_wait(epoll_.get(), events.data(), kMostEvents, waitMs);
         for (int i = 0; i < count; ++i) {
             const u64 unit = events[static_cast<std::size_t>(i)].data.u64;
@@ -58,8 +61,7 @@ void FrameNet::receiveLoop() {
                 receiveFrom(static_cast<u32>(unit));
                 if ((events[static_cast<std::size_t>(i)].events & EPOLLERR) != 0)
                     watching_ = true;
-                lastFrameUs_ = monotonicUs();
-                framesSinceUs_ = framesSinceUs_ == 0 ? lastFrameUs_ : framesSinceUs_;
+                frameCame = true;
                 continue;
             }
             u64 signals = 0;
@@ -69,11 +71,16 @@ void FrameNet::receiveLoop() {
 }
 
 /// Has the observer look around a moment after the last frame, or once a second while they come.
+/// @param frameCame  just now
 /// @return ms until then, -1 when no frame came since it did
-int FrameNet::lookAround() {
-    if (framesSinceUs_ == 0 || observer_ == nullptr)
+int FrameNet::lookAround(bool frameCame) {
+    if ((framesSinceUs_ == 0 && !frameCame) || observer_ == nullptr)
         return -1;
     const u64 nowUs = monotonicUs();
+    if (frameCame)
+        lastFrameUs_ = nowUs;
+    if (framesSinceUs_ == 0)
+        framesSinceUs_ = nowUs;
     const u64 quietUs = lastFrameUs_ + kQuietUs;
     const u64 dueUs = std::min(quietUs, framesSinceUs_ + kLookAgainUs);
     if (nowUs < dueUs)

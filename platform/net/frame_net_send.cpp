@@ -7,6 +7,8 @@
 
 #include "platform/net/frame_net.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/tasks/sem.h"
+#include "platform/runtime/tasks/timer.h"
 #include "platform/wire/cut.h"
 
 namespace platform {
@@ -35,11 +37,54 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
         record(cabled, sent);
         cable = cabled.cable;
     }
-    const int error = cable == nullptr ? 0 : cable->send(sent, NoRoom::Keep);
+    if (cable == nullptr || (semHeldByCaller() && gather(unit, port, cable, sent)))
+        return 0;
+    return sendAlone(unit, port, *cable, sent);
+}
+
+int FrameNet::sendAlone(u32 unit, u32 port, Cable& cable, std::span<const u8> frame) {
+    const int error = cable.send(frame, NoRoom::Keep);
     if (error == EMSGSIZE)
-        return sendInParts(unit, port, *cable, sent);
-    noteSending(unit, port, sent, cable != nullptr, error);
+        return sendInParts(unit, port, cable, frame);
+    noteSending(unit, port, frame, error);
     return error;
+}
+
+bool FrameNet::gather(u32 unit, u32 port, const std::shared_ptr<Cable>& cable,
+                      std::span<const u8> frame) {
+    const std::lock_guard lock(gatherMutex_);
+    if (!gathered_->suits(*cable, frame))
+        return false;
+    if (gathered_->isFull())
+        sendGathered();
+    gathered_->add(unit, port, cable, frame);
+    anyGathered_.store(true, std::memory_order_relaxed);
+    return true;
+}
+
+void FrameNet::finish() {
+    // What this thread has gathered it sees; what others have is theirs to send.
+    if (!anyGathered_.load(std::memory_order_relaxed))
+        return;
+    const std::lock_guard lock(gatherMutex_);
+    sendGathered();
+}
+
+void FrameNet::sendGathered() {
+    const std::span<SendBatch::Item> items = gathered_->send();
+    const u64 nowMs = monotonicMs();
+    {
+        const std::lock_guard lock(mutex_);
+        for (const SendBatch::Item& item : items)
+            if (item.error == 0)
+                countSending(item.unit, item.port, item.frame, 0, nowMs);
+    }
+    // What is refused gets the care of a cable that sends it alone: parts, and a name for it.
+    for (const SendBatch::Item& item : items)
+        if (item.error != 0)
+            sendAlone(item.unit, item.port, *item.cable, item.frame);
+    gathered_->clear();
+    anyGathered_.store(false, std::memory_order_relaxed);
 }
 
 int FrameNet::sendInParts(u32 unit, u32 port, Cable& cable, std::span<const u8> frame) {
@@ -54,14 +99,14 @@ int FrameNet::sendInParts(u32 unit, u32 port, Cable& cable, std::span<const u8> 
             mostBytes /= 2;
             continue;
         }
-        noteSending(unit, port, part.empty() ? frame : part, true, error);
+        noteSending(unit, port, part.empty() ? frame : part, error);
         if (error != 0)
             return error;
         isSent = true;
         cutter = after;
     }
     if (!isSent) {
-        noteSending(unit, port, frame, true, EMSGSIZE);
+        noteSending(unit, port, frame, EMSGSIZE);
         return EMSGSIZE;
     }
     sayParts(port, frame.size());
@@ -82,31 +127,29 @@ void FrameNet::sayParts(u32 port, std::size_t bytes) {
                name.c_str(), bytes);
 }
 
-void FrameNet::noteSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable, int error) {
+void FrameNet::noteSending(u32 unit, u32 port, std::span<const u8> sent, int error) {
+    const u64 nowMs = monotonicMs();
     {
         const std::lock_guard lock(mutex_);
-        if (!countSending(unit, port, sent, hasCable, error))
+        if (!countSending(unit, port, sent, error, nowMs))
             return;
     }
     logMessage(LogPriority::Error, "port %u: its frames can not be sent: %s", port,
                errorText(error).c_str());
 }
 
-bool FrameNet::countSending(u32 unit, u32 port, std::span<const u8> sent, bool hasCable,
-                            int error) {
-    if (observer_ != nullptr && hasCable)
-        observer_->frameSent(unit, sent, error);
+bool FrameNet::countSending(u32 unit, u32 port, std::span<const u8> sent, int error, u64 nowMs) {
+    if (observer_ != nullptr)
+        observer_->frameSent(unit, sent, error, nowMs);
     PortCountersRecord& counters = cabledPort(unit).counters;
     if (error != 0) {
         ++counters.sendFailed;
         if (isWant(error))
             askWhenCalm(cabledPort(unit));
-    } else if (hasCable) {
+    } else {
         ++counters.framesOut;
         counters.bytesOut += sent.size();
     }
-    if (!hasCable)
-        return false;
     // A full queue passes by itself, and is counted; a want of descriptors, or an interface that
     // not even one VLAN fits, lasts.
     const bool lasts = error == EMFILE || error == ENFILE || error == EMSGSIZE;

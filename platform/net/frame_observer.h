@@ -29,8 +29,9 @@ class FrameObserver {
     /// What became of a frame that arrived. @param outcome  nothing: dropped for `reason`
     virtual void frameHandled(u32 unit, const FrameView& view, DropReason reason,
                               std::optional<Delivery> outcome) = 0;
-    /// A frame went into a port's cable. @param bytes  as on the wire; @param error  0, or errno
-    virtual void frameSent(u32 unit, std::span<const u8> bytes, int error) = 0;
+    /// A frame went into a port's cable.
+    /// @param bytes  as on the wire; @param error  0, or errno; @param nowMs  of monotonicMs()
+    virtual void frameSent(u32 unit, std::span<const u8> bytes, int error, u64 nowMs) = 0;
     /// A moment after frames came, when they have led to what they lead to; at least once a second
     /// while they come. By the receive thread.
     virtual void lookAround() {}

@@ -228,10 +228,9 @@ void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
         ++statistics.drops.at(static_cast<std::size_t>(DropReason::BadPdu));
 }
 
-void FrameBook::frameSent(u32 unit, std::span<const u8> bytes, int error) {
+void FrameBook::frameSent(u32 unit, std::span<const u8> bytes, int error, u64 nowMs) {
     if (tap_.active() && error == 0)
         tap_.add(unit, true, bytes);
-    const u64 nowMs = monotonicMs();
     PortRecord& port = record(unit);
     if (error != 0) {
         ++port.statistics.sendFailed;

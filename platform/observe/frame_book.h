@@ -47,7 +47,7 @@ class FrameBook final : public FrameObserver {
     void frameArrived(u32 unit, std::span<const u8> bytes) override;
     void frameHandled(u32 unit, const FrameView& view, DropReason reason,
                       std::optional<Delivery> outcome) override;
-    void frameSent(u32 unit, std::span<const u8> bytes, int error) override;
+    void frameSent(u32 unit, std::span<const u8> bytes, int error, u64 nowMs) override;
 
     /// The port takes part from now on: makes room for what is remembered of it.
     void prepare(u32 unit);

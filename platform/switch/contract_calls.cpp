@@ -8,6 +8,8 @@
 
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/runtime/moment.h"
+#include "platform/runtime/tasks/sem.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_observer.h"
 
@@ -24,6 +26,7 @@ u32 status(bool done) {
 
 /// The status of a call that changed the switch, once the observer knows of it.
 u32 observed(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) {
+    timePasses();  // a driver may have asked a kernel
     if (SwitchObserver* observer = gObserver.load(std::memory_order_acquire))
         observer->switchCalled(call, unit, vlans, done);
     return status(done);
@@ -197,6 +200,7 @@ u32 qorIfSyncApi(u32 unit, u32 attribute, void* descriptor, u32 bitCount) {
     VlanBitmap vlans{};
     if (driver == nullptr || !readBitmap(descriptor, bitCount, vlans))
         return kStatusFailed;
+    finishPutOffWork();  // what was sent before need not wait for the switch
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::AddDynamic:
             return observed(SwitchCall::AddMembers, unit, vlans, driver->addDynamic(unit, vlans));

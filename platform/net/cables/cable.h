@@ -84,6 +84,8 @@ class Cable {
     virtual void watchRoom(int /*epoll*/, u64 /*eventData*/) {}
     /// Sends kept frames, as many as there is room for.
     virtual void sendKept() {}
+    /// The interface that it sends into, which one socket may do for many cables; 0: none.
+    virtual int interfaceIndex() const { return 0; }
     /// Whether what it was opened on does not exist any more: then it stays silent for good.
     virtual bool isGone() const { return false; }
     /// The file system's number of the socket that it made; 0: none.

@@ -27,8 +27,9 @@ constexpr rlim_t kKeptBack = 24;
 
 class InterfaceCable final : public Cable {
   public:
-    explicit InterfaceCable(Descriptor packet) : packet_(std::move(packet)) {}
+    InterfaceCable(Descriptor packet, int index) : packet_(std::move(packet)), index_(index) {}
     int descriptor() const override { return packet_.get(); }
+    int interfaceIndex() const override { return index_; }
 
     int send(std::span<const u8> frame, NoRoom /*noRoom*/) override {
         if (::send(packet_.get(), frame.data(), frame.size(), MSG_DONTWAIT) >= 0)
@@ -50,6 +51,7 @@ class InterfaceCable final : public Cable {
 
   private:
     const Descriptor packet_;
+    const int index_;
 };
 
 std::shared_ptr<Cable> fail(CableFailure& failure, const std::string& what) {
@@ -126,7 +128,7 @@ std::shared_ptr<Cable> openInterface(const CableConfig& config, CableFailure& fa
                                              "keep-net-raw = true keeps)");
     if (!attachGroupFilter(packet.get()) || !bindInterface(packet.get(), static_cast<int>(index)))
         return fail(failure, "interface '" + config.interfaceName + "'");
-    return std::make_shared<InterfaceCable>(std::move(packet));
+    return std::make_shared<InterfaceCable>(std::move(packet), static_cast<int>(index));
 }
 
 }  // namespace

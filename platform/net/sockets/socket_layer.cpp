@@ -15,6 +15,7 @@
 
 #include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
+#include "platform/runtime/moment.h"
 
 namespace platform {
 namespace {
@@ -285,6 +286,7 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
         if (timeout != nullptr)
             wait = {timeout->tv_sec, timeout->tv_usec * 1000};
         const std::span<pollfd> items = polled.items();
+        timePassesAsSaid();
         if (ppoll(items.data(), items.size(), timeout == nullptr ? nullptr : &wait, nullptr) < 0)
             return -1;
     }

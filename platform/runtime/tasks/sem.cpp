@@ -1,22 +1,27 @@
 // SPDX-License-Identifier: MIT
 #include "platform/runtime/tasks/sem.h"
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 
 #include "platform/contract/sil.h"
+#include "platform/runtime/moment.h"
 
 namespace platform {
 namespace {
 
 constexpr u32 kTimedOut = 110;
 
-/// How deep the thread holds mutexes, as an upper bound: one that was deleted while held stays
-/// counted until somebody looks. Saves those that hold nothing the look.
+/// How deep the thread holds mutexes, as an upper bound: one that another thread deleted meanwhile
+/// stays counted until somebody looks. Saves those that hold nothing the look.
 thread_local u32 callerDepth = 0;
+
+std::atomic<PutOffWork*> putOffWork{nullptr};
 
 /// A thread that waits, on its own stack.
 struct Waiter {
@@ -105,17 +110,22 @@ u32 takeLocked(Sem& sem, std::unique_lock<std::mutex>& lock, s32 waitMs) {
 
 u32 take(Sem& sem, s32 waitMs) {
     std::unique_lock lock(sem.guard);
+    const bool waits = sem.depth > 0 && !sem.heldByCaller();
     const u32 status = takeLocked(sem, lock, waitMs);
-    if (status == kStatusOk)
+    if (status == kStatusOk) {
         callerDepth++;
+        lockTaken(waits);
+    }
     return status;
 }
 
 u32 give(Sem& sem) {
+    finishPutOffWork();
     const std::lock_guard lock(sem.guard);
     if (!sem.exists || !sem.heldByCaller())
         return kStatusFailed;
-    callerDepth--;
+    if (--callerDepth == 0)
+        locksGiven();
     if (--sem.depth == 0)
         handOn(sem);
     return kStatusOk;
@@ -123,11 +133,26 @@ u32 give(Sem& sem) {
 
 }  // namespace
 
+void setPutOffWork(PutOffWork* work) {
+    putOffWork.store(work, std::memory_order_release);
+}
+
+void finishPutOffWork() {
+    if (PutOffWork* const work = putOffWork.load(std::memory_order_acquire))
+        work->finish();
+}
+
+bool semHeldByCaller() {
+    return callerDepth > 0;
+}
+
 u32 semReleaseHeldByCaller() {
     u32 depth = 0;
     if (callerDepth == 0)
         return depth;
+    finishPutOffWork();
     callerDepth = 0;
+    locksGiven();
     for (Sem& sem : sems()) {
         const std::lock_guard lock(sem.guard);
         if (!sem.heldByCaller())
@@ -189,6 +214,10 @@ u32 silDeleteSem(u32 id) {
     const std::lock_guard lock(sem->guard);
     if (!sem->exists)
         return kStatusFailed;
+    if (sem->heldByCaller())
+        callerDepth -= std::min(callerDepth, sem->depth);
+    if (callerDepth == 0)
+        locksGiven();
     sem->exists = false;
     sem->depth = 0;
     for (Waiter* waiter = sem->first; waiter != nullptr; waiter = waiter->next) {

@@ -12,6 +12,24 @@ namespace platform {
 /// Most mutexes that exist at a time.
 inline constexpr u32 kMaxSems = 16;
 
+/// Work that is put off while a thread holds mutexes, so that more of it is done at once.
+class PutOffWork {
+  public:
+    virtual ~PutOffWork() = default;
+    /// Does what is put off; called often, so it is cheap when there is nothing.
+    virtual void finish() = 0;
+};
+
+/// From now on each thread finishes the work before it gives a mutex back. Null: none. The caller
+/// keeps it until no thread gives mutexes any more, and sets it while no thread does.
+void setPutOffWork(PutOffWork* work);
+
+/// For a thread that is about to wait with a mutex held: finishes the work now.
+void finishPutOffWork();
+
+/// Whether the calling thread holds a mutex, so that work of it may be put off.
+bool semHeldByCaller();
+
 /// Gives back whatever mutexes the calling thread holds. @return how deep it held them, all of them
 /// counted together
 u32 semReleaseHeldByCaller();

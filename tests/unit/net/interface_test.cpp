@@ -10,7 +10,9 @@
 #include <functional>
 #include <thread>
 
+#include "platform/contract/sil.h"
 #include "platform/net/cables/open_cable.h"
+#include "platform/runtime/tasks/sem.h"
 #include "tests/unit/net/net_node.h"
 
 namespace platform::testing {
@@ -205,6 +207,113 @@ TEST_F(InterfaceCables, FrameTooLongForItsMtuGoesInParts) {
         EXPECT_EQ(values, 336U);
         EXPECT_EQ(node.net.counters(3).framesOut, came);
         EXPECT_EQ(node.net.counters(3).sendFailed, 0U);
+        node.net.stop();
+    });
+}
+
+/// The lock of the daemon, and a node that sends before it is given back.
+class HeldLock {
+  public:
+    explicit HeldLock(NetNode& node) : sem_(silCreateMSem(0)) {
+        setPutOffWork(&node.net);
+        EXPECT_EQ(silTakeSem(sem_, -1), kStatusOk);
+    }
+    ~HeldLock() {
+        setPutOffWork(nullptr);
+        silDeleteSem(sem_);
+    }
+    HeldLock(const HeldLock&) = delete;
+    HeldLock& operator=(const HeldLock&) = delete;
+    HeldLock(HeldLock&&) = delete;
+    HeldLock& operator=(HeldLock&&) = delete;
+    void give() { EXPECT_EQ(silGiveSem(sem_), kStatusOk); }
+
+  private:
+    const u32 sem_;
+};
+
+/// A frame that declares one VLAN.
+frames::Bytes joinOf(u32 vid) {
+    frames::Bytes frame = frames::nativeFrame("00 01 01 0001 0000 24 0000");
+    frame[frame.size() - 5] = static_cast<u8>(vid >> 8);
+    frame[frame.size() - 4] = static_cast<u8>(vid & 0xFF);
+    return frame;
+}
+
+TEST_F(InterfaceCables, FramesOfOneHoldOfTheLockGoTogetherInTheirOrder) {
+    inNamespace([this] {
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        const auto host = open("veth2");
+        HeldLock lock(node);
+        const std::size_t count = SendBatch::kMostFrames / 4;
+        for (u32 vid = 0; vid < count; ++vid)
+            ASSERT_GT(node.send(node.mvrp, 3, joinOf(vid)), 0);
+        EXPECT_EQ(receiveNow(*host), 0U) << "before the lock is given back";
+        EXPECT_EQ(node.net.counters(3).framesOut, 0U);
+        lock.give();
+        EXPECT_EQ(node.net.counters(3).framesOut, count);
+        ASSERT_EQ(receive(*host), count);
+        for (u32 vid = 0; vid < count; ++vid)
+            EXPECT_TRUE(std::ranges::equal(batch_->frame(vid).bytes, joinOf(vid)));
+        node.net.stop();
+    });
+}
+
+TEST_F(InterfaceCables, MoreFramesThanABatchHoldsAreAllSent) {
+    inNamespace([] {
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        HeldLock lock(node);
+        const u32 count = 2 * SendBatch::kMostFrames + 1;
+        for (u32 vid = 0; vid < count; ++vid)
+            ASSERT_GT(node.send(node.mvrp, 3, joinOf(vid)), 0);
+        EXPECT_EQ(node.net.counters(3).framesOut, 2 * SendBatch::kMostFrames);
+        lock.give();
+        EXPECT_EQ(node.net.counters(3).framesOut, count);
+        node.net.stop();
+    });
+}
+
+TEST_F(InterfaceCables, RefusedFrameHoldsNoOtherBack) {
+    inNamespace([this] {
+        ASSERT_TRUE(run("ip link set veth1 mtu 68"));
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        const auto host = open("veth2");
+        HeldLock lock(node);
+        const frames::Bytes longer = frames::nativeFrame(
+            "00 01 01 0150 000a " + std::string(std::size_t{2} * 112, '0') + "0000");
+        ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
+        ASSERT_GT(node.send(node.mvrp, 3, longer), 0);
+        ASSERT_GT(node.send(node.mvrp, 3, joinOf(21)), 0);
+        lock.give();
+        const u64 sent = node.net.counters(3).framesOut;
+        EXPECT_GT(sent, 3U) << "the long one in parts";
+        EXPECT_EQ(node.net.counters(3).sendFailed, 0U);
+        EXPECT_EQ(receive(*host), sent);
+        EXPECT_TRUE(std::ranges::equal(batch_->frame(0).bytes, joinOf(20)));
+        EXPECT_TRUE(std::ranges::equal(batch_->frame(1).bytes, joinOf(21)));
+        node.net.stop();
+    });
+}
+
+TEST_F(InterfaceCables, GatheredFramesOfAnInterfaceThatIsDownAreLostAsSingleOnesAre) {
+    inNamespace([this] {
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        const auto host = open("veth2");
+        ASSERT_TRUE(run("ip link set veth1 down"));
+        HeldLock lock(node);
+        ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
+        lock.give();
+        EXPECT_EQ(node.net.counters(3).sendFailed, 0U);
+        EXPECT_EQ(node.net.cableState(3).cableError, 0);
+        EXPECT_EQ(receiveNow(*host), 0U);
         node.net.stop();
     });
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/runtime/tasks/timer.h"
 #include "tests/unit/switch/soft_harness.h"
 #include "tests/unit/wire/frame_builder.h"
 
@@ -38,8 +39,8 @@ TEST_F(FrameWatching, CountsPdusAndEventsByFormAndDirection) {
     receive(joinTen);
     receive(frames::ieeeFrame("00 01 02 0002 0014 6c 0000 0000"));
     receive(frames::gvrpFrame("0001 01 04 02 000a 00 00"));
-    watch.frameSent(kPort, leaveTen, 0);
-    watch.frameSent(kPort, leaveTen, 5);
+    watch.frameSent(kPort, leaveTen, 0, monotonicMs());
+    watch.frameSent(kPort, leaveTen, 5, monotonicMs());
     const PortStatisticsRecord statistics = watch.statistics(kPort);
     EXPECT_EQ(statistics.pdusIn, (std::array<u64, 3>{1, 1, 1}));
     EXPECT_EQ(statistics.pdusOut, (std::array<u64, 3>{1, 0, 0}));
@@ -87,10 +88,10 @@ TEST_F(FrameWatching, TellsWhoIsHeardAndInWhichForm) {
 TEST_F(FrameWatching, CountsEachOfTheSameFramesInARow) {
     const frames::Bytes leaveAll = frames::nativeFrame("00 01 01 2001 000a 24 0000");
     for (int i = 0; i < 3; ++i)
-        watch.frameSent(kPort, leaveAll, 0);
+        watch.frameSent(kPort, leaveAll, 0, monotonicMs());
     EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 3U);
     for (const frames::Bytes& frame : {leaveAll, leaveTen, leaveTen, leaveAll})
-        watch.frameSent(kPort, frame, 0);
+        watch.frameSent(kPort, frame, 0, monotonicMs());
     const PortStatisticsRecord statistics = watch.statistics(kPort);
     EXPECT_EQ(statistics.pdusOut[0], 7U);
     EXPECT_EQ(statistics.bytesOut, 5 * leaveAll.size() + 2 * leaveTen.size());
@@ -99,7 +100,7 @@ TEST_F(FrameWatching, CountsEachOfTheSameFramesInARow) {
     EXPECT_EQ(statistics.eventsOut.at(static_cast<std::size_t>(PduEvent::Lv)), 2U);
     EXPECT_EQ(watch.vlanHistory(kPort, 10).sentEvent, static_cast<u8>(PduEvent::JoinIn));
     EXPECT_NE(watch.history(kPort).leaveAllOutMs, kNever);
-    watch.frameSent(kPort, leaveTen, 0);
+    watch.frameSent(kPort, leaveTen, 0, monotonicMs());
     watch.clear(kPort);
     EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 0U);
 }
@@ -108,7 +109,7 @@ TEST_F(FrameWatching, CountsFramesThatAreTooLongToKeep) {
     frames::Bytes padded = leaveTen;
     padded.resize(RepeatedFrame::kMostBytes + 1);
     for (const frames::Bytes& frame : {leaveTen, padded, padded, leaveTen})
-        watch.frameSent(kPort, frame, 0);
+        watch.frameSent(kPort, frame, 0, monotonicMs());
     EXPECT_EQ(watch.statistics(kPort).pdusOut[0], 4U);
     EXPECT_EQ(watch.statistics(kPort).eventsOut.at(static_cast<std::size_t>(PduEvent::Lv)), 4U);
 }
@@ -225,7 +226,7 @@ TEST_F(FrameWatching, WhatIsNotDeliveredSaysWhyAndDeclaresNothing) {
 
 TEST_F(FrameWatching, ClearingOnePortLeavesTheOthersAndTheHistory) {
     receive(joinTen);
-    watch.frameSent(5, joinTen, 0);
+    watch.frameSent(5, joinTen, 0, monotonicMs());
     watch.clear(kPort);
     EXPECT_EQ(watch.statistics(kPort).pdusIn[0], 0U);
     EXPECT_EQ(watch.statistics(5).pdusOut[0], 1U);

@@ -178,5 +178,43 @@ TEST_F(SemTest, AThreadThatTakesItAgainAtOnceDoesNotOvertakeOneThatWaits) {
     waiter.join();
 }
 
+/// Counts how often it is finished, and whether that was with the mutex held.
+class CountedWork final : public PutOffWork {
+  public:
+    CountedWork() { setPutOffWork(this); }
+    ~CountedWork() { setPutOffWork(nullptr); }
+    CountedWork(const CountedWork&) = delete;
+    CountedWork& operator=(const CountedWork&) = delete;
+    CountedWork(CountedWork&&) = delete;
+    CountedWork& operator=(CountedWork&&) = delete;
+    void finish() override {
+        ++finished;
+        heldAlways = heldAlways && semHeldByCaller();
+    }
+    u32 finished = 0;
+    bool heldAlways = true;
+};
+
+TEST_F(SemTest, PutOffWorkIsFinishedBeforeTheMutexIsGivenBack) {
+    CountedWork work;
+    silTakeSem(sem_, kForEver);
+    EXPECT_EQ(work.finished, 0U);
+    silGiveSem(sem_);
+    EXPECT_EQ(work.finished, 1U);
+    EXPECT_TRUE(work.heldAlways);
+    EXPECT_FALSE(semHeldByCaller());
+}
+
+TEST_F(SemTest, PutOffWorkIsFinishedBeforeAllMutexesAreReleasedAtOnce) {
+    CountedWork work;
+    silTakeSem(sem_, kForEver);
+    silTakeSem(sem_, kForEver);
+    EXPECT_EQ(semReleaseHeldByCaller(), 2U);
+    EXPECT_EQ(work.finished, 1U);
+    EXPECT_TRUE(work.heldAlways);
+    EXPECT_EQ(semReleaseHeldByCaller(), 0U);
+    EXPECT_EQ(work.finished, 1U) << "who holds nothing has put nothing off";
+}
+
 }  // namespace
 }  // namespace platform
