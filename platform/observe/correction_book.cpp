@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "platform/runtime/tasks/timer.h"
+#include "platform/runtime/moment.h"
 
 namespace platform {
 namespace {
@@ -42,7 +42,7 @@ void CorrectionBook::acted(Correction which, u32 unit, u32 vid) {
     Place& place = placeOf(unit, vid);
     Word(place.key).store(0, std::memory_order_relaxed);
     // Both orders matter: no reader may take the time of one decision for that of another.
-    Word(place.whenMs).store(monotonicMs(), std::memory_order_release);
+    Word(place.whenMs).store(momentMs(), std::memory_order_release);
     Word(place.key).store(keyOf(which, unit, vid), std::memory_order_release);
 }
 

@@ -4,7 +4,6 @@
 #include "platform/runtime/tasks/timer.h"
 
 #include <algorithm>
-#include <chrono>
 #include <limits>
 
 #include "platform/containers/timer_heap.h"
@@ -15,17 +14,11 @@ namespace platform {
 namespace {
 
 u64 msUntil(u64 dueMs) {
-    const u64 now = monotonicMs();
+    const u64 now = momentMs();
     return dueMs > now ? dueMs - now : 0;
 }
 
 }  // namespace
-
-u64 monotonicMs() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<u64>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
-}
-
 }  // namespace platform
 
 using namespace platform;
@@ -40,7 +33,7 @@ void silTimerNodeInit(SilTimerNode* node) {
 
 u32 silTimerStart(SilTimerList* list, SilTimerNode* node, u32, u32 ms, SilTimerHandler handler,
                   void* argument, void*, void*) {
-    const bool started = timerHeapStart(*list, *node, monotonicMs() + ms, handler, argument);
+    const bool started = timerHeapStart(*list, *node, momentMs() + ms, handler, argument);
     return started ? kStatusOk : kStatusFailed;
 }
 
@@ -62,9 +55,9 @@ s32 silTimerListNextTimeout(SilTimerList* list) {
 
 void silTimerListCheck(SilTimerList* list) {
     processRuntime().protocolRounds.fetch_add(1, std::memory_order_relaxed);
-    // The clock is read for each: a timer that a handler starts at 0 ms is due within this check.
+    // The time is asked for each: a timer that a handler starts at 0 ms is due within this check.
     for (u32 run = 0; run < kMaxHandlersPerCheck; run++) {
-        const DueTimer due = timerHeapPopDue(*list, monotonicMs());
+        const DueTimer due = timerHeapPopDue(*list, momentMs());
         if (due.node == nullptr)
             return;
         // A copy: the handler may release the record that the node is part of.

@@ -4,14 +4,12 @@
 #pragma once
 
 #include "platform/contract/types.h"
+#include "platform/runtime/moment.h"
 
 namespace platform {
 
 /// Most handlers that one silTimerListCheck() runs. A timer that starts itself again at 0 ms would
 /// otherwise keep the protocol task from its sockets; what is left over is due in the next check.
 inline constexpr u32 kMaxHandlersPerCheck = 1024;
-
-/// Milliseconds on a clock that never goes back.
-u64 monotonicMs();
 
 }  // namespace platform

@@ -133,5 +133,72 @@ TEST_F(Timer, ATimerWithoutAHandlerJustExpires) {
     EXPECT_FALSE(timerRunning(only.node));
 }
 
+/// Reads the clock until it has gone on.
+void awaitAfter(u64 ms) {
+    while (monotonicMs() <= ms)
+        std::this_thread::yield();
+}
+
+class Moment : public testing::Test {
+  protected:
+    Moment() : sem_(silCreateMSem(0)) { EXPECT_EQ(silTakeSem(sem_, -1), kStatusOk); }
+    ~Moment() override {
+        silGiveSem(sem_);
+        silDeleteSem(sem_);
+    }
+    const u32 sem_;
+};
+
+TEST_F(Moment, LastsWhileTheLockIsHeld) {
+    const u64 began = momentMs();
+    awaitAfter(began);
+    EXPECT_EQ(momentMs(), began);
+}
+
+TEST_F(Moment, EndsWithTheLock) {
+    const u64 began = momentMs();
+    ASSERT_EQ(silGiveSem(sem_), kStatusOk);
+    awaitAfter(began);
+    EXPECT_GT(momentMs(), began) << "without a lock there is no moment";
+    ASSERT_EQ(silTakeSem(sem_, -1), kStatusOk);
+    EXPECT_GT(momentMs(), began);
+}
+
+TEST_F(Moment, EndsWhenTheThreadSaysThatItWaited) {
+    const u64 began = momentMs();
+    awaitAfter(began);
+    timePasses();
+    EXPECT_GT(momentMs(), began);
+}
+
+TEST_F(Moment, EndsAfterSoManyCalls) {
+    const u64 began = momentMs();
+    awaitAfter(began);
+    u32 calls = 1;
+    while (momentMs() == began)
+        ASSERT_LT(++calls, 1000U);
+    EXPECT_EQ(calls, 256U);
+}
+
+TEST_F(Moment, OfAThreadThatSaysWhenItWaitsGoesOnOverAFreeLock) {
+    std::thread thread([this] {
+        const u32 other = silCreateMSem(0);
+        timePassesAsSaid();
+        ASSERT_EQ(silTakeSem(other, -1), kStatusOk);
+        const u64 began = momentMs();
+        awaitAfter(began);
+        ASSERT_EQ(silGiveSem(other), kStatusOk);
+        ASSERT_EQ(silTakeSem(other, -1), kStatusOk);
+        EXPECT_EQ(momentMs(), began);
+        ASSERT_EQ(silGiveSem(other), kStatusOk);
+        timePassesAsSaid();
+        ASSERT_EQ(silTakeSem(other, -1), kStatusOk);
+        EXPECT_GT(momentMs(), began);
+        silGiveSem(other);
+        silDeleteSem(other);
+    });
+    thread.join();
+}
+
 }  // namespace
 }  // namespace platform
