@@ -37,6 +37,16 @@ boot1() {
     expect 30 isReady
     [[ $(property MainPID) != "$before" ]]
     exactly b1 h1 1,10
+    say 'with a file that is refused it fails, and the switch goes on with what it had'
+    before=$(property MainPID)
+    sed -i 's/^bridge = .*/bridge = 7/' /etc/mvrp/mvrp.toml
+    refuses systemctl restart mvrp.service
+    expect 30 isReady
+    [[ $(property MainPID) != "$before" ]]
+    exactly b1 h1 1,10
+    refuses systemctl reload mvrp.service
+    configures
+    systemctl reload mvrp.service
     say 'and so does an upgrade'
     newer "$SYSTEM_PACKAGE" /root/newer.deb
     before=$(property MainPID)
