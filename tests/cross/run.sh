@@ -18,7 +18,7 @@ s390x s390x-linux-gnu         qemu-s390x-static
 libraries=(libarchive-dev libc6-dev libcap-ng-dev libcli11-dev libedit-dev libgtest-dev libmicrohttpd-dev
     libmnl-dev libpcap-dev librapidcheck-dev libtomlplusplus-dev nlohmann-json3-dev)
 suite=bookworm
-mirror=${MVRP_CROSS_MIRROR:-http://deb.debian.org/debian}
+mirror=${MVRP_CROSS_MIRROR:-}  # nothing: that which mmdebstrap takes
 cache=${MVRP_CROSS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/mvrp-cross}
 out=out/cross
 jobs=${JOBS:-$(nproc)}
@@ -92,7 +92,7 @@ makeRoot() {
     rm -rf "$root"
     mkdir -p "$cache"
     mmdebstrap --quiet --variant=extract --architectures="$1" \
-        --include="$(IFS=, && echo "${libraries[*]}")" "$suite" "$root" "deb $mirror $suite main"
+        --include="$(IFS=, && echo "${libraries[*]}")" "$suite" "$root" ${mirror:+"deb $mirror $suite main"}
     echo "$stamp" >"$root/.made-of"
 }
 

@@ -62,6 +62,9 @@ class InterfaceCables : public ::testing::Test {
 
     std::unique_ptr<FrameBatch> batch_ = std::make_unique<FrameBatch>();
     const frames::Bytes frame_ = frames::ieeeFrame("00 01 02 0001 000a 24 0000 0000");
+    /// 336 VLANs, too many for an MTU of 68 bytes.
+    const frames::Bytes longer_ = frames::nativeFrame(
+        "00 01 01 0150 000a " + std::string(std::size_t{2} * 112, '0') + "0000");
 };
 
 TEST_F(InterfaceCables, FrameCrossesAndIsNotHeardByItsSender) {
@@ -193,9 +196,7 @@ TEST_F(InterfaceCables, FrameTooLongForItsMtuGoesInParts) {
         node.enable(3);
         ASSERT_EQ(node.net.setWireForm(3, WireForm::Ieee), HostStatus::Ok);
         const auto host = open("veth2");
-        const frames::Bytes longer = frames::nativeFrame(
-            "00 01 01 0150 000a " + std::string(std::size_t{2} * 112, '0') + "0000");
-        ASSERT_EQ(node.send(node.mvrp, 3, longer), static_cast<ssize_t>(longer.size()));
+        ASSERT_EQ(node.send(node.mvrp, 3, longer_), static_cast<ssize_t>(longer_.size()));
         u32 values = 0;
         std::size_t came = receive(*host);
         for (std::size_t i = 0; i < came; ++i) {
@@ -285,10 +286,8 @@ TEST_F(InterfaceCables, RefusedFrameHoldsNoOtherBack) {
         node.enable(3);
         const auto host = open("veth2");
         HeldLock lock(node);
-        const frames::Bytes longer = frames::nativeFrame(
-            "00 01 01 0150 000a " + std::string(std::size_t{2} * 112, '0') + "0000");
         ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
-        ASSERT_GT(node.send(node.mvrp, 3, longer), 0);
+        ASSERT_GT(node.send(node.mvrp, 3, longer_), 0);
         ASSERT_GT(node.send(node.mvrp, 3, joinOf(21)), 0);
         lock.give();
         const u64 sent = node.net.counters(3).framesOut;

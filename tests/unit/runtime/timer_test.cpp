@@ -181,7 +181,7 @@ TEST_F(Moment, EndsAfterSoManyCalls) {
 }
 
 TEST_F(Moment, OfAThreadThatSaysWhenItWaitsGoesOnOverAFreeLock) {
-    std::thread thread([this] {
+    std::thread thread([] {
         const u32 other = silCreateMSem(0);
         timePassesAsSaid();
         ASSERT_EQ(silTakeSem(other, -1), kStatusOk);
