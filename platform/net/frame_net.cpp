@@ -122,6 +122,7 @@ void FrameNet::putRecording(u32 unit, std::unique_ptr<Recording> recording) {
 }
 
 void FrameNet::stop() {
+    finish();  // the process may end with the daemon's lock held
     running_ = false;
     wake();
     if (thread_.joinable())

@@ -73,7 +73,7 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
     /// Takes another configuration over: cables, wire forms and captures that differ.
     /// @return false with all that failed in `error`; the rest is in force
     bool reconfigure(const SwitchConfig& config, std::string& error);
-    /// Ends the receive thread and unplugs all cables.
+    /// Sends what is gathered, ends the receive thread and unplugs all cables.
     void stop();
 
     /// Into an interface: with the daemon's lock held the frame is gathered, and goes with all

@@ -262,6 +262,20 @@ TEST_F(InterfaceCables, FramesOfOneHoldOfTheLockGoTogetherInTheirOrder) {
     });
 }
 
+TEST_F(InterfaceCables, GatheredFramesAreSentBeforeTheCablesAreUnplugged) {
+    inNamespace([this] {
+        NetNode node;
+        node.plug(3, "interface:veth1");
+        node.enable(3);
+        const auto host = open("veth2");
+        HeldLock lock(node);
+        ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
+        node.net.stop();
+        EXPECT_EQ(receive(*host), 1U);
+        lock.give();
+    });
+}
+
 TEST_F(InterfaceCables, MoreFramesThanABatchHoldsAreAllSent) {
     inNamespace([] {
         NetNode node;
