@@ -187,13 +187,20 @@ TEST_F(InterfaceCables, PortByIndexKeepsItsCableThroughARename) {
     });
 }
 
+/// A node whose port 3 is the veth pair's one end, and takes part.
+class PluggedNode : public NetNode {
+  public:
+    PluggedNode() {
+        plug(3, "interface:veth1");
+        enable(3);
+    }
+};
+
 /// The MTU fell below what the daemon planned its PDUs for.
 TEST_F(InterfaceCables, FrameTooLongForItsMtuGoesInParts) {
     inNamespace([this] {
         ASSERT_TRUE(run("ip link set veth1 mtu 68"));
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         ASSERT_EQ(node.net.setWireForm(3, WireForm::Ieee), HostStatus::Ok);
         const auto host = open("veth2");
         ASSERT_EQ(node.send(node.mvrp, 3, longer_), static_cast<ssize_t>(longer_.size()));
@@ -243,9 +250,7 @@ frames::Bytes joinOf(u32 vid) {
 
 TEST_F(InterfaceCables, FramesOfOneHoldOfTheLockGoTogetherInTheirOrder) {
     inNamespace([this] {
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         const auto host = open("veth2");
         HeldLock lock(node);
         const std::size_t count = SendBatch::kMostFrames / 4;
@@ -264,9 +269,7 @@ TEST_F(InterfaceCables, FramesOfOneHoldOfTheLockGoTogetherInTheirOrder) {
 
 TEST_F(InterfaceCables, GatheredFramesAreSentBeforeTheCablesAreUnplugged) {
     inNamespace([this] {
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         const auto host = open("veth2");
         HeldLock lock(node);
         ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
@@ -278,9 +281,7 @@ TEST_F(InterfaceCables, GatheredFramesAreSentBeforeTheCablesAreUnplugged) {
 
 TEST_F(InterfaceCables, MoreFramesThanABatchHoldsAreAllSent) {
     inNamespace([] {
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         HeldLock lock(node);
         const u32 count = 2 * SendBatch::kMostFrames + 1;
         for (u32 vid = 0; vid < count; ++vid)
@@ -295,9 +296,7 @@ TEST_F(InterfaceCables, MoreFramesThanABatchHoldsAreAllSent) {
 TEST_F(InterfaceCables, RefusedFrameHoldsNoOtherBack) {
     inNamespace([this] {
         ASSERT_TRUE(run("ip link set veth1 mtu 68"));
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         const auto host = open("veth2");
         HeldLock lock(node);
         ASSERT_GT(node.send(node.mvrp, 3, joinOf(20)), 0);
@@ -316,9 +315,7 @@ TEST_F(InterfaceCables, RefusedFrameHoldsNoOtherBack) {
 
 TEST_F(InterfaceCables, GatheredFramesOfAnInterfaceThatIsDownAreLostAsSingleOnesAre) {
     inNamespace([this] {
-        NetNode node;
-        node.plug(3, "interface:veth1");
-        node.enable(3);
+        PluggedNode node;
         const auto host = open("veth2");
         ASSERT_TRUE(run("ip link set veth1 down"));
         HeldLock lock(node);
