@@ -12,6 +12,8 @@ namespace {
 
 constexpr u32 kMostDelayMs = 1000;
 constexpr u64 kMostOutageMs = 3'600'000;
+/// Beyond, timers have drifted.
+constexpr u64 kMostAfterMs = 3'600'000;
 
 /// What the snapshots say and the simulation does not come to; a line each.
 void sayUnlike(const Forecast& forecast) {
@@ -48,12 +50,18 @@ void addPlanOptions(CLI::App& command, PlanOptions& options) {
         ->check(CLI::Range(u64{0}, kMostOutageMs))
         ->type_name("MS");
     command
+        .add_option("--after", options.settings.afterMs,
+                    "milliseconds from the newest snapshot to the change; default: any moment of "
+                    "a LeaveAll time")
+        ->check(CLI::Range(u64{0}, kMostAfterMs))
+        ->type_name("MS");
+    command
         .add_option("--delay", options.settings.delayMs, "milliseconds of each cable; default: 1")
         ->check(CLI::Range(0U, kMostDelayMs))
         ->type_name("MS");
     command
         .add_option("--runs", options.settings.runs,
-                    "how often, each with other phases of the timers; default: 5")
+                    "how often, as chance has a part in it; default: 5")
         ->check(CLI::Range(1U, kMostRuns))
         ->type_name("N");
 }

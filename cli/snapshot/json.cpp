@@ -57,6 +57,10 @@ Json neighboursOf(const PortSnapshot& port) {
     return list;
 }
 
+Json agoOrNull(u64 ms) {
+    return ms == platform::kNever ? Json(nullptr) : Json(ms);
+}
+
 Json refusedOf(const PortSnapshot& port, const VlanBitmap& staticVlans) {
     Json list = Json::array();
     for (const RefusedVlans& refused : refusedVlans(port, staticVlans))
@@ -94,6 +98,8 @@ Json portOf(const SnapshotFacts& facts, const PortSnapshot& port) {
         {"withdrawn", timesOf(port.withdrawn)},
         {"learnt", timesOf(port.learnt)},
         {"neighbours", neighboursOf(port)},
+        {"leaveAllSent", agoOrNull(port.history.leaveAllOutMs)},
+        {"leaveAllHeard", agoOrNull(port.history.leaveAllInMs)},
         {"statistics", statisticsObject(port.statistics)},
     });
     return json;
@@ -182,6 +188,7 @@ std::string snapshotJson(const SnapshotFacts& facts) {
     return finishedLine({
         {"kind", "snapshot"},
         {"taken", facts.takenMs},
+        {"nextApply", facts.nextApplyMs ? Json(*facts.nextApplyMs) : Json(nullptr)},
         {"hostName", facts.hostName},
         {"configFile", facts.configFile.empty() ? Json(nullptr) : Json(facts.configFile)},
         {"switch", globalObject(facts.global)},

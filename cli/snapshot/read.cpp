@@ -125,6 +125,11 @@ void takeSwitch(const Section& section, SnapshotFacts& facts) {
     }
 }
 
+void takeNextApply(const Section& section, SnapshotFacts& facts) {
+    if (u64 ms = 0; section.into(ms))
+        facts.nextApplyMs = ms;
+}
+
 void takeSetting(const Section& section, PortView& view) {
     if (!view.settings)
         view.settings = PortSettings{};
@@ -192,6 +197,9 @@ void takePort(const Section& section, PortSnapshot& port) {
         case SnapshotPart::PortLimits:
             section.into(port.maxVlans);
             break;
+        case SnapshotPart::PortLeaveAlls:
+            section.into(port.history);
+            break;
         default:
             break;
     }
@@ -209,6 +217,8 @@ SnapshotFacts readSnapshot(std::span<const std::byte> answer) {
             addPorts(section, ports);
         else if (section.head.part == static_cast<u32>(SnapshotPart::Moment))
             section.into(facts.takenMs);
+        else if (section.head.part == static_cast<u32>(SnapshotPart::NextApply))
+            takeNextApply(section, facts);
         else if (const auto port = ports.find(section.head.unit); port != ports.end())
             takePort(section, port->second);
         else

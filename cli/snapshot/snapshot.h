@@ -24,10 +24,12 @@ struct PortSnapshot {
     std::vector<platform::VlanTimeRun> learnt;     ///< since when they are on the port
     std::vector<platform::NeighbourRecord> neighbours;
     u32 maxVlans = 0;  ///< 0: no limit
+    platform::PortHistoryRecord history{platform::kNever, platform::kNever, platform::kNever};
 };
 
 struct SnapshotFacts {
-    u64 takenMs = 0;  ///< since the epoch
+    u64 takenMs = 0;                   ///< since the epoch
+    std::optional<u64> nextApplyMs{};  ///< until pending memberships are applied next
     GlobalView global;
     platform::LossesRecord losses{};
     std::string configFile;  ///< empty: none

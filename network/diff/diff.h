@@ -15,6 +15,8 @@ struct Difference {
     std::string what;    ///< "link", "member", ...
     std::string before;  ///< empty: it was not there
     std::string after;   ///< empty: it is gone
+
+    auto operator<=>(const Difference&) const = default;
 };
 
 /// In the order of the names of switches, ports and cables.

@@ -68,6 +68,8 @@ struct Port {
     std::string cableError;    ///< what keeps that from working; empty: nothing
     Mac heardLast = 0;         ///< source of the last protocol frame, whether it took part or not
     std::vector<Neighbour> neighbours;
+    std::optional<u64> leaveAllSentMs;   ///< ago; nothing: never, or not told
+    std::optional<u64> leaveAllHeardMs;  ///< the same
 
     VlanBitmap permitted{};
     VlanBitmap tagged{};  ///< of `permitted`
@@ -95,6 +97,7 @@ struct Switch {
     std::string source;  ///< the file, for people
     u64 takenMs = 0;     ///< since the epoch
     u64 uptimeMs = 0;
+    std::optional<u64> nextApplyMs;  ///< until pending memberships are applied; nothing: not told
     std::string version;
     bool linux = false;  ///< drives a bridge of the kernel
     bool standby = false;

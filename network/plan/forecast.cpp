@@ -32,6 +32,16 @@ struct Run {
     Problems problems;
 };
 
+/// What is the same for all runs.
+struct Asked {
+    const Network& network;
+    const std::vector<Change>& changes;
+    const ForecastSettings& settings;
+    Network before;  ///< the network as its snapshots have it, without VLAN 1
+    Phases phases;
+    std::vector<VlanBitmap> wanted;
+};
+
 /// Every port has VLAN 1, which the simulation does not follow.
 void dropDefaultVlan(Network& network) {
     for (Switch& each : network.switches) {
@@ -65,6 +75,15 @@ u64 countRest(Replica& replica, Follower& follower) {
     return mostAMinute(follower, ms);
 }
 
+Network withoutDefaultVlan(Network network) {
+    dropDefaultVlan(network);
+    return network;
+}
+
+Network stateOf(Replica& replica) {
+    return withoutDefaultVlan(replica.state());
+}
+
 std::vector<VlanBitmap> wantedAfter(const Network& network, const std::vector<Change>& changes) {
     Network after = network;
     for (const Change& change : changes)
@@ -72,49 +91,60 @@ std::vector<VlanBitmap> wantedAfter(const Network& network, const std::vector<Ch
     return spreadOf(after).wanted;
 }
 
-void applyAll(Replica& replica, Follower& follower, const std::vector<Change>& changes,
-              bool ofTimes) {
-    for (const Change& change : changes)
-        if ((change.kind == ChangeKind::Times) == ofTimes)
-            replica.apply(change);
-    follower.lookAtAll();
-}
-
 bool isOfTimes(const Change& change) {
     return change.kind == ChangeKind::Times;
 }
 
-Run runOnce(const Network& network, const std::vector<Change>& changes,
-            const ForecastSettings& settings, u64 seed) {
-    Run run;
-    Replica replica(network, {seed, settings.delayMs, settings.outageMs});
-    Follower follower(replica);
-    const auto wanted = wantedAfter(network, changes);
-    const u64 calmMs = replica.calmMs();
-    simulation::Random random(seed);
-    replica.start();
-    follower.begin(wanted);
-    run.ended = runToRest(replica, follower, calmMs);
-    replica.settle();
+/// Nobody sets the times of all switches at one moment, and timers run from then on: one switch
+/// after the other, within a LeaveAll time.
+void applyTimes(Replica& replica, Follower& follower, const std::vector<Change>& changes,
+                simulation::Random& random) {
+    const u64 longestMs = replica.longestLeaveAllMs();
+    const std::size_t switches = replica.source().switches.size();
+    for (const Change& change : changes)
+        for (std::size_t of = 0; isOfTimes(change) && of < switches; ++of) {
+            Change part = change;
+            std::erase_if(part.ports, [of](PortAt at) { return at.of != of; });
+            if (part.ports.empty())
+                continue;
+            replica.apply(part);
+            replica.run(random.below(static_cast<u32>(longestMs / switches) + 1));
+        }
     follower.lookAtAll();
-    replica.run(random.below(static_cast<u32>(replica.longestLeaveAllMs())));
-    Network before = network;
-    Network reached = replica.state();
-    dropDefaultVlan(before);
-    dropDefaultVlan(reached);
-    run.unlike = compareNetworks(before, reached);
-    run.restBefore = countRest(replica, follower);
+}
 
-    const bool onlyTimes = std::ranges::all_of(changes, isOfTimes);
-    if (!onlyTimes && std::ranges::any_of(changes, isOfTimes)) {
-        applyAll(replica, follower, changes, true);
+/// Has the timers stand as at the moment of the snapshots; where those tell nothing, anywhere.
+void comeToMoment(Replica& replica, const Phases& phases, simulation::Random& random) {
+    replica.run(random.below(static_cast<u32>(replica.longestLeaveAllMs())));
+    if (phases.ports.empty())
+        return;
+    replica.setPhases(phases, replica.leadMs());
+    replica.run(replica.leadMs());
+    replica.setPhases(phases, 0);
+}
+
+/// Puts the changes in when they are to come.
+void makeChanges(Replica& replica, Follower& follower, const Asked& asked,
+                 simulation::Random& random, Run& run) {
+    const auto anyMs = static_cast<u32>(replica.longestLeaveAllMs());
+    // People and programs are not exact to the millisecond.
+    constexpr u32 kInexactMs = 30;
+    replica.run(asked.settings.afterMs ? *asked.settings.afterMs + random.below(kInexactMs)
+                                       : random.below(anyMs));
+    const bool onlyTimes = std::ranges::all_of(asked.changes, isOfTimes);
+    if (!onlyTimes && std::ranges::any_of(asked.changes, isOfTimes)) {
+        applyTimes(replica, follower, asked.changes, random);
         run.ended = runToRest(replica, follower, replica.calmMs()) && run.ended;
-        // Times of one moment have the timers of all ports run together; the change comes whenever.
         replica.run(random.below(static_cast<u32>(replica.longestLeaveAllMs())));
     }
-    follower.begin(wanted);
-    applyAll(replica, follower, changes, onlyTimes);
-    run.ended = runToRest(replica, follower, std::max(calmMs, replica.calmMs())) && run.ended;
+    follower.begin(asked.wanted);
+    for (const Change& each : asked.changes)
+        if (isOfTimes(each) == onlyTimes)
+            replica.apply(each);
+    follower.lookAtAll();
+}
+
+void noteWhatHappened(const Network& network, Follower& follower, Run& run) {
     run.quietMs = follower.lastChangeMs();
     if (const auto ports = follower.framesUntilQuiet(); !ports.empty()) {
         run.mostFrames = ports.front().frames;
@@ -122,12 +152,45 @@ Run runOnce(const Network& network, const std::vector<Change>& changes,
     }
     run.moments = follower.moments();
     run.reaches = reachesOf(network, follower.histories());
-    Network ended = replica.state();
-    dropDefaultVlan(ended);
-    run.after = compareNetworks(reached, ended);
+}
+
+Run runOnce(const Asked& asked, u64 seed) {
+    Run run;
+    simulation::Random random(seed);
+    Replica replica(asked.network, {seed, asked.settings.delayMs, asked.settings.outageMs});
+    Follower follower(replica);
+    const u64 calmMs = replica.calmMs();
+    replica.start();
+    follower.begin(asked.wanted);
+    run.ended = runToRest(replica, follower, calmMs);
+    replica.settle();
+    follower.lookAtAll();
+    run.restBefore = countRest(replica, follower);
+    comeToMoment(replica, asked.phases, random);
+    const Network reached = stateOf(replica);
+    run.unlike = compareNetworks(asked.before, reached);
+
+    makeChanges(replica, follower, asked, random, run);
+    run.ended = runToRest(replica, follower, std::max(calmMs, replica.calmMs())) && run.ended;
+    noteWhatHappened(asked.network, follower, run);
+    run.after = compareNetworks(reached, stateOf(replica));
     run.restAfter = countRest(replica, follower);
     run.problems = replica.problems();
     return run;
+}
+
+/// The ends that runs came to, those of most runs first.
+std::vector<Ending> endingsOf(const std::vector<Run>& runs) {
+    std::vector<Ending> endings;
+    for (const Run& run : runs) {
+        const auto known = std::ranges::find(endings, run.after, &Ending::differences);
+        if (known == endings.end())
+            endings.push_back({1, run.after});
+        else
+            known->runs++;
+    }
+    std::ranges::stable_sort(endings, std::greater<>(), &Ending::runs);
+    return endings;
 }
 
 Range rangeOf(const std::vector<Run>& runs, u64 Run::*figure) {
@@ -143,16 +206,26 @@ Range rangeOf(const std::vector<Run>& runs, u64 Run::*figure) {
 
 Forecast forecastOf(const Network& network, const std::vector<Change>& changes,
                     const ForecastSettings& settings) {
+    const Asked asked{.network = network,
+                      .changes = changes,
+                      .settings = settings,
+                      .before = withoutDefaultVlan(network),
+                      .phases = phasesOf(network),
+                      .wanted = wantedAfter(network, changes)};
     std::vector<Run> runs;
     for (u32 seed = 1; seed <= settings.runs; ++seed)
-        runs.push_back(runOnce(network, changes, settings, seed));
+        runs.push_back(runOnce(asked, seed));
     Forecast forecast;
     forecast.runs = settings.runs;
-    for (const Change& change : changes)
-        forecast.changes.push_back(change.text);
+    for (const Change& each : changes)
+        forecast.changes.push_back(each.text);
+    forecast.afterMs = settings.afterMs;
+    forecast.portsKnown = asked.phases.ports.size();
+    forecast.portsRunning = asked.phases.running;
     forecast.ended = std::ranges::all_of(runs, &Run::ended);
     forecast.quietMs = rangeOf(runs, &Run::quietMs);
     forecast.mostFrames = rangeOf(runs, &Run::mostFrames);
+    forecast.endings = endingsOf(runs);
     std::ranges::stable_sort(runs, {}, &Run::quietMs);
     Run& middle = runs[runs.size() / 2];
     forecast.busiest = middle.busiest;
@@ -161,7 +234,6 @@ Forecast forecastOf(const Network& network, const std::vector<Change>& changes,
     forecast.reaches = std::move(middle.reaches);
     forecast.moments = std::move(middle.moments);
     forecast.unlike = std::move(middle.unlike);
-    forecast.after = std::move(middle.after);
     forecast.problems = std::move(middle.problems);
     return forecast;
 }

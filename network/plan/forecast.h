@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // What changes will do to a network: it is run in the simulation several times, which differ in
-// when the daemons started, as nobody knows where their timers stand.
+// what nobody knows. Where timers stand snapshots tell, but for ports of which they do not; when
+// the change comes may be said, and is any moment of a LeaveAll time otherwise; how late each timer
+// is, by a millisecond, is chance.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,8 +17,9 @@ namespace network {
 
 struct ForecastSettings {
     u32 runs = 5;
-    u32 delayMs = 1;     ///< of each cable
-    u64 outageMs = 500;  ///< of a switch that restarts
+    u32 delayMs = 1;             ///< of each cable
+    u64 outageMs = 500;          ///< of a switch that restarts
+    std::optional<u64> afterMs{};  ///< when the change comes, since the newest snapshot
 };
 inline constexpr u32 kMostRuns = 100;
 
@@ -26,8 +30,17 @@ struct Range {
     u64 most = 0;
 };
 
+/// How the network is at the end of some runs.
+struct Ending {
+    u32 runs = 0;
+    std::vector<Difference> differences;  ///< from before the change
+};
+
 struct Forecast {
     std::vector<std::string> changes;
+    std::optional<u64> afterMs;  ///< as it was asked for
+    std::size_t portsKnown = 0;  ///< whose LeaveAll timers snapshots tell
+    std::size_t portsRunning = 0;
     u32 runs = 0;
     bool ended = true;    ///< every run became quiet
     Range quietMs;        ///< from the change to the last membership that came or went
@@ -38,7 +51,7 @@ struct Forecast {
     std::vector<Reach> reaches;      ///< of the run in the middle, the worst first
     std::vector<Moment> moments;     ///< of that run
     std::vector<Difference> unlike;  ///< snapshots, and the simulation before the change
-    std::vector<Difference> after;   ///< before the change, and at the end
+    std::vector<Ending> endings;     ///< all that runs came to, those of most runs first
     Problems problems;               ///< what could not be put in as it is
 };
 

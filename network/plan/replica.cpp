@@ -20,6 +20,8 @@ using scenario::VlanSet;
 using simulation::Node;
 
 constexpr u32 kStrangerUnit = 1;
+/// An end that is to hear a LeaveAll has its own so much later.
+constexpr u64 kHeardFirstMs = 100;
 
 VlanBitmap bitmapOf(const VlanSet& set) {
     VlanBitmap bitmap{};
@@ -120,6 +122,7 @@ VlanSet registeredAt(const MvrpPortEntry& port) {
 
 Replica::Replica(const Network& network, const ReplicaSettings& settings)
     : source_(network), settings_(settings), engine_(settings.seed), random_(settings.seed) {
+    engine_.setLateness(simulation::kRealLateness);
     for (std::size_t of = 0; of < source_.switches.size(); ++of)
         addSwitch(of);
     addCables();
@@ -277,6 +280,33 @@ void Replica::settle() {
     }
 }
 
+u64 Replica::leadMs() const {
+    constexpr u64 kMarginMs = 2000;
+    return longestLeaveAllMs() + kMarginMs;
+}
+
+void Replica::setPhases(const Phases& phases, u64 beforeMs) {
+    const auto set = [this](u32 node, u32 unit, u64 ms) {
+        engine_.act(node, [&] { simulation::setLeaveAllIn(unit, static_cast<u32>(ms)); });
+    };
+    for (const LeaveAllPhase& phase : phases.ports) {
+        // The other end's LeaveAll comes first, and starts the timer anew.
+        const u64 ms = beforeMs == 0 ? phase.nextMs
+                                     : beforeMs - std::min(phase.lastMs, beforeMs) +
+                                           (phase.leads ? 0 : kHeardFirstMs);
+        set(static_cast<u32>(phase.at.of), source_.portOf(phase.at).number, ms);
+        const auto stranger = std::ranges::find(strangers_, phase.at);
+        if (stranger != strangers_.end())
+            set(static_cast<u32>(source_.switches.size() +
+                                 static_cast<std::size_t>(stranger - strangers_.begin())),
+                kStrangerUnit, phase.leads ? ms + kHeardFirstMs : ms - std::min(ms, kHeardFirstMs));
+    }
+    for (std::size_t of = 0; beforeMs == 0 && of < phases.apply.size(); ++of)
+        if (phases.apply[of])
+            engine_.act(static_cast<u32>(of),
+                        [&] { simulation::setApplyIn(static_cast<u32>(*phases.apply[of])); });
+}
+
 void Replica::apply(const Change& change) {
     applyToSettings(source_, change);
     switch (change.kind) {
@@ -327,7 +357,7 @@ void Replica::goAway(u32 index) {
     away_[index] = true;
     plugIn(index, false);
     node.host.switchState.forgetLearnt();
-    node.dueMs.reset();
+    node.wakeMs.reset();
     returns_.push_back({engine_.nowMs() + settings_.outageMs, index});
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "network/plan/change.h"
+#include "network/plan/phases.h"
 #include "platform/virtual/network/network.h"
 
 namespace network {
@@ -30,6 +31,11 @@ class Replica {
     /// Once the network is at rest: memberships that come from what happened earlier are put in,
     /// and modes are set that keep what their port has learnt before.
     void settle();
+    /// Has the timers that are known stand as they did, at a moment that comes when `beforeMs` have
+    /// passed: leadMs() to let what LeaveAlls made happen again until then, and 0 at the moment.
+    void setPhases(const Phases& phases, u64 beforeMs);
+    /// In so long all that the last LeaveAlls before a moment made comes about.
+    u64 leadMs() const;
     /// Puts a change in. A switch that restarts is back after the time of its outage, which run()
     /// has to pass.
     void apply(const Change& change);

@@ -53,6 +53,11 @@ u32 smallAt(const Json& object, const char* key) {
     return static_cast<u32>(value);
 }
 
+/// Nothing for null, and where there is no such key.
+std::optional<u64> numberIfAt(const Json& object, const char* key) {
+    return memberOf(object, key).is_null() ? std::nullopt : std::optional(numberAt(object, key));
+}
+
 bool flagAt(const Json& object, const char* key) {
     const Json& value = memberOf(object, key);
     return value.is_boolean() && value.get<bool>();
@@ -154,6 +159,8 @@ Port portOf(const Json& json) {
     port.cable = textAt(json, "cable");
     port.cableError = textAt(json, "cableError");
     port.heardLast = macOf(textAt(json, "portMvrpLastPduOrigin"));
+    port.leaveAllSentMs = numberIfAt(json, "leaveAllSent");
+    port.leaveAllHeardMs = numberIfAt(json, "leaveAllHeard");
     readSettings(json, port);
     readNeighbours(json, port);
     readVlans(json, port);
@@ -198,6 +205,7 @@ Switch parseSnapshot(const std::string& text) {
     readSwitch(memberOf(json, "switch"), result);
     result.hostName = textAt(json, "hostName");
     result.takenMs = numberAt(json, "taken");
+    result.nextApplyMs = numberIfAt(json, "nextApply");
     result.staticVlans = vlansAt(json, "vlansStatic");
     result.learntVlans = vlansAt(json, "vlansLearnt");
     for (const Json& port : listAt(json, "ports"))

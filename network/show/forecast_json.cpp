@@ -27,6 +27,13 @@ Json differencesOf(const std::vector<Difference>& differences) {
     return list;
 }
 
+Json endingsOf(const std::vector<Ending>& endings) {
+    Json list = Json::array();
+    for (const Ending& ending : endings)
+        list.push_back({{"runs", ending.runs}, {"differences", differencesOf(ending.differences)}});
+    return list;
+}
+
 Json reachOf(const Reach& reach) {
     const bool interrupted = reach.kind == ReachKind::Interrupted;
     return {{"kind", kKinds.at(static_cast<std::size_t>(reach.kind))},
@@ -52,6 +59,8 @@ std::string forecastJson(const Network& network, const Forecast& forecast) {
         {{"switches", network.switches.size()},
          {"cables", network.cables.size()},
          {"changes", forecast.changes},
+         {"after", forecast.afterMs ? Json(*forecast.afterMs) : Json(nullptr)},
+         {"timers", {{"known", forecast.portsKnown}, {"of", forecast.portsRunning}}},
          {"runs", forecast.runs},
          {"ended", forecast.ended},
          {"quiet", rangeOf(forecast.quietMs)},
@@ -61,7 +70,8 @@ std::string forecastJson(const Network& network, const Forecast& forecast) {
          {"reaches", reaches},
          {"moments", moments},
          {"unlike", differencesOf(forecast.unlike)},
-         {"differences", differencesOf(forecast.after)},
+         {"differences", differencesOf(forecast.endings.front().differences)},
+         {"endings", endingsOf(forecast.endings)},
          {"problems", forecast.problems}});
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <map>
 
 #include "network/show/forecast.h"
 #include "network/show/show.h"
@@ -75,6 +76,60 @@ std::string timeText(const Forecast& forecast) {
     return text.empty() ? "" : "\nMemberships that come or go, from each time on\n" + text;
 }
 
+/// A row of a difference, and how it looks at an end: empty where that end has no such row.
+using Row = std::pair<std::string, std::string>;
+
+std::map<Row, Difference> rowsOf(const Ending& ending) {
+    std::map<Row, Difference> rows;
+    for (const Difference& each : ending.differences)
+        rows.emplace(Row{each.where, each.what}, each);
+    return rows;
+}
+
+/// How ends differ from the one that most runs came to, with the number of runs.
+std::string otherEndsText(const Forecast& forecast, const cli::Style& style) {
+    const auto usual = rowsOf(forecast.endings.front());
+    std::map<std::pair<Row, std::string>, u32> others;
+    for (const Ending& ending : forecast.endings) {
+        const auto rows = rowsOf(ending);
+        for (const auto& [row, found] : rows)
+            if (const auto known = usual.find(row);
+                known == usual.end() || known->second.after != found.after)
+                others[{row, found.after}] += ending.runs;
+        for (const auto& [row, found] : usual)
+            if (!rows.contains(row))
+                others[{row, found.before}] += ending.runs;
+    }
+    cli::Table table({"Where", "What", "Or else", ">Runs"});
+    for (const auto& [found, runs] : others)
+        table.add({found.first.first, found.first.second, found.second, numberText(runs)});
+    return table.print(style);
+}
+
+/// Where chance decides, all that came about is said.
+std::string endText(const Forecast& forecast, const cli::Style& style) {
+    const Ending& usual = forecast.endings.front();
+    const bool sure = forecast.endings.size() == 1;
+    const std::string often =
+        sure ? "" : ", in " + numberText(usual.runs) + " of " + numberText(forecast.runs) + " runs";
+    const std::string text =
+        usual.differences.empty()
+            ? "\nAt the end" + often + (sure ? " " : ", ") + "all is as before.\n"
+            : "\nAt the end" + often + "\n" + differencesText(usual.differences, style);
+    return sure ? text
+                : text + "\nChance decides, within milliseconds. In other runs\n" +
+                      otherEndsText(forecast, style);
+}
+
+std::string timersText(const Forecast& forecast) {
+    if (forecast.portsKnown == 0)
+        return "at any moment; the snapshots do not say where LeaveAll timers stand\n";
+    return (forecast.afterMs ? secondsText(*forecast.afterMs) + " s after the newest snapshot"
+                             : std::string("at any moment of a LeaveAll time")) +
+           "; LeaveAll timers are known of " + std::to_string(forecast.portsKnown) + " of " +
+           std::to_string(forecast.portsRunning) + " ports\n";
+}
+
 }  // namespace
 
 std::string secondsText(u64 ms) {
@@ -120,11 +175,9 @@ std::string forecastText(const Forecast& forecast, const cli::Style& style) {
     std::string text;
     for (const std::string& change : forecast.changes)
         text += style.paint(cli::Colour::Strong, change) + "\n";
-    text += "\n" + figuresText(forecast, style) + "\n" + reachesText(forecast, style) +
-            timeText(forecast);
-    if (forecast.after.empty())
-        return text + "\nAt the end all is as before.\n";
-    return text + "\nAt the end\n" + differencesText(forecast.after, style);
+    text += timersText(forecast) + "\n" + figuresText(forecast, style) + "\n" +
+            reachesText(forecast, style) + timeText(forecast);
+    return text + endText(forecast, style);
 }
 
 }  // namespace network

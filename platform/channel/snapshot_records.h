@@ -21,8 +21,8 @@ struct SnapshotSection {
 };
 static_assert(sizeof(SnapshotSection) == 20);
 
-/// Parts that no other request answers with; behind the numbers of Request. But for Moment, of a
-/// port.
+/// Parts that no other request answers with; behind the numbers of Request. But for Moment and
+/// NextApply, of a port.
 enum class SnapshotPart : u32 {
     Moment = 1024,         ///< u64: ms since the epoch
     PortMachines = 1025,   ///< MachineRun each; VLANs that are left out are not in use
@@ -31,6 +31,8 @@ enum class SnapshotPart : u32 {
     PortMembers = 1028,    ///< VlanTimeRun each: learnt memberships, since when
     PortNeighbours = 1029,  ///< NeighbourRecord each
     PortLimits = 1030,      ///< PortLimitsRecord
+    PortLeaveAlls = 1031,   ///< PortHistoryRecord
+    NextApply = 1032,       ///< u64: ms until pending memberships are applied next
 };
 
 /// VLANs whose machines are in the same states.

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "platform/channel/snapshot_records.h"
 #include "platform/contract/machine_states.h"
@@ -11,6 +12,7 @@
 #include "platform/requests/host_requests.h"
 #include "platform/requests/reply.h"
 #include "platform/runtime/tasks/sem.h"
+#include "platform/runtime/tasks/timer.h"
 
 namespace platform {
 namespace {
@@ -82,6 +84,8 @@ class SnapshotWriter {
     void addSwitch() {
         constexpr u64 kUsPerMs = 1000;
         addRecords(SnapshotPart::Moment, 0, std::vector{wallClockUs() / kUsPerMs});
+        if (const std::optional<u64> ms = portlessTimerMs())
+            addRecords(SnapshotPart::NextApply, 0, std::vector{*ms});
         for (const Asked& asked : kOfSwitch)
             ask(asked, 0);
     }
@@ -142,6 +146,8 @@ class SnapshotWriter {
         addRecords(SnapshotPart::PortNeighbours, port.unit, sources_.frames.neighbours(port.unit));
         addRecords(SnapshotPart::PortLimits, port.unit,
                    std::vector{PortLimitsRecord{port.maxVlans}});
+        addRecords(SnapshotPart::PortLeaveAlls, port.unit,
+                   std::vector{sources_.frames.history(port.unit)});
     }
 
     const Dispatcher& dispatcher_;

@@ -4,6 +4,7 @@
 #include "platform/runtime/tasks/timer.h"
 
 #include <algorithm>
+#include <atomic>
 #include <limits>
 
 #include "platform/containers/timer_heap.h"
@@ -13,12 +14,21 @@
 namespace platform {
 namespace {
 
+/// When the timer that was started last without an argument is due; 0: there was none.
+std::atomic<u64> portlessDueMs{0};
+
 u64 msUntil(u64 dueMs) {
     const u64 now = momentMs();
     return dueMs > now ? dueMs - now : 0;
 }
 
 }  // namespace
+
+std::optional<u64> portlessTimerMs() {
+    const u64 dueMs = portlessDueMs.load(std::memory_order_relaxed);
+    return dueMs == 0 ? std::nullopt : std::optional(msUntil(dueMs));
+}
+
 }  // namespace platform
 
 using namespace platform;
@@ -33,7 +43,10 @@ void silTimerNodeInit(SilTimerNode* node) {
 
 u32 silTimerStart(SilTimerList* list, SilTimerNode* node, u32, u32 ms, SilTimerHandler handler,
                   void* argument, void*, void*) {
-    const bool started = timerHeapStart(*list, *node, momentMs() + ms, handler, argument);
+    const u64 dueMs = momentMs() + ms;
+    const bool started = timerHeapStart(*list, *node, dueMs, handler, argument);
+    if (started && argument == nullptr)
+        portlessDueMs.store(dueMs, std::memory_order_relaxed);
     return started ? kStatusOk : kStatusFailed;
 }
 

@@ -81,16 +81,28 @@ const Network::Way* Network::wayFrom(u32 node, u32 unit) const {
 
 /// The earliest timer of all switches, which stays at the top.
 u64 Network::nextTimerMs() {
-    while (!timers_.empty() && nodes_[timers_.top().node]->dueMs != timers_.top().atMs)
+    while (!timers_.empty() && nodes_[timers_.top().node]->wakeMs != timers_.top().atMs)
         timers_.pop();
     return timers_.empty() ? UINT64_MAX : timers_.top().atMs;
+}
+
+/// When a switch that waits from now on runs a timer.
+u64 Network::wakeFor(u64 dueMs) {
+    if (lateness_.leastWaitMs == 0 && lateness_.mostMs == 0)
+        return dueMs;
+    const u64 waitMs = dueMs - std::min(dueMs, nowMs_);
+    const u64 part = waitMs % kMsPerSecond;
+    const u64 floored = waitMs - part + std::max<u64>(part, lateness_.leastWaitMs);
+    const u64 late = lateness_.mostMs == 0 ? 0 : random_.below(lateness_.mostMs + 1);
+    return nowMs_ + floored + late;
 }
 
 void Network::transmit(u32 index) {
     Node& node = *nodes_[index];
     node.acted = true;
-    if (node.dueMs)
-        timers_.push({*node.dueMs, index});
+    node.wakeMs = node.dueMs ? std::optional(wakeFor(*node.dueMs)) : std::nullopt;
+    if (node.wakeMs)
+        timers_.push({*node.wakeMs, index});
     if (observer_)
         observer_(node);
     for (SentFrame& frame : node.sent)

@@ -39,6 +39,16 @@ struct Cable {
 
 inline constexpr u32 kMostReorderMs = 400;
 
+/// How late timers of a switch run. By default they run in the very millisecond.
+struct Lateness {
+    /// Of the part below a second of a wait for timers, as the protocol task has it: one that is
+    /// due earlier waits, unless a frame comes.
+    u32 leastWaitMs = 0;
+    u32 mostMs = 0;  ///< each wait is longer by up to so much
+};
+/// That of a running daemon: its least wait, and a clock and a processor that are shared.
+inline constexpr Lateness kRealLateness = {17, 1};
+
 class Network {
   public:
     /// @param corrections  that the daemons of all its switches find on
@@ -60,6 +70,8 @@ class Network {
     const std::vector<Cable>& cables() const { return cables_; }
     u64 nowMs() const { return nowMs_; }
     CorrectionSet corrections() const { return corrections_; }
+
+    void setLateness(const Lateness& lateness) { lateness_ = lateness; }
 
     /// Called with each switch that acted, with what it sent, before that goes on its way.
     void setObserver(std::function<void(const Node&)> observer) { observer_ = std::move(observer); }
@@ -109,13 +121,15 @@ class Network {
     void plug(u32 cable, PortEnd from, PortEnd to);
     const Way* wayFrom(u32 node, u32 unit) const;
     u64 nextTimerMs();
+    u64 wakeFor(u64 dueMs);
     void transmit(u32 index);
     void tellStandby(Node& active);
     void carry(u32 cable, PortEnd to, SentFrame&& frame);
     void deliver(Arrival&& arrival);
     bool runNext(u64 endMs);
 
-    Random random_;  // of the cables
+    Random random_;  // of the cables, and of waits that are longer
+    Lateness lateness_;
     CorrectionSet corrections_;
     u64 nowMs_ = 0;
     u64 sequence_ = 0;

@@ -42,6 +42,7 @@ struct Node {
     scenario::ScenarioHost host;
     MvrpInfo record{};                      ///< while the switch has no turn
     std::optional<u64> dueMs;               ///< of the earliest timer, as of the last turn
+    std::optional<u64> wakeMs;              ///< when the switch acts by itself next; Network's
     std::vector<SentFrame> sent;            ///< since the network last took them
     std::map<u32, bool> wanted;             ///< ports that management switched on
     std::optional<u32> standby;             ///< index of the standby card of this switch

@@ -3,6 +3,8 @@
 
 #include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
+#include "daemon/timers/pending.h"
+#include "daemon/timers/protocol_timers.h"
 #include "platform/contract/qor_if.h"
 #include "platform/contract/qor_vlan.h"
 
@@ -125,6 +127,20 @@ u32 setTimes(u32 unit, const PortTimes& times) {
     set(MVRP_PORT_LEAVE_TIMEOUT, times.leaveMs);
     set(MVRP_PORT_LEAVE_ALL_TIMEOUT, times.leaveAllMs);
     return status;
+}
+
+void setLeaveAllIn(u32 unit, u32 ms) {
+    MvrpPortEntry* port = mvrpPortEntryGet(unit);
+    if (port != nullptr && port->enable != 0)
+        mvrpPortTimerRestart(port, &port->leaveAllTimer, ms, mvrpLeaveallTimerHandler);
+}
+
+static_assert(kApplyEveryMs == kMvrpPendingIdleMs);
+
+void setApplyIn(u32 ms) {
+    silTimerStop(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer);
+    silTimerStart(&gMvrpInfo.timerList, &gMvrpInfo.pendingTimer, 0, ms, mvrpPendingTimerHandler,
+                  nullptr, nullptr, nullptr);
 }
 
 u32 setScalar(u32 attribute, u32 value) {

@@ -36,6 +36,12 @@ struct PortTimes {
 };
 /// Sets them in an order in which each fits the others at that moment. @return the first refusal
 u32 setTimes(u32 unit, const PortTimes& times);
+/// Has a port's LeaveAll timer expire when `ms` have passed, unless it hears a LeaveAll before.
+void setLeaveAllIn(u32 unit, u32 ms);
+/// An idle switch looks so often, in ms, whether memberships are pending.
+inline constexpr u32 kApplyEveryMs = 1000;
+/// Has memberships that are pending applied when `ms` have passed.
+void setApplyIn(u32 ms);
 u32 setScalar(u32 attribute, u32 value);
 /// The same as the active's daemon asks a standby for it.
 u32 syncScalar(u32 attribute, u32 value);

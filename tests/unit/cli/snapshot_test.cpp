@@ -73,6 +73,22 @@ TEST(SnapshotRead, ASectionEachGoesToItsPort) {
     EXPECT_EQ(heardVlans(port), vlanRange(10, 12));
 }
 
+TEST(SnapshotRead, WhereTimersStandIsToldOrNull) {
+    Answer answer = onePort();
+    Answer telling = answer;
+    telling.add(SnapshotPart::NextApply, 0, std::vector<u64>{700});
+    telling.add(SnapshotPart::PortLeaveAlls, kUnit,
+                std::vector{platform::PortHistoryRecord{platform::kNever, 1500, 0}});
+    const auto told = nlohmann::json::parse(snapshotJson(readSnapshot(telling.all)));
+    EXPECT_EQ(told["nextApply"], 700);
+    EXPECT_EQ(told["ports"][0]["leaveAllSent"], 1500);
+    EXPECT_TRUE(told["ports"][0]["leaveAllHeard"].is_null());
+    answer.add(SnapshotPart::NextApply, 0, std::vector<u32>{700});  // too short
+    const auto silent = nlohmann::json::parse(snapshotJson(readSnapshot(answer.all)));
+    EXPECT_TRUE(silent["nextApply"].is_null());
+    EXPECT_TRUE(silent["ports"][0]["leaveAllSent"].is_null());
+}
+
 TEST(SnapshotRead, UnknownAndRefusedAndCutSectionsArePassedOver) {
     Answer answer = onePort();
     answer.add(SnapshotPart{4000}, kUnit, std::vector<u32>{1, 2, 3});

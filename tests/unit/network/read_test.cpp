@@ -81,6 +81,22 @@ TEST(SnapshotText, AnythingElseIsRefusedAndNothingIsReadBeyondIt) {
     EXPECT_THROW(parseSnapshot(std::string(100'000, '[')), SnapshotError);
 }
 
+TEST(SnapshotText, TimersOfEarlierReleasesAreUnknown) {
+    Json json = snapshotOf("west", "02:00:00:00:00:01");
+    Switch each = parseSnapshot(json.dump());
+    EXPECT_FALSE(each.nextApplyMs.has_value());
+    EXPECT_FALSE(each.ports[0].leaveAllSentMs.has_value());
+    json["nextApply"] = 250;
+    json["ports"][0]["leaveAllSent"] = 1200;
+    json["ports"][0]["leaveAllHeard"] = nullptr;
+    each = parseSnapshot(json.dump());
+    EXPECT_EQ(each.nextApplyMs, 250U);
+    EXPECT_EQ(each.ports[0].leaveAllSentMs, 1200U);
+    EXPECT_FALSE(each.ports[0].leaveAllHeardMs.has_value());
+    json["ports"][0]["leaveAllSent"] = "soon";
+    EXPECT_THROW(parseSnapshot(json.dump()), SnapshotError);
+}
+
 TEST(SnapshotText, HostileNamesAreMadeSafe) {
     Json hostile = snapshotOf("we\x1b[31mst\n", "02:00:00:00:00:01");
     EXPECT_EQ(parseSnapshot(hostile.dump()).name, "we?[31mst?");

@@ -7,8 +7,10 @@
 #include <map>
 #include <optional>
 
+#include "platform/containers/timer_heap.h"
 #include "platform/contract/management.h"
 #include "platform/contract/sil.h"
+#include "platform/net/clock.h"
 #include "platform/requests/host_requests.h"
 #include "platform/requests/switch_requests.h"
 #include "platform/runtime/tasks/sem.h"
@@ -141,6 +143,40 @@ TEST_F(SnapshotTaken, TellsWhatWasHeardAndFromWhom) {
     ASSERT_NE(who, nullptr);
     ASSERT_EQ(who->records<NeighbourRecord>().size(), 1U);
     EXPECT_EQ(who->records<NeighbourRecord>()[0].mac, view.source());
+}
+
+TEST_F(SnapshotTaken, TellsWhenLeaveAllsWereSentAndHeard) {
+    const auto told = [this] {
+        const std::vector<Section> sections = take();
+        const Section* section =
+            find(sections, static_cast<u32>(SnapshotPart::PortLeaveAlls), kPort);
+        return section == nullptr ? PortHistoryRecord{}
+                                  : section->records<PortHistoryRecord>().at(0);
+    };
+    EXPECT_EQ(told().leaveAllInMs, kNever);
+    EXPECT_EQ(told().leaveAllOutMs, kNever);
+    const frames::Bytes frame = frames::nativeFrame("00 01 01 2001 000a 24 0000");
+    frames.frameHandled(kPort, classifyFrame(frame), DropReason::None, Delivery::Delivered);
+    EXPECT_LT(told().leaveAllInMs, 60'000U);
+    EXPECT_EQ(told().leaveAllOutMs, kNever);
+    frames.frameSent(kPort, frame, 0, monotonicMs());
+    EXPECT_LT(told().leaveAllOutMs, 60'000U);
+}
+
+TEST_F(SnapshotTaken, TellsWhenPendingMembershipsAreAppliedNext) {
+    SilTimerList list;
+    silTimerListInit(&list);
+    SilTimerNode node{};
+    constexpr u32 kDueMs = 100'000'000;
+    ASSERT_EQ(silTimerStart(&list, &node, 0, kDueMs, nullptr, nullptr, nullptr, nullptr),
+              kStatusOk);
+    const std::vector<Section> sections = take();
+    const Section* section = find(sections, static_cast<u32>(SnapshotPart::NextApply), 0);
+    ASSERT_NE(section, nullptr);
+    EXPECT_LE(section->records<u64>().at(0), kDueMs);
+    EXPECT_GT(section->records<u64>().at(0), kDueMs / 2);
+    silTimerStop(&list, &node);
+    timerHeapDestroy(list);
 }
 
 TEST_F(SnapshotTaken, LeavesNoLockHeldAndTakesNoValue) {
