@@ -47,7 +47,7 @@ struct Lateness {
     u32 mostMs = 0;  ///< each wait is longer by up to so much
 };
 /// That of a running daemon: its least wait, and a clock and a processor that are shared.
-inline constexpr Lateness kRealLateness = {17, 1};
+inline constexpr Lateness kRealLateness = {17, 4};
 
 class Network {
   public:
