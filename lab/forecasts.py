@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Compares what `mvrp-net plan` forecasts with what running switches do: random networks, one change each.
 Each network is made some times from nothing, one switch after the other, and changed at any moment between
-two LeaveAlls, which the forecast is told (`--after`), but where the change begins with other times: those start
-the timers anew. Prints a table, and "N passed, N failed": a network is right when each of its changes has an end
-that the forecast named, and took, until the last membership that came or went, as long as the middle of the
-forecast, by 10 % or 200 ms.
+two LeaveAlls, which the forecast is told (`--after`), but where the change begins with other times: those
+start the timers anew. Prints a table, and "N passed, N failed": a network is right when each of its changes
+has an end that the forecast named, and took, until the last membership that came or went, as long as the
+middle of the forecast, by 10 % or 200 ms.
 
 The same seed makes the same network and change."""
 

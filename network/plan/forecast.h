@@ -17,8 +17,8 @@ namespace network {
 
 struct ForecastSettings {
     u32 runs = 5;
-    u32 delayMs = 1;             ///< of each cable
-    u64 outageMs = 500;          ///< of a switch that restarts
+    u32 delayMs = 1;               ///< of each cable
+    u64 outageMs = 500;            ///< of a switch that restarts
     std::optional<u64> afterMs{};  ///< when the change comes, since the newest snapshot
 };
 inline constexpr u32 kMostRuns = 100;

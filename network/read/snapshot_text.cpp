@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/client/safe_text.h"
+#include "network/read/lifted_lists.h"
 #include "platform/model/mac_address.h"
 
 namespace network {
@@ -63,10 +64,13 @@ bool flagAt(const Json& object, const char* key) {
     return value.is_boolean() && value.get<bool>();
 }
 
-VlanBitmap vlansAt(const Json& object, const char* key) {
+VlanBitmap vlansAt(const Json& object, const char* key, const LiftedLists& lists) {
     const Json& value = memberOf(object, key);
     if (value.is_null())
         return {};
+    if (value.is_string())
+        if (const VlanBitmap* const lifted = lists.find(value.get_ref<const std::string&>()))
+            return *lifted;
     const auto vlans = value.is_string()
                            ? platform::parseVlanRanges(value.get_ref<const std::string&>())
                            : std::nullopt;
@@ -90,10 +94,10 @@ const Json& listAt(const Json& object, const char* key) {
     return value.is_array() ? value : kEmpty;
 }
 
-std::vector<VlanAge> agesAt(const Json& port, const char* key) {
+std::vector<VlanAge> agesAt(const Json& port, const char* key, const LiftedLists& lists) {
     std::vector<VlanAge> ages;
     for (const Json& entry : listAt(port, key))
-        ages.push_back({vlansAt(entry, "vlans"), numberAt(entry, "age")});
+        ages.push_back({vlansAt(entry, "vlans", lists), numberAt(entry, "age")});
     return ages;
 }
 
@@ -115,18 +119,18 @@ void readSettings(const Json& json, Port& port) {
     port.heardIeee = textAt(json, "heardForm") == "ieee";
 }
 
-void readVlans(const Json& json, Port& port) {
-    port.permitted = vlansAt(json, "vlansPermitted");
-    port.tagged = vlansAt(json, "vlansPermittedTagged");
-    port.registered = vlansAt(json, "vlansRegistered");
-    port.declared = vlansAt(json, "vlansDeclared");
-    port.member = vlansAt(json, "vlansMember");
-    port.learnt = vlansAt(json, "vlansLearnt");
-    port.heard = vlansAt(json, "vlansHeard");
+void readVlans(const Json& json, const LiftedLists& lists, Port& port) {
+    port.permitted = vlansAt(json, "vlansPermitted", lists);
+    port.tagged = vlansAt(json, "vlansPermittedTagged", lists);
+    port.registered = vlansAt(json, "vlansRegistered", lists);
+    port.declared = vlansAt(json, "vlansDeclared", lists);
+    port.member = vlansAt(json, "vlansMember", lists);
+    port.learnt = vlansAt(json, "vlansLearnt", lists);
+    port.heard = vlansAt(json, "vlansHeard", lists);
     for (const Json& entry : listAt(json, "vlansRefused"))
-        port.refused.push_back({textAt(entry, "reason"), vlansAt(entry, "vlans")});
-    port.heardAges = agesAt(json, "heard");
-    port.withdrawnAges = agesAt(json, "withdrawn");
+        port.refused.push_back({textAt(entry, "reason"), vlansAt(entry, "vlans", lists)});
+    port.heardAges = agesAt(json, "heard", lists);
+    port.withdrawnAges = agesAt(json, "withdrawn", lists);
 }
 
 /// One that said nothing over three LeaveAlls, of which each takes up to one and a half of its
@@ -142,7 +146,7 @@ void readNeighbours(const Json& json, Port& port) {
     }
 }
 
-Port portOf(const Json& json) {
+Port portOf(const Json& json, const LiftedLists& lists) {
     Port port;
     port.number = smallAt(json, "port");
     port.name = textAt(json, "name");
@@ -163,7 +167,7 @@ Port portOf(const Json& json) {
     port.leaveAllHeardMs = numberIfAt(json, "leaveAllHeard");
     readSettings(json, port);
     readNeighbours(json, port);
-    readVlans(json, port);
+    readVlans(json, lists, port);
     return port;
 }
 
@@ -199,17 +203,18 @@ void checkKind(const Json& json) {
 }  // namespace
 
 Switch parseSnapshot(const std::string& text) {
-    const Json json = Json::parse(text, nullptr, false);
+    const LiftedLists lists(text);
+    const Json json = Json::parse(lists.text(), nullptr, false);
     checkKind(json);
     Switch result;
     readSwitch(memberOf(json, "switch"), result);
     result.hostName = textAt(json, "hostName");
     result.takenMs = numberAt(json, "taken");
     result.nextApplyMs = numberIfAt(json, "nextApply");
-    result.staticVlans = vlansAt(json, "vlansStatic");
-    result.learntVlans = vlansAt(json, "vlansLearnt");
+    result.staticVlans = vlansAt(json, "vlansStatic", lists);
+    result.learntVlans = vlansAt(json, "vlansLearnt", lists);
     for (const Json& port : listAt(json, "ports"))
-        result.ports.push_back(portOf(port));
+        result.ports.push_back(portOf(port, lists));
     for (const Json& entry : listAt(json, "lldp"))
         result.lldp.push_back({textAt(entry, "interface"), textAt(entry, "systemName"),
                                textAt(entry, "portId"), macOf(textAt(entry, "chassisId"))});

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 namespace network {
 
@@ -62,7 +61,14 @@ bool readFile(const std::string& path, std::string& content) {
     std::ifstream file(path, std::ios::binary);
     if (!file)
         return false;
-    content.assign(std::istreambuf_iterator<char>(file), {});
+    constexpr std::size_t kAtATime = std::size_t{1} << 16;
+    content.clear();
+    do {
+        const std::size_t before = content.size();
+        content.resize(before + std::max(kAtATime, before));
+        file.read(content.data() + before, static_cast<std::streamsize>(content.size() - before));
+        content.resize(before + static_cast<std::size_t>(file.gcount()));
+    } while (file);
     return !file.bad();
 }
 

@@ -97,6 +97,60 @@ TEST(SnapshotText, TimersOfEarlierReleasesAreUnknown) {
     EXPECT_THROW(parseSnapshot(json.dump()), SnapshotError);
 }
 
+/// Every other VLAN up to `last`.
+std::string alternating(u32 last) {
+    std::string text;
+    for (u32 vid = 2; vid <= last; vid += 2)
+        text += (text.empty() ? "" : ",") + std::to_string(vid);
+    return text;
+}
+
+TEST(SnapshotText, LongListsOfVlansAreReadAsShortOnesAre) {
+    Json json = snapshotOf("west", "02:00:00:00:00:01");
+    Json& port = json["ports"][0];
+    json["vlansStatic"] = port["vlansMember"] = alternating(4094);
+    port["vlansDeclared"] = alternating(400);
+    port["heard"] = {{{"vlans", alternating(400)}, {"age", 3000}}};
+    const Switch each = parseSnapshot(json.dump());
+    EXPECT_EQ(each.staticVlans, *platform::parseVlanRanges(alternating(4094)));
+    EXPECT_EQ(each.ports[0].member, each.staticVlans);
+    EXPECT_EQ(each.ports[0].declared, *platform::parseVlanRanges(alternating(400)));
+    EXPECT_EQ(each.ports[0].heardAges.at(0).vlans, each.ports[0].declared);
+    EXPECT_EQ(each.ports[0].registered, platform::vlanRange(30, 32));
+    for (const std::string& wrong : {alternating(4094) + ",4095", alternating(400) + ","}) {
+        port["vlansDeclared"] = wrong;
+        EXPECT_THROW(parseSnapshot(json.dump()), SnapshotError) << wrong;
+    }
+}
+
+TEST(SnapshotText, WordsThatStandForListsAreNoneOfTheDocument) {
+    Json json = snapshotOf("west", "02:00:00:00:00:01");
+    json["vlansStatic"] = alternating(400);
+    json["ports"][0]["vlansDeclared"] = "@0";
+    EXPECT_THROW(parseSnapshot(json.dump()), SnapshotError);
+    json["ports"][0]["vlansDeclared"] = "-";
+    json["switch"]["name"] = "@0";
+    EXPECT_EQ(parseSnapshot(json.dump()).name, "@0");
+    json["switch"]["name"] = alternating(400);  // a name is no list
+    EXPECT_EQ(parseSnapshot(json.dump()).name, alternating(400));
+    json["hostName"] = "quote \" and \\";
+    json["configFile"] = "vlans";
+    EXPECT_EQ(parseSnapshot(json.dump()).hostName, "quote \" and \\");
+    EXPECT_EQ(parseSnapshot(json.dump()).staticVlans, *platform::parseVlanRanges(alternating(400)));
+}
+
+TEST(SnapshotText, MoreListsThanAreLiftedAreRead) {
+    Json json = snapshotOf("west", "02:00:00:00:00:01");
+    Json list = Json::array();
+    for (u32 n = 0; n < 200; ++n)
+        list.push_back({{"vlans", alternating(400 + 2 * n)}, {"age", n}});
+    json["ports"][0]["heard"] = list;
+    const Switch each = parseSnapshot(json.dump());
+    for (u32 n = 0; n < 200; ++n)
+        EXPECT_EQ(each.ports[0].heardAges.at(n).vlans,
+                  *platform::parseVlanRanges(alternating(400 + 2 * n)));
+}
+
 TEST(SnapshotText, HostileNamesAreMadeSafe) {
     Json hostile = snapshotOf("we\x1b[31mst\n", "02:00:00:00:00:01");
     EXPECT_EQ(parseSnapshot(hostile.dump()).name, "we?[31mst?");
