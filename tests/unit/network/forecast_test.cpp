@@ -15,7 +15,6 @@ using testing::kVlan;
 using testing::plannedLine;
 using testing::plannedSwitches;
 
-constexpr u64 kEveryMs = 10'000;
 constexpr u64 kLeaveMs = 600;
 
 void correctAll(std::vector<Switch>& switches) {
