@@ -91,6 +91,17 @@ constexpr void mvrpBitmapKeep(MvrpVlanBitmap* bitmap, const MvrpVlanBitmap& othe
         (*bitmap)[i] = static_cast<u8>((*bitmap)[i] & other[i]);
 }
 
+/// Sets `count` bits from `index` on.
+inline void mvrpBitmapAddRange(MvrpVlanBitmap* bitmap, u32 index, u32 count) {
+    const u32 end = index + count;
+    for (; index < end && index % 8 != 0; ++index)
+        mvrpBitSet(bitmap->data(), index);
+    const u32 whole = (end - index) / 8;
+    std::memset(bitmap->data() + index / 8, 0xFF, whole);
+    for (index += whole * 8; index < end; ++index)
+        mvrpBitSet(bitmap->data(), index);
+}
+
 /// Calls `action` with each VLAN ID of the bitmap, in order. The action may change the bits of the
 /// VLAN that it is called with, and of those before.
 template <class Action>

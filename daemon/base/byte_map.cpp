@@ -52,6 +52,21 @@ bool mvrpPlainHas(std::span<const u8> bytes, const MvrpByteMarks& which) {
     return std::ranges::any_of(bytes, [&which](u8 byte) { return which.map.table[byte] != 0; });
 }
 
+bool mvrpPlainAll(std::span<const u8> bytes, u8 mask, u8 value) {
+    return std::ranges::all_of(bytes, [mask, value](u8 byte) { return (byte & mask) == value; });
+}
+
+/// The same from `i` on, up to which all are as the first.
+size_t mvrpPlainSameFrom(std::span<const u8> bytes, size_t i) {
+    while (i < bytes.size() && bytes[i] == bytes[0])
+        ++i;
+    return i;
+}
+
+size_t mvrpPlainSame(std::span<const u8> bytes) {
+    return mvrpPlainSameFrom(bytes, 0);
+}
+
 void mvrpPlainPack(std::span<const u8> events, u8* packed) {
     constexpr u32 kFirstWeight = 36;
     constexpr u32 kSecondWeight = 6;
@@ -65,7 +80,8 @@ void mvrpPlainPack(std::span<const u8> events, u8* packed) {
 }  // namespace
 
 const MvrpByteForm kMvrpPlainForm = {mvrpPlainApply, mvrpPlainApplyWhere, mvrpPlainLook,
-                                     mvrpPlainMark,  mvrpPlainHas,        mvrpPlainPack};
+                                     mvrpPlainMark,  mvrpPlainHas,        mvrpPlainAll,
+                                     mvrpPlainSame,  mvrpPlainPack};
 
 #if MVRP_VECTOR && defined(__x86_64__)
 
@@ -268,6 +284,30 @@ MVRP_AVX2 bool mvrpVectorHas(std::span<const u8> bytes, const MvrpByteMarks& whi
     return mvrpStretchHas(last, needed) && mvrpStretchMarked(last, which);
 }
 
+MVRP_AVX2 bool mvrpVectorAll(std::span<const u8> bytes, u8 mask, u8 value) {
+    if (bytes.size() < kBlock)
+        return mvrpPlainAll(bytes, mask, value);
+    const Bytes32 masks = mvrpBlockFill(mask);
+    const Bytes32 values = mvrpBlockFill(value);
+    // The last block overlaps the one before it: what it sees twice does not matter.
+    const u8* const last = bytes.data() + bytes.size() - kBlock;
+    Bytes32 differing = (mvrpBlockLoad(last) & masks) ^ values;
+    for (const u8* at = bytes.data(); at < last; at += kBlock)
+        differing |= (mvrpBlockLoad(at) & masks) ^ values;
+    return mvrpTopBits((Bytes32)(differing != Bytes32{})) == 0;
+}
+
+MVRP_AVX2 size_t mvrpVectorSame(std::span<const u8> bytes) {
+    size_t i = 0;
+    if (bytes.size() >= kBlock) {
+        const Bytes32 first = mvrpBlockFill(bytes[0]);
+        while (i + kBlock <= bytes.size() &&
+               mvrpTopBits((Bytes32)(mvrpBlockLoad(&bytes[i]) != first)) == 0)
+            i += kBlock;
+    }
+    return mvrpPlainSameFrom(bytes, i);
+}
+
 /// Twelve events to each half of a vector, of which 16 are read: three bytes at four places.
 MVRP_AVX2 void mvrpVectorPack(std::span<const u8> events, u8* packed) {
     constexpr size_t kHalfEvents = 12;
@@ -293,7 +333,8 @@ MVRP_AVX2 void mvrpVectorPack(std::span<const u8> events, u8* packed) {
 }
 
 constexpr MvrpByteForm kMvrpVectorForm = {mvrpVectorApply, mvrpVectorApplyWhere, mvrpVectorLook,
-                                          mvrpVectorMark,  mvrpVectorHas,        mvrpVectorPack};
+                                          mvrpVectorMark,  mvrpVectorHas,        mvrpVectorAll,
+                                          mvrpVectorSame,  mvrpVectorPack};
 
 const MvrpByteForm& mvrpFormChoose() {
     __builtin_cpu_init();

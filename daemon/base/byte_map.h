@@ -115,6 +115,10 @@ struct MvrpByteForm {
     bool (*mark)(std::span<const u8> bytes, const MvrpByteMarks& which, MvrpVlanBitmap* marks);
     /// @return whether a byte is marked, without saying which; costs least when none is
     bool (*has)(std::span<const u8> bytes, const MvrpByteMarks& which);
+    /// @return whether the bits of `mask` are `value` in each byte
+    bool (*all)(std::span<const u8> bytes, u8 mask, u8 value);
+    /// @return how many bytes from the first on are as the first is; 0 of none
+    size_t (*same)(std::span<const u8> bytes);
     /// Packs three events, 0 to 5, into each byte: 36, 6 and 1 are their weights. An incomplete
     /// last byte counts what is missing as 0. `packed` holds a third of the events, rounded up.
     void (*pack)(std::span<const u8> events, u8* packed);

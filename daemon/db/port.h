@@ -11,6 +11,7 @@
 #include <span>
 
 #include "daemon/base/bitmap.h"
+#include "daemon/base/byte_map.h"
 #include "daemon/base/info.h"
 #include "daemon/base/trace.h"
 #include "platform/contract/qor_if.h"
@@ -28,6 +29,10 @@ enum MvrpVlanFlag : u32 {
     MVRP_FLAG_ADD = 1,      ///< 0x40: addition pending
     MVRP_FLAG_REMOVE = 2,   ///< 0x20: removal pending
 };
+
+/// Flags of the VLANs that the port is a dynamic member of.
+inline constexpr MvrpByteMarks kMvrpAppliedFlags =
+    mvrpByteMarks([](u8 flag) { return mvrpBitTest(&flag, MVRP_FLAG_APPLIED) != 0; });
 
 /// Transmissions after which a change counts as announced: each join goes out this many times.
 inline constexpr u8 kMvrpJoinRepeats = 2;

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "daemon/base/corrections.h"
-#include "daemon/db/platform_query.h"
+#include "daemon/db/facts.h"
 #include "daemon/db/port.h"
 #include "daemon/fsm/states.h"
 
@@ -15,9 +15,9 @@ inline bool mvrpAdmissionAsked() {
 
 /// Whether a port may hear a declaration of a VLAN: what it has registered it goes on hearing,
 /// about the rest the host is asked, with the correction admission.
-inline bool mvrpPortAdmits(const MvrpPortEntry* port, u32 vid) {
+inline bool mvrpPortAdmits(const MvrpPortEntry* port, const MvrpFacts& facts, u32 vid) {
     if (mvrpBitTest(&port->madMachine[vid - 1], MVRP_REG_BIT) != 0 || !mvrpAdmissionAsked() ||
-        mvrpPortMayRegister(port->portunit, vid))
+        mvrpPortMayRegister(facts, vid))
         return true;
     correctionActed(Correction::Admission, port->portunit, vid);
     return false;

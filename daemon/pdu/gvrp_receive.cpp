@@ -3,7 +3,7 @@
 
 #include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
-#include "daemon/db/platform_query.h"
+#include "daemon/db/facts.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
 #include "daemon/fsm/transition.h"
@@ -49,13 +49,13 @@ void mvrpGidRegistrationMark(MvrpPortEntry* port, u32 vid) {
 
 /// Applies one received attribute but for what the other ports hear of it. @return whether that is
 /// a join
-bool mvrpGidAttributeApply(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
+bool mvrpGidAttributeApply(MvrpPortEntry* port, const MvrpFacts& facts, u16 vid, u32 gidEvent) {
     u8* machine = &port->madMachine[vid - 1];
-    const bool isStatic = mvrpVlanType(vid) == QorVlanType::Static;
+    const bool isStatic = mvrpVlanType(facts, vid) == QorVlanType::Static;
     if (isStatic && (mvrpRegistrar(*machine) != REG_STATE_INF ||
                      !mvrpCorrectsNow(Correction::StaticHeard, port->portunit, vid)))
         return false;
-    if (mvrpGidJoin(gidEvent) && !mvrpPortAdmits(port, vid))
+    if (mvrpGidJoin(gidEvent) && !mvrpPortAdmits(port, facts, vid))
         return false;
 
     mvrpMachineChange(port, vid, gidEvent, MVRP_PROTOCOL_GVRP);
@@ -89,6 +89,7 @@ struct MvrpGidWalk {
 
 MvrpGidWalk mvrpGidWalkAttributes(MvrpPortEntry* port, std::span<const u8> attributes) {
     MvrpGidWalk walk;
+    const MvrpFacts facts = mvrpFactsOf(port->portunit);
     std::span<const u8> rest = attributes;
     // The count of consumed bytes follows the length bytes, the position always moves by 4: the two
     // part ways where a length byte is not 4, and that is wanted.
@@ -103,8 +104,8 @@ MvrpGidWalk mvrpGidWalkAttributes(MvrpPortEntry* port, std::span<const u8> attri
         const u16 vid = mvrpReadBe16(&rest[2]);
         if (vid < kMvrpVlanFirst || vid >= kGvrpVlanEnd)
             return walk;
-        if (mvrpPortCarriesVlan(port->portunit, vid)) {
-            if (mvrpGidAttributeApply(port, vid, walk.lastRow))
+        if (mvrpPortCarriesVlan(facts, vid)) {
+            if (mvrpGidAttributeApply(port, facts, vid, walk.lastRow))
                 mvrpBitSet(walk.joined.data(), vid - 1U);
         } else {
             MVRP_TRACE(MVRP_DEBUG_RECEIVE, port->portunit, vid,
@@ -136,7 +137,7 @@ s32 mvrpVlanInfoProcessGvrp(MvrpPortEntry* port, std::span<const u8> attributes)
 }
 
 s32 mvrpGidRcvAttribute(MvrpPortEntry* port, u16 vid, u32 gidEvent) {
-    if (mvrpGidAttributeApply(port, vid, gidEvent))
+    if (mvrpGidAttributeApply(port, mvrpFactsOf(port->portunit), vid, gidEvent))
         mvrpMapPropagateJoin(vid, port);
     return 0;
 }

@@ -7,15 +7,13 @@
 #include "daemon/base/corrections.h"
 #include "daemon/base/packet_dump.h"
 #include "daemon/base/trace.h"
-#include "daemon/db/platform_query.h"
-#include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machine.h"
-#include "daemon/fsm/machines.h"
 #include "daemon/map/propagate.h"
 #include "daemon/pdu/admission.h"
 #include "daemon/pdu/frame.h"
 #include "daemon/pdu/gvrp_receive.h"
 #include "daemon/pdu/leaveall.h"
+#include "daemon/pdu/reception.h"
 #include "daemon/pdu/vector.h"
 #include "daemon/sync/standby.h"
 #include "daemon/timers/leave_clock.h"
@@ -54,67 +52,12 @@ class MvrpReader {
     std::span<const u8> rest_;
 };
 
-/// Machines after an event that is received: one that was idle begins with it.
-template <class Apply>
-consteval MvrpByteTable mvrpReceivedTable(Apply apply) {
-    MvrpByteTable table = {};
-    for (u32 byte = 0; byte < table.size(); ++byte) {
-        const u8 machine = static_cast<u8>(byte);
-        table[byte] =
-            apply(mvrpVlanActive(machine) ? machine : mvrpMachineBegin(MVRP_MACHINE_DYNAMIC));
-    }
-    return table;
-}
-
-/// A declaration: REG-BIT, then its event.
-template <MvrpEvent Event>
-constexpr MvrpByteTable kJoinTable = mvrpReceivedTable([](u8 machine) {
-    mvrpBitSet(&machine, MVRP_REG_BIT);
-    return mvrpMachineAfter(machine, Event, MVRP_PROTOCOL_MVRP);
-});
-
-/// An event that only tells how others stand.
-template <MvrpEvent Event>
-constexpr MvrpByteTable kObservedTable = mvrpReceivedTable([](u8 machine) {
-    return mvrpMachineAfter(machine, Event, MVRP_PROTOCOL_MVRP);
-});
-
-inline u32 mvrpPortPvid(const MvrpPortEntry* port) {
-    u32 pvid = kMvrpDefaultVlan;
-    if (qorIfGetApi(port->portunit, static_cast<u32>(QorIfAttribute::Pvid), &pvid) != kStatusOk) {
-        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, 0,
-                   "Vector process; get port %d pvid failed\r\n", port->portunit);
-    }
-    return pvid;
-}
-
-/// Queues a registered VLAN for the switch, if the port carries it.
-void mvrpRegistrationQueue(MvrpPortEntry* port, u32 vid) {
-    // The VLAN's own bit stands for the port's list when that can not be read; no other is looked
-    // at, so the rest is not zeroed for each VLAN of a PDU.
-    MvrpVlanBitmap carried;
-    carried[(vid - 1) / 8] = kMvrpBitMask[(vid - 1) % 8];
-    if (!mvrpPortVlansRead(port->portunit, QorIfAttribute::Permitted, &carried)) {
-        MVRP_TRACE(MVRP_DEBUG_STATE, port->portunit, vid,
-                   "vector process; port %u vlan %u status get failed. (%u)\n\r", port->portunit,
-                   vid, gMvrpInfo.vlanEntryNum);
-    }
-    if (mvrpBitTest(carried.data(), vid - 1) != 0)
-        mvrpBitSet(&port->vlanFlag[vid - 1], MVRP_FLAG_ADD);
-
-    if (mvrpPortVlanEntryEnsure(port->portunit, vid)) {
-        MVRP_TRACE(MVRP_DEBUG_DATABASE, port->portunit, vid,
-                   "vector process; port %u vlan %u entry add. (%u)\n\r", port->portunit, vid,
-                   gMvrpInfo.vlanEntryNum);
-    }
-}
-
 /// Marks a newly registered VLAN for the switch, unless it is applied already.
-inline void mvrpRegistrationMark(MvrpPortEntry* port, u32 vid) {
-    u8* flag = &port->vlanFlag[vid - 1];
+inline void mvrpRegistrationMark(const MvrpReception& reception, u32 vid) {
+    u8* flag = &reception.port->vlanFlag[vid - 1];
     mvrpBitClear(flag, MVRP_FLAG_REMOVE);
     if (mvrpBitTest(flag, MVRP_FLAG_APPLIED) == 0) [[unlikely]]
-        mvrpRegistrationQueue(port, vid);
+        mvrpRegistrationQueue(reception, vid);
 }
 
 /// Writes the line that follows a machine event; `step` numbers the kinds of attribute event.
@@ -124,20 +67,10 @@ inline void mvrpMachineTrace(const MvrpPortEntry* port, u32 vid, u32 step) {
                port->madMachine[vid - 1]);
 }
 
-/// What the values of one PDU have in common.
-struct MvrpReception {
-    MvrpPortEntry* port;
-    bool registers;         ///< the registration mode lets the port register what is declared
-    bool hears;             ///< what is said of VLANs that are static here is heard (correction)
-    MvrpVlanBitmap joined;  ///< what the other ports are to hear of
-};
-
 /// Sends soon what is declared where an Mt or JoinMt has just made an applicant anxious: the
 /// neighbour has not registered it, and would hear of it again only with the next LeaveAll.
 inline void mvrpEmptyHear(MvrpPortEntry* port, u8 before, u8 after) {
-    constexpr u32 kAnxious = 1U << APP_STATE_AA | 1U << APP_STATE_AP;
-    if ((kAnxious >> mvrpApplicant(after) & 1U) != 0 &&
-        (kAnxious >> mvrpApplicant(before) & 1U) == 0)
+    if (mvrpBecameAnxious(before, after))
         mvrpVectorJoinStart(port);
 }
 
@@ -160,8 +93,8 @@ inline void mvrpJoinReceive(MvrpReception* reception, u32 vid, u32 event,
     mvrpMachineTrace(port, vid, 2);
     if (event == MVRP_ATTRIBUTE_JOIN_MT && reception->hears)
         mvrpEmptyHear(port, before, *machine);
-    if (vid != mvrpPortPvid(port))
-        mvrpRegistrationMark(port, vid);
+    if (vid != mvrpPortPvid(*reception))
+        mvrpRegistrationMark(*reception, vid);
 }
 
 void mvrpObserve(const MvrpReception& reception, u32 vid, u32 event, const MvrpByteTable& after,
@@ -188,24 +121,25 @@ void mvrpLeaveReceive(MvrpPortEntry* port, u32 vid) {
 /// nothing, or does not exist.
 using MvrpJoins = std::array<const MvrpByteTable*, MVRP_ATTRIBUTE_LV + 3>;
 
-constexpr MvrpJoins mvrpJoinsWith(const MvrpByteTable* joinIn) {
+constexpr MvrpJoins mvrpJoinsWith(const MvrpByteMap& joinIn) {
     MvrpJoins joins = {};
-    joins[MVRP_ATTRIBUTE_NEW] = &kJoinTable<MVRP_EVENT_R_NEW>;
-    joins[MVRP_ATTRIBUTE_JOIN_IN] = joinIn;
-    joins[MVRP_ATTRIBUTE_JOIN_MT] = &kJoinTable<MVRP_EVENT_R_JOIN_MT>;
+    joins[MVRP_ATTRIBUTE_NEW] = &kMvrpReceivedJoin<MVRP_EVENT_R_NEW>.table;
+    joins[MVRP_ATTRIBUTE_JOIN_IN] = &joinIn.table;
+    joins[MVRP_ATTRIBUTE_JOIN_MT] = &kMvrpReceivedJoin<MVRP_EVENT_R_JOIN_MT>.table;
     return joins;
 }
-constexpr MvrpJoins kJoins = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN>);
-constexpr MvrpJoins kJoinsNoObserve = mvrpJoinsWith(&kJoinTable<MVRP_EVENT_R_JOIN_IN_NO_OBSERVE>);
+constexpr MvrpJoins kJoins = mvrpJoinsWith(kMvrpReceivedJoin<MVRP_EVENT_R_JOIN_IN>);
+constexpr MvrpJoins kJoinsNoObserve =
+    mvrpJoinsWith(kMvrpReceivedJoin<MVRP_EVENT_R_JOIN_IN_NO_OBSERVE>);
 
 /// An attribute event that does not declare its VLAN.
 void mvrpAttributeReceive(const MvrpReception& reception, u32 vid, u32 event) {
     switch (event) {
         case MVRP_ATTRIBUTE_IN:
-            mvrpObserve(reception, vid, event, kObservedTable<MVRP_EVENT_R_IN>, 3);
+            mvrpObserve(reception, vid, event, kMvrpReceivedObserved<MVRP_EVENT_R_IN>.table, 3);
             break;
         case MVRP_ATTRIBUTE_MT:
-            mvrpObserve(reception, vid, event, kObservedTable<MVRP_EVENT_R_MT>, 4);
+            mvrpObserve(reception, vid, event, kMvrpReceivedObserved<MVRP_EVENT_R_MT>.table, 4);
             break;
         case MVRP_ATTRIBUTE_LV:
             mvrpLeaveReceive(reception.port, vid);
@@ -274,7 +208,7 @@ void mvrpFixedReceive(const MvrpReception& reception, u32 firstVid, u32 vid, u32
     if (!reception.hears || type != QorVlanType::Static ||
         mvrpRegistrar(port->madMachine[vid - 1]) != REG_STATE_INF)
         return;
-    if (kJoins[event] != nullptr && !mvrpPortAdmits(port, vid))
+    if (kJoins[event] != nullptr && !mvrpPortAdmits(port, reception.facts, vid))
         return;
     mvrpEventTrace(port, firstVid, vid, event);
     mvrpFixedHear(port, vid, event);
@@ -286,12 +220,13 @@ static_assert(mvrpEventUnpack(0xFF, 0) < kJoins.size(), "no packed event is beyo
 inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u32 event,
                              const MvrpByteTable* after) {
     // One that the switch does not know can be registered.
-    const QorVlanType type = mvrpVlanType(vid).value_or(QorVlanType::Dynamic);
+    const QorVlanType type = mvrpVlanType(reception->facts, vid).value_or(QorVlanType::Dynamic);
     if (type != QorVlanType::Dynamic) [[unlikely]] {
         mvrpFixedReceive(*reception, firstVid, vid, event, type);
         return;
     }
-    if (!reception->registers || (after != nullptr && !mvrpPortAdmits(reception->port, vid)))
+    if (!reception->registers ||
+        (after != nullptr && !mvrpPortAdmits(reception->port, reception->facts, vid)))
         return;
     mvrpEventTrace(reception->port, firstVid, vid, event);
     if (after != nullptr) [[likely]]
@@ -300,21 +235,71 @@ inline void mvrpEventReceive(MvrpReception* reception, u32 firstVid, u32 vid, u3
         mvrpAttributeReceive(*reception, vid, event);
 }
 
-/// Applies the events of one vector, and notes the VLANs that were declared. The packed bytes may
-/// end early. @return whether all were there
+/// What the values of one vector have in common.
+struct MvrpVector {
+    u32 firstVid;
+    u32 endVid;              ///< behind the last value that is a VLAN
+    const MvrpJoins& joins;  ///< of the port
+};
+
+/// Fewest packed bytes that are worth being looked at together.
+constexpr size_t kShortestRunBytes = kMvrpShortestRun / kMvrpEventsPerByte;
+/// The packed byte that holds one event three times, by the event.
+constexpr u32 kThrice = kMvrpFirstEventWeight + kMvrpSecondEventWeight + 1;
+
+/// How many packed bytes hold one and the same event throughout, from the first on. An Lv is not
+/// looked for: each of them restarts timers. @return 0 when they are not worth it
+size_t mvrpRunBytes(std::span<const u8> packed) {
+    if (packed.size() < kShortestRunBytes || packed[0] != packed[1] || packed[0] % kThrice != 0 ||
+        packed[0] / kThrice >= MVRP_ATTRIBUTE_LV)
+        return 0;
+    const size_t bytes = gMvrpBytes.same(packed);
+    return bytes < kShortestRunBytes ? 0 : bytes;
+}
+
+/// Applies one event to the VLANs from `vid` to `endVid` - 1: together, but for those that are
+/// matters of their own.
+void mvrpRepeatedReceive(MvrpReception* reception, const MvrpVector& vector, u32 vid, u32 endVid,
+                         u32 event) {
+    while (vid < endVid) {
+        const u32 runEnd = mvrpRunEnd(*reception, vid, endVid);
+        if (runEnd - vid >= kMvrpShortestRun && mvrpRunReceive(reception, vid, runEnd, event))
+            vid = runEnd;
+        for (const u32 next = std::min(runEnd + 1, endVid); vid < next; ++vid)
+            mvrpEventReceive(reception, vector.firstVid, vid, event, vector.joins[event]);
+    }
+}
+
+/// Applies the events of a vector, and notes the VLANs that were declared.
+void mvrpPackedReceive(MvrpReception* reception, const MvrpVector& vector,
+                       std::span<const u8> packed) {
+    const bool together = mvrpRunsAllowed(*reception);
+    u32 vid = vector.firstVid;
+    while (!packed.empty() && vid < vector.endVid) {
+        const size_t repeated = together ? mvrpRunBytes(packed) : 0;
+        const size_t taken = std::max<size_t>(repeated, 1);
+        const u32 events = static_cast<u32>(taken) * kMvrpEventsPerByte;
+        const u32 endVid = std::min(vid + events, vector.endVid);
+        if (repeated != 0) {
+            mvrpRepeatedReceive(reception, vector, vid, endVid, packed[0] / kThrice);
+        } else {
+            for (u32 position = 0; vid + position < endVid; ++position) {
+                const u32 event = mvrpEventUnpack(packed[0], position);
+                mvrpEventReceive(reception, vector.firstVid, vid + position, event,
+                                 vector.joins[event]);
+            }
+        }
+        vid = endVid;
+        packed = packed.subspan(taken);
+    }
+}
+
+/// The same for one whose packed bytes may end early. @return whether all were there
 bool mvrpEventsReceive(MvrpReception* reception, u32 firstVid, u32 count,
                        std::span<const u8> packed) {
     const bool observes = reception->port->participant_mode != MVRP_PARTICIPANT_NO_OBSERVE;
-    const MvrpJoins& joins = observes ? kJoins : kJoinsNoObserve;
     const u32 endVid = std::min(firstVid + count, kMvrpVlanLast + 1);
-    u32 vid = firstVid;
-    for (const u8 byte : packed) {
-        for (u32 position = 0; position < kMvrpEventsPerByte && vid < endVid; ++position) {
-            const u32 event = mvrpEventUnpack(byte, position);
-            mvrpEventReceive(reception, firstVid, vid, event, joins[event]);
-            ++vid;
-        }
-    }
+    mvrpPackedReceive(reception, {firstVid, endVid, observes ? kJoins : kJoinsNoObserve}, packed);
     return packed.size() == mvrpPackedBytes(count);
 }
 
@@ -377,7 +362,7 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     // The other ports hear of all joins at once; nothing looks at them while the PDU is read.
     const bool registers = port->registration_mode == MVRP_REGISTRATION_NORMAL;
     const bool hears = mvrpCorrects(Correction::StaticHeard);
-    MvrpReception reception = {port, registers, hears, {}};
+    MvrpReception reception = {port, mvrpFactsOf(port->portunit), registers, hears, {}};
     const bool whole = mvrpVectorsWalk(&reception, reader, header);
     mvrpMapPropagateJoins(reception.joined, port);
     if (whole)

@@ -24,9 +24,6 @@ void mvrpWriteField(u8* at, u32 value, u32 bytes) {
         at[i] = static_cast<u8>(value >> 8U * (bytes - 1 - i));
 }
 
-constexpr MvrpByteMarks kMvrpAppliedFlags =
-    mvrpByteMarks([](u8 flag) { return mvrpBitTest(&flag, MVRP_FLAG_APPLIED) != 0; });
-
 /// The platform's answer whether a standby is there.
 u32 mvrpStandbyAsk() {
     return qorHwilScalarGet(0, kHwilScalarStandby, nullptr);

@@ -10,6 +10,7 @@
 #include "platform/contract/qor_vlan.h"
 #include "platform/runtime/moment.h"
 #include "platform/runtime/tasks/sem.h"
+#include "platform/switch/fact_page.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_observer.h"
 
@@ -37,19 +38,16 @@ u32 answer(void* value, u32 word) {
     return kStatusOk;
 }
 
-/// What is noted of a port: the lower half of its place in NotedPorts. @return 0 when nothing is
-u32 notedOf(u32 unit) {
+/// The lower half of QorPortFacts::port, or 0 when the page does not show the port.
+u32 shownOf(u32 unit) {
     const SwitchFacts* facts = gFacts.load(std::memory_order_acquire);
-    if (facts == nullptr)
-        return 0;
-    const u64 noted = facts->ports[unit % facts->ports.size()].load(std::memory_order_relaxed);
-    return noted >> 32U == unit ? static_cast<u32>(noted) : 0;
+    return facts == nullptr ? 0 : facts->page.portWord(unit);
 }
 
 /// The type of a VLAN, 0 for none.
 u32 kindOf(const SwitchDriver& driver, u32 vid) {
     if (const SwitchFacts* facts = gFacts.load(std::memory_order_acquire))
-        return vid < facts->kinds.size() ? u8{facts->kinds[vid]} : u8{0};
+        return facts->page.typeOf(vid);
     const std::optional<QorVlanType> type = driver.vlanType(vid);
     return type ? static_cast<u32>(*type) : 0;
 }
@@ -87,7 +85,8 @@ u32 readVlans(const SwitchDriver& driver, u32 unit, VlanSet which, void* value) 
 }
 
 u32 readAdmission(SwitchDriver& driver, u32 unit, u32 vid) {
-    if ((notedOf(unit) & kNotedAdmitsAll) != 0 && vid >= kFirstVlan && vid <= kLastVlan) [[likely]]
+    if ((shownOf(unit) & QorPortFacts::kAdmitsAll) != 0 && vid >= kFirstVlan && vid <= kLastVlan)
+        [[likely]]
         return kStatusOk;
     const Admission answer = driver.admit(unit, vid);
     SwitchObserver* observer = gObserver.load(std::memory_order_acquire);
@@ -142,8 +141,8 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
         return kStatusFailed;
     if (attribute == static_cast<u32>(QorIfAttribute::Pvid)) {
         // Asked with each VLAN of a received frame.
-        if (const u32 pvid = notedOf(unit) & kNotedPvidMask; pvid != 0) [[likely]]
-            return answer(value, pvid);
+        if (const u32 shown = shownOf(unit); shown != 0) [[likely]]
+            return answer(value, shown & QorPortFacts::kPvidMask);
     }
     switch (static_cast<QorIfAttribute>(attribute)) {
         case QorIfAttribute::LinkState:
@@ -173,6 +172,11 @@ u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
         default:
             return kStatusFailed;
     }
+}
+
+const QorPortFacts* qorPortFacts(u32 unit) {
+    const platform::SwitchFacts* facts = platform::gFacts.load(std::memory_order_acquire);
+    return facts == nullptr ? nullptr : facts->page.port(unit);
 }
 
 u32 qorIfSetApi(u32 unit, u32 attribute, void* value) {

@@ -28,19 +28,14 @@ void reportReturn(const SwitchState& state, RouteBatch& batch) {
 
 StateSwitch::StateSwitch(SwitchState state, bool forwards)
     : state_(std::move(state)), forwards_(forwards), everExisted_(state_.vlans()) {
-    notePorts();
+    noteState();
 }
 
-void StateSwitch::notePorts() {
+void StateSwitch::noteState() {
     aggregated_ = std::ranges::any_of(state_.ports,
                                       [](const SwitchPort& port) { return port.aggregation != 0; });
-    for (std::atomic<u64>& noted : noted_)
-        noted.store(0, std::memory_order_relaxed);
-    for (const SwitchPort& port : state_.ports) {
-        const u32 admits = admitsAll(port) ? kNotedAdmitsAll : 0;
-        noted_[port.unit % noted_.size()].store(u64{port.unit} << 32U | admits | port.pvid,
-                                                std::memory_order_relaxed);
-    }
+    page_.noteVlans(state_);
+    page_.notePorts(state_.ports);
     countChange();
 }
 
@@ -138,11 +133,15 @@ bool StateSwitch::removeDynamic(u32 unit, const VlanBitmap& vlans) {
     const VlanBitmap ended = vlanDifference(port->kept, port->dynamic);
     port->kept = vlanDifference(port->kept, ended);
     port->tagged = vlanDifference(port->tagged, ended);
+    if (!vlanIsEmpty(ended)) {
+        page_.notePort(*port);
+        countChange();
+    }
     return true;
 }
 
 std::optional<QorVlanType> StateSwitch::vlanType(u32 vid) const {
-    const u8 kind = vid < state_.kinds.size() ? u8{state_.kinds[vid]} : u8{0};
+    const u32 kind = page_.typeOf(vid);
     return kind == 0 ? std::nullopt : std::optional(static_cast<QorVlanType>(kind));
 }
 
@@ -150,10 +149,14 @@ bool StateSwitch::createDynamic(const VlanBitmap& vlans) {
     if (!vlanIsValid(vlans))
         return false;
     const std::lock_guard lock(mutex_);
-    vlanForEach(vlans, [this](u32 vid) {
-        if (!state_.vlanExists(vid))
-            state_.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
+    VlanBitmap created{};
+    vlanForEach(vlans, [this, &created](u32 vid) {
+        if (state_.vlanExists(vid))
+            return;
+        state_.kinds[vid] = static_cast<u8>(QorVlanType::Dynamic);
+        vlanInsert(created, vid);
     });
+    page_.noteCreated(created);
     everExisted_ = vlanUnion(everExisted_, vlans);
     return true;
 }
@@ -162,7 +165,9 @@ bool StateSwitch::deleteDynamic(const VlanBitmap& vlans) {
     if (vlans == VlanBitmap{})
         return true;  // as most often: whatever was removed, another port needs it
     const std::lock_guard lock(mutex_);
-    state_.eraseVlans(state_.withoutMembers(vlans));
+    const VlanBitmap erased = state_.withoutMembers(vlans);
+    state_.eraseVlans(erased);
+    page_.noteErased(erased);
     return true;
 }
 
@@ -350,7 +355,7 @@ void StateSwitch::replaceState(SwitchState next, RouteBatch& batch) {
         retired_.erase(retired_.begin(), retired_.end() - kMostRetired);
     everExisted_ = vlanUnion(everExisted_, next.vlans());
     state_ = std::move(next);
-    notePorts();
+    noteState();
 }
 
 }  // namespace platform

@@ -4,8 +4,8 @@
 // dynamic VLANs and memberships that the daemon makes in it. A driver derives from it, carries what
 // changes to where it belongs, and puts a new state in place when others change the switch.
 //
-// Locking: mutex_ around the state, held for flat-array work only. What the daemon asks for each
-// VLAN of a received frame, the type of a VLAN and the PVID of a port, is read without it. Whatever
+// Locking: mutex_ around the state, held for flat-array work only. What the daemon reads for each
+// VLAN of a received frame is shown in place (FactPage) and read without it. Whatever
 // changes the switch as an administrator does is serialised by changeMutex_, taken first, which is
 // held while the notifications are delivered, so that they leave in the order of the changes.
 #pragma once
@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/switch/admission.h"
+#include "platform/switch/fact_page.h"
 #include "platform/switch/route_message.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_state.h"
@@ -99,9 +100,9 @@ class StateSwitch : public SwitchDriver {
         QorEndType endType;
     };
 
-    /// Keeps what SwitchFacts shows of the ports, and whether there are aggregations to think of.
+    /// Has the page show the state, and keeps whether there are aggregations to think of.
     /// @pre mutex_ is held, or nobody else knows the object
-    void notePorts();
+    void noteState();
     /// What SwitchFacts::changes counts has changed. @pre mutex_ is held
     void countChange() { changes_.fetch_add(1, std::memory_order_release); }
     /// @pre mutex_ is held
@@ -109,9 +110,9 @@ class StateSwitch : public SwitchDriver {
     /// @pre mutex_ is held
     bool isRetired(u32 unit) const;
 
-    NotedPorts noted_{};
+    FactPage page_;
     std::atomic<u32> changes_{1};
-    const SwitchFacts facts_{state_.kinds, noted_, changes_};
+    const SwitchFacts facts_{page_, changes_};
     const bool forwards_;
     bool aggregated_ = false;       ///< guarded by mutex_: a port is a member of an aggregation
     VlanBitmap everExisted_{};      ///< guarded by mutex_: VLANs whose index can be described

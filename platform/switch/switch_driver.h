@@ -11,7 +11,6 @@
 // no effect; outputs are untouched then.
 #pragma once
 
-#include <array>
 #include <atomic>
 #include <optional>
 #include <string>
@@ -52,37 +51,12 @@ struct FramePolicy {
     bool takesPart() const { return active && (mvrp || gvrp); }
 };
 
-/// The type of one VLAN, which is read without the lock on the way of each received frame.
-class VlanKind {
-  public:
-    VlanKind() = default;
-    VlanKind(const VlanKind& other) : value_(other) {}
-    ~VlanKind() = default;
-    VlanKind& operator=(const VlanKind& other) { return *this = u8{other}; }
-    VlanKind& operator=(u8 value) {
-        value_.store(value, std::memory_order_relaxed);
-        return *this;
-    }
-    operator u8() const { return value_.load(std::memory_order_relaxed); }
+class FactPage;
 
-  private:
-    std::atomic<u8> value_{0};
-};
-
-/// QorVlanType by VLAN ID, 0: none.
-using VlanKinds = std::array<VlanKind, kVlanBitmapBytes * 8 + 1>;
-/// Unit in the upper half, PVID and kNotedAdmitsAll in the lower, at the place that the unit has
-/// modulo the size: of ports that share a place one is here, the others are looked up.
-using NotedPorts = std::array<std::atomic<u64>, 1024>;
-inline constexpr u32 kNotedPvidMask = 0xFFFF;
-/// The port may register every VLAN, as many as there are.
-inline constexpr u32 kNotedAdmitsAll = 0x1'0000;
-
-/// Where to read what is asked for each received frame, and for each VLAN of one, without a lock;
+/// Where to read, without a lock, what is asked for each received frame, and for each VLAN of one;
 /// as old as the driver.
 struct SwitchFacts {
-    const VlanKinds& kinds;
-    const NotedPorts& ports;
+    const FactPage& page;
     /// Counts, from 1, what changes the answer of framePolicy(), egressPort() or of the permit
     /// lists in portVlans(): who keeps one of them looks here whether it still holds. It is read
     /// before the question is asked.
@@ -127,7 +101,7 @@ class SwitchDriver {
     /// MVRP or in the standby role. A port that was just deleted has none left: that succeeds too.
     virtual bool removeDynamic(u32 unit, const VlanBitmap& vlans) = 0;
 
-    /// Where the contract reads VLAN types and PVIDs without asking the driver; null: nowhere.
+    /// What the driver shows in place, to the daemon and to the contract's calls; null: nothing.
     virtual const SwitchFacts* facts() const { return nullptr; }
 
     // VLANs.

@@ -24,6 +24,9 @@ namespace platform {
 inline constexpr u32 kLastUnit = kVlanInterfaceBase - 1;
 inline constexpr u32 kDefaultVlan = 1;
 
+/// QorVlanType by VLAN ID, 0: none.
+using VlanKinds = std::array<u8, kVlanBitmapBytes * 8 + 1>;
+
 struct SwitchPort {
     u32 unit = 0;
     QorEndType endType = QorEndType::Port;

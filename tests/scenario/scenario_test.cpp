@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // scenario-test FILE.scn...: runs scenarios and compares the trace of each, look-ups of consecutive
-// VLANs joined, with the recorded one, FILE.trace. Of several it says how many passed.
+// VLANs joined, with the recorded one, FILE.trace. Then once more on a switch that shows its facts
+// in place, which has to be the same but for the look-ups that nobody makes there. Of several it
+// says how many passed.
 // Prints the first line that differs, with the command that it belongs to. A scenario with a
 // FILE.error beside it must be refused with that text. Exit status 0 when all is as recorded, 1
 // when it differs, 2 when a file can not be read or the scenario is wrong.
@@ -33,16 +35,17 @@ std::string nextLine(std::istream& stream) {
     return std::getline(stream, line) ? line : std::string(kNoLine);
 }
 
-/// Compares two traces line by line. @return the exit status
-int compare(const std::string& name, std::istream& recorded, std::istream& actual) {
+/// Compares two traces line by line. `kind`: of the first. @return the exit status
+int compare(const std::string& name, std::istream& recorded, std::istream& actual,
+            std::string_view kind = "recorded") {
     std::string command = "(before the first command)";
     for (unsigned number = 1;; number++) {
         const std::string expected = nextLine(recorded);
         const std::string got = nextLine(actual);
         if (expected != got) {
-            std::cerr << name << ":" << number << ": the trace differs from the recorded one\n"
-                      << "  in      " << command << "\n  recorded" << expected << "\n  got     "
-                      << got << '\n';
+            std::cerr << name << ":" << number << ": the trace differs from the " << kind
+                      << " one\n  in      " << command << "\n  " << kind << expected
+                      << "\n  got     " << got << '\n';
             return kExitDiffers;
         }
         if (expected == kNoLine)
@@ -59,6 +62,19 @@ std::string run(std::istream& input, std::ostream& trace) {
         scenario::runScenario(input, [&joiner](std::string_view line) { joiner.take(line); });
     joiner.flush();
     return problem;
+}
+
+/// Compares a run in which all facts are asked for with one in which they are shown. @return the
+/// exit status
+int compareShown(const std::string& path) {
+    std::stringstream traces[2];
+    for (const bool shown : {false, true}) {
+        std::ifstream input(path);
+        std::stringstream& trace = traces[shown ? 1 : 0];
+        scenario::runScenario(input, [&trace](std::string_view line) { trace << line; },
+                              {.shown = shown, .hidden = true});
+    }
+    return compare(path + ", with facts", traces[0], traces[1], "asking");
 }
 
 /// Compares the refusal of a scenario with the recorded one. @return the exit status
@@ -89,7 +105,8 @@ int test(const std::string& path) {
         return complain("'" + tracePath +
                         "' can not be opened: record it with mvrp-scenario --join " + path + " > " +
                         tracePath);
-    return compare(tracePath, recorded, trace);
+    const int status = compare(tracePath, recorded, trace);
+    return status != 0 ? status : compareShown(path);
 }
 
 }  // namespace

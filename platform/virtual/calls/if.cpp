@@ -37,6 +37,12 @@ bool asksAboutVlan(QorIfAttribute attribute) {
     return attribute == QorIfAttribute::PermittedVlan || attribute == QorIfAttribute::AdmittedVlan;
 }
 
+/// What a reader in place does not ask.
+bool isShown(QorIfAttribute attribute) {
+    return attribute == QorIfAttribute::Pvid || attribute == QorIfAttribute::Permitted ||
+           asksAboutVlan(attribute);
+}
+
 u32 findVlan(const void* value, const scenario::VlanSet& vlans) {
     const u32 vid = *static_cast<const u32*>(value);
     return vid < vlans.size() && vlans.test(vid) ? kStatusOk : kStatusFailed;
@@ -82,17 +88,18 @@ u32 readIndex(u32 index, void* value) {
 u32 qorIfGetApi(u32 unit, u32 attribute, void* value) {
     const auto known = static_cast<QorIfAttribute>(attribute);
     auto& failures = scenarioHost().failures;
+    const bool traced = isShown(known) ? scenario::tracingLookups() : scenario::tracing();
     std::optional<u32> failure;
     if (asksAboutVlan(known)) {
         const u32 vid = *static_cast<const u32*>(value);
-        if (scenario::tracing())
+        if (traced)
             traceEvent("ifget %u %u %u", unit, attribute, vid);
         if (!failures.empty())  // asked for each VLAN of a PDU: without making keys
             failure =
                 failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute}),
                                         failureKey({unit, attribute, vid})});
     } else {
-        if (scenario::tracing())
+        if (traced)
             traceEvent("ifget %u %u", unit, attribute);
         failure = failures.take("ifget", {failureKey({attribute}), failureKey({unit, attribute})});
     }

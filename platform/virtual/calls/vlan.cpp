@@ -10,7 +10,8 @@ using scenario::scenarioHost;
 using scenario::traceEvent;
 
 u32 qorVlanGetApi(u32 vid, u32 attribute, void* value) {
-    if (scenario::tracing())
+    if (attribute == static_cast<u32>(QorVlanAttribute::Type) ? scenario::tracingLookups()
+                                                              : scenario::tracing())
         traceEvent("vlanget %u %u", vid, attribute);
     auto& failures = scenarioHost().failures;
     if (!failures.empty())  // asked for each VLAN of a PDU: without making keys

@@ -62,6 +62,11 @@ void FailureList::add(Injection injection) {
         injections_.push_back(std::move(injection));
 }
 
+bool FailureList::concerns(std::string_view call) const {
+    return std::ranges::any_of(
+        injections_, [call](const Injection& injection) { return injection.call == call; });
+}
+
 std::optional<u32> FailureList::takeMatch(std::string_view call,
                                           std::initializer_list<FailureKey> keys, u32 usual) {
     for (auto injection = injections_.begin(); injection != injections_.end(); ++injection) {

@@ -57,6 +57,8 @@ class FailureList {
     void add(Injection injection);
     void clear() { injections_.clear(); }
     bool empty() const { return injections_.empty(); }
+    /// Whether a call of that name may still fail.
+    bool concerns(std::string_view call) const;
 
     /// Takes one failure of a call that has these canonical keys: the oldest match with a count
     /// left.

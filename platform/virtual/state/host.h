@@ -10,6 +10,7 @@
 #include <array>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@
 #include "platform/virtual/state/trace.h"
 
 namespace scenario {
+
+class ShownFacts;  // platform/virtual/calls/facts.h
 
 struct ScenarioHost {
     /// Takes a frame that was sent; `gvrp`: on the GVRP socket.
@@ -37,6 +40,11 @@ struct ScenarioHost {
     CorrectionSet corrections;                             ///< the daemon asks at its start
     std::array<u64, kCorrectionCount> correctionsActed{};  ///< how often, by Correction
     SwitchState switchState;
+    /// Shows the switch's facts to the daemon in place; null: it shows none, and is asked.
+    std::shared_ptr<ShownFacts> facts;
+    /// The look-ups that a reader in place does not make are no part of the trace, so that traces
+    /// with and without such a reader can be compared.
+    bool hidesLookups = false;
     FailureList failures;
     SocketState sockets;
     u32 lockDepth = 0;
@@ -65,6 +73,10 @@ inline bool tracing() {
 }
 /// Writes an event of the bound host to its trace.
 void traceEvent(const char* format, ...) __attribute__((format(printf, 1, 2)));
+/// The same for a look-up that a reader in place does not make.
+inline bool tracingLookups() {
+    return tracing() && !scenarioHost().hidesLookups;
+}
 
 /// Releases what the daemon's global record holds and makes it one that no daemon was started with.
 void resetDaemon(ScenarioHost& host);

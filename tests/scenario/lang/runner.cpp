@@ -3,6 +3,7 @@
 
 #include <istream>
 
+#include "platform/virtual/calls/facts.h"
 #include "tests/scenario/lang/commands.h"
 
 namespace scenario {
@@ -17,8 +18,11 @@ std::string joined(Words words) {
 
 }  // namespace
 
-std::string runScenario(std::istream& input, Trace::Sink sink) {
+std::string runScenario(std::istream& input, Trace::Sink sink, Lookups lookups) {
     ScenarioHost host(std::move(sink));
+    host.hidesLookups = lookups.hidden;
+    if (lookups.shown)
+        host.facts = std::make_shared<ShownFacts>();
     ScenarioHost* const before = bindScenarioHost(&host);
     resetDaemon(host);
     std::string error;

@@ -110,6 +110,48 @@ TEST_F(ByteMap, FindsOneMarkedByteWhereverItIs) {
     }
 }
 
+TEST_F(ByteMap, ComparesAsThePlainFormDoes) {
+    for (int round = 0; round < kRounds; ++round) {
+        std::vector<u8> from(length(), static_cast<u8>(dice(256)));
+        ASSERT_EQ(gMvrpBytes.same(from), from.size());
+        if (!from.empty() && dice(4) != 0)
+            from[dice(static_cast<u32>(from.size()))] ^= static_cast<u8>(1U << dice(8));
+        ASSERT_EQ(kMvrpPlainForm.same(from), gMvrpBytes.same(from));
+        const u8 mask = static_cast<u8>(dice(256));
+        const u8 value = from.empty() ? u8{0} : static_cast<u8>(from.back() & mask);
+        ASSERT_EQ(kMvrpPlainForm.all(from, mask, value), gMvrpBytes.all(from, mask, value));
+        ASSERT_FALSE(!from.empty() && gMvrpBytes.all(from, 0, 1));
+    }
+}
+
+TEST_F(ByteMap, FindsOneOtherByteWhereverItIs) {
+    for (const size_t length : {1U, 31U, 32U, 33U, 63U, 64U, 65U, 300U}) {
+        std::vector<u8> bytes(length, 0x80);
+        ASSERT_TRUE(gMvrpBytes.all(bytes, 0xA0, 0x80));
+        for (size_t at = 0; at < length; ++at) {
+            bytes[at] = 0xA0;
+            ASSERT_FALSE(gMvrpBytes.all(bytes, 0xA0, 0x80)) << at << " of " << length;
+            ASSERT_EQ(gMvrpBytes.same(bytes), at == 0 ? 1U : at) << at << " of " << length;
+            bytes[at] = 0x9F;
+            ASSERT_TRUE(gMvrpBytes.all(bytes, 0xA0, 0x80)) << at << " of " << length;
+            bytes[at] = 0x80;
+        }
+    }
+}
+
+TEST(BitmapRange, SetsTheBitsOfARangeAndNoOther) {
+    for (const u32 first : {0U, 1U, 7U, 8U, 9U, 100U})
+        for (const u32 count : {0U, 1U, 2U, 7U, 8U, 9U, 16U, 17U, 300U}) {
+            MvrpVlanBitmap bitmap = {};
+            mvrpBitSet(bitmap.data(), 50);
+            mvrpBitmapAddRange(&bitmap, first, count);
+            for (u32 index = 0; index < kMvrpBitmapBits; ++index)
+                ASSERT_EQ(mvrpBitTest(bitmap.data(), index) != 0,
+                          index == 50 || (index >= first && index < first + count))
+                    << index << " of " << count << " from " << first;
+        }
+}
+
 TEST_F(ByteMap, PacksAsThePlainFormDoes) {
     for (int round = 0; round < kRounds; ++round) {
         std::vector<u8> events(length());
