@@ -4,10 +4,13 @@
 # Builds the Debian package from the committed tree into out/package/, checks it with lintian, and, with
 # --try, installs it into a copy of this machine's root, looks at what is there, and removes it again
 # (as root). With --test it does the same as a test: where something is missing for it, it says what and
-# ends well, and the last line reads "N passed, N failed".
+# ends well, and the last line reads "N passed, N failed". For other processors: release/run.sh.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 
+case " $* " in
+    *' --all '* | *' --arch '* | *' --image '* | *' --twice '*) exec packaging/release/run.sh "$@" ;;
+esac
 try=false
 case ${1:-} in
     '') ;;
@@ -28,7 +31,7 @@ case ${1:-} in
         fi
         ;;
     *)
-        echo "package: '$1' is not known; allowed is --try" >&2
+        echo "package: '$1' is not known; allowed: --try, --test, or --all, --arch ARCH, --twice, --image" >&2
         exit 2
         ;;
 esac
