@@ -347,6 +347,8 @@ const MvrpByteForm& gMvrpBytes = mvrpFormChoose();
 
 #else
 
+// NEON has the same look-ups of 16, but a form for it is worth having only once it was measured on
+// such a machine: what is fast is not told by an emulator.
 const MvrpByteForm& gMvrpBytes = kMvrpPlainForm;
 
 #endif

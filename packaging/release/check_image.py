@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Looks at an image: that it holds the programs, what they need, and nothing beside it; that its configuration
-says how to start it; that the list of what is inside names each file, as it is. Says everything that is wrong.
+"""Looks at an image: that it holds the programs, what they need, and nothing beside it; that its
+configuration says how to start it; that the list of what is inside names each file, as it is. Says everything
+that is wrong.
 
 usage: check_image.py ARCHIVE ARCHITECTURE LIST.spdx.json"""
 
@@ -94,7 +95,8 @@ def wrong_list(listed, contents):
     if not re.fullmatch(r"\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ", listed["creationInfo"]["created"]):
         yield "list: the time is none"
     for package in listed["packages"]:
-        yield from (f"list: {package.get('name')} has no {name}" for name in PACKAGE_FIELDS if name not in package)
+        yield from (f"list: {package.get('name')} has no {name}"
+                    for name in PACKAGE_FIELDS if name not in package)
         if package["filesAnalyzed"] and "packageVerificationCode" not in package:
             yield f"list: {package['name']} has no packageVerificationCode"
     identifiers = [listed["SPDXID"]] + [each["SPDXID"] for each in listed["packages"] + listed["files"]]
@@ -105,7 +107,8 @@ def wrong_list(listed, contents):
         if not {each["spdxElementId"], each["relatedSpdxElement"]} <= set(identifiers):
             yield f"list: {each} leads nowhere"
     files = {entry["fileName"].removeprefix("./"): entry["checksums"] for entry in listed["files"]}
-    yield from (f"list: {name} is in one of list and image only" for name in sorted(set(files) ^ set(contents)))
+    yield from (f"list: {name} is in one of list and image only"
+                for name in sorted(set(files) ^ set(contents)))
     yield from (f"list: {name} is another" for name in sorted(set(files) & set(contents))
                 if files[name] != spdx.sums(contents[name]))
     if listed["packages"][0]["packageVerificationCode"]["packageVerificationCodeValue"] != spdx.verification(

@@ -34,8 +34,8 @@ class Root:
     def __init__(self, path, architecture):
         self.path = pathlib.Path(path)
         self.architecture = architecture
-        self.triplet = subprocess.run(["dpkg-architecture", "-f", "-a" + architecture, "-qDEB_HOST_MULTIARCH"],
-                                      check=True, capture_output=True, text=True).stdout.strip()
+        command = ["dpkg-architecture", "-f", "-a" + architecture, "-qDEB_HOST_MULTIARCH"]
+        self.triplet = subprocess.run(command, check=True, capture_output=True, text=True).stdout.strip()
         self.owners = self._owners()
         self.versions = self._versions()
 
@@ -54,7 +54,8 @@ class Root:
         for stanza in (self.path / "var/lib/dpkg/status").read_text(encoding="utf-8").split("\n\n"):
             fields = dict(re.findall(r"^([A-Za-z-]+): (.*)$", stanza, re.MULTILINE))
             if fields.get("Architecture") in ("all", self.architecture):
-                versions[fields["Package"]] = Package(fields["Package"], fields["Version"], fields["Architecture"])
+                name = fields["Package"]
+                versions[name] = Package(name, fields["Version"], fields["Architecture"])
         return versions
 
     def resolve(self, place):

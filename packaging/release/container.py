@@ -4,7 +4,8 @@
 to, volumes, /proc, /dev, a list of capabilities and no way to more, the image's environment and command. Its
 namespaces are made before (unshare, ip netns).
 
-usage: container.py ARCHIVE ARCHITECTURE ROOT [--volume OUTSIDE:INSIDE] [--capabilities NAME,...] [COMMAND...]"""
+usage: container.py ARCHIVE ARCHITECTURE ROOT [--volume OUTSIDE:INSIDE] [--capabilities NAME,...]
+                    [COMMAND...]"""
 
 import argparse
 import ctypes
@@ -18,7 +19,8 @@ MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND, MS_REC, MS_PRIVA
 MNT_DETACH = 2
 PR_CAPBSET_DROP, PR_SET_NO_NEW_PRIVS = 24, 38
 SYS_PIVOT_ROOT = {"x86_64": 155, "aarch64": 41, "armv7l": 218}
-CAPABILITIES = {"CHOWN": 0, "DAC_OVERRIDE": 1, "SETGID": 6, "SETUID": 7, "SETPCAP": 8, "NET_ADMIN": 12, "NET_RAW": 13}
+CAPABILITIES = {"CHOWN": 0, "DAC_OVERRIDE": 1, "SETGID": 6, "SETUID": 7, "SETPCAP": 8, "NET_ADMIN": 12,
+                "NET_RAW": 13}
 CAPABILITY_VERSION = 0x20080522
 
 libc = ctypes.CDLL(None, use_errno=True)
@@ -64,7 +66,8 @@ def keep(names):
             call(libc.prctl, PR_CAPBSET_DROP, *map(ctypes.c_ulong, (number, 0, 0, 0)))
     bits = sum(1 << number for number in kept)
     low, high = bits & 0xFFFFFFFF, bits >> 32
-    call(libc.capset, struct.pack("=Ii", CAPABILITY_VERSION, 0), struct.pack("=6I", low, low, 0, high, high, 0))
+    call(libc.capset, struct.pack("=Ii", CAPABILITY_VERSION, 0),
+         struct.pack("=6I", low, low, 0, high, high, 0))
     call(libc.prctl, PR_SET_NO_NEW_PRIVS, *map(ctypes.c_ulong, (1, 0, 0, 0)))
 
 

@@ -65,13 +65,14 @@ def unpack(package, place):
 
 
 def field(package, name):
-    return subprocess.run(["dpkg-deb", "-f", package, name], check=True, capture_output=True, text=True).stdout.strip()
+    done = subprocess.run(["dpkg-deb", "-f", package, name], check=True, capture_output=True, text=True)
+    return done.stdout.strip()
 
 
 def time_of_package(package):
     """Seconds since 1970 of the newest thing inside, which dpkg-deb holds down to the changelog's time."""
-    stream = subprocess.run(["dpkg-deb", "--fsys-tarfile", package], check=True, capture_output=True).stdout
-    with tarfile.open(fileobj=io.BytesIO(stream)) as content:
+    done = subprocess.run(["dpkg-deb", "--fsys-tarfile", package], check=True, capture_output=True)
+    with tarfile.open(fileobj=io.BytesIO(done.stdout)) as content:
         return int(max(info.mtime for info in content))
 
 
@@ -79,7 +80,8 @@ def collect(root, unpacked):
     """@return ({place: Entry}, packages of Debian)"""
     entries, packages = {}, set()
     for place in PROGRAMS + BESIDE:
-        entries[place] = Entry((unpacked / place).read_bytes(), 0o755 if place in PROGRAMS else 0o644, "mvrp")
+        mode = 0o755 if place in PROGRAMS else 0o644
+        entries[place] = Entry((unpacked / place).read_bytes(), mode, "mvrp")
     for place, text in WRITTEN.items():
         entries[place] = Entry(text.encode(), 0o644, "written for the image")
     taken = closure.needed_by(root, [unpacked / place for place in PROGRAMS])
@@ -87,7 +89,8 @@ def collect(root, unpacked):
     for place, source in taken.items():
         package = root.owner(source)
         packages.add(package)
-        entries[place] = Entry(root.file(source).read_bytes(), 0o755 if "/ld-" in place else 0o644, package.name)
+        mode = 0o755 if "/ld-" in place else 0o644
+        entries[place] = Entry(root.file(source).read_bytes(), mode, package.name)
     for package in packages:
         place = f"usr/share/doc/{package.name}/copyright"
         entries[place] = Entry(root.file(place).read_bytes(), 0o644, package.name)
@@ -135,7 +138,8 @@ def config_of(version, revision, time):
             "Labels": {**LABELS, "org.opencontainers.image.version": version,
                        "org.opencontainers.image.revision": revision},
         },
-        "history": [{"created": when, "created_by": "image.py", "comment": "programs, and the libraries they need"}],
+        "history": [{"created": when, "created_by": "image.py",
+                     "comment": "programs, and the libraries they need"}],
     }
 
 

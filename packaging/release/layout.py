@@ -57,7 +57,8 @@ class Writer:
 
     def add_image(self, layer, config, architecture):
         """@param layer a tar archive @return the descriptor of its manifest"""
-        config = dict(config, rootfs={"type": "layers", "diff_ids": [digest_of(layer)]}, **PLATFORMS[architecture])
+        rootfs = {"type": "layers", "diff_ids": [digest_of(layer)]}
+        config = dict(config, rootfs=rootfs, **PLATFORMS[architecture])
         manifest = {"schemaVersion": 2, "mediaType": MANIFEST, "config": self.add(text_of(config), CONFIG),
                     "layers": [self.add(packed(layer), LAYER)]}
         return self.add(text_of(manifest), MANIFEST, platform=PLATFORMS[architecture])

@@ -15,7 +15,7 @@ def time_of(epoch):
 
 
 def name_of(kind, text):
-    """An identifier: letters, digits, dot and hyphen only; others as their number, so that no two are the same."""
+    """An identifier: letters, digits and dots; others as their number, so that no two are the same."""
     return f"SPDXRef-{kind}-" + re.sub(r"[^A-Za-z0-9.]", lambda found: f"-{ord(found[0]):x}-", text)
 
 
@@ -64,8 +64,9 @@ def document(version, architecture, epoch, contents, packages, compiled_in):
         "licenseConcluded": "NOASSERTION", "licenseDeclared": "NOASSERTION", "copyrightText": "NOASSERTION",
     }
     own = {
-        "SPDXID": "SPDXRef-Package-mvrp", "name": "mvrp", "versionInfo": version, "downloadLocation": "NOASSERTION",
-        "filesAnalyzed": False, "licenseConcluded": "MIT", "licenseDeclared": "MIT",
+        "SPDXID": "SPDXRef-Package-mvrp", "name": "mvrp", "versionInfo": version,
+        "downloadLocation": "NOASSERTION", "filesAnalyzed": False,
+        "licenseConcluded": "MIT", "licenseDeclared": "MIT",
         "copyrightText": "2026 the mvrp authors", "primaryPackagePurpose": "APPLICATION",
     }
     libraries = [debian_package(package) for package in packages]

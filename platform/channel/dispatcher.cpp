@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/channel/value_forms.h"
+#include "platform/channel/version.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/sem.h"
 
@@ -140,8 +141,11 @@ u32 Dispatcher::serve(const RequestHeader& header, std::span<const u8> value,
     if (header.request < kFirstPlatformRequest)
         return dispatchTable(header, value, reply);
     const auto found = hostHandlers_.find(header.request);
-    return found == hostHandlers_.end() ? static_cast<u32>(HostStatus::Unsupported)
-                                        : found->second(header, value, reply);
+    if (found != hostHandlers_.end())
+        return found->second(header, value, reply);
+    const std::string text = unknownRequest(header.request);
+    reply.insert(reply.end(), text.begin(), text.end());
+    return static_cast<u32>(HostStatus::Unsupported);
 }
 
 u32 Dispatcher::ask(const RequestHeader& header, std::vector<u8>& reply) const {

@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/channel/value_forms.h"
+#include "platform/channel/version.h"
 #include "platform/contract/sil.h"
 #include "tests/unit/channel/channel_client.h"
 #include "tests/unit/channel/fake_daemon.h"
@@ -133,6 +134,15 @@ TEST_F(DispatcherTest, NumbersThatNobodyServesAreRefused) {
         EXPECT_EQ(call(static_cast<Request>(number), 0, 0).status,
                   static_cast<u32>(HostStatus::Unsupported))
             << number;
+}
+
+TEST_F(DispatcherTest, AClientOfALaterVersionIsToldWhichVersionsThisIs) {
+    const std::string text = call(static_cast<Request>(4711), 0, 0).text();
+    EXPECT_NE(text.find("request 4711;"), std::string::npos) << text;
+    EXPECT_NE(text.find("mvrp 0."), std::string::npos) << text;
+    EXPECT_NE(text.find("version " + std::to_string(kChannelVersion) + " of the command channel"),
+              std::string::npos)
+        << text;
 }
 
 TEST_F(DispatcherTest, ARegisteredRequestIsServedByItsHandler) {
