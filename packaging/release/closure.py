@@ -111,7 +111,10 @@ def needed_by(root, programs):
     for program in programs:
         take(program)
     while waiting:
-        place = root.library(waiting.pop())
+        name = waiting.pop()
+        if name.startswith("ld-linux"):  # the loader, which is there already when it looks for it
+            continue
+        place = root.library(name)
         if place not in found:
             found[place] = place
             take(root.file(place))

@@ -4,15 +4,16 @@
 to, volumes, /proc, /dev, a list of capabilities and no way to more, the image's environment and command. Its
 namespaces are made before (unshare, ip netns).
 
-usage: container.py ARCHIVE ARCHITECTURE ROOT [--volume OUTSIDE:INSIDE] [--capabilities NAME,...]
-                    [COMMAND...]"""
+usage: container.py ROOT [--volume OUTSIDE:INSIDE] [--capabilities NAME,...] [-- COMMAND...]
+
+ROOT, and beside it ROOT.json, are as layout.py unpacked them."""
 
 import argparse
 import ctypes
+import json
 import os
 import struct
-
-import layout
+import sys
 
 MS_RDONLY, MS_NOSUID, MS_NODEV, MS_NOEXEC, MS_REMOUNT, MS_BIND, MS_REC, MS_PRIVATE = (
     1, 2, 4, 8, 32, 4096, 16384, 1 << 18)
@@ -73,15 +74,15 @@ def keep(names):
 
 def main():
     parser = argparse.ArgumentParser(usage=__doc__.rsplit("usage: ", 1)[1])
-    parser.add_argument("archive")
-    parser.add_argument("architecture")
     parser.add_argument("root")
     parser.add_argument("--volume", action="append", default=[])
     parser.add_argument("--capabilities", default="")
-    parser.add_argument("command", nargs="*")
-    options = parser.parse_args()
-    config = layout.Reader(options.archive).image(options.architecture)[0]["config"]
-    command = options.command or config["Entrypoint"] + config["Cmd"]
+    words = sys.argv[1:]
+    end = words.index("--") if "--" in words else len(words)
+    options = parser.parse_args(words[:end])
+    with open(options.root + ".json", encoding="utf-8") as file:
+        config = json.load(file)["config"]
+    command = words[end + 1:] or config["Entrypoint"] + config["Cmd"]
     environment = dict(each.split("=", 1) for each in config["Env"])
     enter(options.root, [each.split(":") for each in options.volume])
     keep([name for name in options.capabilities.split(",") if name])

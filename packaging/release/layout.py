@@ -3,7 +3,9 @@
 """An archive in the form of an OCI image layout: written so that the same content gives the same bytes, and
 read with every digest looked at.
 
-usage: layout.py ARCHIVE ARCHITECTURE DIRECTORY    unpacks the file system of one image"""
+usage: layout.py ARCHIVE ARCHITECTURE DIRECTORY
+
+unpacks the file system of one image, and its configuration into DIRECTORY.json."""
 
 import gzip
 import hashlib
@@ -34,7 +36,7 @@ def digest_of(data):
 def packed(data):
     """gzip, without a name and a time of its own."""
     out = io.BytesIO()
-    with gzip.GzipFile(filename="", mode="wb", fileobj=out, mtime=0, compresslevel=9) as stream:
+    with gzip.GzipFile(filename="", mode="wb", fileobj=out, mtime=0, compresslevel=6) as stream:
         stream.write(data)
     return out.getvalue()
 
@@ -138,8 +140,9 @@ class Reader:
 
 def main():
     archive, architecture, directory = sys.argv[1:]
-    _, layer = Reader(archive).image(architecture)
+    config, layer = Reader(archive).image(architecture)
     pathlib.Path(directory).mkdir(parents=True)
+    pathlib.Path(directory + ".json").write_bytes(text_of(config))
     with tarfile.open(fileobj=io.BytesIO(layer)) as content:
         content.extractall(directory, numeric_owner=True)
 
