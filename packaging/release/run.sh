@@ -72,6 +72,7 @@ isFor() { [[ $(dpkg-deb -f "$2" Architecture) == "$1" ]]; }
 symbolsApart() {
     local place=$work/symbols id
     rm -rf "$place"
+    mkdir -p "$place"
     dpkg-deb -x "$top/mvrp_${version}_$1.deb" "$place/programs"
     dpkg-deb -x "$top/mvrp-dbgsym_${version}_$1.deb" "$place/symbols"
     id=$(readelf -n "$place/programs/usr/sbin/mvrp" | sed -nE 's/.*Build ID: (..)(.*)/\1\/\2/p')
