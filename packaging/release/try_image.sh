@@ -4,6 +4,8 @@
 # try_image.sh ARCHIVE ARCHITECTURE: starts two containers of an image, with what a runtime does (container.py),
 # each in a network namespace of its own, a cable between them, and looks at what they register. As root. Prints
 # a line for each thing looked at, and at the end "N passed, N failed".
+#
+# shellcheck disable=SC2317  # expect calls the functions
 set -euo pipefail
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 archive=$(readlink -f "$1") architecture=$2
