@@ -7,6 +7,7 @@ import pathlib
 import re
 import shutil
 import subprocess
+import sys
 import tarfile
 import time
 import unittest
@@ -18,6 +19,7 @@ from test_mvrpctl_json import schema, validate
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 COLLECT = ROOT / "packaging" / "examples" / "collect" / "collect.sh"
+PLAYBOOK = COLLECT.with_name("playbook.yml")
 PROGRAM = BUILD / "network" / "mvrp-net"
 
 
@@ -124,6 +126,44 @@ class Net(Collected):
         for command in found["commands"]:
             middle.change(command.removeprefix("mvrpctl "))
         self.assert_state(self.net, east={"learnt": "10"})
+
+    def run_playbook(self, *hosts):
+        """As its first lines say, on hosts that are this machine, each with the directory of its daemon."""
+        lines = ["[switches]"]
+        for host in hosts:
+            python = self.directory / f"python-{host}"
+            python.write_text(f"#!/bin/sh\nMVRP_RUNTIME_DIR={self.directory}/{host} "
+                              f'exec {sys.executable} "$@"\n', encoding="utf-8")
+            python.chmod(0o755)
+            lines.append(f"{host} ansible_connection=local ansible_python_interpreter={python}")
+        inventory = self.directory / "ansible-inventory"
+        inventory.write_text("\n".join(lines) + "\n", encoding="utf-8")
+        programs = next(iter(self.net.nodes.values())).mvrpctl.parent
+        environment = {"PATH": f"{programs}:/usr/bin:/bin", "HOME": str(self.directory), "LC_ALL": "C.UTF-8",
+                       "PWD": str(self.directory)}
+        return subprocess.run(["ansible-playbook", "-i", inventory, "-e", "into=played", PLAYBOOK],
+                              cwd=self.directory, env=environment, capture_output=True, text=True,
+                              timeout=300, check=False)
+
+    @unittest.skipUnless(shutil.which("ansible-playbook"), "ansible-core is not installed")
+    def test_the_playbook_collects_what_the_loop_does(self):
+        done = self.run_playbook(*self.net.nodes)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        played = self.directory / "played"
+        self.assertEqual(sorted(path.name for path in played.iterdir()),
+                         sorted(f"{name}.json" for name in self.net.nodes))
+        for path in played.iterdir():
+            text = path.read_text(encoding="utf-8")
+            self.assertEqual(json.loads(text)["switch"]["name"], path.stem)
+            self.assertEqual(validate(text, schema("snapshot")), 1)
+        self.assertEqual(self.query("check", played)["cables"], 2)
+
+    @unittest.skipUnless(shutil.which("ansible-playbook"), "ansible-core is not installed")
+    def test_the_playbook_goes_on_without_a_switch_that_does_not_answer(self):
+        done = self.run_playbook("west", "nobody")
+        self.assertEqual(done.returncode, 2, done.stdout + done.stderr)
+        self.assertEqual([path.name for path in (self.directory / "played").iterdir()], ["west.json"])
+        self.assertRegex(done.stdout, r"(?m)^nobody .*failed=1")
 
     def test_what_can_not_be_used_is_a_line_and_the_rest_goes_on(self):
         done = self.collect("some", [*self.net.nodes, "nobody"])
