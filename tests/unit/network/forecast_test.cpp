@@ -120,6 +120,26 @@ TEST(Forecasts, ANeighbourWithoutASnapshotKeepsDeclaring) {
     EXPECT_EQ(found.portsKnown, 3U);
 }
 
+/// A bridge's ports have the numbers of their interfaces, which grow as long as the machine runs.
+TEST(Forecasts, LinuxBridgesAreForecastAsOtherSwitchesAre) {
+    std::vector<Switch> switches = plannedSwitches();
+    correctAll(switches);
+    const Forecast expected = forecast(switches, cut("west:middle"));
+    for (Switch& each : switches) {
+        each.linux = true;
+        for (Port& port : each.ports)
+            port.number += 60'000;
+    }
+    const Forecast found = forecast(switches, cut("west:middle"));
+    EXPECT_TRUE(found.problems.empty());
+    EXPECT_TRUE(found.unlike.empty());
+    ASSERT_EQ(found.reaches.size(), 1U);
+    EXPECT_EQ(found.reaches[0].kind, ReachKind::Lost);
+    ASSERT_EQ(found.endings.size(), 1U);
+    EXPECT_EQ(found.endings[0].differences, expected.endings[0].differences);
+    EXPECT_EQ(found.quietMs.middle, expected.quietMs.middle);
+}
+
 TEST(Forecasts, AnUncertainEndIsToldAsOne) {
     Forecast found;
     found.runs = 5;
