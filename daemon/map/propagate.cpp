@@ -8,6 +8,7 @@
 #include "daemon/db/platform_query.h"
 #include "daemon/db/port_vlan.h"
 #include "daemon/fsm/machines.h"
+#include "daemon/map/alike.h"
 #include "daemon/map/registered.h"
 #include "daemon/pdu/gvrp_send.h"
 #include "daemon/pdu/send.h"
@@ -71,16 +72,36 @@ void mvrpLeaveQueue(MvrpPortEntry* port, u32 vid, u32 step) {
     }
 }
 
+/// Whether only ports that have something to say send.
+bool mvrpSendsOnChange() {
+    return mvrpCorrects(Correction::SendOnChange);
+}
+
+bool mvrpHasToSay(MvrpPortEntry* port) {
+    return gMvrpBytes.has(mvrpMachines(port), kMvrpSpeakingMachines);
+}
+
 /// The ports that a send step makes send: all targets, or those that have something to say.
 template <class Action>
 void mvrpForEachSender(const MvrpPortEntry* source, Action action) {
-    const bool onChange = mvrpCorrects(Correction::SendOnChange);
+    const bool onChange = mvrpSendsOnChange();
     mvrpForEachTarget(source, [onChange, action](MvrpPortEntry* target) {
-        if (onChange && !gMvrpBytes.has(mvrpMachines(target), kMvrpSpeakingMachines))
+        if (onChange && !mvrpHasToSay(target))
             correctionActed(Correction::SendOnChange, target->portunit, 0);
         else
             action(target);
     });
+}
+
+/// Has a target send its joins, or tells the host that it has nothing to say.
+template <class Send>
+void mvrpJoinsSend(MvrpPortEntry* target, bool sends, Send send) {
+    if (!sends) {
+        correctionActed(Correction::SendOnChange, target->portunit, 0);
+        return;
+    }
+    target->msgNum = 0;  // a join goes out twice
+    send(target);
 }
 
 /// What a target goes on declaring though `source` withdraws it: the rest of `vlans`.
@@ -146,6 +167,29 @@ void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source) {
         } else {
             mvrpPortSendPkt(target);
         }
+    });
+}
+
+void mvrpMapPropagateJoinsSend(const MvrpVlanBitmap& vlans, MvrpPortEntry* source) {
+    if (mvrpGvrpCompliant() || mvrpListEmpty(&gMvrpInfo.portList)) {
+        mvrpMapPropagateJoins(vlans, source);
+        mvrpMapPropagateJoinMsgSend(source);
+        return;
+    }
+    // No port's sending looks at another's machines, so each may send before the next is asked.
+    const bool onChange = mvrpSendsOnChange();
+    MvrpAlike alike;
+    mvrpForEachTarget(source, [&vlans, onChange, &alike](MvrpPortEntry* target) {
+        if (alike.covers(target)) {
+            alike.follow(target);
+            mvrpJoinsSend(target, alike.sent(), mvrpPortSendAgain);
+            return;
+        }
+        alike.begin(target);
+        gMvrpBytes.applyWhere(mvrpMachines(target), vlans, mvrpJoinRequest());
+        const bool sends = !onChange || mvrpHasToSay(target);
+        mvrpJoinsSend(target, sends, mvrpPortSendPkt);
+        alike.finish(target, sends);
     });
 }
 

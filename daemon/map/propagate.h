@@ -13,6 +13,8 @@ void mvrpMapPropagateJoin(u32 vid, MvrpPortEntry* source);
 /// The same for all VLANs of a bitmap at once.
 void mvrpMapPropagateJoins(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
 void mvrpMapPropagateJoinMsgSend(MvrpPortEntry* source);
+/// Both steps for one PDU, of whose joins `vlans` has the VLANs.
+void mvrpMapPropagateJoinsSend(const MvrpVlanBitmap& vlans, MvrpPortEntry* source);
 /// Withdraws whether a third port still registers the VLAN or not, unless the correction
 /// leave-needed is on.
 void mvrpMapPropagateLeave(u32 vid, MvrpPortEntry* source);

@@ -364,8 +364,9 @@ s32 mvrpVectorProcess(MvrpPortEntry* port, std::span<const u8> vectors) {
     const bool hears = mvrpCorrects(Correction::StaticHeard);
     MvrpReception reception = {port, mvrpFactsOf(port->portunit), registers, hears, {}};
     const bool whole = mvrpVectorsWalk(&reception, reader, header);
-    mvrpMapPropagateJoins(reception.joined, port);
     if (whole)
-        mvrpMapPropagateJoinMsgSend(port);
+        mvrpMapPropagateJoinsSend(reception.joined, port);
+    else
+        mvrpMapPropagateJoins(reception.joined, port);
     return 0;
 }

@@ -260,6 +260,11 @@ s32 mvrpPortSendPkt(MvrpPortEntry* port) {
     return 0;
 }
 
+void mvrpPortSendAgain(MvrpPortEntry* port) {
+    gMvrpSentBefore.forEach([port](std::span<const u8> body) { mvrpSendPdu(port, body); });
+    mvrpJoinCycleStep(port, MVRP_JOIN_FULL);
+}
+
 s32 mvrpPortSendJoinPkt(MvrpPortEntry* port) {
     if (!mvrpMaySend(port))
         return -1;

@@ -16,6 +16,9 @@
 /// @return 0; -1 when the port is absent or disabled or GVRP compliance is on
 s32 mvrpPortSendPkt(MvrpPortEntry* port);
 
+/// The same for a port that would send what gMvrpSentBefore keeps, and stands already as if it had.
+void mvrpPortSendAgain(MvrpPortEntry* port);
+
 /// Sends the port's fixed registrations (registrar INF). @return as mvrpPortSendPkt()
 s32 mvrpPortSendJoinPkt(MvrpPortEntry* port);
 

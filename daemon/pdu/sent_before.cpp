@@ -15,9 +15,12 @@ bool mvrpSendsPlainly(const MvrpPortEntry* port) {
 
 MvrpSentBefore gMvrpSentBefore;
 
+bool MvrpSentBefore::suits(const MvrpPortEntry* port) const {
+    return whole_ && mtu_ == port->mtu && mvrpSendsPlainly(port);
+}
+
 bool MvrpSentBefore::fits(const MvrpPortEntry* port) const {
-    return whole_ && mtu_ == port->mtu && mvrpSendsPlainly(port) &&
-           std::memcmp(before_.data(), port->madMachine, before_.size()) == 0;
+    return suits(port) && std::memcmp(before_.data(), port->madMachine, before_.size()) == 0;
 }
 
 void MvrpSentBefore::begin(const MvrpPortEntry* port) {

@@ -18,10 +18,19 @@ class MvrpSentBefore {
   public:
     /// Whether the port would send what is kept.
     bool fits(const MvrpPortEntry* port) const;
+    /// Whether there is something to repeat: what was sent last.
+    bool kept() const { return whole_; }
+    /// Whether the port would send what is kept if it stood as that one did.
+    bool suits(const MvrpPortEntry* port) const;
     /// Calls `send` with each PDU, once the port stands as if it had built them.
     template <class Send>
     void repeat(MvrpPortEntry* port, Send send) const {
         std::memcpy(port->madMachine, after_.data(), after_.size());
+        forEach(send);
+    }
+    /// Calls `send` with each PDU.
+    template <class Send>
+    void forEach(Send send) const {
         size_t at = 0;
         for (u32 i = 0; i < count_; ++i) {
             send(std::span<const u8>(bodies_).subspan(at, lengths_[i]));

@@ -37,7 +37,9 @@ class QorVlanFacts {
         return std::endian::native == std::endian::little ? __builtin_bswap64(bytes) : bytes;
     }
     bool has(u32 index) const {
-        return (word(index / kWordBits) << index % kWordBits & ~(~u64{0} >> 1U)) != 0;
+        constexpr u32 kLast = std::endian::native == std::endian::little ? 7 : kWordBits - 1;
+        const u64 bytes = words_[index / kWordBits].load(std::memory_order_acquire);
+        return (bytes >> (index % kWordBits ^ kLast) & 1U) != 0;
     }
 
     /// Host: the set is that of a bitmap from now on.
