@@ -144,15 +144,28 @@ class Watched:
             time.sleep(0.2)
 
 
-def last_learnt(directory, since):
-    """The last time since which a port has what it learnt; a daemon that was away tells it to no watcher."""
-    last = since
-    for path in directory.glob("*.json"):
-        document = json.loads(path.read_text(encoding="utf-8"))
-        for port in document["ports"]:
-            for entry in port["learnt"]:
-                last = max(last, (document["taken"] - entry["age"]) / 1000)
-    return last
+def changes_since(node, sequence):
+    """@return what the daemon did after a change; None when it does not keep that, or is of another run"""
+    lines = node.control(f"-j watch --seconds 1 --since {sequence}").stdout.splitlines()
+    lines = [json.loads(line) for line in lines]
+    return None if lines and lines[0].get("reason") == "gap" else lines
+
+
+def last_of_restarted(node, since):
+    """The last change of memberships of a daemon that was away: its watcher may have come too late for it."""
+    newest = json.loads(node.control("-j watch --seconds 1").stdout.splitlines()[0])["sequence"]
+    kept, gone = 0, 1
+    while changes_since(node, newest - gone) is not None:
+        kept, gone = gone, 2 * gone
+    while gone - kept > 1:
+        between = (kept + gone) // 2
+        if changes_since(node, newest - between) is None:
+            gone = between
+        else:
+            kept = between
+    times = [line["time"] / 1000 for line in changes_since(node, newest - kept)
+             if line.get("change") in MEMBERS]
+    return max([since, *times])
 
 
 def collect(net, directory):
@@ -352,7 +365,8 @@ def run_once(trial, build, runs, chance):
             started = change(net, trial, chance, moment)
             last = watched.await_calm(started, trial.calm_seconds())
             after = collect(net, directory / "after")
-            last = last_learnt(after, last)
+            if trial.kind == "restart":
+                last = last_of_restarted(net.nodes[trial.switch], last)
             real = ask(build, "diff", "-j", before, after)["differences"]
             return Once(forecast, round(1000 * (last - started)), real)
     finally:
