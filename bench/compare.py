@@ -21,7 +21,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 SLOWER = 1.10
 # The sizes that tell most, unless a filter says otherwise.
 KEY_FIGURES = (r"^(transition|decode(-gvrp)?/48/4094|declare.*|leave-expiry/.*|leaveall-expiry.*|"
-               r"reaction/(8|48)|pending-(add|remove)/48/(64|1024)|corrected-.*/48/.*)")
+               r"reaction-parts/(8|48)|pending-(add|remove)/48/(64|1024)|corrected-.*/48/.*)")
 
 
 def run(*command, **options):

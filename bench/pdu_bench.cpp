@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // Reception of a PDU whose VLANs are all registered: the steady state. Limit: what the daemon can
-// not do without, made bare: the same questions to the switch, a pass with a table of 256 entries
-// over the machines of all ports, and the same frames handed to the socket.
+// not do without, made bare: the same questions to the switch, one pass in vectors over the
+// machines of all ports, and the same frames handed to the socket.
 #include <memory>
 
 #include "bench/bench_switch.h"
 #include "bench/pair.h"
+#include "bench/passes.h"
 #include "daemon/db/platform_query.h"
-#include "daemon/fsm/machines.h"
 #include "daemon/pdu/frame.h"
 
 namespace {
@@ -59,7 +59,7 @@ void decode(benchmark::State& state, const Shape& shape) {
     pair.work = [&] { bridge.receive(kSource, pdu); };
     pair.limit = [&] {
         askSwitch(shape);
-        kMvrpPlainForm.apply(machines, kMvrpActiveEventMap<MVRP_EVENT_R_LA, MVRP_PROTOCOL_MVRP>);
+        bench::passInPlace(machines);
         sendAgain(frames, shape.gvrp ? gMvrpInfo.gvrpDataSock : gMvrpInfo.mvrpDataSock, kSource);
     };
     bench::measure(state, pair);

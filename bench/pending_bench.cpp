@@ -1,15 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
 // Pending application: every VLAN of every port is added on the switch, then removed again. Limit:
-// the same calls into the switch with the same batches, and nothing else.
+// every call into the platform that this takes, bare: for each pair whether bytes wait at three
+// sockets and its item back into the pool, for each port what it carries and its kind, for each
+// batch the switch's own calls.
 #include <functional>
 
 #include "bench/bench_switch.h"
 #include "bench/pair.h"
+#include "daemon/db/platform_query.h"
 #include "daemon/db/port.h"
 #include "daemon/db/port_vlan.h"
 #include "platform/contract/qor_if.h"
+#include "platform/contract/qor_socket.h"
 #include "platform/contract/qor_vlan.h"
+#include "platform/contract/sil.h"
 #include "platform/switch/switch_observer.h"
 
 namespace {
@@ -77,8 +82,55 @@ std::vector<Call> record(u32 ports, u32 vlans, u8 flag) {
     return std::move(recorder.calls);
 }
 
+/// The items of the pairs, taken from their pool and given back as the daemon does it.
+class Items {
+  public:
+    void take(u32 count) {
+        while (items_.size() < count)
+            items_.push_back(silMemPoolAlloc(&gMvrpInfo.vlanPool, 0));
+    }
+    void giveBackOne() {
+        silMemPoolFree(&gMvrpInfo.vlanPool, items_.back());
+        items_.pop_back();
+    }
+
+  private:
+    std::vector<void*> items_;
+};
+
+/// What each pair asks, and its end.
+void finishPair(Items& items) {
+    for (const s32 socket : {gMvrpInfo.routeSock, gMvrpInfo.mvrpDataSock, gMvrpInfo.gvrpDataSock}) {
+        s32 bytes = 0;
+        qor_ioctl(socket, kQorIoctlBytesWaiting, &bytes);
+        benchmark::DoNotOptimize(bytes);
+    }
+    items.giveBackOne();
+}
+
 constexpr u8 kAdd = 0x40;
 constexpr u8 kRemove = 0xA0;  // applied, and to be removed
+
+/// What the first pair of a port asks.
+void askPort(u32 unit) {
+    platform::VlanBitmap carried;
+    mvrpPortVlansRead(unit, QorIfAttribute::PermittedTagged, &carried);
+    QorIndexInfo info = {};
+    qorIndexTrans(unit, kIndexTransEndType, &info);
+    benchmark::DoNotOptimize(info);
+}
+
+/// Everything that the platform is asked and told on the way, in this order of ports, pairs and
+/// batches.
+void repeatAll(std::vector<Call>& calls, u32 ports, u32 vlans, Items& items) {
+    for (u32 unit = 1; unit <= ports; ++unit) {
+        askPort(unit);
+        for (u32 pair = 0; pair < vlans; ++pair)
+            finishPair(items);
+    }
+    for (Call& call : calls)
+        repeat(&call);
+}
 
 void pending(benchmark::State& state, u8 flag) {
     const u32 ports = static_cast<u32>(state.range(0));
@@ -101,8 +153,12 @@ void pending(benchmark::State& state, u8 flag) {
         makePending(ports, vlans, flag);
     };
     pair.work = [] { bench::BenchSwitch::applyPending(); };
-    pair.prepareLimit = [&] { replay(other); };
-    pair.limit = [&] { replay(own); };
+    Items items;
+    pair.prepareLimit = [&] {
+        replay(other);
+        items.take(ports * vlans);
+    };
+    pair.limit = [&] { repeatAll(own, ports, vlans, items); };
     if (flag == kRemove)
         replay(additions);
     bench::measure(state, pair);

@@ -128,6 +128,6 @@ void reaction(benchmark::State& state) {
     state.counters["frame_bytes"] = static_cast<double>(frames.back().size());
     bridge.sockets.setTransmitter(&bridge.sink);
 }
-BENCHMARK(reaction)->Name("reaction")->Arg(8)->Arg(48)->Arg(256)->UseManualTime();
+BENCHMARK(reaction)->Name("reaction-parts")->Arg(8)->Arg(48)->Arg(256)->UseManualTime();
 
 }  // namespace

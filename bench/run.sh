@@ -6,6 +6,7 @@
 #
 # usage: bench/run.sh [--quick]   (--quick: a shorter time for each figure, and fewer sizes)
 #        bench/run.sh --compare COMMIT [--rounds N] [--filter REGEX]   (see compare.py)
+#        bench/run.sh --recorded | --record   (see recorded.py)
 set -euo pipefail
 cd "$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")/.."
 
@@ -18,8 +19,9 @@ case ${1:-} in
         (($# >= 2)) || { echo 'bench/run.sh: --compare needs a commit' >&2; exit 2; }
         programs=(mvrp-bench)
         ;;
+    --recorded | --record) programs=(mvrp-bench) ;;
     *)
-        echo "bench/run.sh: the argument is '$1'; allowed: --quick, --compare COMMIT, or none" >&2
+        echo "bench/run.sh: the argument is '$1'; allowed: --quick, --compare COMMIT, --recorded, --record, or none" >&2
         exit 2
         ;;
 esac
@@ -32,9 +34,11 @@ if ! ninja -C "$build" "${programs[@]}" >>"$out/build.log" 2>&1; then
     exit 1
 fi
 
-if [[ ${1:-} == --compare ]]; then
-    exec bench/compare.py "$build" "${@:2}"
-fi
+case ${1:-} in
+    --compare) exec bench/compare.py "$build" "${@:2}" ;;
+    --recorded) exec bench/recorded.py "$build" ;;
+    --record) exec bench/recorded.py "$build" --record ;;
+esac
 
 # measure LOG COMMAND...: runs a part with its output in a log, which is shown when it fails.
 measure() {

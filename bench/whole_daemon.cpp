@@ -16,6 +16,8 @@
 #include <sstream>
 #include <thread>
 
+#include "bench/whole_cables.h"
+
 namespace bench {
 namespace {
 
@@ -23,13 +25,6 @@ constexpr int kReadyWithinMs = 10'000;
 
 [[noreturn]] void fail(const std::string& what) {
     throw std::runtime_error(what + ": " + std::strerror(errno));
-}
-
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    return address;
 }
 
 /// The number behind `key` in a file of "key: number" lines.

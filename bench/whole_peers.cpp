@@ -4,12 +4,11 @@
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <stdexcept>
+
+#include "bench/whole_cables.h"
 
 namespace bench {
 namespace {
@@ -19,7 +18,6 @@ constexpr std::array<u8, 22> kNativeHeader = {
 /// First byte of the first vector in a frame of our form: attribute type and length come before it.
 constexpr size_t kVectorAt = kNativeHeader.size() + 3;
 constexpr u8 kLeaveAll = 0x20;
-constexpr int kRoomWithinMs = 20;
 constexpr int kLookForEndMs = 50;
 constexpr size_t kBatch = 32;
 constexpr size_t kLongestFrame = 3840;
@@ -53,39 +51,6 @@ bool isLeaveAll(std::span<const u8> frame) {
     return frame.size() > kVectorAt && (frame[kVectorAt] & kLeaveAll) != 0;
 }
 
-bool sendInto(int socket, std::span<const u8> frame) {
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        if (::send(socket, frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0)
-            return true;
-        pollfd item = {socket, POLLOUT, 0};
-        if (errno != EAGAIN || poll(&item, 1, kRoomWithinMs) != 1)
-            return false;
-    }
-    return false;
-}
-
-sockaddr_un addressOf(const std::string& path) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-    return address;
-}
-
-/// A socket at `own` that sends to `other`. Other than a connected one it takes frames of all.
-platform::Descriptor openCable(const std::string& own) {
-    platform::Descriptor cable(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    const sockaddr_un address = addressOf(own);
-    if (bind(cable.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
-        throw std::runtime_error("no cable at " + own);
-    return cable;
-}
-
-void connectCable(int cable, const std::string& other) {
-    const sockaddr_un address = addressOf(other);
-    if (connect(cable, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0)
-        throw std::runtime_error("nobody at " + other);
-}
-
 }  // namespace
 
 std::vector<u8> nativeFrame(std::span<const u8> pdu) {
@@ -102,18 +67,14 @@ std::vector<u8> nativeFrame(std::span<const u8> pdu) {
 Peers::Peers(const Daemon& daemon, u32 ports, std::vector<u8> answer)
     : answer_(std::move(answer)), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     for (u32 unit = 1; unit <= ports; ++unit) {
-        // Receiving is left to one socket and sending to another: a connected one would take
-        // nothing from the daemon's sending socket, which has no name.
-        cables_.push_back(openCable(daemon.peerPath(unit)));
+        cables_.push_back(openEnd(daemon.peerPath(unit)));
         epoll_event event{};
         event.events = EPOLLIN;
         event.data.u32 = unit;
         epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, cables_.back().get(), &event);
     }
-    for (u32 unit = 1; unit <= ports; ++unit) {
-        cables_.emplace_back(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        connectCable(cables_.back().get(), daemon.portPath(unit));
-    }
+    for (u32 unit = 1; unit <= ports; ++unit)
+        cables_.push_back(openSender(daemon.portPath(unit)));
     reader_ = std::thread([this] { readLoop(); });
 }
 
@@ -142,11 +103,13 @@ void Peers::readLoop() {
     }
 }
 
-double bareReceiveRate(size_t frameBytes, double seconds) {
+double bareRelayRate(const Daemon& daemon, u32 ports, size_t frameBytes, double seconds) {
     const ScratchDirectory directory;
-    const platform::Descriptor in = openCable(directory.path("in"));
-    const platform::Descriptor out(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    connectCable(out.get(), directory.path("in"));
+    const platform::Descriptor in = openEnd(directory.path("in"));
+    const platform::Descriptor out = openSender(directory.path("in"));
+    std::vector<platform::Descriptor> neighbours;
+    for (u32 unit = 2; unit <= ports; ++unit)
+        neighbours.push_back(openSender(daemon.peerPath(unit)));
     std::atomic<bool> ends{false};
     std::thread sender([&] {
         const std::vector<u8> frame(frameBytes);
@@ -159,7 +122,11 @@ double bareReceiveRate(size_t frameBytes, double seconds) {
     const Clock::time_point begin = Clock::now();
     while (secondsSince(begin) < seconds) {
         poll(&item, 1, kLookForEndMs);
-        frames += batch.read(in.get());
+        const size_t got = batch.read(in.get());
+        for (size_t i = 0; i < got; ++i)
+            for (const platform::Descriptor& neighbour : neighbours)
+                sendInto(neighbour.get(), batch.frame(i));
+        frames += got;
     }
     const double rate = static_cast<double>(frames) / secondsSince(begin);
     ends = true;

@@ -43,8 +43,9 @@ class Peers {
     std::thread reader_;
 };
 
-/// Datagrams of this size that one socket takes in a second, sent by one thread and read by another
-/// in batches, as the frame layer reads a cable, and forgotten.
-double bareReceiveRate(size_t frameBytes, double seconds);
+/// Datagrams of this size that a bare relay takes in a second: received in batches, as the frame
+/// layer reads a cable, each sent to the neighbours at the ports 2 to `ports`, whose Peers read
+/// them, and forgotten.
+double bareRelayRate(const Daemon& daemon, u32 ports, size_t frameBytes, double seconds);
 
 }  // namespace bench

@@ -1,0 +1,62 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Holds five ratios against those that are recorded beside it, in recorded.json, and fails where one has grown by
+more than 1.3 times. Ratios only: a cost says more about the machine than about the code.
+
+A busy machine makes a turn longer and never shorter, so a figure that seems to have grown gets more rounds, and the
+least of all counts. Ends with "N passed, M failed".
+
+usage: recorded.py BUILD-DIRECTORY [--record]     (--record: writes what is measured instead)"""
+
+import argparse
+import json
+import pathlib
+import sys
+
+from compare import keep_least, measure, words
+
+RECORD = pathlib.Path(__file__).with_name("recorded.json")
+# What a ratio may grow by: what machines and their neighbours make of the same code is less.
+ALLOWED = 1.3
+ROUNDS = 8
+SECONDS = 0.05
+
+
+def ratios(program, wanted, enough):
+    """{figure: ratio}, from as many rounds as it takes until `enough` says so."""
+    best = {}
+    arguments = argparse.Namespace(filter="^(" + "|".join(wanted) + ")/manual_time$", seconds=SECONDS)
+    found = {}
+    for _ in range(ROUNDS):
+        keep_least(best, measure(program, arguments))
+        found = {name: work / limit for name, (work, limit) in best.items()}
+        if enough(found):
+            break
+    return found
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawTextHelpFormatter)
+    parser.add_argument("build", type=pathlib.Path)
+    parser.add_argument("--record", action="store_true")
+    arguments = parser.parse_args()
+    recorded = json.loads(RECORD.read_text())
+    program = arguments.build / "bench" / "mvrp-bench"
+    if arguments.record:
+        found = ratios(program, recorded, lambda _: False)
+        RECORD.write_text(json.dumps({name: round(found[name], 2) for name in recorded}, indent=2) + "\n")
+        return 0
+    found = ratios(program, recorded,
+                   lambda now: all(now.get(name, 0) <= ALLOWED * limit for name, limit in recorded.items()))
+    failed = 0
+    for name, limit in recorded.items():
+        ratio = found.get(name)
+        good = ratio is not None and ratio <= ALLOWED * limit
+        failed += not good
+        print(f"{words(name):48} {ratio or 0:8.2f} of its limit, recorded {limit:.2f}{'' if good else '  GROWN'}")
+    print(f"{len(recorded) - failed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
