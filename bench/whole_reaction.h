@@ -9,6 +9,7 @@
 #include <string>
 
 #include "bench/whole_figures.h"
+#include "platform/contract/types.h"
 
 namespace bench {
 

@@ -25,6 +25,8 @@ function(mvrp_precompile target libraries)
         add_library(${holder} OBJECT EXCLUDE_FROM_ALL ${source})
         target_link_libraries(${holder} PRIVATE mvrp_flags ${libraries})
         target_compile_options(${holder} PRIVATE ${options})
+        # Without the time of day the same headers make the same file, and the compiler cache knows what was compiled with it.
+        target_compile_options(${holder} PRIVATE $<$<CXX_COMPILER_ID:Clang>:SHELL:-Xclang -fno-pch-timestamp>)
         target_precompile_headers(${holder} PRIVATE ${standard_headers} ${ARGN})
     endif()
     target_precompile_headers(${target} REUSE_FROM ${holder})
