@@ -12,7 +12,7 @@ megabytes=1500
 include=(apparmor dbus ifupdown2 iproute2 kmod network-manager procps systemd-sysv udev "${@:3}")
 
 print() { printf '  on the disk of %s: %s\n' "$suite" "${include[*]}"; }
-mark=$(sha256sum "${BASH_SOURCE[0]}" "$here"/inside/* <(printf '%s\n' "$suite" "${include[@]}") | sha256sum)
+mark=$(cat "${BASH_SOURCE[0]}" "$here"/inside/* <(printf '%s\n' "$suite" "${include[@]}") | sha256sum)
 if [[ -s $image && -s $image.mark && $(<"$image.mark") == "$mark" ]]; then
     print
     exit

@@ -1,6 +1,10 @@
-# shows: 4094 VLANs in batches of 50 take the driver at most 1.5 times what the bare requests take
+# shows: 1024 VLANs on each of 48 ports, in batches of 50, take the driver at most 1.5 times what bare requests take
 # lane: long
+# limit: 600
 
 bridge b1 vlan_default_pvid 0
-host h1 b1
-at b1 "$KERNEL_BUILD/tests/kernel/kernel-change-cost" br0 h1 "$scratch/ledger"
+for number in {1..48}; do
+    ip -n b1 link add "p$number" type dummy
+    ip -n b1 link set "p$number" master br0 up
+done
+at b1 "$KERNEL_BUILD/tests/kernel/kernel-change-cost" br0 "$scratch/ledger" 4 p{1..48}

@@ -19,6 +19,13 @@ boot1() {
     joins h1 10 mvrp
     expect 30 exactly b1 h1 1,10
 
+    say 'the journal keeps the fields of a line, and what its message ID stands for'
+    learnt=$(journal --output=json MVRP_EVENT=vlans-learnt MVRP_PORT=h1 MVRP_VLAN=10 |
+        sed -nE 's/.*"MESSAGE_ID" ?: ?"([0-9a-f]{32})".*/\1/p' | head -n 1)
+    [[ -n $learnt ]]
+    has 'h1: VLAN' journal "MESSAGE_ID=$learnt"
+    has mvrp journalctl --no-pager --list-catalog "$learnt"
+
     say 'a file that is refused fails the reload, and nothing changes'
     before=$(property MainPID)
     printf 'driver = "linux"\n' >>/etc/mvrp/mvrp.toml
