@@ -86,12 +86,14 @@ void reaction(benchmark::State& state) {
     platform::FrameNet net(bridge.soft, bridge.sockets);
     bridge.sockets.setTransmitter(&net);
     std::vector<Peer> peers;
+    net.setPlaces(platform::RequestPlaces({directory.path("")}));
     for (u32 unit = 1; unit <= ports; ++unit) {
         peers.emplace_back(pathOf(directory, "peer", unit));
         std::string error;
-        net.setCable(
-            unit, "unix:" + pathOf(directory, "port", unit) + "," + pathOf(directory, "peer", unit),
-            error);
+        const std::string cable =
+            "unix:" + pathOf(directory, "port", unit) + "," + pathOf(directory, "peer", unit);
+        if (net.setCable(unit, cable, error) != platform::HostStatus::Ok)
+            throw std::runtime_error(error);
     }
     const auto drain = [&peers] {
         for (Peer& peer : peers)
@@ -124,6 +126,11 @@ void reaction(benchmark::State& state) {
             peers[i].send(frames[i]);
     };
     bench::measure(state, pair);
+    drain();
+    react();
+    for (u32 i = 1; i < ports; ++i)
+        if (const std::vector<u8> last = peers[i].drain(); last.empty() || last != frames[i])
+            state.SkipWithError("what comes out in the end is not what came out first");
     state.counters["frames"] = ports - 1;
     state.counters["frame_bytes"] = static_cast<double>(frames.back().size());
     bridge.sockets.setTransmitter(&bridge.sink);

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Holds five ratios against those that are recorded beside it, in recorded.json, and fails where one has grown by
-more than 1.3 times. Ratios only: a cost says more about the machine than about the code.
+"""Holds five ratios against those that are recorded beside it, in recorded.json, and fails where one has
+grown by more than 1.3 times. Ratios only: a cost says more about the machine than about the code.
 
-A busy machine makes a turn longer and never shorter, so a figure that seems to have grown gets more rounds, and the
-least of all counts. Ends with "N passed, M failed".
+A busy machine makes a turn longer and never shorter, so a figure that seems to have grown gets more rounds,
+and the least of all counts. Ends with "N passed, M failed".
 
 usage: recorded.py BUILD-DIRECTORY [--record]     (--record: writes what is measured instead)"""
 
@@ -46,14 +46,15 @@ def main():
         found = ratios(program, recorded, lambda _: False)
         RECORD.write_text(json.dumps({name: round(found[name], 2) for name in recorded}, indent=2) + "\n")
         return 0
-    found = ratios(program, recorded,
-                   lambda now: all(now.get(name, 0) <= ALLOWED * limit for name, limit in recorded.items()))
+    found = ratios(program, recorded, lambda now: all(
+        now.get(name, 0) <= ALLOWED * limit for name, limit in recorded.items()))
     failed = 0
     for name, limit in recorded.items():
         ratio = found.get(name)
         good = ratio is not None and ratio <= ALLOWED * limit
         failed += not good
-        print(f"{words(name):48} {ratio or 0:8.2f} of its limit, recorded {limit:.2f}{'' if good else '  GROWN'}")
+        print(f"{words(name):48} {ratio or 0:8.2f} of its limit, recorded {limit:.2f}"
+              f"{'' if good else '  GROWN'}")
     print(f"{len(recorded) - failed} passed, {failed} failed")
     return 1 if failed else 0
 

@@ -107,7 +107,7 @@ void Daemon::configure(const DaemonSetup& setup) const {
     for (u32 unit = 1; unit <= setup.ports; ++unit)
         file << "\n[[port]]\nunit = " << unit << "\nname = \"port" << unit
              << "\"\ncable = \"unix:" << portPath(unit) << ',' << peerPath(unit) << "\"\n";
-    file << "\n[management]\nenable = true\n";
+    file << "\n[mvrp]\nmaxifnum = " << setup.ports << "\n\n[management]\nenable = true\n";
     for (u32 unit = 1; unit <= setup.ports; ++unit) {
         file << "\n[[management.port]]\nunit = " << unit << "\nenable = true\n";
         if (setup.leaveAllSeconds != 0)
