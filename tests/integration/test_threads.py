@@ -90,8 +90,10 @@ class Threads(NetworkTest):
         def traffic():
             numbers = random.Random(1)
             while not done.is_set():
-                peer.sendto(join_frame(numbers, numbers.choice(("ieee", "native"))), str(here))
+                frame = join_frame(numbers, numbers.choice(("ieee", "native")))
                 try:
+                    # Waits for room where the daemon is behind, then for its frames.
+                    peer.sendto(frame, str(here))
                     while True:
                         peer.recv(65536)
                 except TimeoutError:
