@@ -15,7 +15,7 @@ import platform
 import statistics
 import sys
 
-from compare import keep_least, measure, words
+from compare import measure, words
 
 RECORD = pathlib.Path(__file__).with_name("recorded.json")
 # What a ratio may grow by: what machines and their neighbours make of the same code is less.
@@ -36,14 +36,14 @@ def middles(program, wanted):
 
 
 def leasts(program, wanted, enough):
-    """{figure: ratio}, of the least of as many rounds as it takes until `enough` says so."""
-    best, found = {}, {}
+    """{figure: ratio}, the least of as many rounds as it takes until `enough` says so."""
+    least = {}
     for _ in range(ROUNDS):
-        keep_least(best, measure(program, arguments_for(wanted)))
-        found = {name: work / limit for name, (work, limit) in best.items()}
-        if enough(found):
+        for name, (work, limit) in measure(program, arguments_for(wanted)).items():
+            least[name] = min(least.get(name, work / limit), work / limit)
+        if enough(least):
             break
-    return found
+    return least
 
 
 def main():
