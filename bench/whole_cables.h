@@ -5,6 +5,7 @@
 
 #include <sys/un.h>
 
+#include <cstddef>
 #include <span>
 #include <string>
 
@@ -12,6 +13,9 @@
 #include "platform/runtime/files/descriptor.h"
 
 namespace bench {
+
+/// No frame of a daemon is longer, in bytes.
+inline constexpr std::size_t kLongestFrame = 3840;
 
 sockaddr_un addressOf(const std::string& path);
 

@@ -20,7 +20,6 @@ constexpr size_t kVectorAt = kNativeHeader.size() + 3;
 constexpr u8 kLeaveAll = 0x20;
 constexpr int kLookForEndMs = 50;
 constexpr size_t kBatch = 32;
-constexpr size_t kLongestFrame = 3840;
 
 /// Frames as recvmmsg() fills them.
 class Batch {

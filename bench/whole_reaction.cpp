@@ -22,20 +22,19 @@ constexpr u32 kVlans = 4094;
 constexpr double kWithinSeconds = 10;
 /// Nothing comes any more: longer than the join time.
 constexpr double kQuietSeconds = 1.5;
-constexpr size_t kLongestFrame = 3840;
 constexpr size_t kBatch = 64;
 
 /// The far ends of all cables, read without ever waiting.
 class FarEnds {
   public:
-    FarEnds(const Daemon& daemon, u32 ports) : into_(), frames_(ports - 1) {
+    FarEnds(const Daemon& daemon, u32 ports) : frames_(ports - 1) {
         for (u32 unit = 1; unit <= ports; ++unit)
             ends_.push_back(openEnd(daemon.peerPath(unit)));
         into_ = openSender(daemon.portPath(1));
-        for (u32 unit = 2; unit <= ports; ++unit)
+        for (u32 unit = 2; unit <= ports; ++unit) {
             bare_.push_back(openSender(daemon.peerPath(unit)));
-        for (u32 i = 0; i < ports - 1; ++i)
-            addresses_.push_back(addressOf(daemon.peerPath(i + 2)));
+            addresses_.push_back(addressOf(daemon.peerPath(unit)));
+        }
         for (u32 first = 0; first < ports; first += kBatch)
             batched_.push_back(openEnd(daemon.peerPath(ports + 1 + first)));
     }

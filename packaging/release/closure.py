@@ -81,7 +81,7 @@ class Root:
     def file(self, place):
         return self.path / self.resolve(place)
 
-    def library(self, name):
+    def find(self, name):
         """@return where a library lies, as the loader looks for it"""
         for folder in (f"usr/lib/{self.triplet}", "usr/lib"):
             if self.file(f"{folder}/{name}").is_file():
@@ -114,7 +114,7 @@ def needed_by(root, programs):
         name = waiting.pop()
         if name.startswith("ld-linux"):  # the loader, which is there already when it looks for it
             continue
-        place = root.library(name)
+        place = root.find(name)
         if place not in found:
             found[place] = place
             take(root.file(place))

@@ -49,16 +49,16 @@ expect() {
 }
 
 # ---------------------------------------------------------------------------------------- packages
-# build ARCHITECTURE PLACE [NAME=VALUE...]: the package, in out/packages/work/PLACE.
+# build ARCHITECTURE PLACE [NAME=VALUE...]: the package, in out/packages/scratch/PLACE.
 build() {
-    local architecture=$1 place=$2 source=$work/$2/mvrp-$version profiles=nocheck log=$logs/package-${2//\//-}.log
+    local architecture=$1 place=$2 source=$scratch/$2/mvrp-$version profiles=nocheck log=$logs/package-${2//\//-}.log
     shift 2
     [[ $architecture == "$native" ]] || profiles=cross,nocheck
-    rm -rf "${work:?}/$place"
+    rm -rf "${scratch:?}/$place"
     mkdir -p "$source"
     git archive HEAD | tar -x -C "$source"
     cp -r "$source/packaging/debian" "$source/debian"
-    if ! inRoot "$PWD/$work" "$@" DEB_BUILD_OPTIONS="parallel=$jobs nocheck" bash -c "cd /build/$place/mvrp-$version &&
+    if ! inRoot "$PWD/$scratch" "$@" DEB_BUILD_OPTIONS="parallel=$jobs nocheck" bash -c "cd /build/$place/mvrp-$version &&
         dpkg-buildpackage -us -uc -b --host-arch=$architecture --build-profiles=$profiles" >"$log" 2>&1; then
         tail -n 40 "$log"
         die "the package was not built; the whole output is in $log"
@@ -70,7 +70,7 @@ isFor() { [[ $(dpkg-deb -f "$2" Architecture) == "$1" ]]; }
 
 # symbolsApart ARCHITECTURE: the programs have none, and the package of symbols has those of these very programs.
 symbolsApart() {
-    local place=$work/symbols id
+    local place=$scratch/symbols id
     rm -rf "$place"
     mkdir -p "$place"
     dpkg-deb -x "$top/mvrp_${version}_$1.deb" "$place/programs"
@@ -82,8 +82,8 @@ symbolsApart() {
 
 sameBytes() {
     local file
-    for file in "$work/first/$1"/*.deb; do
-        cmp "$file" "$work/elsewhere/and/deeper/$1/$(basename "$file")" || return 1
+    for file in "$scratch/first/$1"/*.deb; do
+        cmp "$file" "$scratch/elsewhere/and/deeper/$1/$(basename "$file")" || return 1
     done
 }
 
@@ -91,9 +91,9 @@ package() {
     local architecture=$1
     printf '== mvrp %s for %s\n' "$version" "$architecture"
     build "$architecture" "first/$architecture" LC_ALL=C.UTF-8 TZ=UTC HOME=/nonexistent
-    cp "$work/first/$architecture"/*.deb "$top"
+    cp "$scratch/first/$architecture"/*.deb "$top"
     expect "$architecture: lintian finds nothing" \
-        lintian --fail-on error,warning --tag-display-limit 0 "$work/first/$architecture"/*.changes
+        lintian --fail-on error,warning --tag-display-limit 0 "$scratch/first/$architecture"/*.changes
     expect "$architecture: the package says so" isFor "$architecture" "$top/mvrp_${version}_$architecture.deb"
     expect "$architecture: debug symbols are apart" symbolsApart "$architecture"
     [[ -n $twice ]] || return 0
@@ -109,11 +109,11 @@ makeImage() { # DIRECTORY
     python3 "$here/image.py" --root "$root" --revision "$(git rev-parse HEAD)" --out "$1" "${debs[@]}"
 }
 
-sameImages() { diff -r "$work/image" "$work/image-again"; }
+sameImages() { diff -r "$scratch/image" "$scratch/image-again"; }
 
 # emulated ARCHITECTURE: each program begins, under an emulator, with what the image holds and nothing else.
 emulated() {
-    local processor program place=$work/emulated
+    local processor program place=$scratch/emulated
     case $1 in
         amd64) processor=x86_64 ;;
         arm64) processor=aarch64 ;;
@@ -129,9 +129,9 @@ emulated() {
 image() {
     local architecture
     printf '== An image\n'
-    makeImage "$work/image"
-    makeImage "$work/image-again"
-    cp "$work/image"/* "$top"
+    makeImage "$scratch/image"
+    makeImage "$scratch/image-again"
+    cp "$scratch/image"/* "$top"
     expect 'the image, made twice, is byte by byte the same' sameImages
     for architecture in "${architectures[@]}"; do
         expect "$architecture: the image holds what it should, and the list of it is true" \
@@ -157,15 +157,15 @@ readArguments "$@"
 version=$(sed -nE '1s/.*\((.*)\).*/\1/p' packaging/debian/changelog)
 jobs=${JOBS:-$(nproc)}
 top=out/packages
-work=$top/work
+scratch=$top/scratch
 logs=out/log
 archive=$top/mvrp-$version-oci.tar
 rm -rf "$top"
-mkdir -p "$work" "$logs"
+mkdir -p "$scratch" "$logs"
 makeRoot
 for architecture in "${architectures[@]}"; do package "$architecture"; done
 [[ -z $image ]] || image
-rm -rf "$work"
+rm -rf "$scratch"
 git rev-parse HEAD >$top/commit
 ls -l $top
 printf '%d passed, %d failed\n' "$passed" "$failed"
