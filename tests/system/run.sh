@@ -110,7 +110,7 @@ record() {
     printf 'its own VLAN, too; what it takes off, and mvrp puts back, in the last column: how long a learnt VLAN was missing on a port.\n'
     for name in "${names[@]}"; do
         grep -q '  outage | ' "$out/$name.log" 2>/dev/null || continue
-        printf '\n**%s**: %s\n\n' "$name" "$(sed -n 's/^[0-9:]*  about | //p' "$out/$name.log" | paste -sd ';')"
+        printf '\n**%s**: %s\n\n' "$name" "$(sed -n 's/^[0-9:]*  about | //p' "$out/$name.log" | paste -sd ';' | sed 's,;,; ,g')"
         printf '| across | its own VLAN | learnt VLAN | VLAN of its host | taken off |\n|---|---:|---:|---:|---:|\n'
         sed -n 's/^[0-9:]*  outage \(| .*\)/\1 |/p' "$out/$name.log"
     done
