@@ -72,23 +72,27 @@ std::vector<PortAt> narrowed(const Network& network, PortAt here, std::vector<Po
 }
 
 /// A switch of the network says something whenever a LeaveAll of its own or of the other end comes,
-/// within one and a half of the shorter time. One that missed three is not at that port any more.
+/// within one and a half of the shorter time. @return whether that was so many such times ago
+bool misses(const Network& network, PortAt here, u64 ageMs, PortAt there, u64 leaveAlls) {
+    const Port& port = network.portOf(here);
+    const u64 leaveAllMs = std::min(network.portOf(there).leaveAllMs, port.leaveAllMs);
+    return leaveAllMs != 0 && ageMs > leaveAlls * leaveAllMs * 3 / 2 + port.leaveMs;
+}
+
+/// A switch of the network that missed three LeaveAlls is not at that port any more.
 void markSilent(Network& network, const Owners& owners) {
-    constexpr u64 kLeaveAlls = 5;
-    const auto misses = [&](const Port& port, const Neighbour& neighbour, PortAt at) {
-        const u64 leaveAllMs = std::min(network.portOf(at).leaveAllMs, port.leaveAllMs);
-        return leaveAllMs != 0 && neighbour.ageMs > kLeaveAlls * leaveAllMs + port.leaveMs;
-    };
-    for (Switch& each : network.switches)
-        for (Port& port : each.ports)
-            for (Neighbour& neighbour : port.neighbours) {
-                const auto found = owners.find(neighbour.mac);
-                if (found != owners.end() && !found->second.empty())
-                    neighbour.lost =
-                        neighbour.lost || std::ranges::all_of(found->second, [&](PortAt at) {
-                            return misses(port, neighbour, at);
-                        });
-            }
+    constexpr u64 kLeaveAlls = 3;
+    forEachPort(network, [&](PortAt here) {
+        for (Neighbour& neighbour : network.portOf(here).neighbours) {
+            const auto found = owners.find(neighbour.mac);
+            if (found == owners.end() || found->second.empty())
+                continue;
+            const bool silent = std::ranges::all_of(found->second, [&](PortAt there) {
+                return misses(network, here, neighbour.ageMs, there, kLeaveAlls);
+            });
+            neighbour.lost = neighbour.lost || silent;
+        }
+    });
 }
 
 /// A port heard an address. @return whether somebody of the network has it
@@ -167,8 +171,23 @@ void addLldp(const Network& network, Edges& edges) {
         }
 }
 
-/// Takes away what ports hear of each other through a switch that takes no part.
-void dropThrough(const Network& network, Edges& edges) {
+/// Whether a port has not heard another one at the last LeaveAll.
+bool isOverdue(const Network& network, PortAt here, PortAt there) {
+    const Mac mac = network.portOf(there).mac;
+    return std::ranges::all_of(network.portOf(here).neighbours, [&](const Neighbour& neighbour) {
+        return neighbour.mac != mac || misses(network, here, neighbour.ageMs, there, 1);
+    });
+}
+
+void forget(Network& network, PortAt here, PortAt there) {
+    for (Neighbour& neighbour : network.portOf(here).neighbours)
+        if (neighbour.mac == network.portOf(there).mac)
+            neighbour.lost = true;
+}
+
+/// Takes away what ports hear of each other through a switch that takes no part, and what they
+/// heard through one that takes part again: with that one between them, one LeaveAll tells.
+void dropThrough(Network& network, Edges& edges) {
     const auto isSilent = [&](PortAt at) {
         return !talks(network.switchOf(at), network.portOf(at));
     };
@@ -179,17 +198,23 @@ void dropThrough(const Network& network, Edges& edges) {
         others[ends.first].push_back(ends.second);
         others[ends.second].push_back(ends.first);
     }
-    const auto meet = [&](PortAt a, PortAt b) {
-        return a.of == b.of && a != b && (isSilent(a) || isSilent(b));
-    };
     std::erase_if(edges, [&](const auto& edge) {
+        const PortAt here = edge.first.first;
+        const PortAt there = edge.first.second;
         const Evidence& evidence = edge.second;
         if (evidence.lldp || evidence.configured)
             return false;
-        return std::ranges::any_of(others[edge.first.first], [&](PortAt a) {
-            return std::ranges::any_of(others[edge.first.second],
-                                       [&](PortAt b) { return meet(a, b); });
+        const bool overdue = isOverdue(network, here, there) && isOverdue(network, there, here);
+        const bool through = std::ranges::any_of(others[here], [&](PortAt a) {
+            return std::ranges::any_of(others[there], [&](PortAt b) {
+                return a.of == b.of && a != b && (overdue || isSilent(a) || isSilent(b));
+            });
         });
+        if (through && overdue) {
+            forget(network, here, there);
+            forget(network, there, here);
+        }
+        return through;
     });
 }
 

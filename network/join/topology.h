@@ -54,6 +54,7 @@ struct Network {
 
     const Switch& switchOf(PortAt at) const { return switches[at.of]; }
     const Port& portOf(PortAt at) const { return switches[at.of].ports[at.port]; }
+    Port& portOf(PortAt at) { return switches[at.of].ports[at.port]; }
 };
 
 /// "02:00:00:00:00:01".

@@ -87,6 +87,20 @@ TEST(Join, APortThatTakesNoPartHandsOnToTheOthersOfItsSwitch) {
     EXPECT_EQ(cablesOf(joinNetwork(switches, {})), kLine);
 }
 
+TEST(Join, WhatWasHeardThroughASwitchThatTakesPartAgainIsOver) {
+    std::vector<Switch> switches = lineOfThree();
+    // West and east heard each other while middle took no part; since then a LeaveAll has passed,
+    // or not.
+    for (const auto& [where, mac] : {std::pair("west", Mac{0xE1}), std::pair("east", Mac{0xF1})})
+        at(switches, where, 0).neighbours.push_back({mac, false, 15'700, false});
+    const Network later = joinNetwork(switches, {});
+    EXPECT_EQ(cablesOf(later), kLine);
+    EXPECT_TRUE(later.switches[0].ports[0].neighbours[1].lost);
+    EXPECT_FALSE(later.switches[0].ports[0].neighbours[0].lost);
+    at(switches, "west", 0).neighbours[1].ageMs = 15'500;
+    EXPECT_EQ(joinNetwork(switches, {}).cables.size(), 3U);
+}
+
 TEST(Join, ACableThatWasMovedIsNotThereAnyMore) {
     std::vector<Switch> switches = lineOfThree();
     switches.push_back(switchOf("old", {portOf("o1", 0x01, 0xF1)}, false));
