@@ -2,10 +2,10 @@
 # SPDX-License-Identifier: MIT
 """Compares what `mvrp-net plan` forecasts with what running switches do: random networks, one change each.
 Each network is made some times from nothing, one switch after the other, and changed at any moment between
-two LeaveAlls, which the forecast is told (`--after`), but where the change begins with other times: those
-start the timers anew. Prints a table, and "N passed, N failed": a network is right when each of its changes
-has an end that the forecast named, and took, until the last membership that came or went, as long as the
-middle of the forecast, by 10 % or 200 ms.
+two LeaveAlls, which the forecast is told (`--after`). Prints a table, and "N passed, N failed": a network is
+right when each of its changes has an end that the forecast named, and took, until the last membership that
+came or went, as long as the middle of the forecast, by 10 % or 200 ms. Of other times the frames that the
+busiest port sends at rest from then on have to be those of the forecast as well, by 10 % or one frame.
 
 The same seed makes the same network and change."""
 
@@ -36,6 +36,8 @@ START_APART_SECONDS = 1.0  # at most, between two switches of a network
 ASK_SECONDS = 10.0  # for a forecast, before the change that it is about
 TOLERANCE_MS = 200
 TOLERANCE_PART = 0.1
+NEW_TIMES = {"join": 200, "leave": 800, "leave-all": 3000}
+COUNTED_LEAVE_ALLS = 10  # at rest, for the frames of the busiest port
 FACTS = ("registered", "declared", "member", "static VLANs")
 MEMBERS = ("memberAdded", "memberRemoved")
 
@@ -78,11 +80,11 @@ class Trial:
         elif self.kind == "mend" and self.spare:
             self.cut, self.mended = self.circle(chance), self.spare
             self.words = ["--cut", ":".join(self.cut), "--mend", ":".join(self.spare)]
+        elif self.kind == "times":
+            self.words = ["--times", ",".join(f"{name}={ms}" for name, ms in NEW_TIMES.items())]
         else:
             self.cut = cable
             self.words = ["--cut", ":".join(cable)]
-            if self.kind == "times":
-                self.words += ["--times", "join=200,leave=800,leave-all=3000"]
 
     def circle(self, chance):
         """A cable of the circle that the spare one closes: without it the network is one again."""
@@ -101,8 +103,8 @@ class Trial:
 
     def calm_seconds(self):
         """Without a change for so long nothing will: a LeaveAll has passed, and what it made leave."""
-        longest = max(self.times["leave-all"], 3000)
-        return (1.5 * longest + 2 * max(self.times["leave"], 800)) / 1000 + 2
+        longest = {name: max(ms, NEW_TIMES[name]) for name, ms in self.times.items()}
+        return (1.5 * longest["leave-all"] + 2 * longest["leave"]) / 1000 + 2
 
 
 class Watched:
@@ -212,7 +214,7 @@ class Prepared:
                 raise RuntimeError(f"{name}: {command}: {text}")
 
 
-def commands_of(trial):
+def commands_of(net, trial):
     """[(switch, command)]"""
     commands = []
     if trial.vlans:
@@ -221,6 +223,11 @@ def commands_of(trial):
     for cable, state in ((trial.cut, "down"), (trial.mended, "up")):
         for here, there in (cable, reversed(cable)) if cable else ():
             commands.append((here, f"switch port link {there} {state}"))
+    if trial.kind == "times":
+        # The leave time is twice the join time at least, and at most the leave-all time.
+        commands += [(name, "\n".join(f"set port {port.name} {word}-time {ms}" for port in node.switch.ports
+                                      for word, ms in NEW_TIMES.items()))
+                     for name, node in net.nodes.items()]
     return commands
 
 
@@ -231,17 +238,9 @@ def restart(node, started):
     node.wait_ready()
 
 
-def change(net, trial, chance, moment):
-    """Makes the change: at a moment, or, None, after other times at any moment. @return when"""
-    if trial.kind == "times":
-        for each in net.nodes.values():
-            for port in each.switch.ports:
-                # The leave time is twice the join time at least, and at most the leave-all time.
-                for word in ("join-time 200", "leave-time 800", "leave-all-time 3000"):
-                    each.change(f"set port {port.name} {word}")
-        time.sleep(trial.calm_seconds())
-        moment = time.time() + 1 + chance.uniform(0, 3)
-    prepared = Prepared(net, commands_of(trial))
+def change(net, trial, moment):
+    """Makes the change at a moment. @return when"""
+    prepared = Prepared(net, commands_of(net, trial))
     late = time.time() - moment
     if late > -0.2:
         raise RuntimeError(f"the forecast took {late + 0.2:.1f} s longer than it may")
@@ -277,8 +276,8 @@ def middle(values):
 class Once:
     """One network that was changed, and what was foreseen for it."""
 
-    def __init__(self, forecast, real_ms, real):
-        self.forecast, self.real_ms = forecast, real_ms
+    def __init__(self, forecast, real_ms, real, frames_a_minute):
+        self.forecast, self.real_ms, self.frames_a_minute = forecast, real_ms, frames_a_minute
         self.real = differences(real)
         self.endings = [(each["runs"], differences(each["differences"])) for each in forecast["endings"]]
         self.expected = self.endings[0][1]
@@ -292,11 +291,17 @@ class Once:
         quiet = forecast["quiet"]
         self.in_time = abs(real_ms - quiet["middle"]) <= slack
         self.in_range = quiet["least"] - slack <= real_ms <= quiet["most"] + slack
+        if frames_a_minute is not None:
+            expected = forecast["framesAMinute"]["after"]
+            one_frame = 60_000 / COUNTED_LEAVE_ALLS / NEW_TIMES["leave-all"]
+            self.in_time &= abs(frames_a_minute - expected) <= max(one_frame, TOLERANCE_PART * expected)
 
     def text(self):
         quiet = self.forecast["quiet"]
         mark = "" if self.in_time else "**"
-        return f"{mark}{quiet['middle']} ({quiet['least']}-{quiet['most']}): {self.real_ms}{mark}"
+        frames = ("" if self.frames_a_minute is None else
+                  f", frames a minute {self.forecast['framesAMinute']['after']}: {self.frames_a_minute:.0f}")
+        return f"{mark}{quiet['middle']} ({quiet['least']}-{quiet['most']}): {self.real_ms}{frames}{mark}"
 
 
 class Result:
@@ -345,13 +350,27 @@ HEADING = ("| seed | switches | corrections | leave/leave-all | change | forecas
 
 
 def ask_forecast(trial, build, runs, chance, before):
-    """@return (the forecast, the moment that it is about in seconds since the epoch, or None)"""
-    if trial.kind == "times":
-        return ask(build, "plan", "-j", "--runs", runs, *trial.words, before), None
+    """@return (the forecast, the moment that it is about in seconds since the epoch)"""
     after = ASK_SECONDS + chance.uniform(0, trial.times["leave-all"] / 1000)
     newest = max(json.loads(path.read_text(encoding="utf-8"))["taken"] for path in before.glob("*.json"))
     forecast = ask(build, "plan", "-j", "--runs", runs, "--after", round(1000 * after), *trial.words, before)
     return forecast, newest / 1000 + after
+
+
+def frames_sent(net):
+    """{(switch, port): MVRP PDUs since the start}"""
+    return {(name, port["name"]): sum(port["statistics"]["pdusOut"].values())
+            for name, node in net.nodes.items()
+            for port in json.loads(node.control("snapshot").stdout)["ports"]}
+
+
+def frames_a_minute(net):
+    """Of the port that sends most, at rest."""
+    begin, before = time.time(), frames_sent(net)
+    time.sleep(COUNTED_LEAVE_ALLS * NEW_TIMES["leave-all"] / 1000)
+    after = frames_sent(net)
+    most = max(after[port] - before[port] for port in after)
+    return 60 * most / (time.time() - begin)
 
 
 def run_once(trial, build, runs, chance):
@@ -362,13 +381,14 @@ def run_once(trial, build, runs, chance):
             watched.await_calm(time.time(), trial.calm_seconds())
             before = collect(net, directory / "before")
             forecast, moment = ask_forecast(trial, build, runs, chance, before)
-            started = change(net, trial, chance, moment)
+            started = change(net, trial, moment)
             last = watched.await_calm(started, trial.calm_seconds())
+            frames = frames_a_minute(net) if trial.kind == "times" else None
             after = collect(net, directory / "after")
             if trial.kind == "restart":
                 last = last_of_restarted(net.nodes[trial.switch], last)
             real = ask(build, "diff", "-j", before, after)["differences"]
-            return Once(forecast, round(1000 * (last - started)), real)
+            return Once(forecast, round(1000 * (last - started)), real, frames)
     finally:
         shutil.rmtree(directory, ignore_errors=True)
 
