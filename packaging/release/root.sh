@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 #
 # The system that packages are built in: a Debian of its own, with the libraries of each processor beside
-# each other, so that what this machine has installed decides nothing. Sourced by run.sh, as root.
+# each other, so that what this machine has installed decides nothing. Sourced by run.sh, as root, beside in_root.sh.
 
 suite=bookworm
 mirror=${MVRP_CROSS_MIRROR:-}  # nothing: that which mmdebstrap takes
@@ -35,24 +35,3 @@ makeRoot() {
 }
 
 triplet() { dpkg-architecture -f -a"$1" -qDEB_HOST_GNU_TYPE 2>/dev/null; }
-
-# inRoot DIRECTORY [NAME=VALUE...] COMMAND...: runs a command in there, without a network; the directory is
-# its /build.
-inRoot() {
-    local directory=$1 cache=''
-    shift
-    if command -v ccache >/dev/null; then
-        cache=${CCACHE_DIR:-$(ccache --get-config cache_dir)}
-        mkdir -p "$cache"
-    fi
-    # shellcheck disable=SC2016  # the inner shell's
-    unshare --mount --net --pid --fork --kill-child --propagation private bash -euc '
-        root=$1 directory=$2 cache=$3
-        shift 3
-        mount --bind "$directory" "$root/build"
-        mount -t proc proc "$root/proc"
-        mount -t tmpfs tmp "$root/tmp"
-        [[ -z $cache ]] || mount --bind "$cache" "$root/ccache"
-        exec chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin CCACHE_DIR=/ccache "$@"
-        ' inRoot "$root" "$directory" "$cache" "$@"
-}

@@ -8,6 +8,8 @@ here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 cd "$here/../.."
 # shellcheck source=packaging/release/root.sh
 source "$here/root.sh"
+# shellcheck source=packaging/release/in_root.sh
+source "$here/in_root.sh"
 
 die() {
     printf 'package: %s\n' "$*" >&2

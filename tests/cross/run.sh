@@ -3,9 +3,13 @@
 #
 # Builds for other processors with Debian's cross compilers, and runs what was built under qemu-user.
 # The last line reads "N passed, M failed"; before it stands a table, and what was not run.
+#
+# shellcheck disable=SC2317  # built and part call the functions
 set -euo pipefail
 here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 cd "$here/../.."
+# shellcheck source=tests/cross/results.sh
+source "$here/results.sh"
 
 # Name, compiler's prefix, emulator. Debian's name of the processor is the target's.
 targets='
@@ -30,7 +34,8 @@ usage: ./dev cross [--traces] TARGET...
        ./dev cross --list
 
   Builds the programs and the tests for other processors, with Debian's cross compilers, and runs under
-  qemu-user: the recorded traces, the unit tests, the fuzz corpora, and a network of three daemons. A table of what was built and passed ends it, with what was left out, and why.
+  qemu-user: the recorded traces, the unit tests, the fuzz corpora, and a network of three daemons. A table of
+  what was built and passed ends it, with what was left out, and why.
     TARGET    arm64, armhf (32 bits), i386 (32 bits), s390x (the highest byte of a number first)
     --all     each of them
     --traces  only the traces: needs no libraries, and is a slice of ./dev test for armhf and s390x
@@ -47,7 +52,7 @@ die() {
 }
 
 # ------------------------------------------------------------------------------------- what to do
-traces='' names=() passed=0 failed=0 notRun=()
+traces='' names=()
 
 # row NAME: sets triplet and emulator
 row() {
@@ -92,7 +97,7 @@ makeRoot() {
     rm -rf "$root"
     mkdir -p "$cache"
     mmdebstrap --quiet --variant=extract --architectures="$1" \
-        --include="$(IFS=, && echo "${libraries[*]}")" "$suite" "$root" ${mirror:+"deb $mirror $suite main"}
+        --include="$(IFS=, && echo "${libraries[*]}")" "$suite" "$root" ${mirror:+"deb $mirror $suite main"} || return
     echo "$stamp" >"$root/.made-of"
 }
 
@@ -111,20 +116,22 @@ buildTraces() {
         ninja -C "build-traces-$1" -j "$jobs" scenario-test
 }
 
+# The programs, and of the tests those that are run here.
 buildAll() {
-    makeRoot "$1" && configure "build-cross-$1" "$1" -DMVRP_CROSS_ROOT="$cache/$1" &&
-        ninja -C "build-cross-$1" -j "$jobs"
+    makeRoot "$1" && configure "build-cross-$1" "$1" -DMVRP_CROSS_ROOT="$cache/$1" -DMVRP_UNITY=ON &&
+        ninja -C "build-cross-$1" -j "$jobs" mvrp mvrpctl mvrp-net mvrp-plan mvrp-exporter scenario-test \
+            tests/unit/all tests/fuzz/all
 }
 
 # ----------------------------------------------------------------------------------------- running
 # What is not run of the tests that were built, by the regular expressions of left_out.txt.
 leftOut() { sed -nE 's/^([^#:]+): .*/\1/p' "$here/left_out.txt" | paste -sd '|'; }
 
-# tests DIRECTORY PATTERN [OPTION...]
+# tests FOLDER [OPTION...]: those of a folder of tests/.
 tests() {
-    local directory=$1 pattern=$2
-    shift 2
-    ctest --test-dir "$directory" --output-on-failure --no-tests=error -j "$jobs" --timeout 900 -R "$pattern" "$@"
+    local folder=$1
+    shift
+    ctest --test-dir "$directory/tests/$folder" --output-on-failure --no-tests=error -j "$jobs" --timeout 900 "$@"
 }
 
 # Many scenarios in a process: it takes the emulator longer to begin than a scenario runs.
@@ -134,15 +141,15 @@ runTraces() {
     find tests/scenario/cases -name '*.scn' -print0 | sort -z |
         xargs -0 -P "$jobs" -n 50 "$emulator" -L "$root" "$directory/tests/scenario/scenario-test"
 }
-runUnits() { tests "$directory" . -LE integration -E "^(scenario|fuzz|simulation|exhaustive)\\.|$(leftOut)"; }
-runCorpora() { tests "$directory" '^fuzz\.corpus\.'; }
+runUnits() { tests unit -E "$(leftOut)"; }
+runCorpora() { tests fuzz; }
 
 # The lab finds programs by their place below a build directory; here they are the emulator's arguments.
 runLab() {
     local program place=$out/$name/programs
     rm -rf "$place"
     for program in platform/host/mvrp cli/mvrpctl; do
-        mkdir -p "$place/$(dirname $program)"
+        mkdir -p "$place/$(dirname "$program")"
         printf '#!/bin/sh\nexec %s -L %s %s "$@"\n' "$emulator" "$cache/$name" "$PWD/$directory/$program" \
             >"$place/$program"
         chmod +x "$place/$program"
@@ -150,89 +157,30 @@ runLab() {
     python3 lab/lab.py run tests/cross/three.toml --build "$place" --count
 }
 
-# --------------------------------------------------------------------------------------- results
-# count LOG: how many passed and failed in it, by ctest's last line and the lab's.
-count() {
-    awk '
-        /^[0-9]+ passed, [0-9]+ failed$/ { good += $1; bad += $3; seen = 1 }
-        /tests passed, [0-9]+ tests? failed out of/ {
-            for (i = 1; i <= NF; ++i) if ($i == "failed") { bad += $(i - 2); good += $(i + 3) - $(i - 2); seen = 1 }
-        }
-        /\*\*\*Skipped/ { --good }
-        END { if (!seen) bad = 1; print good + 0, bad + 0 }' "$1"
-}
-
-# part COLUMN COMMAND: a cell of the table.
-part() {
-    local column=$1 log=$out/$name-$1.log good bad start=$SECONDS status=0
-    "$2" >"$log" 2>&1 || status=$?
-    read -r good bad < <(count "$log")
-    if ((status != 0 && bad == 0)); then bad=1; fi
-    passed=$((passed + good)) failed=$((failed + bad))
-    cells[$name/$column]=$good
-    if ((bad != 0)); then
-        cells[$name/$column]="$bad FAILED"
-        grep -E '^\s*[0-9]+ - |\(Failed\)|\(Timeout\)|^[^ ]+Error' "$log" | tail -n 40 || tail -n 20 "$log"
-        echo "  whole output in $log"
-    fi
-    mapfile -t -O "${#notRun[@]}" notRun < <(skipped "$log" "$name")
-    printf '  %-8s %-7s %s passed, %s failed, %d s\n' "$name" "$column" "$good" "$bad" $((SECONDS - start))
-}
-
-# What skipped itself, with ctest's word for it.
-skipped() { sed -nE "s/^ *[0-9]+\/[0-9]+ Test +#[0-9]+: ([^ ]+) .*\*\*\*Skipped.*/$2: \1: skipped itself/p" "$1"; }
-
 # target NAME: a row of the table.
 target() {
-    local build=buildAll start=$SECONDS
     name=$1
     row "$name"
-    directory=build-cross-$name
-    if [[ -n $traces ]]; then directory=build-traces-$name build=buildTraces; fi
-    mkdir -p "$out"
-    if ! "$build" "$name" >"$out/$name-build.log" 2>&1; then
-        cells[$name/built]=FAILED
-        failed=$((failed + 1))
-        grep -E 'error|FAILED|Error' "$out/$name-build.log" | head -n 30 || tail -n 20 "$out/$name-build.log"
-        echo "  whole output in $out/$name-build.log"
+    if [[ -n $traces ]]; then
+        directory=build-traces-$name
+        built buildTraces "$name" || return 0
+        part traces runTraces
         return
     fi
-    cells[$name/built]=yes
-    printf '  %-8s built in %d s\n' "$name" $((SECONDS - start))
+    directory=build-cross-$name
+    built buildAll "$name" || return 0
     part traces runTraces
-    [[ -z $traces ]] || return 0
     part unit runUnits
     part corpora runCorpora
     part lab runLab
 }
 
-table() {
-    local each column
-    printf '\n%-8s' target
-    printf '%-12s' "${columns[@]}"
-    printf '\n'
-    for each in "${names[@]}"; do
-        printf '%-8s' "$each"
-        for column in "${columns[@]}"; do printf '%-12s' "${cells[$each/$column]:--}"; done
-        printf '\n'
-    done
-}
-
-gaps() {
-    local line
-    printf '\n'
-    if [[ -z $traces ]]; then
-        sed -nE 's/^([^#:]+): (.*)/NOT RUN: \1: \2/p' "$here/left_out.txt"
-    fi
-    for line in "${notRun[@]}"; do echo "NOT RUN: $line"; done
-}
-
-declare -A cells=()
-columns=(built traces unit corpora lab)
 readArguments "$@"
-if [[ -n $traces ]]; then columns=(built traces); fi
 for each in "${names[@]}"; do target "$each"; done
-table
-gaps
-printf '\n%d passed, %d failed\n' "$passed" "$failed"
-((failed == 0))
+if [[ -n $traces ]]; then
+    table built traces
+else
+    table built traces unit corpora lab
+    mapfile -t -O "${#notRun[@]}" notRun < <(sed -nE 's/^([^#:]+): (.*)/\1: \2/p' "$here/left_out.txt")
+fi
+finish
