@@ -72,6 +72,14 @@ s32 mvrpDbgSockFailed(const char* message) {
     return -1;
 }
 
+/// No address reads "(nil)" with every C library.
+void mvrpPointerPrint(const char* name, const void* pointer) {
+    if (pointer == nullptr)
+        printf("%s (nil)\r\n", name);
+    else
+        printf("%s %p\r\n", name, pointer);
+}
+
 }  // namespace
 
 s32 mvrpDbgSockInit() {
@@ -199,7 +207,7 @@ void mvrpShowPort() {
         const u8* mac = port->portMac;
         printf("\r\nportunit %d\r\n", port->portunit);
         printf("enable %d\r\n", port->enable);
-        printf("gvrpBindId %p\r\n", port->gvrpBindId);
+        mvrpPointerPrint("gvrpBindId", port->gvrpBindId);
         printf("gvrpCompliance %d\r\n", port->gvrpCompliance);
         printf("join_timeout %d\r\n", port->join_timeout);
         printf("joinTimerFlag %d\r\n", port->joinTimerFlag);
@@ -208,7 +216,7 @@ void mvrpShowPort() {
         printf("linkState %d\r\n", port->linkState);
         printf("msgNum %d\r\n", port->msgNum);
         printf("mtu %d\r\n", port->mtu);
-        printf("mvrp_bind_id %p\r\n", port->mvrp_bind_id);
+        mvrpPointerPrint("mvrp_bind_id", port->mvrp_bind_id);
         printf("participant_mode %d\r\n", port->participant_mode);
         printf("peerMode %d\r\n", port->peerMode);
         printf("period_trans_timeout %d\r\n", port->period_trans_timeout);

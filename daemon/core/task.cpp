@@ -64,7 +64,7 @@ ssize_t mvrpFrameReceive(MvrpTask* task, s32 socket) {
     message.msg_iov = &buffer;
     message.msg_iovlen = 1;
     message.msg_control = task->control.data();
-    message.msg_controllen = task->control.size();
+    message.msg_controllen = kMvrpControlBufferBytes;
 
     const ssize_t received = qor_recvmsg(socket, &message, 0);
     if (received > 0)

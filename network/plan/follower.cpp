@@ -18,9 +18,10 @@ constexpr u32 kFirstFollowed = 2;
 
 template <typename Visit>
 void forEachVlan(const VlanSet& set, Visit visit) {
-    for (std::size_t vid = set._Find_first(); vid < set.size(); vid = set._Find_next(vid))
+    scenario::forEachMember(set, [&](std::size_t vid) {
         if (vid >= kFirstFollowed && vid <= platform::kLastVlan)
             visit(static_cast<u32>(vid));
+    });
 }
 
 /// A number that is spread over 64 bits (splitmix64).

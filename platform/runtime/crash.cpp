@@ -4,7 +4,6 @@
 // the signal would have. Sanitizers bring their own, better reports: theirs are left in place.
 #include "platform/runtime/crash.h"
 
-#include <execinfo.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -15,6 +14,11 @@
 #include <memory>
 
 #include "platform/contract/sil.h"
+#include "platform/runtime/signal_name.h"
+
+#if __has_include(<execinfo.h>)
+#include <execinfo.h>
+#endif
 
 namespace platform {
 namespace {
@@ -35,16 +39,31 @@ void writeText(const char* text) {
     (void)ignored;
 }
 
+#if __has_include(<execinfo.h>)
+/// What writeStack() needs is loaded now, not inside the handler.
+void loadWalker() {
+    void* frame = nullptr;
+    backtrace(&frame, 1);
+}
+void writeStack() {
+    std::array<void*, 64> frames{};
+    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
+    backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
+}
+#else
+void loadWalker() {}
+void writeStack() {
+    writeText("(this C library has no way to walk it)\n");
+}
+#endif
+
 void onCrash(int signalNumber) {
     // What the daemon had to say before it is still being written, by another thread.
     poll(nullptr, 0, kLastLinesMs);
     writeText("mvrp: ended by signal ");
-    const char* name = sigabbrev_np(signalNumber);
-    writeText(name == nullptr ? "?" : name);
+    writeText(signalName(signalNumber));
     writeText("; stack, innermost first:\n");
-    std::array<void*, 64> frames{};
-    const int count = backtrace(frames.data(), static_cast<int>(frames.size()));
-    backtrace_symbols_fd(frames.data(), count, STDERR_FILENO);
+    writeStack();
     raise(signalNumber);  // the handler was taken away when it was entered
 }
 
@@ -81,8 +100,7 @@ void silCatchSegFault() {
     if constexpr (platform::kSanitizerReports)
         return;
     platform::useCrashStack();
-    void* frame = nullptr;
-    backtrace(&frame, 1);  // loads what it needs now, not inside the handler
+    platform::loadWalker();
     struct sigaction action {};
     action.sa_handler = platform::onCrash;
     action.sa_flags = static_cast<int>(SA_RESETHAND | SA_ONSTACK | SA_NODEFER);

@@ -37,12 +37,14 @@ SwitchView switchViewOf(const Node& node) {
 }
 
 /// Those of some VLANs that nobody takes the port out of.
-VlanSet keptForGood(VlanSet vlans, const MvrpPortEntry& port) {
-    for (std::size_t vid = vlans._Find_first(); vid < vlans.size(); vid = vlans._Find_next(vid))
+VlanSet keptForGood(const VlanSet& vlans, const MvrpPortEntry& port) {
+    VlanSet kept = vlans;
+    scenario::forEachMember(vlans, [&](std::size_t vid) {
         if (mvrpBitTest(&port.vlanFlag[vid - 1], MVRP_FLAG_REMOVE) != 0 &&
             mvrpPortVlanEntryGet(port.portunit, static_cast<u32>(vid)))
-            vlans.reset(vid);
-    return vlans;
+            kept.reset(vid);
+    });
+    return kept;
 }
 
 /// What the other ports of the switch have registered.

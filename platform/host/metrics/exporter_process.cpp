@@ -2,7 +2,9 @@
 #include "platform/host/metrics/exporter_process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,7 +54,6 @@ class SpawnRules {
     explicit SpawnRules(int input) {
         posix_spawn_file_actions_init(&actions_);
         posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
-        posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
         posix_spawnattr_init(&attributes_);
         sigset_t set;
         sigemptyset(&set);
@@ -72,6 +73,7 @@ class SpawnRules {
 
     /// @return 0, or an errno value
     int spawn(std::vector<std::string> words, pid_t& child) const {
+        closeOnExec();
         std::vector<char*> arguments;
         arguments.reserve(words.size() + 1);
         for (std::string& word : words)
@@ -82,6 +84,13 @@ class SpawnRules {
     }
 
   private:
+    /// What this process opens is closed by exec; what it was itself started with may not be.
+    /// Without an action of posix_spawn() that closes all, which not every C library has. Refused
+    /// before Linux 5.11.
+    static void closeOnExec() {
+        syscall(SYS_close_range, unsigned{STDERR_FILENO + 1}, ~0U, unsigned{CLOSE_RANGE_CLOEXEC});
+    }
+
     posix_spawn_file_actions_t actions_{};
     posix_spawnattr_t attributes_{};
 };

@@ -107,7 +107,7 @@ void fillControl(const FrameMeta& meta, bool attach, msghdr& message) {
 /// Copies the buffers of a message into one. @return the bytes, or nothing when they are too many
 std::optional<std::size_t> gather(const msghdr& message, std::span<u8> out) {
     std::size_t used = 0;
-    for (std::size_t i = 0; i < message.msg_iovlen; ++i) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(message.msg_iovlen); ++i) {
         const iovec& part = message.msg_iov[i];
         if (part.iov_len > out.size() - used)
             return std::nullopt;

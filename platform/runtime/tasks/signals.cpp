@@ -11,6 +11,7 @@
 #include "platform/runtime/ending.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/process_runtime.h"
+#include "platform/runtime/signal_name.h"
 #include "platform/runtime/tasks/thread.h"
 
 namespace platform {
@@ -31,7 +32,7 @@ sigset_t takenSignals() {
 /// The daemon's tasks can not be asked to end, so the process goes without running destructors
 /// under their feet.
 [[noreturn]] void endProcess(int signalNumber) {
-    logMessage(LogPriority::Notice, "SIG%s: ending", sigabbrev_np(signalNumber));
+    logMessage(LogPriority::Notice, "SIG%s: ending", signalName(signalNumber));
     if (processRuntime().onEnd)
         processRuntime().onEnd(signalNumber == SIGUSR1 ? Ending::Restart : Ending::Stop);
     leaveProcess(0);

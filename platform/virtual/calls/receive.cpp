@@ -54,7 +54,7 @@ void fillControl(const QueuedFrame& frame, msghdr* message) {
     const std::size_t before = frame.foreignItem ? sizeof(ForeignItem) : 0;
     const std::size_t length = before + sizeof(PacketInfoItem);
     const bool wanted = frame.destination && message->msg_controllen >= length;
-    message->msg_controllen = wanted ? length : 0;
+    message->msg_controllen = wanted ? static_cast<decltype(message->msg_controllen)>(length) : 0;
     if (!wanted)
         return;
     auto* control = static_cast<u8*>(message->msg_control);

@@ -71,7 +71,7 @@ OptionText describeOption(int level, int option, const void* value, socklen_t le
 /// The gathered bytes of a message.
 std::vector<u8> gather(const msghdr& message) {
     std::vector<u8> bytes;
-    for (std::size_t index = 0; index < message.msg_iovlen; index++) {
+    for (std::size_t index = 0; index < static_cast<std::size_t>(message.msg_iovlen); index++) {
         const auto* part = static_cast<const u8*>(message.msg_iov[index].iov_base);
         bytes.insert(bytes.end(), part, part + message.msg_iov[index].iov_len);
     }

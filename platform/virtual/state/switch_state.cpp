@@ -39,9 +39,10 @@ std::optional<u32> SwitchState::typeOfVlan(u32 vid) const {
 }
 
 void SwitchState::createDynamicVlans(const VlanSet& vlans) {
-    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size(); vid = vlans._Find_next(vid))
+    forEachMember(vlans, [&](std::size_t vid) {
         if (!vlanTypes[vid])
             vlanTypes[vid] = kDynamic;
+    });
 }
 
 void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
@@ -50,13 +51,12 @@ void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
     if (guardsMembers)
         for (const auto& [unit, port] : ports)
             guarded |= port.dynamic;
-    for (std::size_t vid = vlans._Find_first(); vid < vlanTypes.size();
-         vid = vlans._Find_next(vid)) {
+    forEachMember(vlans, [&](std::size_t vid) {
         if (vlanTypes[vid] != kDynamic || guarded.test(vid))
-            continue;
+            return;
         vlanTypes[vid].reset();
         deleted.set(vid);
-    }
+    });
     if (deleted.none())
         return;
     for (auto& [unit, port] : ports)

@@ -18,6 +18,20 @@ using VlanSet = std::bitset<kVlanSetLast + 1>;
 
 using MacAddress = std::array<u8, 6>;
 
+/// Calls `visit(vid)` for each member, from the lowest up. The standard's set can only be
+/// asked for one number at a time; that of GNU finds the next.
+template <std::size_t kSize, typename Visit>
+void forEachMember(const std::bitset<kSize>& set, Visit visit) {
+    if constexpr (requires { set._Find_first(); }) {
+        for (std::size_t vid = set._Find_first(); vid < kSize; vid = set._Find_next(vid))
+            visit(vid);
+    } else {
+        for (std::size_t vid = 0; vid < kSize; ++vid)
+            if (set[vid])
+                visit(vid);
+    }
+}
+
 /// Bit n of a bitmap stands for VLAN ID n + 1; VLAN 0 has none.
 VlanSet vlanSetOf(std::span<const u8> bitmap);
 void storeBitmap(const VlanSet& set, std::span<u8> bitmap);
