@@ -3,7 +3,8 @@
 // The program mvrp from outside: its start, at rest with everything registered, its command
 // channel, and frames that arrive faster than a network would send them.
 //
-// usage: mvrp-bench-whole MVRP RESULTS.json [--quick]
+// usage: mvrp-bench-whole MVRP RESULTS.json [--quick] [PART...]
+// Parts, of which all are measured unless some are named: start requests reaction load rest
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -13,8 +14,11 @@
 #include <cstring>
 #include <exception>
 #include <limits>
+#include <span>
 #include <stop_token>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "bench/join_pdu.h"
 #include "bench/whole_figures.h"
@@ -350,28 +354,55 @@ void measureLoad(const Options& options, Figures& figures, u32 ports) {
     figures.pair("load/" + std::to_string(ports), 1e9 / taken, 1e9 / relay);
 }
 
-void measureAll(const Options& options, const std::string& results) {
-    Figures figures;
-    measureStart(options, figures);
-    measureRequests(options, figures);
+void measureReactions(const Options& options, Figures& figures) {
     for (const u32 ports : {8U, kPorts, 256U})
         bench::measureReaction(options.program, ports, options.quick ? 200 : 2000, figures);
+}
+
+void measureLoads(const Options& options, Figures& figures) {
     for (const u32 ports : {2U, kPorts})
         measureLoad(options, figures, ports);
-    measureRest(options, figures);
+}
+
+struct Part {
+    std::string_view name;
+    void (*measure)(const Options& options, Figures& figures);
+};
+constexpr std::array kParts = {
+    Part{"start", measureStart},        Part{"requests", measureRequests},
+    Part{"reaction", measureReactions}, Part{"load", measureLoads},
+    Part{"rest", measureRest},
+};
+
+bool isPart(std::string_view name) {
+    return std::ranges::find(kParts, name, &Part::name) != kParts.end();
+}
+
+/// @param names  of parts; none: all
+void measure(const Options& options, const std::string& results,
+             std::span<const std::string_view> names) {
+    Figures figures;
+    for (const Part& part : kParts)
+        if (names.empty() || std::ranges::find(names, part.name) != names.end())
+            part.measure(options, figures);
     figures.write(results);
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
-    const bool quick = count == 4 && std::strcmp(arguments[3], "--quick") == 0;
-    if (count != 3 && !quick) {
-        std::fprintf(stderr, "usage: mvrp-bench-whole MVRP RESULTS.json [--quick]\n");
+    const std::vector<std::string_view> words(arguments + 1, arguments + count);
+    const bool quick = words.size() > 2 && words[2] == "--quick";
+    const std::span<const std::string_view> parts =
+        std::span(words).subspan(std::min(words.size(), quick ? size_t{3} : size_t{2}));
+    if (words.size() < 2 || !std::ranges::all_of(parts, isPart)) {
+        std::fprintf(stderr,
+                     "usage: mvrp-bench-whole MVRP RESULTS.json [--quick] [PART...]\n"
+                     "PART: start, requests, reaction, load, rest; without one all are measured\n");
         return 2;
     }
     try {
-        measureAll({arguments[1], quick}, arguments[2]);
+        measure({std::string(words[0]), quick}, std::string(words[1]), parts);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "mvrp-bench-whole: %s\n", error.what());
         return 1;

@@ -122,6 +122,7 @@ bool Host::start(std::string& error) {
     registerRequests();
     switch_.setRole(config_.standby.role);
     switch_.setRouteSink(&sockets_);
+    switch_.setNews(&observation_.news());
     sockets_.setTransmitter(&frames_);
     setPutOffWork(&frames_);
     installSwitchDriver(&switch_);

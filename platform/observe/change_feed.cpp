@@ -66,6 +66,8 @@ void ChangeFeed::compareMembers(u32 unit, KnownPort& known) {
     noteSince(unit, without(now, known.members));
     known.members = now;
     memberChanges_++;
+    if (news_ != nullptr)
+        news_->tell();
 }
 
 u32 ChangeFeed::secondsNow() const {

@@ -16,6 +16,7 @@
 
 #include "platform/observe/change_ring.h"
 #include "platform/observe/vlan_times.h"
+#include "platform/runtime/tasks/news.h"
 #include "platform/switch/switch_driver.h"
 #include "platform/switch/switch_observer.h"
 
@@ -38,6 +39,9 @@ class ChangeFeed {
     explicit ChangeFeed(const SwitchDriver& driver);
     /// Before the first changes().
     void setMachineReader(MachineReader reader) { readMachines_ = std::move(reader); }
+    /// Told when a port has other members, with mutex_ held. Null: nobody. Set before
+    /// switchCalled(); outlives it.
+    void setNews(News* news) { news_ = news; }
 
     /// The daemon asked the switch for a change. Any thread.
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done);
@@ -77,6 +81,7 @@ class ChangeFeed {
     const SwitchDriver& driver_;
     const u64 startMs_;
     MachineReader readMachines_;
+    News* news_ = nullptr;
     u64 nextMachinesMs_ = 0;              ///< of the command task
     std::vector<MachineRecord> scratch_;  ///< of the command task
 

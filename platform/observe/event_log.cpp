@@ -13,8 +13,10 @@ namespace platform {
 namespace {
 
 constexpr u32 kStack = 128 * 1024;
-/// What happens within this time is gathered.
+/// Looks are at multiples of this time from the start; what happens in between is gathered.
 constexpr std::chrono::milliseconds kLookEvery{100};
+/// Nobody tells of silence.
+constexpr std::chrono::milliseconds kLookWithoutNews{kLookForSilenceMs};
 
 u64 msOf(EventLog::Clock::time_point time) {
     return static_cast<u64>(
@@ -73,17 +75,23 @@ void EventLog::begin() {
 
 void EventLog::start() {
     const bool started = startThread("mvrpevents", kStack, [this] {
-        for (;;) {
-            std::this_thread::sleep_for(kLookEvery);
-            look(Clock::now());
+        const Clock::time_point begin = Clock::now();
+        for (bool unsaid = false;;) {
+            if (!unsaid)
+                news_.await(kLookWithoutNews);
+            std::this_thread::sleep_until(begin +
+                                          ((Clock::now() - begin) / kLookEvery + 1) * kLookEvery);
+            news_.take();
+            unsaid = look(Clock::now());
         }
     });
     if (!started)
         logMessage(LogPriority::Error, "no thread to say in the log what happens on the ports");
 }
 
-void EventLog::look(Clock::time_point now) {
+bool EventLog::look(Clock::time_point now) {
     readPorts();
+    unsaid_ = false;
     noted_.clear();
     down_.clear();
     for (auto& [unit, port] : ports_)
@@ -97,6 +105,7 @@ void EventLog::look(Clock::time_point now) {
     for (auto& [unit, port] : ports_)
         sayVlans(unit, port, now);
     forgetGone();
+    return unsaid_;
 }
 
 void EventLog::notePort(u32 unit, Port& port, Clock::time_point now) {
@@ -109,8 +118,12 @@ void EventLog::notePort(u32 unit, Port& port, Clock::time_point now) {
     }
     const bool link = port.said.linkUp != port.now.linkUp;
     const bool part = port.said.takesPart != port.now.takesPart;
-    if ((!link && !part) || !port.states.mayLog(now))
+    if (!link && !part)
         return;
+    if (!port.states.mayLog(now)) {
+        unsaid_ = true;
+        return;
+    }
     if (link)
         noted_[port.now.linkUp ? LogEvent::LinkUp : LogEvent::LinkDown].push_back(unit);
     if (part)
@@ -155,7 +168,7 @@ void EventLog::sayNeighbours(Clock::time_point now) {
     }
 }
 
-void EventLog::sayVlans(u32 unit, Port& port, Clock::time_point now) const {
+void EventLog::sayVlans(u32 unit, Port& port, Clock::time_point now) {
     if (!port.there) {
         const bool none = vlanIsEmpty(port.said.members);
         sayOfPort(LogEvent::PortRemoved, unit, port.name,
@@ -164,8 +177,12 @@ void EventLog::sayVlans(u32 unit, Port& port, Clock::time_point now) const {
                   none ? nullptr : &port.said.members);
         return;
     }
-    if (port.said.members == port.now.members || !port.vlans.mayLog(now))
+    if (port.said.members == port.now.members)
         return;
+    if (!port.vlans.mayLog(now)) {
+        unsaid_ = true;
+        return;
+    }
     const VlanBitmap left = vlanDifference(port.said.members, port.now.members);
     const VlanBitmap learnt = vlanDifference(port.now.members, port.said.members);
     if (!vlanIsEmpty(left))

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Says in the log what happens on the ports: ports that come and go, links, neighbours, learnt
-// VLANs. Nothing is said where it happens: a thread looks ten times a second at what the feed and
-// the book have noted, so what happened in between is gathered, and words the difference to what it
-// said last. A port that changes again and again is spoken of seldom, and then as it is.
+// VLANs. Nothing is said where it happens: whoever changes something tells the news, and a thread
+// looks at what the feed and the book have noted, at most ten times a second, so what happened in
+// between is gathered. It words the difference to what it said last. A port that changes again and
+// again is spoken of seldom, and then as it is.
 //
 // Locking: none of its own; it takes those of the feed and of the book, one at a time, to copy.
 #pragma once
@@ -16,6 +17,7 @@
 #include "platform/observe/frame_book.h"
 #include "platform/runtime/log_event.h"
 #include "platform/runtime/log_limit.h"
+#include "platform/runtime/tasks/news.h"
 
 namespace platform {
 
@@ -38,8 +40,11 @@ class EventLog {
     void begin();
     /// Starts the thread. Without one nothing is said but that.
     void start();
+    /// Is told of whatever may be worth a line, but for silence. As old as the log.
+    News& news() { return news_; }
     /// Says what is new. The thread's, or a test's.
-    void look(Clock::time_point now);
+    /// @return whether something is left to say that was said too often lately
+    bool look(Clock::time_point now);
 
   private:
     struct Port {
@@ -56,17 +61,19 @@ class EventLog {
     /// One line each, or one for all.
     void sayPorts(LogEvent event, const char* one, const char* many);
     void sayNeighbours(Clock::time_point now);
-    void sayVlans(u32 unit, Port& port, Clock::time_point now) const;
+    void sayVlans(u32 unit, Port& port, Clock::time_point now);
     void forgetGone();
 
     const SwitchDriver& driver_;
     ChangeFeed& feed_;
     FrameBook& frames_;
+    News news_;
     u64 asOf_ = 0;
     std::map<u32, Port> ports_;  ///< by unit
     // Of one look; kept for their memory.
     std::vector<PortNow> read_;
     std::map<LogEvent, std::vector<u32>> noted_;
+    bool unsaid_ = false;  ///< a port has changed and is spoken of too often to say it now
     std::vector<u32> down_;
     std::vector<NeighbourChange> neighbours_;
 };

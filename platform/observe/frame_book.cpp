@@ -220,12 +220,18 @@ void FrameBook::frameHandled(u32 unit, const FrameView& view, DropReason reason,
     statistics.lastPduOrigin = view.source();
     port.lastPduMs = nowMs;
     if (noteNeighbour(port, view.source(), view.kind, nowMs))
-        neighbourFound_ = true;
+        neighbourIsFound();
     renewPermitted(unit, port);
     ReceivedEvents events(port, driver_, nowMs, sinceStart(nowMs, startMs_), view.source());
     // Of our own form and of GVRP it is only known here whether a PDU can be read to its end.
     if (walkEvents(view, events) != DropReason::None && reason == DropReason::None)
         ++statistics.drops.at(static_cast<std::size_t>(DropReason::BadPdu));
+}
+
+void FrameBook::neighbourIsFound() {
+    neighbourFound_ = true;
+    if (news_ != nullptr)
+        news_->tell();
 }
 
 void FrameBook::frameSent(u32 unit, std::span<const u8> bytes, int error, u64 nowMs) {
@@ -339,7 +345,6 @@ void FrameBook::setRegistration(u32 unit, u32 mode) {
 
 void FrameBook::neighbourChanges(u64 nowMs, std::span<const u32> down,
                                  std::vector<NeighbourChange>& changes) {
-    constexpr u64 kLookForSilenceMs = 5000;
     if (!neighbourFound_.exchange(false) && down.empty() && nowMs < nextSilenceMs_)
         return;
     nextSilenceMs_ = nowMs + kLookForSilenceMs;

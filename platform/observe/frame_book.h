@@ -21,6 +21,7 @@
 #include "platform/observe/frame_tap.h"
 #include "platform/observe/port_record.h"
 #include "platform/observe/vlan_times.h"
+#include "platform/runtime/tasks/news.h"
 #include "platform/runtime/tasks/timer.h"
 #include "platform/switch/switch_driver.h"
 
@@ -38,6 +39,8 @@ struct NeighbourChange {
 /// pause: about three LeaveAlls at the times that a port starts with, since one that has nothing to
 /// declare says nothing else, and one of two neighbours has the other's LeaveAll do for both.
 inline constexpr u64 kNeighbourSilentMs = 540'000;
+/// Silence is looked for so often.
+inline constexpr u64 kLookForSilenceMs = 5000;
 
 class FrameBook final : public FrameObserver {
   public:
@@ -48,6 +51,10 @@ class FrameBook final : public FrameObserver {
     void frameHandled(u32 unit, const FrameView& view, DropReason reason,
                       std::optional<Delivery> outcome) override;
     void frameSent(u32 unit, std::span<const u8> bytes, int error, u64 nowMs) override;
+
+    /// Told when there is something for neighbourChanges(). Null: nobody. Set before frames pass;
+    /// outlives it.
+    void setNews(News* news) { news_ = news; }
 
     /// The port takes part from now on: makes room for what is remembered of it.
     void prepare(u32 unit);
@@ -62,7 +69,8 @@ class FrameBook final : public FrameObserver {
     void setRegistration(u32 unit, u32 mode);
 
     /// Appends which neighbours were found and lost since this was called last, and forgets all
-    /// those of `down`, ports without a link. Any thread, one at a time.
+    /// those of `down`, ports without a link. Silence is looked for every kLookForSilenceMs. Any
+    /// thread, one at a time.
     void neighbourChanges(u64 nowMs, std::span<const u32> down,
                           std::vector<NeighbourChange>& changes);
 
@@ -86,6 +94,8 @@ class FrameBook final : public FrameObserver {
     PortRecord& record(u32 unit);
     /// What the log says of the last refusal.
     std::string refusalText(u32 unit, const PortRecord& port) const;
+    /// There is something for neighbourChanges().
+    void neighbourIsFound();
     /// Reads the port's permit list again when it may have changed.
     void renewPermitted(u32 unit, PortRecord& port) const;
     /// @return the record, with all counted; null when there is none
@@ -100,7 +110,8 @@ class FrameBook final : public FrameObserver {
     FrameTap tap_;
     std::atomic<bool> refused_{false};         ///< there may be something for sayRefusals()
     std::atomic<bool> neighbourFound_{false};  ///< there is one for neighbourChanges()
-    u64 nextSilenceMs_ = 0;                    ///< when it looks for silent ones again
+    News* news_ = nullptr;
+    u64 nextSilenceMs_ = 0;  ///< when it looks for silent ones again
     std::mutex& mutex_;
     std::map<u32, std::unique_ptr<PortRecord>> ports_;  ///< guarded by mutex_
 };

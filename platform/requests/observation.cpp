@@ -37,6 +37,8 @@ Observation::Observation(const SwitchDriver& driver, FrameNet& frames)
       events_(driver, changes_, frames_) {}
 
 void Observation::install(Dispatcher& dispatcher) {
+    frames_.setNews(&events_.news());
+    changes_.setNews(&events_.news());
     net_.setObserver(&frames_);
     installSwitchObserver(this);
     changes_.setMachineReader([&dispatcher](u32 unit, std::vector<MachineRecord>& machines) {

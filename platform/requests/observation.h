@@ -24,6 +24,8 @@ class Observation final : public SwitchObserver {
 
     /// Begins to say in the log what happens on the ports. When the switch is as it was found.
     void startLog();
+    /// Is to be told of what changes on the switch.
+    News& news() { return events_.news(); }
 
     void switchCalled(SwitchCall call, u32 unit, const VlanBitmap& vlans, bool done) override;
     void registrationRefused(u32 unit, u32 vid, Admission why) override;

@@ -16,6 +16,7 @@
 #include <mutex>
 #include <vector>
 
+#include "platform/runtime/tasks/news.h"
 #include "platform/switch/admission.h"
 #include "platform/switch/fact_page.h"
 #include "platform/switch/route_message.h"
@@ -31,6 +32,9 @@ class StateSwitch : public SwitchDriver {
     /// Whether the permit list bars registrations, too: then a registration outlives a list that is
     /// tightened. Set before other threads run.
     void setAdmission(bool on) { admission_ = on; }
+    /// Told whenever SwitchFacts::changes counts, with mutex_ held. Null: nobody. Set before other
+    /// threads run; outlives it.
+    void setNews(News* news) { news_ = news; }
     /// Told of each port whose link came up, or that starts forwarding, after the notification of
     /// it was delivered; with changeMutex_ held. Set before other threads run.
     void setLinkListener(std::function<void(u32 unit)> cameUp) { cameUp_ = std::move(cameUp); }
@@ -104,7 +108,11 @@ class StateSwitch : public SwitchDriver {
     /// @pre mutex_ is held, or nobody else knows the object
     void noteState();
     /// What SwitchFacts::changes counts has changed. @pre mutex_ is held
-    void countChange() { changes_.fetch_add(1, std::memory_order_release); }
+    void countChange() {
+        changes_.fetch_add(1, std::memory_order_release);
+        if (news_ != nullptr)
+            news_->tell();
+    }
     /// @pre mutex_ is held
     void adoptLocked();
     /// @pre mutex_ is held
@@ -119,6 +127,7 @@ class StateSwitch : public SwitchDriver {
     std::vector<Retired> retired_;  ///< guarded by mutex_: deleted ports, latest last
     bool admission_ = false;
     RouteSink* sink_ = nullptr;
+    News* news_ = nullptr;
     std::function<void(u32)> cameUp_;
     std::vector<u32> newlyUp_;  ///< guarded by changeMutex_: to be told by deliver()
 };

@@ -24,6 +24,9 @@ class Events : public ::testing::Test {
 
     Events() {
         ::testing::internal::CaptureStderr();
+        soft.setNews(&log.news());
+        feed.setNews(&log.news());
+        frames.setNews(&log.news());
         log.begin();
     }
     Events(const Events&) = delete;
@@ -54,7 +57,7 @@ class Events : public ::testing::Test {
     /// What is said next, 100 ms later.
     Texts said() {
         now += 100ms;
-        log.look(now);
+        unsaid = log.look(now);
         return lines.take();
     }
 
@@ -65,6 +68,7 @@ class Events : public ::testing::Test {
     EventLog log{soft, feed, frames};
     TakenLines lines;
     EventLog::Clock::time_point now = EventLog::Clock::now();
+    bool unsaid = false;  ///< of the last look
 };
 
 TEST_F(Events, NothingIsSaidOfPortsAsTheyAreFound) {
@@ -110,9 +114,35 @@ TEST_F(Events, APortThatFlapsIsSaidSeldomAndAsItIs) {
         lineCount += said().size();
     }
     EXPECT_EQ(lineCount, LogLimit::kBurst);
+    EXPECT_TRUE(unsaid);
     now += LogLimit::kPause;
     EXPECT_EQ(said(), Texts{"port3: VLAN 10 left"});
+    EXPECT_FALSE(unsaid);
     EXPECT_EQ(said(), Texts{});
+}
+
+TEST_F(Events, WhateverIsSaidTheNewsAreToldOf) {
+    News& news = log.news();
+    setMvrp(kPort, true);
+    EXPECT_TRUE(news.take());
+    setLink(kPort, false);
+    EXPECT_TRUE(news.take());
+    setLink(kPort, true);
+    EXPECT_TRUE(news.take());
+    addMembers(kPort, vlanRange(10, 10));
+    EXPECT_TRUE(news.take());
+    addMembers(kPort, vlanRange(10, 10));
+    EXPECT_FALSE(news.take());
+    removeMembers(kPort, vlanRange(10, 10));
+    EXPECT_TRUE(news.take());
+    hear(kPort);
+    EXPECT_TRUE(news.take());
+    said();
+    news.take();
+    hear(kPort);
+    EXPECT_FALSE(news.take());
+    change(changeOf(SwitchChangeKind::PortDelete, kPort));
+    EXPECT_TRUE(news.take());
 }
 
 TEST_F(Events, AListThatIsTooLongIsCutAndCounted) {
