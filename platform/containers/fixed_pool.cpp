@@ -18,6 +18,11 @@ namespace {
 
 constexpr std::size_t kItemAlignment = 8;
 
+/// A pool that is empty after it held so many bytes gives them back: what all VLANs of all ports
+/// took comes again once in a while, and a page that does takes a small part of what filling it
+/// did.
+constexpr std::size_t kBytesWorthReturning = std::size_t{1} << 20;
+
 // A build with the address sanitizer reports a touch of an item that was given back.
 #if defined(MVRP_SANITIZE_ADDRESS)
 void poison(const u8* bytes, std::size_t length) {
@@ -49,6 +54,15 @@ u32 indexOf(const SilMemPool& pool, const u8* item) {
                                                  : pool.itemCount;
 }
 
+/// Has the kernel take back the pages of a pool that is empty.
+void returnPages(SilMemPool& pool) {
+    // Without the pages the items are as fresh ones; poisoned they stay until they are handed out.
+    if (madvise(pool.items, mappingBytes(pool), MADV_DONTNEED) != 0)
+        return;
+    pool.firstFree = 0;
+    pool.untouched = 0;
+}
+
 }  // namespace
 
 bool fixedPoolInit(SilMemPool& pool, const char* name, u32 count, u32 itemSize) {
@@ -75,10 +89,12 @@ void* fixedPoolAlloc(SilMemPool& pool) {
     if (pool.items == nullptr || pool.used == pool.itemCount)
         return nullptr;
     pool.used++;
-    if (pool.firstFree == 0)
-        return itemAt(pool, pool.untouched++);
-    u8* item = itemAt(pool, pool.firstFree - 1);
+    u8* item = itemAt(pool, pool.firstFree == 0 ? pool.untouched : pool.firstFree - 1);
     unpoison(item, pool.itemSize);
+    if (pool.firstFree == 0) {
+        pool.untouched++;
+        return item;
+    }
     std::memcpy(&pool.firstFree, item, sizeof pool.firstFree);
     std::memset(item, 0, sizeof pool.firstFree);
     return item;
@@ -95,6 +111,8 @@ void fixedPoolFree(SilMemPool& pool, void* item) {
     poison(bytes, pool.itemSize);
     pool.firstFree = index + 1;
     pool.used--;
+    if (pool.used == 0 && std::size_t{pool.untouched} * pool.itemSize >= kBytesWorthReturning)
+        returnPages(pool);
 }
 
 void fixedPoolDestroy(SilMemPool& pool) {

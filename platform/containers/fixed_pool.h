@@ -2,7 +2,8 @@
 //
 // The fixed-size pool behind the contract's silMemPool* calls: one mapping whose pages stay
 // untouched until used, a free list threaded through the returned items, constant-time alloc and
-// free. Items come out zeroed: fresh pages are, and a returned item is cleared.
+// free. Items come out zeroed: fresh pages are, and a returned item is cleared. A pool that comes
+// to be empty after it held a mebibyte or more gives its pages back.
 //
 // Not locked: the owner of a pool serialises every call on it.
 #pragma once

@@ -78,7 +78,7 @@ struct SilMemPool {
     u32 itemCount;
     u32 used;       ///< items handed out
     u32 firstFree;  ///< 1-based index of the head of the free list; 0: none
-    u32 untouched;  ///< items from this index on were never handed out
+    u32 untouched;  ///< items from this index on are as new: none was handed out
     const char* name;
 };
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/host/host.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -52,6 +53,14 @@ CommandAccess accessOf(const HostConfig& config) {
 /// The socket for those who may only read, beside the one of the command channel.
 std::string readSocketBeside(const std::string& commandPath) {
     return commandPath.substr(0, commandPath.rfind('/') + 1) + kReadSocketName;
+}
+
+/// What reading and applying the configuration took and gave back goes to the system, too: the
+/// daemon will not need as much again before the next reload.
+void returnFreeMemory() {
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 }  // namespace
@@ -187,6 +196,7 @@ void Host::serveCommands() {
     settleService();
     if (config_.debugSocket)
         startDebugSocket();
+    returnFreeMemory();
     server_.run();
 }
 

@@ -91,6 +91,42 @@ TEST_F(FixedPool, APoolOfMoreThanFourGigabytesTouchesOnlyWhatIsUsed) {
     *last = 1;  // is there all the same
 }
 
+TEST_F(FixedPool, APoolThatHeldMuchAndIsEmptyGivesItsPagesBackAndServesOn) {
+    constexpr u32 kItems = 200'000;
+    create(kItems, 24);
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    std::vector<unsigned char> resident(std::size_t{kItems} * 24 / page);
+    const auto pages = [&] {
+        EXPECT_EQ(mincore(pool_.items, resident.size() * page, resident.data()), 0);
+        return std::ranges::count_if(resident, [](unsigned char it) { return (it & 1) != 0; });
+    };
+    std::vector<void*> held(kItems);
+    for (int round = 0; round < 2; round++) {
+        for (void*& item : held) {
+            item = fixedPoolAlloc(pool_);
+            ASSERT_NE(item, nullptr);
+            u64 content = 0;
+            std::memcpy(&content, item, sizeof content);
+            ASSERT_EQ(content, 0U);
+            std::memset(item, 0xAA, 24);
+        }
+        EXPECT_EQ(fixedPoolAlloc(pool_), nullptr);
+        EXPECT_EQ(pages(), static_cast<std::ptrdiff_t>(resident.size()));
+        for (void* item : held)
+            fixedPoolFree(pool_, item);
+        EXPECT_EQ(pool_.used, 0U);
+        EXPECT_EQ(pages(), 0);
+    }
+}
+
+TEST_F(FixedPool, APoolThatHeldLittleKeepsItsPages) {
+    create(100, 24);
+    void* item = fixedPoolAlloc(pool_);
+    fixedPoolFree(pool_, item);
+    EXPECT_EQ(fixedPoolAlloc(pool_), item);
+    EXPECT_EQ(pool_.untouched, 1U);
+}
+
 TEST_F(FixedPool, RandomUseNeverHandsOutAnItemTwice) {
     constexpr u32 kItems = 64;
     create(kItems, 8);
