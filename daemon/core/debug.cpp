@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "daemon/core/debug.h"
 
+#include <array>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -72,13 +73,15 @@ s32 mvrpDbgSockFailed(const char* message) {
     return -1;
 }
 
-/// No address reads "(nil)" with every C library.
-void mvrpPointerPrint(const char* name, const void* pointer) {
-    if (pointer == nullptr)
-        printf("%s (nil)\r\n", name);
-    else
-        printf("%s %p\r\n", name, pointer);
-}
+/// An address as glibc prints it, with every C library: none is "(nil)".
+struct MvrpPointerText {
+    std::array<char, sizeof(void*) * 2 + sizeof("0x")> text{"(nil)"};
+
+    explicit MvrpPointerText(const void* pointer) {
+        if (pointer != nullptr)
+            snprintf(text.data(), text.size(), "%p", pointer);
+    }
+};
 
 }  // namespace
 
@@ -207,7 +210,7 @@ void mvrpShowPort() {
         const u8* mac = port->portMac;
         printf("\r\nportunit %d\r\n", port->portunit);
         printf("enable %d\r\n", port->enable);
-        mvrpPointerPrint("gvrpBindId", port->gvrpBindId);
+        printf("gvrpBindId %s\r\n", MvrpPointerText(port->gvrpBindId).text.data());
         printf("gvrpCompliance %d\r\n", port->gvrpCompliance);
         printf("join_timeout %d\r\n", port->join_timeout);
         printf("joinTimerFlag %d\r\n", port->joinTimerFlag);
@@ -216,7 +219,7 @@ void mvrpShowPort() {
         printf("linkState %d\r\n", port->linkState);
         printf("msgNum %d\r\n", port->msgNum);
         printf("mtu %d\r\n", port->mtu);
-        mvrpPointerPrint("mvrp_bind_id", port->mvrp_bind_id);
+        printf("mvrp_bind_id %s\r\n", MvrpPointerText(port->mvrp_bind_id).text.data());
         printf("participant_mode %d\r\n", port->participant_mode);
         printf("peerMode %d\r\n", port->peerMode);
         printf("period_trans_timeout %d\r\n", port->period_trans_timeout);

@@ -24,6 +24,7 @@ NAMES = re.compile(r"""
   | mvrp\.(?:enable|max\w+|vlannum\w+)               # start-up options
   | (?:APP|REG)_STATE_\w+                            # states, which the tables spell out
   | MVRP_Vl3\.10\.00\.00
+  | \(nil\)                                          # no address, which %p stands for
 """, re.VERBOSE)
 COMPILER_SAYS = re.compile(r'\bthrow\s*$|\bstatic_assert\s*\([^;]*$')
 TOKEN = re.compile(r"""(?P<text>"(?:[^"\\\n]|\\.)*")|'(?:[^'\\\n]|\\.)*'|//[^\n]*|/\*.*?\*/
