@@ -4,7 +4,6 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <map>
 #include <stdexcept>
 #include <vector>
 
@@ -65,6 +64,7 @@ class Lab {
     void look(const Node& node);
     template <typename Change>
     Phase runUntil(const VlanSet& wanted, u64 patienceMs, Change change);
+    void forgetSent();
     Traffic traffic() const;
 
     Network network_;
@@ -82,7 +82,7 @@ class Lab {
     std::vector<bool> done_;
     u32 left_ = 0;  // switches that are not there yet
     u64 endedMs_ = 0;
-    std::map<std::pair<u32, u32>, Sent> sent_;  // by switch and unit
+    std::vector<std::vector<Sent>> sent_;  // by switch and unit
 };
 
 Lab::Lab(const Layout& layout, const Request& request)
@@ -105,10 +105,10 @@ void applyTimers(u32 unit, const Timers& timers) {
 /// Puts ports and VLANs into a switch before its daemon starts.
 void equip(Node& node, u32 ports, const VlanSet& staticVlans) {
     auto& state = node.host.switchState;
-    state.vlanTypes[kMvrpDefaultVlan] = static_cast<u32>(QorVlanType::Static);
+    state.vlanTypes.set(kMvrpDefaultVlan, static_cast<u32>(QorVlanType::Static));
     for (u32 vid = kFirstMeasured; vid < kMvrpVlanLast; vid++)
         if (staticVlans.test(vid))
-            state.vlanTypes[vid] = static_cast<u32>(QorVlanType::Static);
+            state.vlanTypes.set(vid, static_cast<u32>(QorVlanType::Static));
     for (u32 unit = 1; unit <= ports; unit++) {
         auto& port = state.addPort(unit);
         for (u32 vid = kMvrpVlanFirst; vid < kMvrpVlanLast; vid++)
@@ -125,6 +125,7 @@ void Lab::build(const Layout& layout, const Request& request) {
     std::vector<u32> used(count, 0);
     std::vector<std::vector<Timers>> timers(count);
     far_.resize(count);
+    sent_.resize(count);
     for (u32 index = 0; index < count; index++)
         network_.addNode();
     for (const Cable& cable : layout.cables) {
@@ -139,6 +140,7 @@ void Lab::build(const Layout& layout, const Request& request) {
         Node& node = network_.node(index);
         const u32 ports = std::max(used[index], layout.leastPorts);
         ports_ += ports;
+        sent_[index].resize(ports + 1);
         timers[index].resize(ports, layout.timers);
         equip(node, ports, setOf(layout.staticVlans[index]));
         network_.act(index, [&] {
@@ -172,7 +174,7 @@ void Lab::findOrigin() {
 
 void Lab::look(const Node& node) {
     for (const auto& frame : node.sent) {
-        Sent& sent = sent_[{node.index, frame.unit}];
+        Sent& sent = sent_[node.index][frame.unit];
         sent.frames++;
         sent.bytes += frame.bytes.size();
     }
@@ -186,14 +188,20 @@ void Lab::look(const Node& node) {
         endedMs_ = network_.nowMs();
 }
 
+void Lab::forgetSent() {
+    for (auto& ports : sent_)
+        ports.assign(ports.size(), {});
+}
+
 Traffic Lab::traffic() const {
     Traffic sum;
-    for (const auto& [port, sent] : sent_) {
-        sum.frames += sent.frames;
-        sum.bytes += sent.bytes;
-        sum.mostFrames = std::max(sum.mostFrames, sent.frames);
-        sum.mostBytes = std::max(sum.mostBytes, sent.bytes);
-    }
+    for (const auto& ports : sent_)
+        for (const Sent& sent : ports) {
+            sum.frames += sent.frames;
+            sum.bytes += sent.bytes;
+            sum.mostFrames = std::max(sum.mostFrames, sent.frames);
+            sum.mostBytes = std::max(sum.mostBytes, sent.bytes);
+        }
     return sum;
 }
 
@@ -206,7 +214,7 @@ Phase Lab::runUntil(const VlanSet& wanted, u64 patienceMs, Change change) {
     done_.assign(far_.size(), false);
     done_[origin_] = true;
     left_ = static_cast<u32>(far_.size()) - 1;
-    sent_.clear();
+    forgetSent();
     network_.act(origin_, change);
     while (left_ != 0 && network_.nowMs() < begunMs + patienceMs && network_.run(kSliceMs)) {
     }
@@ -224,7 +232,7 @@ Phase Lab::join() {
 }
 
 Phase Lab::rest(u64 ms) {
-    sent_.clear();
+    forgetSent();
     const bool ended = network_.run(ms);
     return {ended, ms, traffic()};
 }

@@ -43,9 +43,10 @@ CorrectionSet correctionsOf(const Switch& each) {
 }
 
 void makeStatic(scenario::SwitchState& state, const VlanBitmap& vlans) {
-    state.vlanTypes[kMvrpDefaultVlan] = static_cast<u32>(QorVlanType::Static);
-    platform::vlanForEach(
-        vlans, [&state](u32 vid) { state.vlanTypes[vid] = static_cast<u32>(QorVlanType::Static); });
+    state.vlanTypes.set(kMvrpDefaultVlan, static_cast<u32>(QorVlanType::Static));
+    platform::vlanForEach(vlans, [&state](u32 vid) {
+        state.vlanTypes.set(vid, static_cast<u32>(QorVlanType::Static));
+    });
 }
 
 /// What a port with a limit may register: nothing more where it has as many as it may.

@@ -113,7 +113,7 @@ Station::Station(const Setup& setup, const Kind& kind, FrameBook* frames)
     state.standbyAnswer = kStatusFailed;
     host_.corrections = setup.corrections;
     if (kind.isStatic)
-        state.vlanTypes[kVid] = static_cast<u32>(QorVlanType::Static);
+        state.vlanTypes.set(kVid, static_cast<u32>(QorVlanType::Static));
     const u32 inside = kind.ports + 1;
     for (u32 unit = 1; unit <= inside; ++unit) {
         auto& port = state.addPort(unit);
@@ -187,7 +187,7 @@ MvrpPortEntry* Station::inside() const {
 
 void Station::load(const StationState& state) {
     auto& kept = host_.switchState;
-    kept.vlanTypes[kVid] = state.vlan == 0 ? std::nullopt : std::optional<u32>(state.vlan);
+    kept.vlanTypes.set(kVid, state.vlan == 0 ? std::nullopt : std::optional<u32>(state.vlan));
     for (u32 i = 0; i < kind_.ports; ++i) {
         const PortState& from = state.ports[i];
         MvrpPortEntry* port = entry(i);
@@ -246,7 +246,7 @@ StationState Station::save() {
 void Station::want(bool wants) {
     MvrpPortEntry* port = inside();
     auto& kept = host_.switchState;
-    auto& vlan = kept.vlanTypes[kVid];
+    const auto& vlan = kept.vlanTypes[kVid];
     wants_ = wants ? 1 : 0;
     u8* machine = &port->madMachine[kVidIndex];
     u8* flag = &port->vlanFlag[kVidIndex];
@@ -255,7 +255,7 @@ void Station::want(bool wants) {
         mvrpBitSet(flag, MVRP_FLAG_APPLIED);
         kept.findPort(port->portunit)->dynamic.set(kVid);
         if (!vlan.has_value())
-            vlan = static_cast<u32>(QorVlanType::Dynamic);
+            kept.vlanTypes.set(kVid, static_cast<u32>(QorVlanType::Dynamic));
         mvrpMapPropagateJoin(kVid, port);
         mvrpMapPropagateJoinMsgSend(port);
         return;
@@ -268,7 +268,7 @@ void Station::want(bool wants) {
     for (u32 unit = 1; unit <= kind_.ports; ++unit)
         needed = needed || kept.findPort(unit)->dynamic.test(kVid);
     if (!needed)
-        vlan.reset();
+        kept.vlanTypes.set(kVid, std::nullopt);
     mvrpMapPropagateLeaveMsgSend(port);
 }
 

@@ -55,7 +55,7 @@ void setUp(Network& network, CorrectionSet corrections = {}) {
     node.host.corrections = corrections;
     auto& state = node.host.switchState;
     for (const u32 vid : {1U, 10U, 11U})
-        state.vlanTypes[vid] = static_cast<u32>(QorVlanType::Static);
+        state.vlanTypes.set(vid, static_cast<u32>(QorVlanType::Static));
     for (u32 unit = 1; unit <= kPorts; unit++) {
         auto& port = state.addPort(unit);
         for (u32 vid = 1; vid <= kLastPermitted; vid++)

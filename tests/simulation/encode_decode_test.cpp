@@ -36,7 +36,7 @@ void equip(Node& node, const VlanSet& vlans, u32 mtu) {
     auto& state = node.host.switchState;
     for (u32 vid = 1; vid <= kLastVlan; vid++)
         if (vid == 1 || vlans.test(vid))
-            state.vlanTypes[vid] = static_cast<u32>(QorVlanType::Static);
+            state.vlanTypes.set(vid, static_cast<u32>(QorVlanType::Static));
     auto& port = state.addPort(1);
     for (u32 vid = 1; vid <= kLastVlan; vid++)
         port.permitted.set(vid);

@@ -7,7 +7,6 @@
 #include "daemon/db/port.h"
 #include "daemon/mgmt/config.h"
 #include "platform/contract/qor_vlan.h"
-#include "platform/virtual/calls/facts.h"
 #include "platform/virtual/network/platform_events.h"
 #include "tests/simulation/ways.h"
 
@@ -56,7 +55,7 @@ void setUpExact(Node& node, bool compliant, bool refuses, Random& random) {
 
 void setUpNode(Node& node, u32 ports, Random& random, Profile profile) {
     auto& state = node.host.switchState;
-    state.vlanTypes[1] = static_cast<u32>(QorVlanType::Static);
+    state.vlanTypes.set(1, static_cast<u32>(QorVlanType::Static));
     for (u32 unit = 1; unit <= ports; unit++) {
         auto& port = state.addPort(unit);
         for (u32 vid = 1; vid <= kMostPermitted; vid++)
@@ -67,7 +66,7 @@ void setUpNode(Node& node, u32 ports, Random& random, Profile profile) {
         node.wanted[unit] = true;
     }
     for (u32 count = random.below(kMostStaticAtStart); count > 0; count--)
-        state.vlanTypes[chooseVlan(random, profile)] = static_cast<u32>(QorVlanType::Static);
+        state.vlanTypes.set(chooseVlan(random, profile), static_cast<u32>(QorVlanType::Static));
     static constexpr std::array<const char*, 4> kBatches = {"1", "2", "3", "50"};
     node.host.options["mvrp.maxifnum"] = std::to_string(ports + 1);
     node.host.options["mvrp.vlannumpertimes"] = kBatches[random.below(kBatches.size())];
@@ -83,9 +82,9 @@ std::vector<Way> buildNetwork(Network& network, const Plan& plan) {
     std::vector<u32> ports(plan.switches, 0);
     for (u32 index = 0; index < plan.switches; index++) {
         Node& node = network.addNode();
-        // Every other daemon reads in place what its neighbours ask for: it makes no difference.
-        if (index % 2 == 1)
-            node.host.facts = std::make_shared<scenario::ShownFacts>();
+        // Every other daemon is asked for what it would read in place: it makes no difference.
+        if (index % 2 == 0)
+            node.host.facts.reset();
         if (index == 0)
             continue;
         // Near neighbours make long branches, far ones stars.

@@ -99,7 +99,7 @@ std::vector<Way> makeWays(Network& network, const Plan& plan, Random random) {
         way.vid = chooseVlan(random, plan.profile);
         way.ports = portsBetween(network, way.from, way.to);
         for (const u32 end : {way.from, way.to})
-            network.node(end).host.switchState.vlanTypes[way.vid] = kStatic;
+            network.node(end).host.switchState.vlanTypes.set(way.vid, kStatic);
         for (const PortEnd& end : way.ports)
             network.node(end.node).host.switchState.ports.at(end.unit).admitted.set(way.vid);
         ways.push_back(std::move(way));

@@ -6,43 +6,44 @@
 #include "platform/virtual/state/host.h"
 
 namespace scenario {
-namespace {
 
-/// @return whether all VLANs are of types that can be shown
-bool showTypes(const SwitchState& state, QorVlanTypeFacts& types) {
+void ShownFacts::showTypes(const VlanTypes& types) {
     QorVlanBytes dynamic{};
     QorVlanBytes fixed{};
-    for (u32 vid = 1; vid < state.vlanTypes.size(); vid++) {
-        const std::optional<u32>& type = state.vlanTypes[vid];
-        if (!type)
+    typesFit_ = true;
+    for (u32 vid = 1; vid < types.size(); vid++) {
+        if (!types[vid])
             continue;
-        if (*type != static_cast<u32>(QorVlanType::Dynamic) &&
-            *type != static_cast<u32>(QorVlanType::Static))
-            return false;
-        QorVlanBytes& set = *type == static_cast<u32>(QorVlanType::Dynamic) ? dynamic : fixed;
+        const auto type = static_cast<QorVlanType>(*types[vid]);
+        typesFit_ = typesFit_ && (type == QorVlanType::Dynamic || type == QorVlanType::Static);
+        QorVlanBytes& set = type == QorVlanType::Dynamic ? dynamic : fixed;
         set[(vid - 1) / 8] |= static_cast<u8>(0x80U >> (vid - 1) % 8);
     }
-    types.dynamic.assign(dynamic);
-    types.fixed.assign(fixed);
-    return true;
+    types_.dynamic.assign(dynamic);
+    types_.fixed.assign(fixed);
+    typesStamp_ = types.stamp();
 }
-
-}  // namespace
 
 const QorPortFacts* ShownFacts::show(const SwitchState& state, u32 unit) {
     const auto found = state.ports.find(unit);
     if (found == state.ports.end())
         return nullptr;
+    if (typesStamp_ != state.vlanTypes.stamp())
+        showTypes(state.vlanTypes);
     const SwitchPort& port = found->second;
-    if (port.pvid > QorPortFacts::kPvidMask || !showTypes(state, types_))
+    if (port.pvid > QorPortFacts::kPvidMask || !typesFit_)
         return nullptr;
-    QorVlanBytes permitted{};
-    storeBitmap(port.permitted, permitted);
-    port_.permitted.assign(permitted);
-    port_.types = &types_;
-    port_.port.store(QorPortFacts::wordOf(unit, port.pvid, port.admitted.all()),
-                     std::memory_order_relaxed);
-    return &port_;
+    Shown& shown = ports_[unit];
+    if (shown.permitted != port.permitted) {
+        QorVlanBytes permitted{};
+        storeBitmap(port.permitted, permitted);
+        shown.facts.permitted.assign(permitted);
+        shown.permitted = port.permitted;
+    }
+    shown.facts.types = &types_;
+    shown.facts.port.store(QorPortFacts::wordOf(unit, port.pvid, port.admitted.all()),
+                           std::memory_order_relaxed);
+    return &shown.facts;
 }
 
 }  // namespace scenario

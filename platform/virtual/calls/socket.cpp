@@ -13,6 +13,7 @@
 
 using scenario::descriptorOf;
 using scenario::failureKey;
+using scenario::FailureList;
 using scenario::nameOfDescriptor;
 using scenario::scenarioHost;
 using scenario::SocketId;
@@ -34,6 +35,15 @@ SocketId socketFor(int family, int protocol) {
 std::optional<int> failureOf(std::string_view call, std::string_view socket) {
     const auto failure = scenarioHost().failures.take(call, {socket});
     return failure ? std::optional(static_cast<int>(*failure)) : std::nullopt;
+}
+
+/// The answer of an injected failure of a send.
+std::optional<u32> failureOfSend(int socket, u32 unit) {
+    FailureList& failures = scenarioHost().failures;
+    if (failures.empty())
+        return std::nullopt;
+    const std::string name(nameOfDescriptor(socket));
+    return failures.take("send", {name, name + ":" + std::to_string(unit)});
 }
 
 struct OptionText {
@@ -71,7 +81,12 @@ OptionText describeOption(int level, int option, const void* value, socklen_t le
 /// The gathered bytes of a message.
 std::vector<u8> gather(const msghdr& message) {
     std::vector<u8> bytes;
-    for (std::size_t index = 0; index < static_cast<std::size_t>(message.msg_iovlen); index++) {
+    const auto parts = static_cast<std::size_t>(message.msg_iovlen);
+    std::size_t length = 0;
+    for (std::size_t index = 0; index < parts; index++)
+        length += message.msg_iov[index].iov_len;
+    bytes.reserve(length);
+    for (std::size_t index = 0; index < parts; index++) {
         const auto* part = static_cast<const u8*>(message.msg_iov[index].iov_base);
         bytes.insert(bytes.end(), part, part + message.msg_iov[index].iov_len);
     }
@@ -166,18 +181,16 @@ int qor_select(int, fd_set* read, fd_set*, fd_set*, timeval* timeout) {
 }
 
 ssize_t qor_sendmsg(int socket, const msghdr* message, int) {
-    const std::string name(nameOfDescriptor(socket));
     const auto& address = *static_cast<const QorLinkAddress*>(message->msg_name);
     const auto unit = static_cast<u32>(address.interfaceIndex);
-    const std::vector<u8> frame = gather(*message);
+    std::vector<u8> frame = gather(*message);
+    const auto length = static_cast<ssize_t>(frame.size());
     if (scenario::tracing())
-        traceEvent("send %s %u %s", name.c_str(), unit,
+        traceEvent("send %s %u %s", nameOfDescriptor(socket).data(), unit,
                    scenario::toHex(frame.data(), frame.size()).c_str());
-    const auto failure =
-        scenarioHost().failures.take("send", {name, name + ":" + std::to_string(unit)});
-    if (failure)
+    if (const auto failure = failureOfSend(socket, unit))
         return static_cast<s32>(*failure);
     if (scenarioHost().onSend)
-        scenarioHost().onSend(unit, socket == descriptorOf(SocketId::Gvrp), frame);
-    return static_cast<ssize_t>(frame.size());
+        scenarioHost().onSend(unit, socket == descriptorOf(SocketId::Gvrp), std::move(frame));
+    return length;
 }

@@ -100,8 +100,9 @@ u64 Network::wakeFor(u64 dueMs) {
 void Network::transmit(u32 index) {
     Node& node = *nodes_[index];
     node.acted = true;
+    const auto before = node.wakeMs;
     node.wakeMs = node.dueMs ? std::optional(wakeFor(*node.dueMs)) : std::nullopt;
-    if (node.wakeMs)
+    if (node.wakeMs && node.wakeMs != before)
         timers_.push({*node.wakeMs, index});
     if (observer_)
         observer_(node);
@@ -125,19 +126,20 @@ void Network::carry(u32 cable, PortEnd to, SentFrame&& frame) {
         return;
     const u32 copies = random_.percent(way.faults.duplicate) ? 2 : 1;
     for (u32 copy = 0; copy < copies; copy++) {
-        Arrival arrival{nowMs_ + way.delayMs, sequence_++, to, cable, frame.gvrp, {}};
+        Arrival arrival{to, cable, frame.gvrp, {}};
+        u64 atMs = nowMs_ + way.delayMs;
         if (copy + 1 < copies)
             arrival.bytes = frame.bytes;
         else
             arrival.bytes = std::move(frame.bytes);
         if (random_.percent(way.faults.reorder))
-            arrival.atMs += random_.below(kMostReorderMs);
+            atMs += random_.below(kMostReorderMs);
         const u32 header = pduOffsetOf(frame.gvrp);
         if (random_.percent(way.faults.corrupt) && arrival.bytes.size() > header) {
             const u32 at = header + random_.below(static_cast<u32>(arrival.bytes.size()) - header);
             arrival.bytes[at] = static_cast<u8>(random_.next());
         }
-        arrivals_.push(std::move(arrival));
+        arrivals_.add(atMs, std::move(arrival));
     }
 }
 
@@ -155,19 +157,17 @@ void Network::deliver(Arrival&& arrival) {
 /// Runs what comes next, unless that is later than `endMs`. A frame goes before a timer.
 bool Network::runNext(u64 endMs) {
     const u64 timerMs = nextTimerMs();
-    const u64 frameMs = arrivals_.empty() ? UINT64_MAX : arrivals_.top().atMs;
+    const u64 frameMs = arrivals_.nextMs();
     if (std::min(timerMs, frameMs) > endMs)
         return false;
     nowMs_ = std::max(nowMs_, std::min(timerMs, frameMs));
     if (frameMs <= timerMs) {
-        // The queue's order does not look at the bytes that are moved out.
-        Arrival arrival = std::move(const_cast<Arrival&>(arrivals_.top()));
-        arrivals_.pop();
-        deliver(std::move(arrival));
+        deliver(arrivals_.take());
         return true;
     }
     const u32 index = timers_.top().node;
     timers_.pop();
+    nodes_[index]->wakeMs.reset();
     {
         Turn turn(*nodes_[index], nowMs_);
         turn.runTimers();

@@ -11,15 +11,11 @@
 #include <span>
 #include <vector>
 
+#include "platform/virtual/network/arrivals.h"
 #include "platform/virtual/network/node.h"
 #include "platform/virtual/network/random.h"
 
 namespace simulation {
-
-struct PortEnd {
-    u32 node = 0;
-    u32 unit = 0;
-};
 
 /// Chances in percent, each frame by itself.
 struct CableFaults {
@@ -92,18 +88,6 @@ class Network {
     bool run(u64 ms);
 
   private:
-    struct Arrival {
-        u64 atMs;
-        u64 sequence;
-        PortEnd to;
-        u32 cable;
-        bool gvrp;
-        std::vector<u8> bytes;
-        bool operator<(const Arrival& other) const {
-            return atMs != other.atMs ? atMs > other.atMs : sequence > other.sequence;
-        }
-    };
-
     /// A timer of a switch; one that is not the earliest of its switch any more is passed by.
     struct Due {
         u64 atMs;
@@ -132,12 +116,11 @@ class Network {
     Lateness lateness_;
     CorrectionSet corrections_;
     u64 nowMs_ = 0;
-    u64 sequence_ = 0;
     std::vector<std::unique_ptr<Node>> nodes_;
     u32 standbyCount_ = 0;
     std::vector<Cable> cables_;
     std::vector<std::vector<Way>> ways_;  // by node and unit
-    std::priority_queue<Arrival> arrivals_;
+    Arrivals arrivals_;
     std::priority_queue<Due> timers_;
     std::function<void(const Node&)> observer_;  // may be empty
 };

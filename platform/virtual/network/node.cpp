@@ -5,6 +5,7 @@
 
 #include "daemon/base/lock.h"
 #include "daemon/db/port.h"
+#include "platform/virtual/calls/facts.h"
 #include "platform/virtual/calls/timers.h"
 
 namespace simulation {
@@ -40,9 +41,10 @@ void printWatched(const Node& node) {
 
 Node::Node(u32 number, CorrectionSet corrections) : index(number), host(scenario::Trace::Sink()) {
     host.corrections = corrections;
+    host.facts = std::make_shared<scenario::ShownFacts>();
     host.switchState.guardsMembers = !corrections.empty();
-    host.onSend = [this](u32 unit, bool gvrp, const std::vector<u8>& frame) {
-        sent.push_back({unit, gvrp, frame});
+    host.onSend = [this](u32 unit, bool gvrp, std::vector<u8>&& frame) {
+        sent.push_back({unit, gvrp, std::move(frame)});
     };
     scenario::bindScenarioHost(&host);
     gMvrpInfo = MvrpInfo{};

@@ -45,7 +45,7 @@ void makeVlanStatic(Node& node, u32 vid) {
     const auto before = state.typeOfVlan(vid);
     if (before == kStatic)
         return;
-    state.vlanTypes[vid] = kStatic;
+    state.vlanTypes.set(vid, kStatic);
     state.indexes[kVlanInterfaceBase + vid] = {kVlanInterface, vid};
     platform::RouteBatch batch;
     if (before)
@@ -60,7 +60,7 @@ void deleteVlan(Node& node, u32 vid) {
     auto& state = node.host.switchState;
     if (state.typeOfVlan(vid) != kStatic)
         return;
-    state.vlanTypes[vid].reset();
+    state.vlanTypes.set(vid, std::nullopt);
     for (auto& [unit, port] : state.ports)
         port.dynamic.reset(vid);
     state.indexes[kVlanInterfaceBase + vid] = {kVlanInterface, vid};

@@ -24,7 +24,7 @@ void copySwitch(const Node& active, Node& standby) {
     auto& state = standby.host.switchState;
     for (u32 vid = 1; vid < state.vlanTypes.size(); vid++)
         if (active.host.switchState.typeOfVlan(vid) == static_cast<u32>(QorVlanType::Static))
-            state.vlanTypes[vid] = active.host.switchState.vlanTypes[vid];
+            state.vlanTypes.set(vid, active.host.switchState.vlanTypes[vid]);
     for (const auto& [unit, port] : active.host.switchState.ports) {
         auto& copy = state.addPort(unit);
         copy.permitted = port.permitted;

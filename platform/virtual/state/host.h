@@ -28,7 +28,7 @@ class ShownFacts;  // platform/virtual/calls/facts.h
 
 struct ScenarioHost {
     /// Takes a frame that was sent; `gvrp`: on the GVRP socket.
-    using SendHook = std::function<void(u32 unit, bool gvrp, const std::vector<u8>& frame)>;
+    using SendHook = std::function<void(u32 unit, bool gvrp, std::vector<u8>&& frame)>;
     /// Takes a command for the standby. @return the standby's status
     using CommandSyncHook = std::function<u32(u32 unit, u32 command, void* value)>;
 
@@ -40,7 +40,8 @@ struct ScenarioHost {
     CorrectionSet corrections;                             ///< the daemon asks at its start
     std::array<u64, kCorrectionCount> correctionsActed{};  ///< how often, by Correction
     SwitchState switchState;
-    /// Shows the switch's facts to the daemon in place; null: it shows none, and is asked.
+    /// Shows the switch's facts to the daemon in place; null: it shows none, and is asked. Shown by
+    /// one host only.
     std::shared_ptr<ShownFacts> facts;
     /// The look-ups that a reader in place does not make are no part of the trace, so that traces
     /// with and without such a reader can be compared.

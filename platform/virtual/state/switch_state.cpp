@@ -41,7 +41,7 @@ std::optional<u32> SwitchState::typeOfVlan(u32 vid) const {
 void SwitchState::createDynamicVlans(const VlanSet& vlans) {
     forEachMember(vlans, [&](std::size_t vid) {
         if (!vlanTypes[vid])
-            vlanTypes[vid] = kDynamic;
+            vlanTypes.set(vid, kDynamic);
     });
 }
 
@@ -54,7 +54,7 @@ void SwitchState::deleteDynamicVlans(const VlanSet& vlans) {
     forEachMember(vlans, [&](std::size_t vid) {
         if (vlanTypes[vid] != kDynamic || guarded.test(vid))
             return;
-        vlanTypes[vid].reset();
+        vlanTypes.set(vid, std::nullopt);
         deleted.set(vid);
     });
     if (deleted.none())
@@ -75,9 +75,9 @@ void SwitchState::forgetLearnt() {
         port.dynamic.reset();
         port.stranded.reset();
     }
-    for (auto& type : vlanTypes)
-        if (type == kDynamic)
-            type.reset();
+    for (std::size_t vid = 0; vid < vlanTypes.size(); vid++)
+        if (vlanTypes[vid] == kDynamic)
+            vlanTypes.set(vid, std::nullopt);
 }
 
 }  // namespace scenario

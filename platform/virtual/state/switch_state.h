@@ -37,10 +37,32 @@ struct SwitchIndex {
     u32 vid = 0;
 };
 
+/// By VLAN ID: its type, or none for one that is unknown.
+class VlanTypes {
+  public:
+    using Type = std::optional<u32>;
+
+    const Type& operator[](std::size_t vid) const { return types_[vid]; }
+    static constexpr std::size_t size() { return kVlanSetLast + 1; }
+    void set(std::size_t vid, Type type) {
+        if (types_[vid] == type)
+            return;
+        types_[vid] = type;
+        stamp_ = ++lastStamp_;
+    }
+    /// Types with the same stamp are the same.
+    u64 stamp() const { return stamp_; }
+
+  private:
+    std::array<Type, kVlanSetLast + 1> types_;
+    u64 stamp_ = 0;  ///< 0: none is known yet
+    static inline u64 lastStamp_ = 0;
+};
+
 struct SwitchState {
     std::map<u32, SwitchPort> ports;
     std::map<u32, SwitchIndex> indexes;
-    std::array<std::optional<u32>, kVlanSetLast + 1> vlanTypes;  ///< by VLAN ID; none: unknown
+    VlanTypes vlanTypes;
     bool followsWrites = true;  ///< writes of the daemon change the state above
     /// Memberships are kept as a real platform keeps them: a VLAN with members is not deleted, and
     /// a port that takes no part loses all at a removal. Scenarios show what the daemon asks for,

@@ -92,7 +92,7 @@ void commandVlan(ScenarioHost& host, Words words) {
         type = numberOfKey(words[1], "type");
     for (u32 vid = 0; vid < vlans.size(); vid++)
         if (vlans.test(vid))
-            host.switchState.vlanTypes[vid] = type;
+            host.switchState.vlanTypes.set(vid, type);
 }
 
 void commandIndex(ScenarioHost& host, Words words) {

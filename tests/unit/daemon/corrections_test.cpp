@@ -35,7 +35,7 @@ class Corrections : public StartedDaemon {
         scenario::startDaemon(host_);
         host_.correctionsActed = {};
         gMvrpInfo.debug = 0;
-        host_.switchState.vlanTypes[1] = static_cast<u32>(QorVlanType::Static);
+        host_.switchState.vlanTypes.set(1, static_cast<u32>(QorVlanType::Static));
         u32 on = MVRP_ON;
         EXPECT_EQ(mvrpScalarSetApi(0, MVRP_SCALAR_ENABLE, &on), kStatusOk);
         for (u32 unit = 1; unit <= kPorts; unit++) {

@@ -23,9 +23,9 @@ class Facts : public StartedDaemon {
         scenario::SwitchPort& port = host_.switchState.addPort(kUnit);
         port.permitted.set();
         port.tagged.set();
-        host_.switchState.vlanTypes[1] = static_cast<u32>(QorVlanType::Static);
-        host_.switchState.vlanTypes[50] = static_cast<u32>(QorVlanType::Static);
-        host_.switchState.vlanTypes[60] = static_cast<u32>(QorVlanType::Dynamic);
+        host_.switchState.vlanTypes.set(1, static_cast<u32>(QorVlanType::Static));
+        host_.switchState.vlanTypes.set(50, static_cast<u32>(QorVlanType::Static));
+        host_.switchState.vlanTypes.set(60, static_cast<u32>(QorVlanType::Dynamic));
         set(MVRP_SCALAR_DEBUG, 0);
         set(MVRP_SCALAR_ENABLE, MVRP_ON);
         u32 on = MVRP_ON;
@@ -73,9 +73,9 @@ TEST_F(Facts, PduIsAskedAboutWhereNothingIsShown) {
 TEST_F(Facts, NothingIsShownOfWhatCanNotBe) {
     EXPECT_NE(qorPortFacts(kUnit), nullptr);
     EXPECT_EQ(qorPortFacts(kUnit + 1), nullptr) << "no such port";
-    host_.switchState.vlanTypes[70] = 5;
+    host_.switchState.vlanTypes.set(70, 5);
     EXPECT_EQ(qorPortFacts(kUnit), nullptr) << "a type that is neither static nor dynamic";
-    host_.switchState.vlanTypes[70].reset();
+    host_.switchState.vlanTypes.set(70, std::nullopt);
     host_.failures.add({"vlanget", "3501", 1, 0, {}});
     EXPECT_EQ(qorPortFacts(kUnit), nullptr) << "a question that will fail";
     host_.failures.clear();
@@ -111,9 +111,9 @@ TEST_F(Facts, NextFixedVlanIsFoundFromEverywhere) {
     for (u32 many = 0; many < 20; ++many) {
         const u32 every = 1U << many % 12;
         for (u32 vid = 1; vid < types.size(); ++vid)
-            types[vid] = random() % every == 0
-                             ? std::optional(static_cast<u32>(QorVlanType::Static))
-                             : std::nullopt;
+            types.set(vid, random() % every == 0
+                               ? std::optional(static_cast<u32>(QorVlanType::Static))
+                               : std::nullopt);
         const MvrpFacts facts = mvrpFactsOf(kUnit);
         for (const u32 endVid : {2U, 64U, 65U, 66U, 1000U, 4095U}) {
             u32 expected = endVid;
