@@ -66,7 +66,8 @@ std::string timeText(const Forecast& forecast) {
     std::string text;
     for (const TimeSlot& slot : slots) {
         const std::string from = secondsText(slot.fromMs);
-        const u64 columns = (slot.changes * kBarColumns + most - 1) / most;
+        const auto columns =
+            static_cast<std::size_t>((slot.changes * kBarColumns + most - 1) / most);
         text += std::string(from.size() < 9 ? 9 - from.size() : 0, ' ') + from + " s" +
                 (slot.changes == 0
                      ? ""
@@ -162,7 +163,8 @@ std::vector<TimeSlot> slotsOf(const Forecast& forecast, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i)
         slots[i].fromMs = i * lengthMs;
     for (const Moment& moment : forecast.moments) {
-        TimeSlot& slot = slots[std::min<std::size_t>(moment.ms / lengthMs, count - 1)];
+        TimeSlot& slot =
+            slots[static_cast<std::size_t>(std::min<u64>(moment.ms / lengthMs, count - 1))];
         slot.changes += moment.changes;
         slot.frames += moment.frames;
     }

@@ -7,9 +7,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "platform/contract/logging.h"
@@ -178,8 +178,7 @@ void leaveProcess(int status) {
 }
 
 std::string errorText(int error) {
-    std::array<char, 128> buffer{};
-    return strerror_r(error, buffer.data(), buffer.size());
+    return std::generic_category().message(error);
 }
 
 }  // namespace platform
