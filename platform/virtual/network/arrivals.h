@@ -3,6 +3,7 @@
 // Frames on their way over the cables of a network.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -15,6 +16,7 @@ namespace simulation {
 struct PortEnd {
     u32 node = 0;
     u32 unit = 0;
+    auto operator<=>(const PortEnd&) const = default;
 };
 
 struct Arrival {
@@ -24,7 +26,9 @@ struct Arrival {
     std::vector<u8> bytes;
 };
 
-/// By the millisecond in which they arrive; those of one in the order in which they were sent.
+/// By the millisecond in which they arrive; those of one by switch and port, and at a port in the
+/// order in which they were sent. So what a switch hears does not depend on when others had their
+/// turns within a millisecond, and its state is at hand for all that it hears.
 class Arrivals {
   public:
     void add(u64 atMs, Arrival&& arrival);
@@ -34,13 +38,23 @@ class Arrivals {
     Arrival take();
 
   private:
+    /// Where one stands among those of its millisecond.
+    struct Place {
+        PortEnd to;
+        u32 number = 0;  ///< in the order in which they were sent
+        auto operator<=>(const Place&) const = default;
+    };
     struct Millisecond {
-        std::vector<Arrival> frames;
-        std::size_t taken = 0;
+        std::vector<Arrival> frames;  ///< as they were sent
+        std::vector<Place> order;     ///< of those that were there when it was made
+        std::size_t taken = 0;        ///< of the order
+        std::size_t ordered = 0;      ///< frames that are, or were, in the order
+        bool done() const { return taken == order.size() && ordered == frames.size(); }
+        void putInOrder();
     };
 
-    std::map<u64, Millisecond> byMs_;         ///< each with one to be taken
-    std::vector<std::vector<Arrival>> room_;  ///< of milliseconds that have passed
+    std::map<u64, Millisecond> byMs_;  ///< each with one to be taken
+    std::vector<Millisecond> room_;    ///< of milliseconds that have passed
 };
 
 }  // namespace simulation
