@@ -3,13 +3,17 @@
 // Frames on their way over the cables of a network.
 #pragma once
 
+#include <array>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <tuple>
 #include <vector>
 
 #include "platform/contract/types.h"
+#include "platform/model/mac_address.h"
 
 namespace simulation {
 
@@ -19,11 +23,14 @@ struct PortEnd {
     auto operator<=>(const PortEnd&) const = default;
 };
 
+/// Ports of a switch mostly send the same, but for their own address; millions of frames may be on
+/// their way in a large network.
 struct Arrival {
     PortEnd to;
     u32 cable = 0;
     bool gvrp = false;
-    std::vector<u8> bytes;
+    std::array<u8, 2 * std::tuple_size_v<platform::MacAddress>> addresses{};
+    std::shared_ptr<const std::vector<u8>> rest;  ///< of the frame, behind the addresses
 };
 
 /// By the millisecond in which they arrive; those of one by switch and port, and at a port in the

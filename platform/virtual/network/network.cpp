@@ -106,9 +106,9 @@ void Network::transmit(u32 index) {
         timers_.push({*node.wakeMs, index});
     if (observer_)
         observer_(node);
-    for (SentFrame& frame : node.sent)
+    for (const SentFrame& frame : node.sent)
         if (const Way* way = wayFrom(index, frame.unit))
-            carry(*way->cable, way->to, std::move(frame));
+            carry(*way->cable, way->to, frame);
     node.sent.clear();
     if (!node.toStandby.empty())
         tellStandby(node);
@@ -120,37 +120,48 @@ void Network::tellStandby(Node& active) {
     act(standby.index, [&standby, &messages] { takeFromActive(standby, messages); });
 }
 
-void Network::carry(u32 cable, PortEnd to, SentFrame&& frame) {
+/// The bytes of a frame behind its addresses, which are often those of the frame before.
+std::shared_ptr<const std::vector<u8>> Network::shared(std::span<const u8> rest) {
+    if (lastRest_ == nullptr || !std::ranges::equal(*lastRest_, rest))
+        lastRest_ = std::make_shared<const std::vector<u8>>(rest.begin(), rest.end());
+    return lastRest_;
+}
+
+void Network::carry(u32 cable, PortEnd to, const SentFrame& frame) {
     const Cable& way = cables_[cable];
     if (!way.up || random_.percent(way.faults.loss))
         return;
+    Arrival arrival{to, cable, frame.gvrp, {}, {}};
+    const std::span<const u8> bytes = frame.bytes;
+    std::ranges::copy(bytes.first(arrival.addresses.size()), arrival.addresses.begin());
+    arrival.rest = shared(bytes.subspan(arrival.addresses.size()));
     const u32 copies = random_.percent(way.faults.duplicate) ? 2 : 1;
     for (u32 copy = 0; copy < copies; copy++) {
-        Arrival arrival{to, cable, frame.gvrp, {}};
+        Arrival each = arrival;
         u64 atMs = nowMs_ + way.delayMs;
-        if (copy + 1 < copies)
-            arrival.bytes = frame.bytes;
-        else
-            arrival.bytes = std::move(frame.bytes);
         if (random_.percent(way.faults.reorder))
             atMs += random_.below(kMostReorderMs);
         const u32 header = pduOffsetOf(frame.gvrp);
-        if (random_.percent(way.faults.corrupt) && arrival.bytes.size() > header) {
-            const u32 at = header + random_.below(static_cast<u32>(arrival.bytes.size()) - header);
-            arrival.bytes[at] = static_cast<u8>(random_.next());
+        if (random_.percent(way.faults.corrupt) && bytes.size() > header) {
+            const u32 at = header + random_.below(static_cast<u32>(bytes.size()) - header);
+            auto rest = *arrival.rest;
+            rest[at - arrival.addresses.size()] = static_cast<u8>(random_.next());
+            each.rest = std::make_shared<const std::vector<u8>>(std::move(rest));
         }
-        arrivals_.add(atMs, std::move(arrival));
+        arrivals_.add(atMs, std::move(each));
     }
 }
 
-void Network::deliver(Arrival&& arrival) {
+void Network::deliver(const Arrival& arrival) {
     if (!cables_[arrival.cable].up)
         return;
-    act(arrival.to.node, [this, &arrival] {
+    std::vector<u8> bytes(arrival.addresses.size() + arrival.rest->size());
+    std::ranges::copy(*arrival.rest, std::ranges::copy(arrival.addresses, bytes.begin()).out);
+    act(arrival.to.node, [this, &arrival, &bytes] {
         auto& host = nodes_[arrival.to.node]->host;
-        host.sockets.frames[arrival.gvrp ? 1 : 0].push_back(
-            {std::move(arrival.bytes), arrival.to.unit, pduOffsetOf(arrival.gvrp),
-             platform::kMvrpGroupAddress});
+        host.sockets.frames[arrival.gvrp ? 1 : 0].push_back({std::move(bytes), arrival.to.unit,
+                                                             pduOffsetOf(arrival.gvrp),
+                                                             platform::kMvrpGroupAddress});
     });
 }
 

@@ -108,8 +108,9 @@ class Network {
     u64 wakeFor(u64 dueMs);
     void transmit(u32 index);
     void tellStandby(Node& active);
-    void carry(u32 cable, PortEnd to, SentFrame&& frame);
-    void deliver(Arrival&& arrival);
+    void carry(u32 cable, PortEnd to, const SentFrame& frame);
+    std::shared_ptr<const std::vector<u8>> shared(std::span<const u8> rest);
+    void deliver(const Arrival& arrival);
     bool runNext(u64 endMs);
 
     Random random_;  // of the cables, and of waits that are longer
@@ -121,6 +122,7 @@ class Network {
     std::vector<Cable> cables_;
     std::vector<std::vector<Way>> ways_;  // by node and unit
     Arrivals arrivals_;
+    std::shared_ptr<const std::vector<u8>> lastRest_;  ///< of the frame that was sent last
     std::priority_queue<Due> timers_;
     std::function<void(const Node&)> observer_;  // may be empty
 };
