@@ -34,50 +34,34 @@ noteGaps() {
     done <"$logs/$name.log"
 }
 
-# What all that this shell has waited for took of a processor, user and system: `processor`, in seconds.
-lookAtProcessor() {
-    times >"$logs/times"
-    processor=$(awk 'NR == 2 {
-        for (i = 1; i <= 2; ++i) { split($i, t, /[ms]/); sum += 60 * t[1] + t[2] }
-        print int(sum + 0.5) }' "$logs/times")
-}
-
-# report NAME STATUS SECONDS BEFORE: counts a part that has ended, since `processor` was BEFORE; the first that
-# fails ends the run.
+# report NAME STATUS SECONDS: counts a part that has ended; the first that fails ends the run.
 report() {
-    lookAtProcessor
     countResults "$logs/$1.log"
     if (($2 != 0 && partFailed == 0)); then partFailed=1; fi
     passed=$((passed + partPassed)) failed=$((failed + partFailed))
     noteGaps "$1"
     if (($2 != 0 || partFailed != 0)); then finishTests; fi
-    printf '  %s%d passed%s in %d s, with %d s of a processor\n' "$green" "$partPassed" "$plain" "$3" $((processor - $4))
+    printf '  %s%d passed%s in %d s, with %d s of a processor\n' "$green" "$partPassed" "$plain" "$3" \
+        "$(processorOf "$1")"
 }
 
 # ---------------------------------------------------------------------------------------- parts, and beside them
 # part NAME TITLE COMMAND...
 part() {
-    local name=$1 title=$2 start=$SECONDS status=0 before
+    local name=$1 title=$2 start=$SECONDS status=0
     shift 2
     heading "$title"
-    lookAtProcessor
-    before=$processor
     quietly "$name" "$@" || status=$?
-    report "$name" "$status" $((SECONDS - start)) "$before"
+    report "$name" "$status" $((SECONDS - start))
     lookBeside
 }
 
 # testBuild COMMAND...: a build that fails counts as a failed test.
 testBuild() {
-    local before
-    lookAtProcessor
-    before=$processor
     if ! "$@"; then
         failed=$((failed + 1))
         finishTests
     fi
-    lookAtProcessor
-    printf '  with %d s of a processor\n' $((processor - before))
     lookBeside
 }
 
@@ -90,23 +74,21 @@ beside() {
     titles[$name]=$2 begins[$name]=$SECONDS
     shift 2
     printf '\n%sBegun, beside what follows: %s%s\n' "$dim" "${titles[$name]}" "$plain"
-    "$@" >"$logs/$name.log" 2>&1 &
+    logged "$name" "$@" >"$logs/$name.log" 2>&1 &
     besides[$name]=$!
     behind=(nice -n 19)
 }
 
 # meet NAME: waits for a part that was begun, and counts it.
 meet() {
-    local name=$1 pid=${besides[$1]} status=0 before seconds
+    local name=$1 pid=${besides[$1]} status=0 seconds
     heading "${titles[$name]}"
-    lookAtProcessor
-    before=$processor
     watchProcess "$pid" "$logs/$name.log"
     wait "$pid" || status=$?
     unset "besides[$name]"
     seconds=$((SECONDS - begins[$name]))
     ((status == 0)) || showFailure "$name" "$seconds"
-    report "$name" "$status" "$seconds" "$before"
+    report "$name" "$status" "$seconds"
     ((${#besides[@]})) || behind=()
 }
 
@@ -130,12 +112,10 @@ descendants() {
     echo "$1"
 }
 
+# Ends what still runs when the first part has failed, or when we are told to end.
 stopBesides() {
-    local pid
-    for pid in "${besides[@]}"; do
-        # shellcheck disable=SC2046  # several numbers
-        kill $(descendants "$pid") 2>/dev/null || true
-    done
+    # shellcheck disable=SC2046  # several numbers
+    kill $(descendants $$ | grep -vx $$) 2>/dev/null || true
 }
 
 # ---------------------------------------------------------------------------------------------- the end
@@ -156,11 +136,11 @@ lastSystemRun() {
 }
 
 finishTests() {
-    lookAtProcessor
     listed 'Not run' "${notRun[@]}"
     listed 'Failed among others, and run once more by themselves' "${again[@]}"
     lastSystemRun
-    printf '\nAll of it took %d s, with %d s of a processor.\n' $((SECONDS - testBegin)) "$processor"
+    times >"$logs/whole.times"
+    printf '\nAll of it took %d s, with %d s of a processor.\n' $((SECONDS - testBegin)) "$(processorOf whole)"
     printf '\n%d passed, %d failed' "$passed" "$failed"
     ((${#notRun[@]} == 0)) || printf ', %d skipped' "${#notRun[@]}"
     printf '\n'
