@@ -71,6 +71,18 @@ inline u32 mvrpBitmapNext(const MvrpVlanBitmap& bitmap, u32 index, bool set = tr
     return kMvrpBitmapBits;
 }
 
+/// Set bits that follow each other.
+struct MvrpBitRun {
+    u16 index;  ///< of the first
+    u16 count;
+};
+/// There are no more runs in a bitmap: between two is a bit that is not set.
+inline constexpr u32 kMvrpMostRuns = kMvrpBitmapBits / 2;
+using MvrpBitRuns = std::array<MvrpBitRun, kMvrpMostRuns>;
+
+/// Finds the runs of set bits, in order. @return how many
+u32 mvrpBitmapRuns(const MvrpVlanBitmap& bitmap, MvrpBitRuns* runs);
+
 inline bool mvrpBitmapEmpty(const MvrpVlanBitmap& bitmap) {
     return mvrpBitmapNext(bitmap, 0) == kMvrpBitmapBits;
 }

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstring>
 #include <span>
 
 #include "daemon/db/port.h"
@@ -37,6 +39,18 @@ constexpr u16 mvrpReadBe16(const u8* bytes) {
 constexpr void mvrpWriteBe16(u8* bytes, u32 value) {
     bytes[0] = static_cast<u8>(value >> 8U);
     bytes[1] = static_cast<u8>(value);
+}
+
+inline void mvrpWriteBe32(u8* bytes, u32 value) {
+    if constexpr (std::endian::native == std::endian::little)
+        value = __builtin_bswap32(value);
+    std::memcpy(bytes, &value, sizeof(value));
+}
+
+inline u32 mvrpReadLe32(const u8* bytes) {
+    u32 value = 0;
+    std::memcpy(&value, bytes, sizeof(value));
+    return std::endian::native == std::endian::little ? value : __builtin_bswap32(value);
 }
 
 /// Writes destination, source and length of a frame whose header, up to the body, fills `header`.

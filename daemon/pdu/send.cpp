@@ -87,11 +87,7 @@ struct MvrpDeclarations {
     /// A run is closed before it outgrows the PDU.
     static constexpr bool kKeepsFitting = true;
 
-    static constexpr MvrpByteMarks kCandidates = mvrpByteMarks([](u8 machine) {
-        constexpr u32 kQuiet =
-            1U << APP_STATE_VO | 1U << APP_STATE_AO | 1U << APP_STATE_QO | 1U << APP_STATE_QP;
-        return (kQuiet >> mvrpApplicant(machine) & 1U) == 0;
-    });
+    static constexpr MvrpByteMarks kCandidates = mvrpByteMarks(mvrpDeclares);
 
     static u32 take(u32 vid, u32 endVid) { return endVid - vid; }
 
@@ -193,13 +189,18 @@ u32 mvrpRunWrite(MvrpPortEntry* port, MvrpPdu* pdu, u32 vid, u32 endVid) {
     return endVid;
 }
 
+template <class Rule>
+MvrpVlanBitmap mvrpCandidatesOf(MvrpPortEntry* port) {
+    MvrpVlanBitmap candidates;
+    gMvrpBytes.mark(mvrpMachines(port), Rule::kCandidates, &candidates);
+    return candidates;
+}
+
 /// Sends runs of candidates as vectors, in as many PDUs as they need; one without vectors when
 /// there are none. A port whose MTU holds no vector at all ends the walk.
 template <class Rule>
-void mvrpRunsSend(MvrpPortEntry* port) {
+void mvrpRunsSend(MvrpPortEntry* port, const MvrpVlanBitmap& candidates) {
     // Writing a vector changes machines, but none from the next VLAN on.
-    MvrpVlanBitmap candidates;
-    gMvrpBytes.mark(mvrpMachines(port), Rule::kCandidates, &candidates);
     MvrpPdu pdu;
     mvrpPduBegin(&pdu);
     u32 vid = kMvrpVlanFirst;
@@ -210,6 +211,64 @@ void mvrpRunsSend(MvrpPortEntry* port) {
     mvrpPduSend(port, pdu);
 }
 
+/// Packs the events of a run of 1 to 3. Four events may be read, and behind the run is one of 0.
+u8 mvrpShortPack(const u8* events, u32 count) {
+    // Each event comes to its weight in the third byte of the product; none carries into the next.
+    constexpr u32 kWeights = kMvrpFirstEventWeight << 16U | kMvrpSecondEventWeight << 8U | 1U;
+    // Of a run of one the third is on the other side of the gap.
+    const u32 taken = mvrpReadLe32(events) & (count == 1 ? 0xFFU : ~u32{0});
+    return static_cast<u8>(taken * kWeights >> 16U);
+}
+
+/// Sends runs of what was taken as vectors, in as many PDUs as they need, as mvrpRunsSend() does.
+/// @param pdu  fresh, with room for a vector
+void mvrpTakenSend(MvrpPortEntry* port, MvrpPdu* pdu, std::span<const MvrpBitRun> runs,
+                   const MvrpDeclaredEvents& declared) {
+    constexpr u32 kShortest = kMvrpVectorHeaderBytes + 1;
+    const u32 limit = static_cast<u32>(mvrpPduLimit(port));
+    u32 used = static_cast<u32>(pdu->used);
+    for (const MvrpBitRun run : runs) {
+        // Most often, and the reason for this function: a vector of 5 bytes that fits.
+        if (run.count <= kMvrpEventsPerByte && used + kShortest < limit) [[likely]] {
+            mvrpWriteBe32(&pdu->bytes[used], u32{run.count} << 16U | (run.index + 1U));
+            pdu->bytes[used + kMvrpVectorHeaderBytes] =
+                mvrpShortPack(&declared[run.index], run.count);
+            used += kShortest;
+            continue;
+        }
+        u32 index = run.index;
+        for (u32 left = run.count; left != 0;) {
+            pdu->used = static_cast<s32>(used);
+            const u32 count = std::min(left, mvrpVectorRoom(port, *pdu));
+            if (count != 0)
+                used += mvrpDeclaredVectorWrite(declared, index, count, &pdu->bytes[used]);
+            index += count;
+            left -= count;
+            pdu->used = static_cast<s32>(used);
+            if (left != 0)
+                mvrpPduNext(port, pdu);
+            used = static_cast<u32>(pdu->used);
+        }
+    }
+    pdu->used = static_cast<s32>(used);
+    mvrpPduSend(port, *pdu);
+}
+
+/// Builds and sends the declarations of a port.
+void mvrpDeclarationsBuild(MvrpPortEntry* port) {
+    const MvrpVlanBitmap candidates = mvrpCandidatesOf<MvrpDeclarations>(port);
+    MvrpPdu pdu;
+    mvrpPduBegin(&pdu);
+    MvrpDeclaredEvents declared;
+    if (mvrpVectorRoom(port, pdu) == 0 || !mvrpDeclarationsTake(port, &declared)) {
+        mvrpRunsSend<MvrpDeclarations>(port, candidates);
+        return;
+    }
+    MvrpBitRuns runs;
+    const u32 count = mvrpBitmapRuns(candidates, &runs);
+    mvrpTakenSend(port, &pdu, std::span(runs).first(count), declared);
+}
+
 /// Sends the declarations of a port, which may be those of the last that sent any.
 void mvrpDeclarationsSend(MvrpPortEntry* port) {
     if (gMvrpSentBefore.fits(port)) {
@@ -217,7 +276,7 @@ void mvrpDeclarationsSend(MvrpPortEntry* port) {
         return;
     }
     gMvrpSentBefore.begin(port);
-    mvrpRunsSend<MvrpDeclarations>(port);
+    mvrpDeclarationsBuild(port);
     gMvrpSentBefore.finish(port);
 }
 
@@ -268,7 +327,7 @@ void mvrpPortSendAgain(MvrpPortEntry* port) {
 s32 mvrpPortSendJoinPkt(MvrpPortEntry* port) {
     if (!mvrpMaySend(port))
         return -1;
-    mvrpRunsSend<MvrpFixedRegistrations>(port);
+    mvrpRunsSend<MvrpFixedRegistrations>(port, mvrpCandidatesOf<MvrpFixedRegistrations>(port));
     mvrpJoinCycleStep(port, MVRP_JOIN_FIXED_ONLY);
     return 0;
 }

@@ -10,6 +10,7 @@
 #include <span>
 
 #include "daemon/db/port.h"
+#include "daemon/fsm/states.h"
 
 /// Sends the port's declarations, in as many PDUs as they need (one empty PDU for none), and keeps
 /// the join cycle going. `port` may be null.
@@ -33,6 +34,26 @@ s32 mvrpVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> o
 s32 mvrpLeaveallVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out);
 /// The same with JoinMt for every value. No operation of the daemon calls it.
 s32 mvrpJoinVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out);
+
+/// Whether the applicant of a VLAN has something to declare: it neither observes nor is quiet.
+constexpr bool mvrpDeclares(u8 machine) {
+    constexpr u32 kQuiet =
+        1U << APP_STATE_VO | 1U << APP_STATE_AO | 1U << APP_STATE_QO | 1U << APP_STATE_QP;
+    return (kQuiet >> mvrpApplicant(machine) & 1U) == 0;
+}
+
+/// What a port declares: attribute events by index, and 0 where it declares nothing, as behind the
+/// last VLAN, so that four can be read from each on.
+using MvrpDeclaredEvents = std::array<u8, kMvrpVlanCount + 4>;
+
+/// Works out what all VLANs of a port declare, and applies it as sent.
+/// @return false, with nothing done, where each VLAN is a matter of its own, as in
+/// mvrpVectorBuild()
+bool mvrpDeclarationsTake(MvrpPortEntry* port, MvrpDeclaredEvents* declared);
+
+/// Writes the vector of `count` VLANs of what was taken: 4 bytes, and one for every three VLANs.
+/// @return bytes written
+u32 mvrpDeclaredVectorWrite(const MvrpDeclaredEvents& declared, u32 index, u32 count, u8* out);
 
 /// Frames one PDU body and writes it to the MVRP data socket. @return the socket's result
 s32 mvrpSendPdu(MvrpPortEntry* port, std::span<const u8> body);

@@ -2,6 +2,8 @@
 //
 // The builders of one vector: which attribute event each VLAN's applicant and registrar call for,
 // the machine event that follows from sending it, and the packing.
+#include <algorithm>
+
 #include "daemon/base/corrections.h"
 #include "daemon/base/trace.h"
 #include "daemon/db/platform_query.h"
@@ -210,6 +212,17 @@ constexpr MvrpByteMarks kLeaveallLeaving = mvrpByteMarks([](u8 machine) {
            mvrpRegistrar(mvrpMachineInLeaveall(machine)) == REG_STATE_LV;
 });
 
+/// The same for a whole port, of whose VLANs only some have something to say: the others count as
+/// 0, which is what is missing in the last byte of a vector.
+constexpr MvrpByteMap kDeclaredEvents = mvrpByteMap(
+    [](u8 machine) { return mvrpDeclares(machine) ? kSendingEvents.table[machine] : u8{0}; });
+static_assert([] {
+    for (u32 machine = 0; machine < 256; ++machine)
+        if (!mvrpDeclares(static_cast<u8>(machine)) && kSentMachines.table[machine] != machine)
+            return false;
+    return true;
+}());
+
 /// Runs from this length on are worth a form that sets out for long ones.
 constexpr u32 kLongRun = 64;
 
@@ -245,11 +258,17 @@ std::span<u8> mvrpRunMachines(MvrpPortEntry* port, u32 firstVid, u32 count) {
     return mvrpMachines(port).subspan(firstVid - 1, count);
 }
 
+/// Whether what a port sends may be worked out for many VLANs at once: nothing is traced, and no
+/// VLAN is passed over.
+bool mvrpSendsAtOnce(const MvrpPortEntry* port) {
+    return (gMvrpInfo.debug & MVRP_DEBUG_TRANSMIT) == 0 &&
+           port->participant_mode != MVRP_PARTICIPANT_QUIET;
+}
+
 /// Builds a vector in one pass. @return false, with nothing done, where each VLAN is a matter of
 /// its own: its steps are traced, it may be passed over, or it repeats the event before it
 bool mvrpVectorBuildAtOnce(MvrpPortEntry* port, u32 firstVid, u32 count, std::span<u8> packed) {
-    if ((gMvrpInfo.debug & MVRP_DEBUG_TRANSMIT) != 0 ||
-        port->participant_mode == MVRP_PARTICIPANT_QUIET)
+    if (!mvrpSendsAtOnce(port))
         return false;
     const std::span<u8> machines = mvrpRunMachines(port, firstVid, count);
     const MvrpPacked done = mvrpRunPack(machines, kSendingEvents, kSentMachines, packed);
@@ -262,6 +281,25 @@ bool mvrpVectorBuildAtOnce(MvrpPortEntry* port, u32 firstVid, u32 count, std::sp
 }
 
 }  // namespace
+
+bool mvrpDeclarationsTake(MvrpPortEntry* port, MvrpDeclaredEvents* declared) {
+    if (!mvrpSendsAtOnce(port))
+        return false;
+    const u8 all = gMvrpBytes.look(mvrpMachines(port), kDeclaredEvents, declared->data());
+    if ((all & (kNoAttribute | kInactive)) != 0)
+        return false;
+    std::fill(declared->begin() + kMvrpVlanCount, declared->end(), u8{0});
+    gMvrpBytes.apply(mvrpMachines(port), kSentMachines);
+    return true;
+}
+
+u32 mvrpDeclaredVectorWrite(const MvrpDeclaredEvents& declared, u32 index, u32 count, u8* out) {
+    mvrpWriteBe16(out, count);
+    mvrpWriteBe16(out + 2, index + 1);
+    const std::span<const u8> events = std::span(declared).subspan(index, count);
+    mvrpFormFor(events).pack(events, out + kMvrpVectorHeaderBytes);
+    return kMvrpVectorHeaderBytes + mvrpPackedBytes(count);
+}
 
 s32 mvrpVectorBuild(MvrpPortEntry* port, u32 endVlan, u32 count, std::span<u8> out) {
     const std::span<u8> packed = mvrpVectorBegin(out, count, endVlan - count, count);

@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <random>
+#include <utility>
+#include <vector>
+
 #include "daemon/db/port.h"
 
 namespace {
@@ -38,6 +43,46 @@ TEST(Bitmap, FlagByteIndexesAreAppliedAddAndRemove) {
     EXPECT_EQ(flag, 0xC0);
     mvrpBitSet(&flag, MVRP_FLAG_REMOVE);
     EXPECT_EQ(flag, 0xE0);
+}
+
+std::vector<std::pair<u32, u32>> runsBitByBit(const MvrpVlanBitmap& bitmap) {
+    std::vector<std::pair<u32, u32>> runs;
+    for (u32 index = 0; index < kMvrpBitmapBits; ++index) {
+        if (mvrpBitTest(bitmap.data(), index) == 0)
+            continue;
+        if (index == 0 || mvrpBitTest(bitmap.data(), index - 1) == 0)
+            runs.emplace_back(index, 0);
+        ++runs.back().second;
+    }
+    return runs;
+}
+
+void expectRuns(const MvrpVlanBitmap& bitmap) {
+    MvrpBitRuns found;
+    const u32 count = mvrpBitmapRuns(bitmap, &found);
+    std::vector<std::pair<u32, u32>> runs;
+    for (const MvrpBitRun run : std::span(found).first(count))
+        runs.emplace_back(run.index, run.count);
+    EXPECT_EQ(runs, runsBitByBit(bitmap));
+}
+
+TEST(Bitmap, RunsAreThoseFoundBitByBit) {
+    expectRuns({});
+    MvrpVlanBitmap bitmap;
+    for (const u8 byte : std::to_array<u8>({0xFF, 0xAA, 0x55, 0x80, 0x01, 0x7E})) {
+        bitmap.fill(byte);
+        expectRuns(bitmap);
+    }
+    std::mt19937 random(5);
+    for (u32 round = 0; round < 200; ++round) {
+        // Each bit follows the one before it, more or less often.
+        bool set = false;
+        for (u32 index = 0; index < kMvrpBitmapBits; ++index) {
+            set ^= random() % (round + 2) == 0;
+            set ? mvrpBitSet(bitmap.data(), index) : mvrpBitClear(bitmap.data(), index);
+        }
+        expectRuns(bitmap);
+    }
 }
 
 TEST(Bitmap, IntersectionCoversWholeBytes) {
