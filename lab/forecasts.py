@@ -358,19 +358,19 @@ def ask_forecast(trial, build, runs, chance, before):
 
 
 def frames_sent(net):
-    """{(switch, port): MVRP PDUs since the start}"""
-    return {(name, port["name"]): sum(port["statistics"]["pdusOut"].values())
-            for name, node in net.nodes.items()
-            for port in json.loads(node.control("snapshot").stdout)["ports"]}
+    """{(switch, port): (ms since the epoch, MVRP PDUs since the start)}"""
+    snapshots = {name: json.loads(node.control("snapshot").stdout) for name, node in net.nodes.items()}
+    return {(name, port["name"]): (snapshot["taken"], sum(port["statistics"]["pdusOut"].values()))
+            for name, snapshot in snapshots.items() for port in snapshot["ports"]}
 
 
 def frames_a_minute(net):
     """Of the port that sends most, at rest."""
-    begin, before = time.time(), frames_sent(net)
+    before = frames_sent(net)
     time.sleep(COUNTED_LEAVE_ALLS * NEW_TIMES["leave-all"] / 1000)
     after = frames_sent(net)
-    most = max(after[port] - before[port] for port in after)
-    return 60 * most / (time.time() - begin)
+    return max(60_000 * (after[port][1] - sent) / (after[port][0] - at)
+               for port, (at, sent) in before.items())
 
 
 def run_once(trial, build, runs, chance):

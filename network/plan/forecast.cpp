@@ -96,7 +96,8 @@ bool isOfTimes(const Change& change) {
 }
 
 /// Nobody sets the times of all switches at one moment, and timers run from then on: one switch
-/// after the other, within a LeaveAll time.
+/// after the other, within a LeaveAll time. Else all ends of cables would send their LeaveAlls in
+/// one moment for ever, in place of hearing that of the other end first.
 void applyTimes(Replica& replica, Follower& follower, const std::vector<Change>& changes,
                 simulation::Random& random) {
     const u64 longestMs = replica.longestLeaveAllMs();
@@ -138,8 +139,10 @@ void makeChanges(Replica& replica, Follower& follower, const Asked& asked,
         replica.run(random.below(static_cast<u32>(replica.longestLeaveAllMs())));
     }
     follower.begin(asked.wanted);
+    if (onlyTimes)
+        applyTimes(replica, follower, asked.changes, random);
     for (const Change& each : asked.changes)
-        if (isOfTimes(each) == onlyTimes)
+        if (!isOfTimes(each))
             replica.apply(each);
     follower.lookAtAll();
 }
