@@ -11,7 +11,7 @@ void Arrivals::Millisecond::putInOrder() {
     order.clear();
     for (; ordered < frames.size(); ++ordered)
         order.push_back({frames[ordered].to, static_cast<u32>(ordered)});
-    std::ranges::sort(order);
+    std::sort(order.begin(), order.end());
     taken = 0;
 }
 

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -20,7 +19,6 @@ namespace simulation {
 struct PortEnd {
     u32 node = 0;
     u32 unit = 0;
-    auto operator<=>(const PortEnd&) const = default;
 };
 
 /// Ports of a switch mostly send the same, but for their own address; millions of frames may be on
@@ -49,7 +47,10 @@ class Arrivals {
     struct Place {
         PortEnd to;
         u32 number = 0;  ///< in the order in which they were sent
-        auto operator<=>(const Place&) const = default;
+        bool operator<(const Place& other) const {
+            return std::tie(to.node, to.unit, number) <
+                   std::tie(other.to.node, other.to.unit, other.number);
+        }
     };
     struct Millisecond {
         std::vector<Arrival> frames;  ///< as they were sent
