@@ -442,7 +442,9 @@ class FailOver(Pair):
         self.assertEqual(self.port(self.standby, "south")["registration"], "fixed")
 
     def findings_by_id(self, each):
-        findings = json.loads(each.control("-j doctor").stdout)["findings"]
+        done = each.control("-j doctor")
+        self.assertNotEqual(done.stdout, "", done.stderr)
+        findings = json.loads(done.stdout)["findings"]
         return {finding["id"]: finding["severity"] for finding in findings}
 
     def findings(self, each, name):

@@ -4,7 +4,7 @@
 # First process of the kernel that run.sh boots: makes the machine usable, runs cases until none is
 # left, and switches it off. All scratch is in /run, in memory; logs go to $KERNEL_OUT.
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8
-export KERNEL_TESTS KERNEL_BUILD KERNEL_OUT KERNEL_CORRECTIONS
+export KERNEL_TESTS KERNEL_BUILD KERNEL_OUT KERNEL_CORRECTIONS KERNEL_QUICK
 
 powerOff() {
     echo o >/proc/sysrq-trigger

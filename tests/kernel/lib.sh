@@ -96,6 +96,9 @@ mkfifo "$scratch/never"
 exec {never}<>"$scratch/never"
 pause() { read -rt "$1" -u "$never" || true; }
 
+# rounds ALL SLICE: how often a case does again what may fail once in a while; --quick has the slice.
+rounds() { if [[ -n ${KERNEL_QUICK:-} ]]; then echo "$2"; else echo "$1"; fi; }
+
 # floods HOST COUNT: MVRP frames as fast as they go, each a JoinIn of VLAN 13.
 floods() {
     at "$1" /usr/bin/python3 - "$2" <<'END'

@@ -26,7 +26,7 @@ usage: ./dev kernel [--list] [--quick] [--verbose] [--corrections SET] [--jobs N
   run only. No privileges needed. The last line reads "N passed, M failed".
 
     --list     names the cases and says what each shows
-    --quick    leaves the long cases out
+    --quick    leaves the long cases out, and has others repeat less
     --verbose  shows what the cases do while they do it
     --corrections SET
                what the daemons of the cases run with that do not say it themselves: all (the
@@ -84,7 +84,7 @@ boot() {
         env LD_PRELOAD="$build/tests/kernel/libprocessor_state.so" linux.uml "mem=$memory" root=/dev/root \
         rootfstype=hostfs rootflags=/ rw lsm=apparmor "init=$here/init.sh" con=null con0=fd:0,fd:1 quiet \
         "KERNEL_TESTS=$here" "KERNEL_BUILD=$build" "KERNEL_OUT=$out" "KERNEL_VERBOSE=$verbose" \
-        "KERNEL_CORRECTIONS=$corrections" \
+        "KERNEL_CORRECTIONS=$corrections" "KERNEL_QUICK=$quick" \
         </dev/null 2>"$out/kernel.$1.err" | sed -u 's/\r//g' | tee "$out/kernel.$1.log" |
         grep --line-buffered -E '^(pass|FAIL|  \|)'
 }

@@ -1,4 +1,4 @@
-# shows: after start, restart and 200 random joins and leaves of 6 hosts, each port has what is declared behind it
+# shows: after start, restart and 200 random joins and leaves of 6 hosts (--quick: 50), each port has what is declared behind it
 # limit: 240
 
 RANDOM=${KERNEL_SEED:-7}
@@ -54,8 +54,8 @@ stopDaemon b2
 startDaemon b2
 expect 30 asDeclared
 
-say '200 joins and leaves'
-for _ in $(seq 200); do
+say "$(rounds 200 50) joins and leaves"
+for _ in $(seq "$(rounds 200 50)"); do
     toggle "${hosts[RANDOM % 6]}" "$((10 + RANDOM % 10))"
     pause "0.0$((RANDOM % 10))"
 done

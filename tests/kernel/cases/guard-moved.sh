@@ -31,7 +31,7 @@ expect 10 isGuardedAnew
 handle[br1]=$(guards)
 
 say 'moved and looked at'
-for _ in 1 2 3 4 5 6 7 8 9 10; do
+for _ in $(seq "$(rounds 10 4)"); do
     for to in br0 br1; do
         ip -n b1 link set in1 master "$to"
         expect 10 isGuardedFor "$to"
