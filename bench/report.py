@@ -43,6 +43,7 @@ FIGURES = {
     "lost": "PDUs lost of them",
     "request-middle": "delay of a request, middle",
     "request-longest": "delay of a request, longest",
+    "processor": "processor of the daemon for each PDU",
     "bare-relay": "a bare relay takes",
     "lossless": "rate without loss, up to that",
 }

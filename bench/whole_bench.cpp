@@ -260,6 +260,7 @@ struct LoadResult {
     u64 lost;          ///< of those
     double longestMs;  ///< of a request meanwhile
     double middleMs;   ///< half of the requests took less
+    double cpuUs;      ///< of the daemon's processor time, for each PDU that was sent
 };
 
 /// Sends a frame into port 1 at a rate, in bursts a millisecond apart.
@@ -310,12 +311,14 @@ LoadResult load(const Daemon& daemon, Peers& peers, double rate, double seconds)
             pause(0.001);
         }
     });
+    const Usage begin = daemon.usage();
     const u64 sent = sendAtRate(peers, frame, rate, seconds);
+    const double cpuSeconds = daemon.usage().cpuSeconds - begin.cpuSeconds;
     ends = true;
     asking.join();
     std::ranges::sort(delays);
     return {static_cast<double>(sent) / seconds, lostOf(channel, before, sent), delays.back(),
-            delays[delays.size() / 2]};
+            delays[delays.size() / 2], cpuSeconds * 1e6 / static_cast<double>(sent)};
 }
 
 /// The highest of growing rates, up to the relay's, at which nothing is lost.
@@ -346,6 +349,7 @@ void measureLoad(const Options& options, Figures& figures, u32 ports) {
     const std::string name = "load-" + std::to_string(ports) + "-ports/";
     figures.figure(name + "sent", "PDU/s", result.rate, std::nullopt);
     figures.figure(name + "lost", "PDUs", static_cast<double>(result.lost), 0);
+    figures.figure(name + "processor", "us/PDU", result.cpuUs, std::nullopt);
     figures.figure(name + "request-middle", "ms", result.middleMs, std::nullopt);
     figures.figure(name + "request-longest", "ms", result.longestMs, std::nullopt);
     const double taken = lossless(daemon, peers, relay, options.quick ? 0.5 : 2);

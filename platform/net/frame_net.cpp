@@ -333,7 +333,8 @@ void FrameNet::record(const CabledPort& cabled, std::span<const u8> frame) {
 
 FrameLosses FrameNet::losses() const {
     return {lostRecorded_.load(std::memory_order_relaxed),
-            lostForwarded_.load(std::memory_order_relaxed)};
+            lostForwarded_.load(std::memory_order_relaxed),
+            repeated_.load(std::memory_order_relaxed)};
 }
 
 }  // namespace platform

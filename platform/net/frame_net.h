@@ -41,6 +41,8 @@ namespace platform {
 struct FrameLosses {
     u64 recorded = 0;   ///< into a recording whose file is too slow, or can not be written
     u64 forwarded = 0;  ///< out of a port whose cable had no room, or failed
+    /// Of the daemon, which were the same as the last of their port, that was still to be sent.
+    u64 repeated = 0;
 };
 
 class FrameNet final : public FrameTransmitter, public PortCables, public PutOffWork {
@@ -76,13 +78,19 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
     /// Sends what is gathered, ends the receive thread and unplugs all cables.
     void stop();
 
-    /// Into an interface: with the daemon's lock held the frame is gathered, and goes with all
-    /// others of that time before the lock is given back, by finish(). What fails then is counted,
-    /// said and asked for again as ever; the daemon, which is told that it was sent, does nothing
-    /// else about a failure.
+    /// With the daemon's lock held frames are gathered: into an interface always, so that they go
+    /// together, into other cables while received frames wait for the daemon. They go before the
+    /// lock is given back, or while received frames wait, at most kGatherUs later: a frame that is
+    /// the same as the last of its port that has not gone yet is not sent again, which a neighbour
+    /// could not tell from the first. What fails then is counted, said and asked for again as ever;
+    /// the daemon, which is told that it was sent, does nothing else about a failure.
     int transmit(u32 unit, std::span<const u8> frame) override;
     /// Sends what is gathered: see transmit(). Any thread.
     void finish() override;
+    /// The same, unless it may wait for others.
+    void lockGoes() override;
+    /// The same for what another thread has gathered, which need not wait for this one.
+    void lockComes() override;
 
     /// Has the neighbours of a port that takes part declare again: a LeaveAll goes out of it at
     /// once, in the form that the port speaks. The receive thread sends it; any thread may ask.
@@ -112,6 +120,8 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
     void frameArrived(u32 port, std::span<const u8> bytes, bool tagged);
 
   private:
+    /// A gathered frame goes at most so late while received ones wait.
+    static constexpr u64 kGatherUs = 1000;
     /// In the data of an event, beside the port: its cable has room for kept frames.
     static constexpr u64 kRoomEvent = u64{1} << 32;
 
@@ -148,6 +158,7 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
     /// Sends a frame at once. @return 0, or an errno value
     int sendAlone(u32 unit, u32 port, Cable& cable, std::span<const u8> frame);
     /// Keeps a frame for sendGathered(). @return false when it is to be sent alone
+    /// @pre gatherMutex_ is held
     bool gather(u32 unit, u32 port, const std::shared_ptr<Cable>& cable, std::span<const u8> frame);
     /// @pre gatherMutex_ is held
     void sendGathered();
@@ -244,6 +255,9 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
 
     std::mutex gatherMutex_;               ///< taken before mutex_, never with it held
     std::unique_ptr<SendBatch> gathered_;  ///< guarded by gatherMutex_
+    u64 gatheredUs_ = 0;                   ///< when the first of it came; guarded by gatherMutex_
+    std::thread::id gatherer_;             ///< whose it is; guarded by gatherMutex_
+    bool outlastsLock_ = false;            ///< it is of an earlier hold; guarded by gatherMutex_
     std::atomic<bool> anyGathered_{false};
 
     // The receive thread's own.
@@ -270,6 +284,7 @@ class FrameNet final : public FrameTransmitter, public PortCables, public PutOff
     std::atomic<bool> looping_{false};  ///< a port may have a loop
     std::atomic<u64> lostRecorded_{0};
     std::atomic<u64> lostForwarded_{0};
+    std::atomic<u64> repeated_{0};
     u64 loopTimeUs_ = 30'000'000;  ///< longer than the standard time of LeaveAlls
     std::function<void(u32 unit, bool held)> hold_;
     std::thread thread_;

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "platform/net/clock.h"
 #include "platform/net/frame_net.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/tasks/sem.h"
@@ -18,6 +19,12 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
     std::span<const u8> sent = frame;
     std::shared_ptr<Cable> cable;
     u32 port = 0;
+    const bool mayGather = semHeldByCaller();
+    std::unique_lock gathering(gatherMutex_, std::defer_lock);
+    if (mayGather)
+        gathering.lock();
+    else
+        finish();  // what was gathered goes first
     {
         const std::lock_guard lock(mutex_);
         CabledPort& own = cabledPort(unit);
@@ -32,13 +39,19 @@ int FrameNet::transmit(u32 unit, std::span<const u8> frame) {
                 return 0;
         }
         port = answers.egress;
+        if (mayGather && outlastsLock_ && gathered_->endsWith(port, sent)) {
+            repeated_.fetch_add(1, std::memory_order_relaxed);
+            return 0;
+        }
         noteOwnAddress(unit, own, frame);
         CabledPort& cabled = cabledPort(port);
         record(cabled, sent);
         cable = cabled.cable;
     }
-    if (cable == nullptr || (semHeldByCaller() && gather(unit, port, cable, sent)))
+    if (cable == nullptr || (mayGather && gather(unit, port, cable, sent)))
         return 0;
+    if (mayGather)
+        gathering.unlock();
     return sendAlone(unit, port, *cable, sent);
 }
 
@@ -52,11 +65,16 @@ int FrameNet::sendAlone(u32 unit, u32 port, Cable& cable, std::span<const u8> fr
 
 bool FrameNet::gather(u32 unit, u32 port, const std::shared_ptr<Cable>& cable,
                       std::span<const u8> frame) {
-    const std::lock_guard lock(gatherMutex_);
-    if (!gathered_->suits(*cable, frame))
-        return false;
-    if (gathered_->isFull())
+    const bool fits = frame.size() <= kLongestNativeFrame;
+    if (!fits || gathered_->isFull())
         sendGathered();
+    if (!fits ||
+        (gathered_->isEmpty() && !gathered_->takesTogether(*cable) && !sockets_.framesWait()))
+        return false;
+    if (gathered_->isEmpty()) {
+        gatheredUs_ = monotonicUs();
+        gatherer_ = std::this_thread::get_id();
+    }
     gathered_->add(unit, port, cable, frame);
     anyGathered_.store(true, std::memory_order_relaxed);
     return true;
@@ -70,20 +88,40 @@ void FrameNet::finish() {
     sendGathered();
 }
 
+void FrameNet::lockGoes() {
+    if (!anyGathered_.load(std::memory_order_relaxed))
+        return;
+    const std::lock_guard lock(gatherMutex_);
+    outlastsLock_ = sockets_.framesWait() && monotonicUs() - gatheredUs_ < kGatherUs;
+    if (!outlastsLock_)
+        sendGathered();
+}
+
+void FrameNet::lockComes() {
+    if (!anyGathered_.load(std::memory_order_relaxed))
+        return;
+    const std::lock_guard lock(gatherMutex_);
+    if (gatherer_ != std::this_thread::get_id())
+        sendGathered();
+}
+
 void FrameNet::sendGathered() {
+    if (gathered_->isEmpty())
+        return;
     const std::span<SendBatch::Item> items = gathered_->send();
     const u64 nowMs = monotonicMs();
     {
         const std::lock_guard lock(mutex_);
         for (const SendBatch::Item& item : items)
-            if (item.error == 0)
+            if (item.isSent)
                 countSending(item.unit, item.port, item.frame, 0, nowMs);
     }
     // What is refused gets the care of a cable that sends it alone: parts, and a name for it.
     for (const SendBatch::Item& item : items)
-        if (item.error != 0)
+        if (!item.isSent)
             sendAlone(item.unit, item.port, *item.cable, item.frame);
     gathered_->clear();
+    outlastsLock_ = false;
     anyGathered_.store(false, std::memory_order_relaxed);
 }
 

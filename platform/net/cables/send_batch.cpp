@@ -30,20 +30,33 @@ void SendBatch::add(u32 unit, u32 port, std::shared_ptr<Cable> cable, std::span<
     std::ranges::copy(frame, kept.begin());
     addresses_[at].sll_ifindex = cable->interfaceIndex();
     parts_[at] = {kept.data(), kept.size()};
-    items_[at] = {unit, port, std::move(cable), kept, 0};
+    items_[at] = {unit, port, std::move(cable), kept, false};
+}
+
+bool SendBatch::endsWith(u32 port, std::span<const u8> frame) const {
+    for (std::size_t at = count_; at-- > 0;)
+        if (items_[at].port == port)
+            return std::ranges::equal(items_[at].frame, frame);
+    return false;
 }
 
 std::span<SendBatch::Item> SendBatch::send() {
+    const std::span<Item> items = std::span(items_).first(count_);
     for (std::size_t at = 0; at < count_;) {
-        const int sent = sendmmsg(socket_.get(), &messages_[at], static_cast<unsigned>(count_ - at),
-                                  MSG_DONTWAIT);
-        // The call ends in front of the first that is refused, and says why when it begins there.
-        if (sent > 0)
-            at += static_cast<std::size_t>(sent);
-        else
-            items_[at++].error = errno;
+        std::size_t end = at;
+        while (end < count_ && takesTogether(*items[end].cable))
+            ++end;
+        // The call ends in front of the first that is refused, or fails when it begins there.
+        const int sent = end == at ? 0
+                                   : sendmmsg(socket_.get(), &messages_[at],
+                                              static_cast<unsigned>(end - at), MSG_DONTWAIT);
+        for (const std::size_t stop = at + static_cast<std::size_t>(std::max(sent, 0)); at < stop;
+             ++at)
+            items[at].isSent = true;
+        if (sent <= 0)
+            ++at;
     }
-    return std::span(items_).first(count_);
+    return items;
 }
 
 void SendBatch::clear() {

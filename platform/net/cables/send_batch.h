@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Frames on their way into interfaces, gathered to go to the kernel together: one socket and one
-// system call for as many as there are, in place of one for each.
+// Frames on their way into cables, gathered. Those into interfaces go to the kernel together: one
+// socket and one system call for as many as there are, in place of one for each.
 //
 // Locking: the owner's.
 #pragma once
@@ -29,7 +29,7 @@ class SendBatch {
         u32 port = 0;  ///< whose cable it is
         std::shared_ptr<Cable> cable;
         std::span<const u8> frame;  ///< into the batch
-        int error = 0;              ///< after send(): 0, or an errno value
+        bool isSent = false;        ///< after send(): the kernel has taken it
     };
 
     SendBatch();
@@ -39,22 +39,26 @@ class SendBatch {
     SendBatch& operator=(SendBatch&&) = delete;
     ~SendBatch() = default;
 
-    /// Opens the socket, which needs CAP_NET_RAW; once is enough. Without one nothing is gathered.
+    /// Opens the socket, which needs CAP_NET_RAW; once is enough. Without one no frame goes
+    /// together with others.
     void open();
 
-    /// Whether a frame into such a cable can be gathered at all.
-    bool suits(const Cable& cable, std::span<const u8> frame) const {
-        return socket_.isOpen() && cable.interfaceIndex() != 0 &&
-               frame.size() <= kLongestNativeFrame;
+    /// Whether frames into such a cable go together with others.
+    bool takesTogether(const Cable& cable) const {
+        return socket_.isOpen() && cable.interfaceIndex() != 0;
     }
     bool isFull() const { return count_ == kMostFrames; }
     bool isEmpty() const { return count_ == 0; }
-    /// Copies a frame into the batch. @pre it suits, and the batch is not full
+    /// Copies a frame into the batch. @pre it is no longer than kLongestNativeFrame, and the batch
+    /// is not full
     void add(u32 unit, u32 port, std::shared_ptr<Cable> cable, std::span<const u8> frame);
+    /// Whether the last frame of a port, among those in the batch, is this one.
+    bool endsWith(u32 port, std::span<const u8> frame) const;
 
-    /// Hands all frames to the kernel, in the order in which they were added, and never waits. A
-    /// frame that is refused holds no other one back.
-    /// @return the frames with what became of each, until clear()
+    /// Hands the frames that it takes together to the kernel, in the order in which they were
+    /// added, and never waits. A frame that is refused holds no other one back.
+    /// @return all frames with what became of each, until clear(): those that are not sent are the
+    ///         caller's to send
     std::span<Item> send();
     /// Empties it, and lets go of the cables.
     void clear();

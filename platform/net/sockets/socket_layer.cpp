@@ -16,6 +16,7 @@
 #include "platform/runtime/files/paths.h"
 #include "platform/runtime/log.h"
 #include "platform/runtime/moment.h"
+#include "platform/runtime/tasks/sem.h"
 
 namespace platform {
 namespace {
@@ -210,7 +211,17 @@ int SocketLayer::open(int family, int type, int protocol) {
     const std::lock_guard lock(mutex_);
     open_.push_back(std::move(socket));
     waiting.ours.store(true, std::memory_order_release);
+    if (std::atomic<int>* const place = placeOf(*kind))
+        place->store(descriptor, std::memory_order_release);
     return descriptor;
+}
+
+bool SocketLayer::framesWait() const {
+    return std::ranges::any_of(frameSockets_, [this](const std::atomic<int>& place) {
+        const int socket = place.load(std::memory_order_acquire);
+        return socket >= 0 && waiting_[static_cast<std::size_t>(socket)].bytes.load(
+                                  std::memory_order_acquire) != 0;
+    });
 }
 
 SocketLayer::SocketPointer SocketLayer::find(int socket) {
@@ -286,6 +297,7 @@ int SocketLayer::select(int count, fd_set* read, fd_set* write, fd_set* except,
         if (timeout != nullptr)
             wait = {timeout->tv_sec, timeout->tv_usec * 1000};
         const std::span<pollfd> items = polled.items();
+        finishPutOffWork();
         timePassesAsSaid();
         if (ppoll(items.data(), items.size(), timeout == nullptr ? nullptr : &wait, nullptr) < 0)
             return -1;
@@ -375,6 +387,9 @@ int SocketLayer::close(int socket) {
         if (found != open_.end()) {
             own = std::move(*found);
             open_.erase(found);
+            for (std::atomic<int>& place : frameSockets_)
+                if (place.load() == socket)
+                    place.store(-1, std::memory_order_release);
             waiting_[static_cast<std::size_t>(socket)].ours.store(false, std::memory_order_release);
         }
     }

@@ -44,6 +44,9 @@ class SocketLayer final : public RouteSink {
     /// Route datagrams that found a full ring.
     u64 lostNotifications() const { return lostNotifications_.load(); }
 
+    /// Whether a received frame waits for the daemon. Any thread, without a lock or a system call.
+    bool framesWait() const;
+
     // The calls of the contract: results and errno as POSIX.
     int open(int family, int type, int protocol);
     int bind(int socket, const void* address, socklen_t length);
@@ -67,6 +70,10 @@ class SocketLayer final : public RouteSink {
         std::atomic<u32> bytes{0};
     };
 
+    /// Where framesWait() looks for the frames of a kind; null: it has none.
+    std::atomic<int>* placeOf(SocketKind kind) {
+        return kind == SocketKind::Route ? nullptr : &frameSockets_[kind == SocketKind::Gvrp];
+    }
     SocketPointer find(int socket);
     bool isOurs(int socket) const {
         return socket >= 0 && static_cast<std::size_t>(socket) < waiting_.size() &&
@@ -78,6 +85,8 @@ class SocketLayer final : public RouteSink {
     FrameTransmitter* transmitter_ = nullptr;
     std::atomic<u64> lostNotifications_{0};
     std::array<Waiting, FD_SETSIZE> waiting_{};  ///< by descriptor
+    /// The sockets of MVRP and of GVRP that were opened last; -1: none.
+    std::array<std::atomic<int>, 2> frameSockets_{-1, -1};
     std::mutex mutex_;
     std::vector<SocketPointer> open_;  ///< guarded by mutex_, as what it holds; a handful
 };

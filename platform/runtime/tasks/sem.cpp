@@ -109,18 +109,25 @@ u32 takeLocked(Sem& sem, std::unique_lock<std::mutex>& lock, s32 waitMs) {
 }
 
 u32 take(Sem& sem, s32 waitMs) {
-    std::unique_lock lock(sem.guard);
-    const bool waits = sem.depth > 0 && !sem.heldByCaller();
-    const u32 status = takeLocked(sem, lock, waitMs);
-    if (status == kStatusOk) {
-        callerDepth++;
-        lockTaken(waits);
+    u32 status = kStatusFailed;
+    {
+        std::unique_lock lock(sem.guard);
+        const bool waits = sem.depth > 0 && !sem.heldByCaller();
+        status = takeLocked(sem, lock, waitMs);
+        if (status == kStatusOk) {
+            callerDepth++;
+            lockTaken(waits);
+        }
     }
+    PutOffWork* const work = putOffWork.load(std::memory_order_acquire);
+    if (status == kStatusOk && callerDepth == 1 && work != nullptr)
+        work->lockComes();
     return status;
 }
 
 u32 give(Sem& sem) {
-    finishPutOffWork();
+    if (PutOffWork* const work = putOffWork.load(std::memory_order_acquire))
+        work->lockGoes();
     const std::lock_guard lock(sem.guard);
     if (!sem.exists || !sem.heldByCaller())
         return kStatusFailed;

@@ -16,12 +16,17 @@ inline constexpr u32 kMaxSems = 16;
 class PutOffWork {
   public:
     virtual ~PutOffWork() = default;
-    /// Does what is put off; called often, so it is cheap when there is nothing.
+    /// Does what is put off, all of it. As the others it is called often, so it is cheap when there
+    /// is nothing.
     virtual void finish() = 0;
+    /// The calling thread gives a mutex back: does what can not be put off any longer.
+    virtual void lockGoes() { finish(); }
+    /// The calling thread, which held none, has a mutex: does what another thread has put off.
+    virtual void lockComes() {}
 };
 
-/// From now on each thread finishes the work before it gives a mutex back. Null: none. The caller
-/// keeps it until no thread gives mutexes any more, and sets it while no thread does.
+/// From now on each thread lets the work know of mutexes that it takes and gives back. Null: none.
+/// The caller keeps it until no thread gives mutexes any more, and sets it while no thread does.
 void setPutOffWork(PutOffWork* work);
 
 /// For a thread that is about to wait with a mutex held: finishes the work now.
