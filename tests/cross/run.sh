@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
 #
-# Builds for other processors with Debian's cross compilers, and runs what was built under qemu-user.
+# Builds for other processors with Debian's cross compilers, and for another C library with clang, and runs what was
+# built, under qemu-user where it is for another processor.
 # The last line reads "N passed, M failed"; before it stands a table, and what was not run.
 #
 # shellcheck disable=SC2317  # built and part call the functions
@@ -10,6 +11,8 @@ here=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 cd "$here/../.."
 # shellcheck source=tests/cross/results.sh
 source "$here/results.sh"
+# shellcheck source=tests/cross/musl/build.sh
+source "$here/musl/build.sh"
 
 # Name, compiler's prefix, emulator. Debian's name of the processor is the target's.
 targets='
@@ -17,6 +20,7 @@ arm64 aarch64-linux-gnu       qemu-aarch64-static
 armhf arm-linux-gnueabihf     qemu-arm-static
 i386  i686-linux-gnu          qemu-i386-static
 s390x s390x-linux-gnu         qemu-s390x-static
+musl  x86_64-linux-musl       -
 '
 # What goes into a target's root: the libraries that the tree builds with, and what they need.
 libraries=(libarchive-dev libc6-dev libcap-ng-dev libcli11-dev libedit-dev libgtest-dev libmicrohttpd-dev
@@ -31,15 +35,19 @@ usage() {
     cat <<'END'
 usage: ./dev cross [--traces] TARGET...
        ./dev cross [--traces] --all
+       ./dev cross --compilers [COMPILER...]
        ./dev cross --list
 
   Builds the programs and the tests for other processors, with Debian's cross compilers, and runs under
   qemu-user: the recorded traces, the unit tests, the fuzz corpora, and a network of three daemons. A table of
   what was built and passed ends it, with what was left out, and why.
-    TARGET    arm64, armhf (32 bits), i386 (32 bits), s390x (the highest byte of a number first)
-    --all     each of them
-    --traces  only the traces: needs no libraries, and is a slice of ./dev test for armhf and s390x
-    --list    the targets, with compiler and emulator
+    TARGET       arm64, armhf (32 bits), i386 (32 bits), s390x (the highest byte of a number first); musl:
+                 this processor, another C library and another C++ library, static
+    --all        each of them
+    --traces     only the traces: needs no libraries, and is a slice of ./dev test for armhf and s390x
+    --compilers  the programs and the tests with newer compilers than this Debian's, each in a Debian of its
+                 own, as root: g++-14, clang++-19, g++-16, clang++-22; traces and unit tests run there
+    --list       the targets, with compiler and emulator
   The libraries of a target lie in ~/.cache/mvrp-cross/TARGET (MVRP_CROSS_CACHE is another place), so
   this machine's own packages stay those of its own processor. Built in build-cross-TARGET/ and
   build-traces-TARGET/, logs in out/cross/.
@@ -52,7 +60,8 @@ die() {
 }
 
 # ------------------------------------------------------------------------------------- what to do
-traces='' names=()
+traces='' compilers='' names=()
+declare -A leftOutLists=()
 
 # row NAME: sets triplet and emulator
 row() {
@@ -62,9 +71,13 @@ allNames() { awk 'NF { printf "%s ", $1 }' <<<"$targets"; }
 
 packages() {
     local name
+    if [[ -n $compilers ]]; then
+        echo iproute2
+        return
+    fi
     for name in "${names[@]}"; do
         row "$name"
-        echo "g++-${triplet/_/-}"
+        if [[ $name == musl ]]; then printf '%s\n' "${muslPackages[@]}"; else echo "g++-${triplet/_/-}"; fi
     done
 }
 
@@ -73,18 +86,23 @@ readArguments() {
     for argument in "$@"; do
         case $argument in
             -h | --help) usage && exit ;;
+            --compilers) compilers=yes ;;
             --list) wanted=list ;;
             --packages) wanted=packages ;;
             --all) read -ra names <<<"$(allNames)" ;;
             --traces) traces=yes ;;
             -*) usage >&2 && die "there is no option $argument" ;;
-            *) row "$argument" && names+=("$argument") ;;
+            *)
+                [[ -n $compilers ]] || row "$argument"
+                names+=("$argument")
+                ;;
         esac
     done
     case $wanted in
         list) sed '/^$/d' <<<"$targets" && exit ;;
         packages) packages && exit ;;
     esac
+    [[ -z $compilers ]] || exec "$here/compilers.sh" "${names[@]}"
     ((${#names[@]})) || { usage >&2 && die 'which target?'; }
 }
 
@@ -112,20 +130,29 @@ configure() {
 }
 
 buildTraces() {
+    if [[ $1 == musl ]]; then
+        makeMuslRoot && configureMusl build-traces-musl -DMVRP_SCENARIOS_ONLY=ON &&
+            ninja -C build-traces-musl -j "$jobs" scenario-test
+        return
+    fi
     configure "build-traces-$1" "$1" -DMVRP_SCENARIOS_ONLY=ON &&
         ninja -C "build-traces-$1" -j "$jobs" scenario-test
 }
 
 # The programs, and of the tests those that are run here.
 buildAll() {
+    if [[ $1 == musl ]]; then
+        buildMusl
+        return
+    fi
     makeRoot "$1" && configure "build-cross-$1" "$1" -DMVRP_CROSS_ROOT="$cache/$1" -DMVRP_UNITY=ON &&
         ninja -C "build-cross-$1" -j "$jobs" mvrp mvrpctl mvrp-net mvrp-plan mvrp-exporter scenario-test \
             tests/unit/all tests/fuzz/all
 }
 
 # ----------------------------------------------------------------------------------------- running
-# What is not run of the tests that were built, by the regular expressions of left_out.txt.
-leftOut() { sed -nE 's/^([^#:]+): .*/\1/p' "$here/left_out.txt" | paste -sd '|'; }
+# What is not run of the tests, by the regular expressions of a list.
+leftOut() { sed -nE 's/^([^#:]+): .*/\1/p' "$1" | paste -sd '|'; }
 
 # tests FOLDER [OPTION...]: those of a folder of tests/.
 tests() {
@@ -136,12 +163,13 @@ tests() {
 
 # Many scenarios in a process: it takes the emulator longer to begin than a scenario runs.
 runTraces() {
-    local root=/usr/$triplet
+    local root=/usr/$triplet runner=()
     [[ -n $traces ]] || root=$cache/$name
+    [[ $emulator == - ]] || runner=("$emulator" -L "$root")
     find tests/scenario/cases -name '*.scn' -print0 | sort -z |
-        xargs -0 -P "$jobs" -n 50 "$emulator" -L "$root" "$directory/tests/scenario/scenario-test"
+        xargs -0 -P "$jobs" -n 50 "${runner[@]}" "$directory/tests/scenario/scenario-test"
 }
-runUnits() { tests unit -E "$(leftOut)"; }
+runUnits() { tests unit -E "$(leftOut "$leftOutList")"; }
 runCorpora() { tests fuzz; }
 
 # The lab finds programs by their place below a build directory; here they are the emulator's arguments.
@@ -161,6 +189,9 @@ runLab() {
 target() {
     name=$1
     row "$name"
+    leftOutList=$here/left_out.txt
+    [[ $name != musl ]] || leftOutList=$here/musl/left_out.txt
+    leftOutLists[$leftOutList]=yes
     if [[ -n $traces ]]; then
         directory=build-traces-$name
         built buildTraces "$name" || return 0
@@ -172,15 +203,27 @@ target() {
     part traces runTraces
     part unit runUnits
     part corpora runCorpora
-    part lab runLab
+    # Not for musl, whose programs need a library that is not built for it.
+    [[ $name == musl ]] || part lab runLab
 }
 
+# Into what was not run: the lists of the targets that were.
+listLeftOut() {
+    local list
+    for list in "${!leftOutLists[@]}"; do
+        mapfile -t -O "${#notRun[@]}" notRun < <(sed -nE 's/^([^#:]+): (.*)/\1: \2/p' "$list")
+    done
+}
+
+if [[ " $* " == *' --compilers '* && " $* " != *' --packages '* && " $* " != *' --help '* ]]; then
+    exec "$here/compilers.sh" "${@:2}"
+fi
 readArguments "$@"
 for each in "${names[@]}"; do target "$each"; done
 if [[ -n $traces ]]; then
     table built traces
 else
     table built traces unit corpora lab
-    mapfile -t -O "${#notRun[@]}" notRun < <(sed -nE 's/^([^#:]+): (.*)/\1: \2/p' "$here/left_out.txt")
+    listLeftOut
 fi
 finish
