@@ -116,6 +116,8 @@ makeRoot() {
     mkdir -p "$cache"
     mmdebstrap --quiet --variant=extract --architectures="$1" \
         --include="$(IFS=, && echo "${libraries[*]}")" "$suite" "$root" ${mirror:+"deb $mirror $suite main"} || return
+    # The emulator looks for every path in here first: a /tmp of its own would hide the machine's.
+    find "$root" -mindepth 1 -maxdepth 1 ! -name usr ! -name 'lib*' -exec rm -rf {} + || return
     echo "$stamp" >"$root/.made-of"
 }
 
