@@ -148,15 +148,10 @@ finishTests() {
 }
 
 # ----------------------------------------------------------------------------------------- what the parts run
-# ctestIn DIRECTORY [OPTION...]: ctest, a line for each test that skipped itself, with its reason, and how many
-# passed: those that a program counted itself, or else the program.
-ctestIn() {
-    local directory=$1 status=0 log=$1/Testing/Temporary/LastTest.log
-    shift
-    rm -f "$log"
-    withoutAddressRandomisation ctest --test-dir "$directory" --output-on-failure \
-        --no-tests=error -j "$jobs" "$@" || status=$?
-    awk '
+# countTests LOG [WITHOUT-FAILED]: of ctest's log, a line for each test that skipped itself, with its reason, and how
+# many passed: those that a program counted itself, or else the program.
+countTests() {
+    awk -v without="${2:-}" '
         /^[0-9]+\/[0-9]+ Testing: / { good = bad = counted = 0 }
         /^\[ RUN      \] / { reason = "no reason is given" }
         /: Skipped$/ { getline reason }
@@ -165,9 +160,26 @@ ctestIn() {
         /^\[  FAILED  \] [0-9]+ tests?, listed below:$/ { bad += $4; counted = 1 }
         /^[0-9]+ passed, [0-9]+ failed$/ { good += $1; bad += $3; counted = 1 }
         /^Test Passed\.$/ { goods += counted ? good : 1; bads += bad }
-        /^Test Failed\.$/ { goods += good; bads += bad ? bad : 1 }
-        END { printf "%d passed, %d failed\n", goods, bads }
-        ' "$log"
+        /^Test Failed\.$/ && !without { goods += good; bads += bad ? bad : 1 }
+        END { printf "%d passed, %d failed\n", goods, bads }' "$1"
+}
+
+# ctestIn DIRECTORY [OPTION...]: what fails among the others is run once more by itself, and that counts.
+ctestIn() {
+    local directory=$1 status=0 results=$1/Testing/Temporary
+    shift
+    rm -f "$results"/LastTest*.log
+    withoutAddressRandomisation ctest --test-dir "$directory" --output-on-failure \
+        --no-tests=error -j "$jobs" "$@" || status=$?
+    if ((status == 0)) || [[ ! -s $results/LastTestsFailed.log ]]; then
+        countTests "$results/LastTest.log"
+        return "$status"
+    fi
+    countTests "$results/LastTest.log" without-failed
+    sed 's/^[0-9]*:/FAILED AMONG OTHERS, once more by itself: /' "$results/LastTestsFailed.log"
+    status=0
+    withoutAddressRandomisation ctest --test-dir "$directory" --output-on-failure --rerun-failed || status=$?
+    countTests "$results/LastTest.log"
     return "$status"
 }
 
