@@ -119,10 +119,28 @@ VlanSet registeredAt(const MvrpPortEntry& port) {
     return set;
 }
 
+/// Ports numbered from 1 on, in the order of the numbers that they have: a daemon sets memory aside
+/// for as many as its highest number, and those of interfaces may be large.
+Network numberedAnew(Network network) {
+    for (Switch& each : network.switches) {
+        std::vector<Port*> ports;
+        for (Port& port : each.ports)
+            ports.push_back(&port);
+        std::ranges::stable_sort(ports, {}, [](const Port* port) { return port->number; });
+        u32 number = 0;
+        for (Port* port : ports)
+            port->number = ++number;
+    }
+    return network;
+}
+
 }  // namespace
 
 Replica::Replica(const Network& network, const ReplicaSettings& settings)
-    : source_(network), settings_(settings), engine_(settings.seed), random_(settings.seed) {
+    : source_(numberedAnew(network)),
+      settings_(settings),
+      engine_(settings.seed),
+      random_(settings.seed) {
     engine_.setLateness(simulation::kRealLateness);
     for (std::size_t of = 0; of < source_.switches.size(); ++of)
         addSwitch(of);
@@ -141,12 +159,9 @@ void Replica::addSwitch(std::size_t of) {
     const Switch& each = source_.switches[of];
     Node& node = engine_.addNode(correctionsOf(each));
     makeStatic(node.host.switchState, each.staticVlans);
-    u32 most = 0;
-    for (const Port& port : each.ports) {
+    for (const Port& port : each.ports)
         addPort(node, each, port);
-        most = std::max(most, port.number);
-    }
-    node.host.options["mvrp.maxifnum"] = std::to_string(most + 1);
+    node.host.options["mvrp.maxifnum"] = std::to_string(each.ports.size() + 1);
     node.compliant = each.gvrp;
     if (!each.enabled)
         problems_.push_back(each.name +

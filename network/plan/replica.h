@@ -47,6 +47,7 @@ class Replica {
 
     simulation::Network& engine() { return engine_; }
     const simulation::Network& engine() const { return engine_; }
+    /// What was read, with ports that are numbered as in the engine.
     const Network& source() const { return source_; }
     bool isAway(u32 node) const { return away_[node]; }
     /// Whether a cable of the network is part of it; a port's second cable is not.
